@@ -1,0 +1,141 @@
+// TObject, the root of every class that scripts, lists and stored properties handle, and the small reflection that
+// lists a class's published properties and methods.
+//
+// A class that publishes something declares `static const TClassInfo& StaticClass()` and overrides `ClassInfo()`; the
+// tables stand in its .cpp as constants, so nothing runs before main. Example:
+//
+//     constexpr TPropInfo Properties[] = {
+//         {u"Count", TTypeKind::tkInteger, u"Integer", [](const TObject& Self) { return ...; }, nullptr},
+//     };
+//     const TClassInfo& TParamsList::StaticClass() {
+//         static constexpr TClassInfo Info{u"TParamsList", &TIObject::StaticClass, Properties, {}, Make};
+//         return Info;
+//     }
+
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zutools {
+
+class TObject;
+class TKXVariant;
+
+/// Kinds of property and parameter types; the ordinals appear in messages and are fixed.
+enum class TTypeKind : std::uint8_t {
+    tkUnknown = 0,
+    tkInteger = 1,
+    tkChar = 2,
+    tkEnumeration = 3,
+    tkFloat = 4,
+    tkString = 5,
+    tkSet = 6,
+    tkClass = 7,
+    tkMethod = 8,
+    tkWChar = 9,
+    tkLString = 10,
+    tkWString = 11,
+    tkVariant = 12,
+    tkArray = 13,
+    tkRecord = 14,
+    tkInterface = 15,
+    tkInt64 = 16,
+    tkDynArray = 17,
+    tkUString = 18,
+    tkClassRef = 19,
+    tkPointer = 20,
+    tkProcedure = 21,
+};
+
+/// A published property. `Set` is null when it is read-only. `Get` and `Set` may raise what the accessor raises.
+struct TPropInfo {
+    std::u16string_view Name;
+    TTypeKind Kind;
+    std::u16string_view TypeName; // "Integer", "Boolean", "string", "TDateTime", ...
+    TKXVariant (*Get)(const TObject& Self);
+    void (*Set)(TObject& Self, const TKXVariant& Value);
+    std::span<const std::u16string_view> EnumNames{}; // identifiers by ordinal, for enumerations and sets
+};
+
+/// A parameter of a published method.
+struct TParamInfo {
+    std::u16string_view Name;
+    TTypeKind Kind;
+    std::u16string_view TypeName;
+    std::uint8_t OrdinalSize = 4; // bytes, for integers, enumerations and characters
+    bool OrdinalSigned = true;
+    bool ByReference = false;
+};
+
+enum class TVisibility : std::uint8_t { mvPrivate, mvProtected, mvPublic, mvPublished };
+
+/// A listed method. `Invoke` takes as many arguments as `Params` has.
+struct TMethodInfo {
+    std::u16string_view Name;
+    TVisibility Visibility;
+    std::span<const TParamInfo> Params;
+    TKXVariant (*Invoke)(TObject& Self, std::span<const TKXVariant> Args);
+};
+
+/// What a class tells about itself. Lives for the whole process.
+struct TClassInfo {
+    std::u16string_view Name;
+    const TClassInfo& (*Parent)();                  // null for TObject
+    std::span<const TPropInfo> Properties{};        // its own, without the inherited ones
+    std::span<const TMethodInfo> Methods{};         // its own, without the inherited ones
+    std::unique_ptr<TObject> (*Create)() = nullptr; // null when scripts may not create it
+
+    /// True for the class itself and everything derived from `Base`.
+    [[nodiscard]] bool InheritsFrom(const TClassInfo& Base) const;
+    /// Own or inherited, ignoring the letter case of ASCII letters; the most derived wins; null when absent.
+    [[nodiscard]] const TPropInfo* FindProperty(std::u16string_view PropName) const;
+    [[nodiscard]] const TMethodInfo* FindMethod(std::u16string_view MethodName) const;
+    /// All published properties, inherited ones included, ordered by name (ASCII letters without case).
+    [[nodiscard]] std::vector<const TPropInfo*> AllProperties() const;
+};
+
+/// A reference that notices the death of its object. Copyable; empty when default-made.
+class TObjectRef {
+public:
+    TObjectRef() = default;
+    /// The object, or null when it is gone or the reference is empty. Only a thread that may use the object asks.
+    [[nodiscard]] TObject* Get() const { return FCell ? FCell->load(std::memory_order_acquire) : nullptr; }
+
+private:
+    friend class TObject;
+    explicit TObjectRef(std::shared_ptr<std::atomic<TObject*>> Cell) : FCell(std::move(Cell)) {}
+    std::shared_ptr<std::atomic<TObject*>> FCell;
+};
+
+class TObject {
+public:
+    TObject() = default;
+    virtual ~TObject();
+    TObject(const TObject&) = delete;
+    TObject& operator=(const TObject&) = delete;
+
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] virtual const TClassInfo& ClassInfo() const;
+    [[nodiscard]] std::u16string_view ClassName() const { return ClassInfo().Name; }
+
+    /// A reference that turns empty when this object dies. The first call allocates; objects that are never asked pay
+    /// one pointer.
+    [[nodiscard]] TObjectRef Reference();
+
+private:
+    std::unique_ptr<std::shared_ptr<std::atomic<TObject*>>> FCell;
+};
+
+/// The object as a `T` when its class info says that it is one, else null (null for null).
+template <class T>
+[[nodiscard]] T* ObjectCast(TObject* Object) {
+    return Object != nullptr && Object->ClassInfo().InheritsFrom(T::StaticClass()) ? static_cast<T*>(Object) : nullptr;
+}
+
+} // namespace zutools

@@ -1,0 +1,80 @@
+// The services that the application lends to the package: one small interface each, a plain default beside it.
+//
+// The application hands its own over once, before package start, with SetServices; every call may come from any
+// thread, so implementations guard themselves.
+
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace zutools {
+
+class TDatabase;
+
+/// Languages and the database of the running application.
+class TApplicationManager {
+public:
+    virtual ~TApplicationManager() = default;
+    /// The language of the calling thread's session; the default language when it has none.
+    [[nodiscard]] virtual std::u16string GetSessionLanguageID() = 0;
+    [[nodiscard]] virtual std::u16string GetDefaultLanguageID() = 0;
+    /// The calling thread's database connection, opened at its first call; null when the application has no database.
+    /// It is the application manager's, and lives as long as the thread's work.
+    /// @throws EDatabaseError when it cannot be opened.
+    [[nodiscard]] virtual TDatabase* GetDatabase() { return nullptr; }
+};
+
+/// Texts by key and language.
+class TLocalizatorTable {
+public:
+    virtual ~TLocalizatorTable() = default;
+    /// The text of `Key`; the key itself when it is unknown. A text of one U+0000 means "empty on purpose".
+    [[nodiscard]] virtual std::u16string GetString(std::u16string_view Key, std::u16string_view LanguageID) = 0;
+};
+
+enum class TLogLevel { Debug, Info, Warning, Error };
+
+class TLogger {
+public:
+    virtual ~TLogger() = default;
+    /// One entry; line breaks inside it are the implementation's to mask. Never raises.
+    virtual void Log(TLogLevel Level, std::u16string_view Text) noexcept = 0;
+};
+
+/// Session language from TSession, or one fixed default.
+class TSimpleApplicationManager : public TApplicationManager {
+public:
+    explicit TSimpleApplicationManager(std::u16string DefaultLanguageID = u"en");
+    [[nodiscard]] std::u16string GetSessionLanguageID() override;
+    [[nodiscard]] std::u16string GetDefaultLanguageID() override;
+
+private:
+    const std::u16string FDefault;
+};
+
+/// Every key is its own text.
+class TEmptyLocalizatorTable : public TLocalizatorTable {
+public:
+    [[nodiscard]] std::u16string GetString(std::u16string_view Key, std::u16string_view LanguageID) override;
+};
+
+/// Drops every entry.
+class TNullLogger : public TLogger {
+public:
+    void Log(TLogLevel Level, std::u16string_view Text) noexcept override;
+};
+
+/// The services of the process. Never null: what was not handed over is the plain default.
+struct TServices {
+    std::shared_ptr<TApplicationManager> ApplicationManager;
+    std::shared_ptr<TLocalizatorTable> Localizer;
+    std::shared_ptr<TLogger> Logger;
+};
+
+/// Hands services over (null members mean the plain defaults). Only while no other thread uses the package.
+void SetServices(TServices Services);
+[[nodiscard]] const TServices& Services();
+
+} // namespace zutools

@@ -1,0 +1,108 @@
+// TKXVariant, the tagged value that carries every script argument, result and property value.
+//
+// A value type: copies are independent. An object reference is not owned. Not shared between threads without a lock.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace zutools {
+
+class TObject;
+
+/// Type codes; 9 to 13 are fixed by the script interfaces, which test them.
+enum class TVariantKind : std::uint8_t {
+    vkNull = 0,
+    vkInteger = 1,     // 32-bit signed
+    vkInt64 = 2,       // 64-bit signed
+    vkFloat = 3,       // extended floating point
+    vkDateTime = 4,    // days since 1899-12-30, the fraction is the time of day
+    vkAnsiChar = 5,    // one 8-bit character
+    vkWideChar = 6,    // one UTF-16 unit
+    vkString = 9,      // UTF-16 text
+    vkAnsiString = 10, // 8-bit text in the user's code page
+    vkBoolean = 11,
+    vkWordBool = 12, // 16-bit ordinal: zero is false
+    vkObject = 13,   // object reference, may be null
+};
+
+/// The name of a kind for messages: "Integer", "String", "Object", ...
+[[nodiscard]] std::u16string_view VariantKindName(TVariantKind Kind);
+
+/// A moment as days since 1899-12-30T00:00 local time.
+struct TDateTime {
+    double Days = 0;
+    friend bool operator==(const TDateTime&, const TDateTime&) = default;
+};
+
+class TKXVariant {
+public:
+    TKXVariant() = default; // null
+    TKXVariant(int Value) : FKind(TVariantKind::vkInteger), FValue(std::int64_t{Value}) {}
+    TKXVariant(std::int64_t Value) : FKind(TVariantKind::vkInt64), FValue(Value) {}
+    TKXVariant(double Value) : FKind(TVariantKind::vkFloat), FValue(Value) {}
+    TKXVariant(TDateTime Value) : FKind(TVariantKind::vkDateTime), FValue(Value.Days) {}
+    TKXVariant(bool Value) : FKind(TVariantKind::vkBoolean), FValue(std::int64_t{Value}) {}
+    TKXVariant(char16_t Value) : FKind(TVariantKind::vkWideChar), FValue(static_cast<std::int64_t>(Value)) {}
+    TKXVariant(std::u16string Value) : FKind(TVariantKind::vkString), FValue(std::move(Value)) {}
+    TKXVariant(std::u16string_view Value) : TKXVariant(std::u16string(Value)) {}
+    TKXVariant(const char16_t* Value) : TKXVariant(std::u16string(Value)) {}
+    TKXVariant(const void*) = delete; // a pointer must not turn into a boolean: use PointerAsLVar
+    [[nodiscard]] static TKXVariant AnsiString(std::string Value);
+    [[nodiscard]] static TKXVariant AnsiChar(char Value);
+    [[nodiscard]] static TKXVariant WordBool(std::uint16_t Ordinal);
+    [[nodiscard]] static TKXVariant Object(TObject* Value);
+
+    [[nodiscard]] TVariantKind Kind() const { return FKind; }
+    [[nodiscard]] bool IsNull() const { return FKind == TVariantKind::vkNull; }
+    /// One of the two string kinds (9 and 10): what a handler takes as a name.
+    [[nodiscard]] bool IsString() const {
+        return FKind == TVariantKind::vkString || FKind == TVariantKind::vkAnsiString;
+    }
+
+    // Conversions. Each either gives the exact value asked for or raises EVariantError with a message that names the
+    // value and the type; none guesses. Null converts to the empty text only.
+
+    /// From integers and booleans (0, 1) in range; from floats without a fraction; from text that is a whole decimal
+    /// or $-hexadecimal number, blanks around it allowed.
+    [[nodiscard]] std::int32_t AsInteger() const;
+    [[nodiscard]] std::int64_t AsInt64() const;
+    /// Unsigned 8-bit and 16-bit ranges of the same rules.
+    [[nodiscard]] std::uint8_t AsByte() const;
+    [[nodiscard]] std::uint16_t AsWord() const;
+    [[nodiscard]] std::uint32_t AsLongWord() const;
+    /// From numbers, date/time, and text with "." as the decimal separator.
+    [[nodiscard]] double AsFloat() const;
+    /// From booleans; numbers (zero is false); text "True"/"False" in any case, or a number.
+    [[nodiscard]] bool AsBoolean() const;
+    /// From date/time, numbers (days), and text `YYYY-MM-DD`, `YYYY-MM-DD HH:MM[:SS[.mmm]]` (also with "T") and
+    /// `DD.MM.YYYY[ HH:MM[:SS]]`; impossible dates fail.
+    [[nodiscard]] TDateTime AsDateTime() const;
+    /// Any kind but an object: decimal integers, shortest floats that read back the same, "True"/"False",
+    /// `YYYY-MM-DD HH:MM:SS` (with .mmm when there are milliseconds); null gives the empty text. A non-null object
+    /// fails; a null one gives the empty text.
+    [[nodiscard]] std::u16string AsString() const;
+    /// The text without a copy when the kind is vkString; empty view otherwise.
+    [[nodiscard]] std::u16string_view StringView() const;
+    /// 8-bit text in the user's code page; a character that it lacks fails.
+    [[nodiscard]] std::string AsAnsiString() const;
+    /// The first character of a text of one character, or of a character kind.
+    [[nodiscard]] char16_t AsWideChar() const;
+    /// The object reference; null for null; any other kind fails.
+    [[nodiscard]] TObject* AsObject() const;
+
+    /// Same kind and same value; no conversion is made.
+    friend bool operator==(const TKXVariant&, const TKXVariant&) = default;
+
+private:
+    TVariantKind FKind = TVariantKind::vkNull;
+    std::variant<std::int64_t, double, std::u16string, std::string, TObject*> FValue;
+};
+
+/// An object reference as a script value; null gives a null object reference, not a null value.
+[[nodiscard]] TKXVariant PointerAsLVar(TObject* Object);
+
+} // namespace zutools

@@ -1,0 +1,76 @@
+// Whole files and directory walks for the services that read templates, language files and scripts.
+//
+// Called on any thread; calls block on the disk. Names are UTF-16; on POSIX they are UTF-8 on the disk. Native codes
+// never leave: they are turned into TSystemError with the system's own text and the file's name.
+
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zutools::platform {
+
+/// A refused system call. `Code` is errno or GetLastError; `Text` is the system's sentence followed by nothing;
+/// `Message()` names the object, the sentence and the code: `Cannot open file "x": No such file (2)`.
+class TSystemError : public std::exception {
+public:
+    TSystemError(std::u16string_view Action, std::u16string_view Object, int Code);
+    [[nodiscard]] int Code() const { return FCode; }
+    [[nodiscard]] const std::u16string& Message() const { return FMessage; }
+    [[nodiscard]] const char* what() const noexcept override { return FUtf8.c_str(); }
+
+private:
+    int FCode;
+    std::u16string FMessage;
+    std::string FUtf8;
+};
+
+/// The system's text for one of its error codes, trimmed; "error N" when it has none.
+[[nodiscard]] std::u16string SystemErrorText(int Code);
+
+/// An open file for reading. Other readers are welcome, writers are denied where the system enforces it (Windows) and
+/// told by an advisory lock where it does not (POSIX).
+class TReadFile {
+public:
+    /// @throws TSystemError when the file cannot be opened, or is a directory.
+    explicit TReadFile(std::u16string_view Path);
+    ~TReadFile();
+    TReadFile(const TReadFile&) = delete;
+    TReadFile& operator=(const TReadFile&) = delete;
+
+    /// Size in bytes when the file was opened.
+    [[nodiscard]] std::uint64_t Size() const { return FSize; }
+
+    /// Reads from the current position until `Buffer` is full or the file ends; the number of bytes read.
+    /// @throws TSystemError when the system refuses.
+    std::size_t Read(std::span<char> Buffer);
+
+    /// The rest of the file. @throws TSystemError.
+    [[nodiscard]] std::string ReadAll();
+
+private:
+    std::intptr_t FHandle;
+    std::uint64_t FSize = 0;
+    std::u16string FPath;
+};
+
+/// One regular file found by `ListFiles`, relative to the directory walked, with "/" between the parts.
+/// Walks the whole tree below `Directory`, sorted by name in code-unit order; links that lead out are not followed.
+/// @throws TSystemError when the directory cannot be read.
+[[nodiscard]] std::vector<std::u16string> ListFiles(std::u16string_view Directory);
+
+/// Joins with one separator between; an absolute or empty `Name` is joined all the same.
+[[nodiscard]] std::u16string JoinPath(std::u16string_view Directory, std::u16string_view Name);
+
+/// Why a relative name must not be opened below a folder; empty when it may. Refused on every system alike, so that a
+/// tree of files is portable: an empty name, NUL and other control characters, an absolute path, a drive letter or
+/// any ":", a part that is ".." or ".", parts that end in a blank or a dot, and the reserved device names (CON, NUL,
+/// COM1, ...) with or without an extension. Both "/" and "\" separate parts.
+[[nodiscard]] std::u16string_view UnsafeNameReason(std::u16string_view Name);
+
+} // namespace zutools::platform
