@@ -1,0 +1,71 @@
+-- What every page of the application shares: the frame, texts from templates, links, numbers and dates.
+local page = {}
+
+local languages = { { code = "ru", text = "Русский" }, { code = "en", text = "English" } }
+
+--- The value of a request parameter, "" when absent.
+function page.param(name)
+  return request.Params.Value[name]
+end
+
+--- `path?name=value&...` with the pairs in order, empty values left out; safe to put into an attribute.
+function page.url(path, pairs_list)
+  local parts = {}
+  for _, pair in ipairs(pairs_list) do
+    local value = tostring(pair[2] or "")
+    if value ~= "" then parts[#parts + 1] = pair[1] .. "=" .. zu.url_escape(value) end
+  end
+  if #parts > 0 then path = path .. "?" .. table.concat(parts, "&") end
+  return zu.html_escape(path)
+end
+
+--- The text of a part that holds nothing but a language key.
+function page.text(template, name)
+  return template.Part[name]:BuildTemplate()
+end
+
+--- 1234567.5 as "1 234 567,50" in Russian and "1,234,567.50" in English.
+function page.money(kopecks)
+  local digits = string.format("%d", kopecks // 100)
+  local grouped = digits:reverse():gsub("(%d%d%d)", "%1|"):reverse():gsub("^|", "")
+  local english = request.Language == "en"
+  return (grouped:gsub("|", english and "," or "\u{A0}")) .. (english and "." or ",") ..
+    string.format("%02d", kopecks % 100)
+end
+
+--- "2026-03-05" as "05.03.2026" in Russian, as it is in English.
+function page.date(iso)
+  if request.Language == "en" then return iso end
+  return (iso:gsub("(%d+)-(%d+)-(%d+)", "%3.%2.%1"))
+end
+
+--- A whole number from a request parameter within bounds, or the default.
+function page.number(name, default, lowest, highest)
+  local value = math.tointeger(tonumber(page.param(name), 10))
+  if not value then return default end
+  return math.max(lowest, math.min(highest, value))
+end
+
+--- Writes the page: the frame around `content`, with links to this very page in the other languages.
+function page.write(title, content, path, pairs_list)
+  local frame = zu.create("TTemplate")
+  frame.Name = "frame.html"
+  local link = frame.Part["LANGUAGE"]
+  local links = {}
+  for _, language in ipairs(languages) do
+    link:Clear()
+    local with_language = { table.unpack(pairs_list) }
+    with_language[#with_language + 1] = { "lang", language.code }
+    link.Tag["URL"] = page.url(path, with_language)
+    link.Tag["CODE"] = language.code
+    link.Tag["TEXT"] = language.text
+    if language.code == request.Language then link.Tag["CURRENT"] = ' aria-current="true"' end
+    links[#links + 1] = link:BuildTemplate()
+  end
+  frame.Tag["LANGUAGES"] = table.concat(links, " ")
+  frame.Tag["TITLE"] = zu.html_escape(title)
+  frame.Tag["CONTENT"] = content
+  response:Write(frame:BuildTemplate())
+end
+
+return page
