@@ -1,0 +1,293 @@
+#!/usr/bin/python3
+"""The example application in a real browser.
+
+Starts `zuhost serve` on a copy of examples/orders with a fresh database and a free port, drives headless Chromium
+through it, and stops it again. Every test prints a line; the last line counts them.
+
+    run.py --zuhost PATH [--pictures DIR] [--only WORD]
+
+--pictures DIR writes the pictures of the documentation instead of testing.
+"""
+
+import argparse
+import contextlib
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import traceback
+import urllib.error
+import urllib.request
+
+from selenium import webdriver
+from selenium.webdriver.chrome.options import Options
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import WebDriverWait
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+WAIT_SECONDS = 30  # a limit for a hung page, not a delay: every wait ends when its condition holds
+
+
+class Server:
+    """`zuhost serve` in a temporary copy of the example."""
+
+    def __init__(self, zuhost):
+        self.folder = tempfile.TemporaryDirectory(prefix="zuhost-orders-")
+        application = pathlib.Path(self.folder.name) / "orders"
+        shutil.copytree(ROOT / "examples" / "orders", application, ignore=shutil.ignore_patterns("*.db*"))
+        self.process = subprocess.Popen(
+            [zuhost, "serve", "--config", str(application / "orders.toml"), "--port", "0"],
+            stderr=subprocess.PIPE, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL, text=True, encoding="utf-8")
+        self.lines = []
+        for line in self.process.stderr:
+            self.lines.append(line)
+            found = re.search(r"serving on (http://[0-9.]+:\d+)/", line)
+            if found:
+                self.url = found.group(1)
+                break
+        else:
+            raise RuntimeError("zuhost did not start:\n" + "".join(self.lines))
+
+    def stop(self):
+        self.process.send_signal(signal.SIGTERM)
+        _, rest = self.process.communicate(timeout=WAIT_SECONDS)
+        self.lines.append(rest)
+        self.folder.cleanup()
+        return self.process.returncode
+
+
+def new_browser(width=1280, height=900, languages="ru-RU,ru"):
+    options = Options()
+    options.binary_location = "/usr/bin/chromium"
+    for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+                     "--disable-background-networking", "--disable-component-update", "--disable-sync",
+                     "--disable-dev-shm-usage", "--force-device-scale-factor=1", "--hide-scrollbars",
+                     f"--accept-lang={languages}", f"--window-size={width},{height}"):
+        options.add_argument(argument)
+    options.add_experimental_option("prefs", {"intl.accept_languages": languages})
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+    return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+
+
+class Page:
+    """What the tests read off the order list."""
+
+    def __init__(self, browser, url):
+        self.browser, self.url = browser, url
+
+    def open(self, path):
+        self.browser.get(self.url + path)
+
+    def all(self, css):
+        return self.browser.find_elements(By.CSS_SELECTOR, css)
+
+    def one(self, css):
+        return self.browser.find_element(By.CSS_SELECTOR, css)
+
+    def column(self, name):
+        return [cell.text for cell in self.all(f"table.orders tbody td.{name}")]
+
+    def follow(self, element):
+        """Clicks a link or a button and waits for the next page."""
+        before = self.one("html")
+        element.click()
+        WebDriverWait(self.browser, WAIT_SECONDS).until(lambda _: self.gone(before))
+        WebDriverWait(self.browser, WAIT_SECONDS).until(
+            lambda browser: browser.execute_script("return document.readyState") == "complete")
+
+    @staticmethod
+    def gone(element):
+        with contextlib.suppress(Exception):
+            element.is_enabled()
+            return False
+        return True
+
+    def search(self, text):
+        field = self.one("#q")
+        field.clear()
+        field.send_keys(text)
+        self.follow(self.one(".search button"))
+
+
+def expect(condition, text):
+    if not condition:
+        raise AssertionError(text)
+
+
+def number_of(money):
+    return int(re.sub(r"\D", "", money))
+
+
+def test_list_is_russian_and_paged(page):
+    page.open("/")
+    expect(page.one("h1").text == "Список заказов", "the first page is the Russian list: " + page.one("h1").text)
+    expect(len(page.column("number")) == 20, "twenty orders a page")
+    expect("240" in page.one(".count").text, "the count names all orders: " + page.one(".count").text)
+    first = page.column("number")
+    page.follow(page.one(".pager a[rel=next]"))
+    expect(not set(first) & set(page.column("number")), "the second page shows other orders")
+    expect(page.one(".pager b").text == "2", "the pager marks page 2")
+    page.follow(page.all(".pager a")[-2])
+    expect(not page.all(".pager a[rel=next]"), "the last page has no next one")
+    page.open("/orders?page=99999999999999999999")
+    expect(len(page.column("number")) == 20, "a senseless page number still shows a page")
+
+
+def test_nested_parts_fill_each_row(page):
+    page.open("/orders")
+    for row in page.all("table.orders tbody tr"):
+        expect(row.find_elements(By.CSS_SELECTOR, "td.items li"), "every order shows its items")
+    expect("[[" not in page.browser.page_source and "{{" not in page.browser.page_source, "no mark is left")
+
+
+def test_search_ignores_case_and_escapes(page):
+    page.open("/orders")
+    page.search("ЁЛКИ")
+    found = page.column("customer")
+    expect(found and all("Ёлки" in name for name in found), f"only the customer sought: {found}")
+    page.search("100%_")
+    expect(page.all(".empty") and not page.column("number"), "pattern characters are ordinary text")
+    page.search("<b>x</b>\"'&")
+    expect(page.one("#q").get_attribute("value") == "<b>x</b>\"'&", "the field shows what was typed")
+    expect(not page.all("main b"), "typed markup stays text")
+    page.follow(page.one(".reset"))
+    expect(len(page.column("number")) == 20, "reset shows all again")
+
+
+def test_markup_in_data_is_text(page):
+    page.open("/orders?q=" + "%D0%B1%D1%83%D0%B4%D1%83%D1%89%D0%B5%D0%B3%D0%BE")
+    names = page.column("customer")
+    expect(names and all("<будущего>" in name for name in names), f"angle brackets are shown: {names}")
+
+
+def test_sorting(page):
+    page.open("/orders")
+    page.follow(page.one("th.total a"))
+    rising = [number_of(text) for text in page.column("total")]
+    expect(rising == sorted(rising), f"totals rise: {rising}")
+    expect(page.one("th.total").get_attribute("aria-sort") == "ascending", "the column says how it is sorted")
+    page.follow(page.one("th.total a"))
+    falling = [number_of(text) for text in page.column("total")]
+    expect(falling == sorted(falling, reverse=True) and falling[0] > rising[0], f"totals fall: {falling}")
+    page.open("/orders?sort=Total;DROP+TABLE+Orders&dir=x")
+    expect(len(page.column("number")) == 20, "an unknown column is ignored")
+
+
+def test_language_is_kept_by_the_session(page):
+    page.open("/orders?q=%D0%9E%D1%80%D1%91%D0%BB")
+    page.follow(page.one(".languages a[hreflang=en]"))
+    expect(page.one("h1").text == "Order list", "the page turned English: " + page.one("h1").text)
+    expect(set(page.column("city")) == {"Oryol"}, "the search stayed, the data turned English")
+    page.open("/orders")
+    expect(page.one("html").get_attribute("lang") == "en", "the next page is English too")
+    page.follow(page.one(".languages a[hreflang=ru]"))
+    expect(page.one("h1").text == "Список заказов", "and back")
+
+
+def test_order_page(page):
+    page.open("/orders")
+    number = page.column("number")[0]
+    total = page.column("total")[0]
+    page.follow(page.one("td.number a"))
+    expect(number in page.one("h1").text, "the order of the row")
+    sums = [number_of(row.find_elements(By.TAG_NAME, "td")[3].text) for row in page.all(".lines tbody tr")]
+    expect(sum(sums) == number_of(page.one("tfoot .total").text) == number_of(total), f"sums add up: {sums} {total}")
+    page.open("/order?id=0")
+    expect("Такого заказа нет" in page.one(".empty").text, "a missing order is told so")
+
+
+def test_phone(page):
+    page.browser.set_window_size(390, 844)
+    try:
+        for path in ("/orders", "/order?id=5"):
+            page.open(path)
+            wide = page.browser.execute_script("return document.scrollingElement.scrollWidth - window.innerWidth")
+            expect(wide <= 0, f"{path} scrolls sideways by {wide} pixels")
+    finally:
+        page.browser.set_window_size(1280, 900)
+
+
+def test_no_complaints_in_the_console(page):
+    page.browser.get_log("browser")  # what earlier tests provoked
+    for path in ("/orders", "/orders?page=3&lang=en", "/order?id=7", "/orders?lang=ru"):
+        page.open(path)
+    complaints = [entry for entry in page.browser.get_log("browser") if entry["level"] in ("SEVERE", "WARNING")
+                  and "favicon" not in entry["message"]]
+    expect(not complaints, f"the browser complains: {complaints}")
+
+
+def test_bad_requests_do_not_stop_the_service(page):
+    for path, status in (("/nowhere", 404), ("/static/../orders.toml", 404), ("/static/%2e%2e/orders.toml", 404),
+                         ("/orders?q=%FF%FE", 400), ("/orders?q=%00", 400)):
+        try:
+            answer = urllib.request.urlopen(page.url + path).status
+        except urllib.error.HTTPError as error:
+            answer = error.code
+            body = error.read().decode()
+            expect("lua" not in body and "traceback" not in body, f"{path} shows no insides")
+        expect(answer in (status, 400), f"{path}: {answer}")
+    page.open("/orders")
+    expect(len(page.column("number")) == 20, "and the list is still served")
+
+
+def take_pictures(zuhost, folder):
+    folder.mkdir(parents=True, exist_ok=True)
+    server = Server(zuhost)
+    try:
+        for name, path, width, height in (
+                ("orders-list.png", "/orders?lang=ru", 1280, 900), ("orders-list-en.png", "/orders?lang=en&q=cable", 1280, 900),
+                ("order.png", "/order?id=7&lang=ru", 1280, 700), ("orders-phone.png", "/orders?lang=ru", 500, 900)):
+            browser = new_browser(width, height)
+            try:
+                browser.get(server.url + path)
+                browser.save_screenshot(str(folder / name))
+                print(folder / name)
+            finally:
+                browser.quit()
+    finally:
+        server.stop()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--zuhost", required=True)
+    parser.add_argument("--pictures", type=pathlib.Path)
+    parser.add_argument("--only", default="")
+    options = parser.parse_args()
+    if options.pictures:
+        take_pictures(options.zuhost, options.pictures)
+        return 0
+
+    passed = failed = 0
+    server = Server(options.zuhost)
+    browser = new_browser()
+    try:
+        for name, test in list(globals().items()):
+            if not name.startswith("test_") or options.only not in name:
+                continue
+            try:
+                test(Page(browser, server.url))
+                passed += 1
+                print(f"ok      {name}")
+            except Exception:  # a failed test must not hide the others
+                failed += 1
+                print(f"FAILED  {name}\n{traceback.format_exc()}")
+    finally:
+        browser.quit()
+        code = server.stop()
+    if code == 0 and not any("traceback" in line for line in server.lines):
+        passed += 1
+        print("ok      the service stops cleanly")
+    else:
+        failed += 1
+        print(f"FAILED  the service ended with {code}:\n" + "".join(server.lines[-40:]))
+    print(f"{passed} passed, {failed} failed")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
