@@ -7,7 +7,8 @@
 
 namespace zutools {
 
-/// 8 KB once it holds something, a pointer while it is empty. Used by one thread while it changes, by any number after.
+/// 8 KB once it holds something, a pointer while it is empty. Used by one thread while it changes, by any
+/// number after.
 class TKXCharSet {
 public:
     TKXCharSet() = default;

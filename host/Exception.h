@@ -1,4 +1,5 @@
-// The root of every exception class of the library: a UTF-16 message for users, UTF-8 `what()` for C++ callers.
+// The root of every exception class of the library: a UTF-16 message for users, UTF-8 `what()` for C++
+// callers.
 
 #pragma once
 
@@ -40,7 +41,8 @@ public:
     using Exception::Exception;
 };
 
-/// A wrong call on a script object: unknown name, wrong number of arguments, read-only property, wrong object.
+/// A wrong call on a script object: unknown name, wrong number of arguments, read-only property, wrong
+/// object.
 class EIObjectError : public Exception {
 public:
     using Exception::Exception;

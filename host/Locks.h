@@ -14,7 +14,8 @@ namespace zutools {
 class TKXThreadSafetyClass : public TObject {
 public:
     TKXThreadSafetyClass() = default;
-    explicit TKXThreadSafetyClass(TObject* Owner) : FOwner(Owner) {}
+    explicit TKXThreadSafetyClass(TObject* Owner)
+        : FOwner(Owner) {}
 
     /// Blocks until the lock is free. `Name` tells the taker to a debugger and is not kept.
     void Lock(std::u16string_view Name = {}) const;
@@ -42,7 +43,10 @@ private:
 /// Holds a TKXThreadSafetyClass for a scope.
 class TLockScope {
 public:
-    explicit TLockScope(const TKXThreadSafetyClass& Lock) : FLock(Lock) { FLock.Lock(); }
+    explicit TLockScope(const TKXThreadSafetyClass& Lock)
+        : FLock(Lock) {
+        FLock.Lock();
+    }
     ~TLockScope() { FLock.UnLock(); }
     TLockScope(const TLockScope&) = delete;
     TLockScope& operator=(const TLockScope&) = delete;
@@ -53,7 +57,10 @@ private:
 
 class TReadScope {
 public:
-    explicit TReadScope(const TKXThreadRWSafetyClass& Lock) : FLock(Lock) { FLock.BeginRead(); }
+    explicit TReadScope(const TKXThreadRWSafetyClass& Lock)
+        : FLock(Lock) {
+        FLock.BeginRead();
+    }
     ~TReadScope() { FLock.EndRead(); }
     TReadScope(const TReadScope&) = delete;
     TReadScope& operator=(const TReadScope&) = delete;
@@ -64,7 +71,10 @@ private:
 
 class TWriteScope {
 public:
-    explicit TWriteScope(const TKXThreadRWSafetyClass& Lock) : FLock(Lock) { FLock.BeginWrite(); }
+    explicit TWriteScope(const TKXThreadRWSafetyClass& Lock)
+        : FLock(Lock) {
+        FLock.BeginWrite();
+    }
     ~TWriteScope() { FLock.EndWrite(); }
     TWriteScope(const TWriteScope&) = delete;
     TWriteScope& operator=(const TWriteScope&) = delete;

@@ -1,8 +1,8 @@
-// TObject, the root of every class that scripts, lists and stored properties handle, and the small reflection that
-// lists a class's published properties and methods.
+// TObject, the root of every class that scripts, lists and stored properties handle, and the small reflection
+// that lists a class's published properties and methods.
 //
-// A class that publishes something declares `static const TClassInfo& StaticClass()` and overrides `ClassInfo()`; the
-// tables stand in its .cpp as constants, so nothing runs before main. Example:
+// A class that publishes something declares `static const TClassInfo& StaticClass()` and overrides
+// `ClassInfo()`; the tables stand in its .cpp as constants, so nothing runs before main. Example:
 //
 //     constexpr TPropInfo Properties[] = {
 //         {u"Count", TTypeKind::tkInteger, u"Integer", [](const TObject& Self) { return ...; }, nullptr},
@@ -20,6 +20,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zutools {
@@ -53,7 +54,8 @@ enum class TTypeKind : std::uint8_t {
     tkProcedure = 21,
 };
 
-/// A published property. `Set` is null when it is read-only. `Get` and `Set` may raise what the accessor raises.
+/// A published property. `Set` is null when it is read-only. `Get` and `Set` may raise what the accessor
+/// raises.
 struct TPropInfo {
     std::u16string_view Name;
     TTypeKind Kind;
@@ -104,12 +106,14 @@ struct TClassInfo {
 class TObjectRef {
 public:
     TObjectRef() = default;
-    /// The object, or null when it is gone or the reference is empty. Only a thread that may use the object asks.
+    /// The object, or null when it is gone or the reference is empty. Only a thread that may use the object
+    /// asks.
     [[nodiscard]] TObject* Get() const { return FCell ? FCell->load(std::memory_order_acquire) : nullptr; }
 
 private:
     friend class TObject;
-    explicit TObjectRef(std::shared_ptr<std::atomic<TObject*>> Cell) : FCell(std::move(Cell)) {}
+    explicit TObjectRef(std::shared_ptr<std::atomic<TObject*>> Cell)
+        : FCell(std::move(Cell)) {}
     std::shared_ptr<std::atomic<TObject*>> FCell;
 };
 
@@ -124,18 +128,21 @@ public:
     [[nodiscard]] virtual const TClassInfo& ClassInfo() const;
     [[nodiscard]] std::u16string_view ClassName() const { return ClassInfo().Name; }
 
-    /// A reference that turns empty when this object dies. The first call allocates; objects that are never asked pay
-    /// one pointer.
+    /// A reference that turns empty when this object dies. The first call allocates; objects that are never
+    /// asked pay one pointer. Any thread that may use the object may ask, several at once too. The reference
+    /// empties when the destructor of the root runs, after those of the descendants: nobody may follow it
+    /// while the object is being destroyed.
     [[nodiscard]] TObjectRef Reference();
 
 private:
-    std::unique_ptr<std::shared_ptr<std::atomic<TObject*>>> FCell;
+    std::atomic<std::shared_ptr<std::atomic<TObject*>>*> FCell{nullptr}; // owned; null until asked for
 };
 
 /// The object as a `T` when its class info says that it is one, else null (null for null).
 template <class T>
 [[nodiscard]] T* ObjectCast(TObject* Object) {
-    return Object != nullptr && Object->ClassInfo().InheritsFrom(T::StaticClass()) ? static_cast<T*>(Object) : nullptr;
+    return Object != nullptr && Object->ClassInfo().InheritsFrom(T::StaticClass()) ? static_cast<T*>(Object)
+                                                                                   : nullptr;
 }
 
 } // namespace zutools

@@ -1,8 +1,10 @@
-// The database as the package sees it: select queries, statements, transactions. hosting/sql stands behind it.
+// The database as the package sees it: select queries, statements, transactions. hosting/sql stands behind
+// it.
 //
-// Parameters are named as written in the statement, `:Name`, without the colon here; names compare ignoring the case of
-// A to Z. A name that is bound but not in the statement, or in it but not bound, is an error that names it. A database
-// object and everything it hands out belong to the thread that asked for it. Calls block on the database.
+// Parameters are named as written in the statement, `:Name`, without the colon here; names compare ignoring
+// the case of A to Z. A name that is bound but not in the statement, or in it but not bound, is an error that
+// names it. A database object and everything it hands out belong to the thread that asked for it. Calls block
+// on the database.
 
 #pragma once
 
@@ -16,7 +18,8 @@
 
 namespace zutools {
 
-/// A refused statement or a lost connection; the message names the statement and holds the database's own text.
+/// A refused statement or a lost connection; the message names the statement and holds the database's own
+/// text.
 class EDatabaseError : public Exception {
 public:
     using Exception::Exception;
@@ -35,7 +38,8 @@ public:
     virtual void SetNull(std::u16string_view Param) = 0;
 };
 
-/// Forward-only reading. Field names compare ignoring the case of A to Z; an unknown one raises EDatabaseError.
+/// Forward-only reading. Field names compare ignoring the case of A to Z; an unknown one raises
+/// EDatabaseError.
 class TSelectQuery : public TQuery {
 public:
     virtual void Open() = 0;
@@ -79,7 +83,10 @@ public:
 /// Begins in the constructor and rolls back in the destructor unless committed; the destructor never throws.
 class TTransaction {
 public:
-    explicit TTransaction(TDatabase& Database) : FDatabase(&Database) { FDatabase->StartTransaction(); }
+    explicit TTransaction(TDatabase& Database)
+        : FDatabase(&Database) {
+        FDatabase->StartTransaction();
+    }
     ~TTransaction() {
         if (FDatabase == nullptr) return;
         try {

@@ -1,28 +1,29 @@
 // The bases of the objects that scripts see, and the registry of the names that they see them by.
 //
-// A script call goes: engine -> TScriptRegistry by (class, name) -> the handler registered for it. Names that are not
-// registered fall to the class's published properties, then to the object's own hooks. Registration happens at package
-// start and stop; look-ups happen on every worker thread.
+// A script call goes: engine -> TScriptRegistry by (class, name) -> the handler registered for it. Names that
+// are not registered fall to the class's published properties, then to the object's own hooks. Registration
+// happens at package start and stop; look-ups happen on every worker thread.
 
 #pragma once
 
 #include "host/Object.h"
 #include "host/Variant.h"
 
-#include <map>
+#include <cstdint>
 #include <memory>
 #include <shared_mutex>
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace zutools {
 
 using TScriptArgs = std::span<const TKXVariant>;
 
-/// Handlers. `Target` is of the class that they were registered for, or derived from it. They may raise; the engine
-/// turns any exception into a script error.
+/// Handlers. `Target` is of the class that they were registered for, or derived from it. They may raise; the
+/// engine turns any exception into a script error.
 using TScriptGetter = TKXVariant (*)(TObject& Target, TScriptArgs Args);
 using TScriptSetter = void (*)(TObject& Target, TScriptArgs Index, const TKXVariant& Value);
 using TScriptFunction = TKXVariant (*)(TObject& Target, TScriptArgs Args);
@@ -41,28 +42,40 @@ struct TScriptMember {
     TScriptProcedure Procedure = nullptr;
 
     [[nodiscard]] bool ReadOnly() const { return Setter == nullptr; }
-    /// The call, after checking the number of arguments.
+    /// The call, after checking the number of arguments: the property's value, the function's result, null
+    /// for a procedure.
     /// @throws EIObjectError naming the class, the member, the count given and the count wanted.
     TKXVariant Invoke(TObject& Target, TScriptArgs Args) const;
     /// The write, after checking the number of index arguments and that the property is writable.
     void Write(TObject& Target, TScriptArgs Index, const TKXVariant& Value) const;
 };
 
-/// Names by class, compared ignoring the letter case of A to Z; a class also answers to the names of its bases.
+/// Names by class, compared ignoring the letter case of A to Z; a class also answers to the names of its
+/// bases.
 class TScriptRegistry {
 public:
+    TScriptRegistry();
+    ~TScriptRegistry();
+    TScriptRegistry(const TScriptRegistry&) = delete;
+    TScriptRegistry& operator=(const TScriptRegistry&) = delete;
+
     /// Makes a class known (and, when its class info has a factory, creatable) without registering a name.
     void RegisterClass(const TClassInfo& Class);
+    // @throws Exception when `ReadOnly` and the setter contradict each other, a handler is missing, the name
+    // is empty or the count is below -1.
+
     /// A second registration of a name replaces the first.
-    void RegisterProperty(const TClassInfo& Class, std::u16string_view Name, int ArgCount, TScriptGetter Getter,
-                          TScriptSetter Setter, bool ReadOnly);
-    void RegisterFunction(const TClassInfo& Class, std::u16string_view Name, int ArgCount, TScriptFunction Handler);
-    void RegisterProcedure(const TClassInfo& Class, std::u16string_view Name, int ArgCount, TScriptProcedure Handler);
+    void RegisterProperty(const TClassInfo& Class, std::u16string_view Name, int ArgCount,
+                          TScriptGetter Getter, TScriptSetter Setter, bool ReadOnly);
+    void RegisterFunction(const TClassInfo& Class, std::u16string_view Name, int ArgCount,
+                          TScriptFunction Handler);
+    void RegisterProcedure(const TClassInfo& Class, std::u16string_view Name, int ArgCount,
+                           TScriptProcedure Handler);
     /// Forgets the class and all its names; nothing happens for an unknown one.
     void UnregisterClass(const TClassInfo& Class);
 
-    /// The member of the class or its nearest base that has one; null when there is none. Valid until the owning
-    /// class is unregistered.
+    /// The member of the class or its nearest base that has one; null when there is none. Valid until the
+    /// owning class is unregistered.
     [[nodiscard]] const TScriptMember* Find(const TClassInfo& Class, std::u16string_view Name) const;
     /// A registered class by name, ignoring case; null when unknown.
     [[nodiscard]] const TClassInfo* FindClass(std::u16string_view Name) const;
@@ -73,10 +86,11 @@ public:
 
 private:
     struct TClassEntry;
-    TScriptMember& Enter(const TClassInfo& Class, std::u16string_view Name);
+    TClassEntry& EntryOf(const TClassInfo& Class);
+    void Enter(const TClassInfo& Class, TScriptMember Member);
 
     mutable std::shared_mutex FMutex;
-    std::map<const TClassInfo*, std::shared_ptr<TClassEntry>> FClasses;
+    std::unordered_map<const TClassInfo*, std::unique_ptr<TClassEntry>> FClasses;
 };
 
 /// The registry of the process, where the package registers its names.
@@ -88,12 +102,14 @@ public:
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
-    /// Reads a property or calls a function or procedure by name: registered names first, then published properties,
-    /// then what a descendant adds. False when nobody knows the name. `ArgCount` is `Args.size()`.
+    /// Reads a property or calls a function or procedure by name: registered names first, then published
+    /// properties, then what a descendant adds. False when nobody knows the name. `ArgCount` is
+    /// `Args.size()`.
     /// @throws EIObjectError for a wrong number of arguments; whatever the handler raises.
-    virtual bool GetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount, TKXVariant& Result);
-    /// Writes a property by name; the value is the last element of `Args`, index arguments stand before it, and
-    /// `ArgCount` counts the index arguments only. False when nobody knows the name.
+    virtual bool GetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount,
+                                     TKXVariant& Result);
+    /// Writes a property by name; the value is the last element of `Args`, index arguments stand before it,
+    /// and `ArgCount` counts the index arguments only. False when nobody knows the name.
     virtual bool SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount);
 };
 

@@ -1,7 +1,8 @@
-// The services that the application lends to the package: one small interface each, a plain default beside it.
+// The services that the application lends to the package: one small interface each, a plain default beside
+// it.
 //
-// The application hands its own over once, before package start, with SetServices; every call may come from any
-// thread, so implementations guard themselves.
+// The application hands its own over once, before package start, with SetServices; every call may come from
+// any thread, so implementations guard themselves.
 
 #pragma once
 
@@ -20,8 +21,8 @@ public:
     /// The language of the calling thread's session; the default language when it has none.
     [[nodiscard]] virtual std::u16string GetSessionLanguageID() = 0;
     [[nodiscard]] virtual std::u16string GetDefaultLanguageID() = 0;
-    /// The calling thread's database connection, opened at its first call; null when the application has no database.
-    /// It is the application manager's, and lives as long as the thread's work.
+    /// The calling thread's database connection, opened at its first call; null when the application has no
+    /// database. It is the application manager's, and lives as long as the thread's work.
     /// @throws EDatabaseError when it cannot be opened.
     [[nodiscard]] virtual TDatabase* GetDatabase() { return nullptr; }
 };
@@ -31,7 +32,8 @@ class TLocalizatorTable {
 public:
     virtual ~TLocalizatorTable() = default;
     /// The text of `Key`; the key itself when it is unknown. A text of one U+0000 means "empty on purpose".
-    [[nodiscard]] virtual std::u16string GetString(std::u16string_view Key, std::u16string_view LanguageID) = 0;
+    [[nodiscard]] virtual std::u16string GetString(std::u16string_view Key,
+                                                   std::u16string_view LanguageID) = 0;
 };
 
 enum class TLogLevel { Debug, Info, Warning, Error };

@@ -9,29 +9,45 @@
 
 namespace zutools {
 
-/// Position of the first occurrence of `Sought` in `Text` at or after `Start`, ignoring letter case (locale-aware
-/// upper-casing, character by character); 0 when there is none, `Sought` is empty or `Start` lies outside.
-/// `WholeWord`: only an occurrence with no letter or digit on either side.
-[[nodiscard]] int KX_PosText(std::u16string_view Sought, std::u16string_view Text, int Start = 1, bool WholeWord = false);
+/// The upper case of single UTF-16 units in the user's locale: 65,536 units, made at the first call and kept
+/// to the end of the process. A unit whose upper case is longer, depends on its neighbours or needs a
+/// surrogate stands for itself.
+[[nodiscard]] const char16_t* KX_UpCaseTable();
+
+/// One unit of text folded as KX_PosText folds it; loops take the table once instead.
+[[nodiscard]] inline char16_t KX_UpChar(char16_t Character) {
+    return KX_UpCaseTable()[Character];
+}
+
+/// Position of the first occurrence of `Sought` in `Text` at or after `Start`, ignoring letter case
+/// (locale-aware upper-casing, character by character); 0 when there is none, `Sought` is empty or `Start`
+/// lies outside. `WholeWord`: only an occurrence with no letter or digit on either side.
+[[nodiscard]] int KX_PosText(std::u16string_view Sought, std::u16string_view Text, int Start = 1,
+                             bool WholeWord = false);
 
 /// At most `Count` characters of `Text` from `Start`; parts outside the text are cut off silently.
 [[nodiscard]] std::u16string KX_CopyStr(std::u16string_view Text, int Start, int Count);
 
-/// Appends in place, growing by half so that building a page does not copy it again and again.
-void KX_Append2Str(std::u16string& Target, std::u16string_view Tail);
+/// Appends in place; the string grows by factors, so that building a page does not copy it again and again.
+inline void KX_Append2Str(std::u16string& Target, std::u16string_view Tail) {
+    Target.append(Tail);
+}
 
-/// `Directory` and `Name` joined with exactly one separator between them; `Name` alone when `Directory` is empty.
+/// `Directory` and `Name` joined with exactly one separator between them; `Name` alone when `Directory` is
+/// empty.
 [[nodiscard]] std::u16string KX_SplitPathName(std::u16string_view Directory, std::u16string_view Name);
 
-/// Cuts the next parameter off the front of `Text` into `Item`: the text before the first `Delimiter`, which is removed
-/// too. Without a delimiter the whole rest is the item and `Text` becomes empty. An empty delimiter is never found.
-/// False (and an empty item) when `Text` was empty. `Text` is a view, so that no rest is ever copied.
+/// Cuts the next parameter off the front of `Text` into `Item`: the text before the first `Delimiter`, which
+/// is removed too. Without a delimiter the whole rest is the item and `Text` becomes empty. An empty
+/// delimiter is never found. False (and an empty item) when `Text` was empty. `Text` is a view, so that no
+/// rest is ever copied.
 bool KX_GetNextParam(std::u16string_view& Text, std::u16string_view Delimiter, std::u16string& Item);
 
 /// Words are the longest runs without a character of `Separators`.
 [[nodiscard]] int KX_WordCount(std::u16string_view Text, const TKXCharSet& Separators);
 /// Word `Number`, 1-based; empty when there is none.
-[[nodiscard]] std::u16string KX_ExtractWord(int Number, std::u16string_view Text, const TKXCharSet& Separators);
+[[nodiscard]] std::u16string KX_ExtractWord(int Number, std::u16string_view Text,
+                                            const TKXCharSet& Separators);
 
 /// Locale-aware upper and lower case of the user's locale.
 [[nodiscard]] std::u16string AnsiUpperCase(std::u16string_view Text);

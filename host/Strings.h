@@ -6,6 +6,8 @@
 
 #include "host/Object.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,7 +26,8 @@ public:
     virtual void SetStrings(int Index, std::u16string_view Line) = 0;
     [[nodiscard]] virtual TObject* Objects(int Index) const = 0;
     virtual void SetObjects(int Index, TObject* Object) = 0;
-    /// An integer kept with a line in place of an object (database keys of listed names); 0 when none was set.
+    /// An integer kept with a line in place of an object (database keys of listed names); 0 when none was
+    /// set.
     [[nodiscard]] virtual std::intptr_t Tags(int Index) const = 0;
     virtual void SetTags(int Index, std::intptr_t Tag) = 0;
     /// Appends (or places, for a sorted list); the new line's position.
@@ -42,12 +45,15 @@ public:
     void Assign(const TStrings& Source);
     void AddStrings(const TStrings& Source);
 
-    /// All lines, each ended by "\r\n". Writing splits at CR, LF and CRLF; an end without a line break counts as one.
+    /// All lines, each ended by "\r\n". Writing splits at CR, LF and CRLF; an end without a line break counts
+    /// as one.
     [[nodiscard]] std::u16string Text() const;
     void SetText(std::u16string_view Value);
 
-    /// The lines joined by "," with `"` quotes around a line that holds a blank or control character, a comma or a
-    /// quote (doubled inside), and `""` for a single empty line. Reading takes blanks as separators too.
+    /// The lines joined by "," with `"` quotes around a line that holds a blank or control character, a comma
+    /// or a quote (doubled inside), and `""` for a single empty line. Reading takes blanks as separators too.
+    /// What was written reads back the same; a `Quote` of U+0000 switches quoting off, and with it that
+    /// promise.
     [[nodiscard]] std::u16string CommaText() const { return DelimitedText(u',', u'"'); }
     void SetCommaText(std::u16string_view Value) { SetDelimitedText(Value, u',', u'"'); }
     [[nodiscard]] std::u16string DelimitedText(char16_t Delimiter, char16_t Quote) const;
@@ -72,7 +78,8 @@ public:
     void Clear() override;
     [[nodiscard]] int IndexOf(std::u16string_view Line) const override;
 
-    /// Keeps the lines in the user's collation order ignoring case; set before the first Add. Duplicates are kept.
+    /// Keeps the lines in the user's collation order ignoring case, sorting what is there already. Duplicates
+    /// are kept, later ones behind. A sorted list refuses SetStrings and Insert with an Exception.
     void SetSorted(bool Value);
     [[nodiscard]] bool Sorted() const { return FSorted; }
 
@@ -82,8 +89,11 @@ private:
         TObject* Object = nullptr;
         std::intptr_t Tag = 0;
     };
-    [[nodiscard]] const TItem& At(int Index) const;
-    [[nodiscard]] int LowerBound(std::u16string_view Line) const;
+    [[nodiscard]] std::size_t Checked(int Index, std::size_t Limit) const;
+    [[nodiscard]] const TItem& At(int Index) const { return FItems[Checked(Index, FItems.size())]; }
+    [[nodiscard]] TItem& At(int Index) { return FItems[Checked(Index, FItems.size())]; }
+
+    int Place(TItem Item);
 
     std::vector<TItem> FItems;
     bool FSorted = false;

@@ -1,19 +1,25 @@
 // Data of one thread, reached by that thread only.
 //
-// TThreadContainer makes an item for each thread on first use and frees it when the thread calls ReleaseThreadData (a
-// host's worker threads do so at the end of their function) or when the container goes. TThreadObjects keeps objects by
-// name for each thread; the session object stands there under "Session".
+// TThreadContainer makes an item for each thread on first use and frees it when the thread calls
+// ReleaseThreadData (a host's worker threads do so at the end of their function) or when the container goes.
+// TThreadObjects keeps objects by name for each thread; the session object stands there under "Session".
+//
+// A thread that ends without ReleaseThreadData or Clear leaves its data behind, unreachable, until the
+// container goes: threads are told apart by numbers that are never given twice (the system's thread ids are),
+// so that no new thread sees an earlier one's data.
 
 #pragma once
 
 #include "host/Object.h"
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <thread>
+#include <unordered_map>
+#include <vector>
 
 namespace zutools {
 
@@ -29,7 +35,8 @@ public:
     TThreadContainer() = default;
     ~TThreadContainer() override;
 
-    /// When true, the item of an ended thread is handed to the next new one as it is; when false it is freed.
+    /// When true (as made), a released item is handed to the next new thread as it is; when false it is
+    /// freed, and so are those that wait.
     void SetReuseObjects(bool Value);
     /// The calling thread's item, made by CreateData on the first call; null when CreateData gives none.
     [[nodiscard]] TThreadContainerParentObject* GetData();
@@ -37,21 +44,31 @@ public:
     void ReleaseThreadData();
 
 protected:
+    /// Called on the thread that asks, without any lock held.
     [[nodiscard]] virtual std::unique_ptr<TThreadContainerParentObject> CreateData() = 0;
 
 private:
-    std::mutex FMutex;
+    using TItem = std::unique_ptr<TThreadContainerParentObject>;
+
+    std::mutex FMutex; // guards all below; never held while an item is made or destroyed
     bool FReuseObjects = true;
-    std::map<std::thread::id, std::unique_ptr<TThreadContainerParentObject>> FItems;
-    std::vector<std::unique_ptr<TThreadContainerParentObject>> FSpare;
+    std::unordered_map<std::uint64_t, TItem> FItems; // by the thread's number
+    std::vector<TItem> FSpare;
 };
 
-/// The per-thread container of named objects: it owns what it is given. Names compare as A to Z without case.
+/// The per-thread container of named objects: it owns what it is given. Names compare ignoring the case of A
+/// to Z.
 class TThreadObjects {
 public:
-    /// Puts `Object` under `Name` for the calling thread, freeing what stood there.
+    TThreadObjects();
+    ~TThreadObjects();
+    TThreadObjects(const TThreadObjects&) = delete;
+    TThreadObjects& operator=(const TThreadObjects&) = delete;
+
+    /// Puts `Object` under `Name` for the calling thread, freeing what stood there. A null `Object` is as
+    /// Remove.
     void Add(std::u16string_view Name, std::unique_ptr<TObject> Object);
-    /// The calling thread's object of that name, or null.
+    /// The calling thread's object of that name, or null. Takes no lock after the thread's first Add.
     [[nodiscard]] TObject* Get(std::u16string_view Name) const;
     /// Frees the calling thread's object of that name; nothing happens when there is none.
     void Remove(std::u16string_view Name);
@@ -61,9 +78,18 @@ public:
     void Clear();
 
 private:
-    using TNamed = std::map<std::u16string, std::unique_ptr<TObject>, std::less<>>;
-    mutable std::mutex FMutex;
-    std::map<std::thread::id, TNamed> FThreads;
+    struct TNoCase {
+        using is_transparent = void;
+        [[nodiscard]] bool operator()(std::u16string_view Left, std::u16string_view Right) const;
+    };
+    using TNamed = std::map<std::u16string, std::unique_ptr<TObject>, TNoCase>;
+
+    [[nodiscard]] TNamed* FindOwn() const;
+
+    const std::uint64_t
+        FNumber; // never given twice, so that a thread's memory of a dead container fits no other
+    mutable std::mutex FMutex; // guards the map; what it holds for a thread is touched by that thread only
+    mutable std::unordered_map<std::uint64_t, TNamed> FThreads;
 };
 
 /// The container of the process.

@@ -1,12 +1,15 @@
 // TKXVariant, the tagged value that carries every script argument, result and property value.
 //
-// A value type: copies are independent. An object reference is not owned. Not shared between threads without a lock.
+// A value type: copies are independent. An object reference is not owned. Not shared between threads without
+// a lock.
 
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace zutools {
@@ -32,7 +35,8 @@ enum class TVariantKind : std::uint8_t {
 /// The name of a kind for messages: "Integer", "String", "Object", ...
 [[nodiscard]] std::u16string_view VariantKindName(TVariantKind Kind);
 
-/// A moment as days since 1899-12-30T00:00 local time.
+/// A moment as days since 1899-12-30T00:00 local time, counted evenly: -0.25 is 1899-12-29T18:00. Years 1 to
+/// 9999 of the Gregorian calendar, also before its introduction.
 struct TDateTime {
     double Days = 0;
     friend bool operator==(const TDateTime&, const TDateTime&) = default;
@@ -41,15 +45,31 @@ struct TDateTime {
 class TKXVariant {
 public:
     TKXVariant() = default; // null
-    TKXVariant(int Value) : FKind(TVariantKind::vkInteger), FValue(std::int64_t{Value}) {}
-    TKXVariant(std::int64_t Value) : FKind(TVariantKind::vkInt64), FValue(Value) {}
-    TKXVariant(double Value) : FKind(TVariantKind::vkFloat), FValue(Value) {}
-    TKXVariant(TDateTime Value) : FKind(TVariantKind::vkDateTime), FValue(Value.Days) {}
-    TKXVariant(bool Value) : FKind(TVariantKind::vkBoolean), FValue(std::int64_t{Value}) {}
-    TKXVariant(char16_t Value) : FKind(TVariantKind::vkWideChar), FValue(static_cast<std::int64_t>(Value)) {}
-    TKXVariant(std::u16string Value) : FKind(TVariantKind::vkString), FValue(std::move(Value)) {}
-    TKXVariant(std::u16string_view Value) : TKXVariant(std::u16string(Value)) {}
-    TKXVariant(const char16_t* Value) : TKXVariant(std::u16string(Value)) {}
+    TKXVariant(int Value)
+        : FKind(TVariantKind::vkInteger)
+        , FValue(std::int64_t{Value}) {}
+    TKXVariant(std::int64_t Value)
+        : FKind(TVariantKind::vkInt64)
+        , FValue(Value) {}
+    TKXVariant(double Value)
+        : FKind(TVariantKind::vkFloat)
+        , FValue(Value) {}
+    TKXVariant(TDateTime Value)
+        : FKind(TVariantKind::vkDateTime)
+        , FValue(Value.Days) {}
+    TKXVariant(bool Value)
+        : FKind(TVariantKind::vkBoolean)
+        , FValue(std::int64_t{Value}) {}
+    TKXVariant(char16_t Value)
+        : FKind(TVariantKind::vkWideChar)
+        , FValue(static_cast<std::int64_t>(Value)) {}
+    TKXVariant(std::u16string Value)
+        : FKind(TVariantKind::vkString)
+        , FValue(std::move(Value)) {}
+    TKXVariant(std::u16string_view Value)
+        : TKXVariant(std::u16string(Value)) {}
+    TKXVariant(const char16_t* Value)
+        : TKXVariant(std::u16string(Value)) {}
     TKXVariant(const void*) = delete; // a pointer must not turn into a boolean: use PointerAsLVar
     [[nodiscard]] static TKXVariant AnsiString(std::string Value);
     [[nodiscard]] static TKXVariant AnsiChar(char Value);
@@ -63,27 +83,30 @@ public:
         return FKind == TVariantKind::vkString || FKind == TVariantKind::vkAnsiString;
     }
 
-    // Conversions. Each either gives the exact value asked for or raises EVariantError with a message that names the
-    // value and the type; none guesses. Null converts to the empty text only.
+    // Conversions. Each either gives the exact value asked for or raises EVariantError with a message that
+    // names the value and the type, `Cannot convert String "abc" to Integer`; none guesses. Null converts to
+    // the empty text only. A character counts as a text of one character.
 
-    /// From integers and booleans (0, 1) in range; from floats without a fraction; from text that is a whole decimal
-    /// or $-hexadecimal number, blanks around it allowed.
+    /// From integers and booleans (0, 1; a WordBool gives its ordinal) in range; from floats without a
+    /// fraction; from text that is a whole decimal or $-hexadecimal number, a sign before it and blanks
+    /// around it allowed.
     [[nodiscard]] std::int32_t AsInteger() const;
     [[nodiscard]] std::int64_t AsInt64() const;
     /// Unsigned 8-bit and 16-bit ranges of the same rules.
     [[nodiscard]] std::uint8_t AsByte() const;
     [[nodiscard]] std::uint16_t AsWord() const;
     [[nodiscard]] std::uint32_t AsLongWord() const;
-    /// From numbers, date/time, and text with "." as the decimal separator.
+    /// From numbers, date/time, and text with "." as the decimal separator; gives the nearest float. Text
+    /// that names an infinity, is no number or lies outside the range fails.
     [[nodiscard]] double AsFloat() const;
     /// From booleans; numbers (zero is false); text "True"/"False" in any case, or a number.
     [[nodiscard]] bool AsBoolean() const;
-    /// From date/time, numbers (days), and text `YYYY-MM-DD`, `YYYY-MM-DD HH:MM[:SS[.mmm]]` (also with "T") and
-    /// `DD.MM.YYYY[ HH:MM[:SS]]`; impossible dates fail.
+    /// From date/time, numbers (days), and text `YYYY-MM-DD` or `DD.MM.YYYY`, alone or followed by a blank or
+    /// "T" and `HH:MM[:SS[.mmm]]`; impossible dates and times fail.
     [[nodiscard]] TDateTime AsDateTime() const;
     /// Any kind but an object: decimal integers, shortest floats that read back the same, "True"/"False",
-    /// `YYYY-MM-DD HH:MM:SS` (with .mmm when there are milliseconds); null gives the empty text. A non-null object
-    /// fails; a null one gives the empty text.
+    /// `YYYY-MM-DD HH:MM:SS` to the nearest millisecond (with .mmm when there are any); null gives the empty
+    /// text. A non-null object fails; a null one gives the empty text.
     [[nodiscard]] std::u16string AsString() const;
     /// The text without a copy when the kind is vkString; empty view otherwise.
     [[nodiscard]] std::u16string_view StringView() const;
@@ -98,6 +121,23 @@ public:
     friend bool operator==(const TKXVariant&, const TKXVariant&) = default;
 
 private:
+    template <class TValue>
+    TKXVariant(TVariantKind Kind, TValue Value)
+        : FKind(Kind)
+        , FValue(std::move(Value)) {}
+
+    [[noreturn]] void Fail(std::u16string_view Wanted) const;
+    [[nodiscard]] std::int64_t Ordinal() const { return std::get<std::int64_t>(FValue); }
+    [[nodiscard]] double Float() const { return std::get<double>(FValue); }
+    [[nodiscard]] bool IsText() const;
+    [[nodiscard]] std::optional<std::u16string> TryText() const;
+    template <class TValue>
+    [[nodiscard]] std::optional<TValue> Parsed(std::optional<TValue> (*Parse)(std::u16string_view)) const;
+    [[nodiscard]] std::int64_t Whole(std::u16string_view Wanted, std::int64_t Lowest,
+                                     std::int64_t Highest) const;
+    template <class TInteger>
+    [[nodiscard]] TInteger Whole(std::u16string_view Wanted) const;
+
     TVariantKind FKind = TVariantKind::vkNull;
     std::variant<std::int64_t, double, std::u16string, std::string, TObject*> FValue;
 };

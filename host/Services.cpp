@@ -1,0 +1,52 @@
+#include "host/Services.h"
+
+#include "host/Session.h"
+
+#include <utility>
+
+namespace zutools {
+
+namespace {
+
+TServices WithDefaults(TServices Given) {
+    if (!Given.ApplicationManager) Given.ApplicationManager = std::make_shared<TSimpleApplicationManager>();
+    if (!Given.Localizer) Given.Localizer = std::make_shared<TEmptyLocalizatorTable>();
+    if (!Given.Logger) Given.Logger = std::make_shared<TNullLogger>();
+    return Given;
+}
+
+TServices& Current() {
+    static TServices Services = WithDefaults({});
+    return Services;
+}
+
+} // namespace
+
+TSimpleApplicationManager::TSimpleApplicationManager(std::u16string DefaultLanguageID)
+    : FDefault(std::move(DefaultLanguageID)) {}
+
+std::u16string TSimpleApplicationManager::GetSessionLanguageID() {
+    const TSession* Session = CurrentSession();
+    return Session != nullptr && !Session->LanguageID.empty() ? Session->LanguageID : FDefault;
+}
+
+std::u16string TSimpleApplicationManager::GetDefaultLanguageID() {
+    return FDefault;
+}
+
+std::u16string TEmptyLocalizatorTable::GetString(std::u16string_view Key,
+                                                 std::u16string_view /*LanguageID*/) {
+    return std::u16string(Key);
+}
+
+void TNullLogger::Log(TLogLevel /*Level*/, std::u16string_view /*Text*/) noexcept {}
+
+void SetServices(TServices Services) {
+    Current() = WithDefaults(std::move(Services));
+}
+
+const TServices& Services() {
+    return Current();
+}
+
+} // namespace zutools

@@ -1,0 +1,150 @@
+#include "host/ThreadContainer.h"
+
+#include "host/StringHelpers.h"
+
+#include <atomic>
+#include <utility>
+
+namespace zutools {
+
+namespace {
+
+// The calling thread's number: plain data, because a thread-local with a destructor is broken on MinGW.
+std::uint64_t ThreadNumber() {
+    static std::atomic<std::uint64_t> Last{0};
+    static thread_local std::uint64_t Number = 0;
+    if (Number == 0) Number = ++Last;
+    return Number;
+}
+
+std::uint64_t NextContainerNumber() {
+    static std::atomic<std::uint64_t> Last{0};
+    return ++Last;
+}
+
+// Where the thread found its objects last, so that the session is read without a lock.
+struct TRemembered {
+    std::uint64_t Container = 0;
+    void* Named = nullptr;
+};
+thread_local TRemembered Remembered;
+
+} // namespace
+
+const TClassInfo& TThreadContainerParentObject::StaticClass() {
+    static constexpr TClassInfo Info{u"TThreadContainerParentObject", &TObject::StaticClass};
+    return Info;
+}
+const TClassInfo& TThreadContainerParentObject::ClassInfo() const {
+    return StaticClass();
+}
+
+TThreadContainer::~TThreadContainer() = default;
+
+void TThreadContainer::SetReuseObjects(bool Value) {
+    std::vector<TItem> Dropped;
+    const std::lock_guard Guard(FMutex);
+    FReuseObjects = Value;
+    if (!Value) Dropped.swap(FSpare);
+}
+
+TThreadContainerParentObject* TThreadContainer::GetData() {
+    const std::uint64_t Thread = ThreadNumber();
+    {
+        const std::lock_guard Guard(FMutex);
+        const auto Found = FItems.find(Thread);
+        if (Found != FItems.end()) return Found->second.get();
+        if (!FSpare.empty()) {
+            TItem& Item = FItems[Thread];
+            Item = std::move(FSpare.back());
+            FSpare.pop_back();
+            return Item.get();
+        }
+    }
+    TItem Item = CreateData();
+    if (!Item) return nullptr;
+    const std::lock_guard Guard(FMutex);
+    // CreateData may have asked for the data itself: the first item stays, as others may know it.
+    return FItems.try_emplace(Thread, std::move(Item)).first->second.get();
+}
+
+void TThreadContainer::ReleaseThreadData() {
+    TItem Dropped;
+    const std::lock_guard Guard(FMutex);
+    const auto Found = FItems.find(ThreadNumber());
+    if (Found == FItems.end()) return;
+    if (FReuseObjects) {
+        FSpare.push_back(std::move(Found->second));
+    } else {
+        Dropped = std::move(Found->second);
+    }
+    FItems.erase(Found);
+}
+
+bool TThreadObjects::TNoCase::operator()(std::u16string_view Left, std::u16string_view Right) const {
+    return CompareText(Left, Right) < 0;
+}
+
+TThreadObjects::TThreadObjects()
+    : FNumber(NextContainerNumber()) {}
+TThreadObjects::~TThreadObjects() = default;
+
+TThreadObjects::TNamed* TThreadObjects::FindOwn() const {
+    if (Remembered.Container == FNumber) return static_cast<TNamed*>(Remembered.Named);
+    const std::lock_guard Guard(FMutex);
+    const auto Found = FThreads.find(ThreadNumber());
+    if (Found == FThreads.end()) return nullptr;
+    // The address holds until this thread clears its objects: the map moves no element.
+    Remembered = {FNumber, &Found->second};
+    return &Found->second;
+}
+
+void TThreadObjects::Add(std::u16string_view Name, std::unique_ptr<TObject> Object) {
+    if (!Object) return Remove(Name);
+    TNamed* Own = FindOwn();
+    if (Own == nullptr) {
+        const std::lock_guard Guard(FMutex);
+        Own = &FThreads[ThreadNumber()];
+    }
+    // Swapped in before the old object dies, for its destructor may ask for the name.
+    (*Own)[std::u16string(Name)].swap(Object);
+}
+
+TObject* TThreadObjects::Get(std::u16string_view Name) const {
+    const TNamed* Own = FindOwn();
+    if (Own == nullptr) return nullptr;
+    const auto Found = Own->find(Name);
+    return Found == Own->end() ? nullptr : Found->second.get();
+}
+
+void TThreadObjects::Remove(std::u16string_view Name) {
+    Take(Name).reset();
+}
+
+std::unique_ptr<TObject> TThreadObjects::Take(std::u16string_view Name) {
+    TNamed* Own = FindOwn();
+    if (Own == nullptr) return nullptr;
+    const auto Found = Own->find(Name);
+    if (Found == Own->end()) return nullptr;
+    std::unique_ptr<TObject> Result = std::move(Found->second);
+    Own->erase(Found);
+    return Result;
+}
+
+void TThreadObjects::Clear() {
+    TNamed Dropped; // destroyed last, without the lock
+    if (Remembered.Container == FNumber) Remembered = {};
+    const std::lock_guard Guard(FMutex);
+    const auto Found = FThreads.find(ThreadNumber());
+    if (Found == FThreads.end()) return;
+    Dropped = std::move(Found->second);
+    FThreads.erase(Found);
+}
+
+TThreadObjects& ThreadObjects() {
+    // Never destroyed: objects of other statics may still ask for the session at exit.
+    static TThreadObjects& Objects = *new TThreadObjects;
+    return Objects;
+}
+
+} // namespace zutools
