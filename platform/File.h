@@ -1,7 +1,7 @@
 // Whole files and directory walks for the services that read templates, language files and scripts.
 //
-// Called on any thread; calls block on the disk. Names are UTF-16; on POSIX they are UTF-8 on the disk. Native codes
-// never leave: they are turned into TSystemError with the system's own text and the file's name.
+// Called on any thread; calls block on the disk. Names are UTF-16; on POSIX they are UTF-8 on the disk.
+// Native codes never leave: they are turned into TSystemError with the system's own text and the file's name.
 
 #pragma once
 
@@ -15,8 +15,9 @@
 
 namespace zutools::platform {
 
-/// A refused system call. `Code` is errno or GetLastError; `Text` is the system's sentence followed by nothing;
-/// `Message()` names the object, the sentence and the code: `Cannot open file "x": No such file (2)`.
+/// A refused system call. `Code` is errno or GetLastError; `Text` is the system's sentence followed by
+/// nothing; `Message()` names the object, the sentence and the code: `Cannot open file "x": No such file
+/// (2)`.
 class TSystemError : public std::exception {
 public:
     TSystemError(std::u16string_view Action, std::u16string_view Object, int Code);
@@ -30,11 +31,12 @@ private:
     std::string FUtf8;
 };
 
-/// The system's text for one of its error codes, trimmed; "error N" when it has none.
+/// The system's text for one of its error codes, without the full stop and the line end; "error N" when it
+/// has none.
 [[nodiscard]] std::u16string SystemErrorText(int Code);
 
-/// An open file for reading. Other readers are welcome, writers are denied where the system enforces it (Windows) and
-/// told by an advisory lock where it does not (POSIX).
+/// An open file for reading. Other readers are welcome, writers are denied where the system enforces it
+/// (Windows) and told by an advisory lock where it does not (POSIX).
 class TReadFile {
 public:
     /// @throws TSystemError when the file cannot be opened, or is a directory.
@@ -60,17 +62,19 @@ private:
 };
 
 /// One regular file found by `ListFiles`, relative to the directory walked, with "/" between the parts.
-/// Walks the whole tree below `Directory`, sorted by name in code-unit order; links that lead out are not followed.
+/// Walks the whole tree below `Directory`, sorted by name in code-unit order; links that lead out are not
+/// followed.
 /// @throws TSystemError when the directory cannot be read.
 [[nodiscard]] std::vector<std::u16string> ListFiles(std::u16string_view Directory);
 
-/// Joins with one separator between; an absolute or empty `Name` is joined all the same.
+/// Joins with one "/" between, whatever separators stand at the seam; an absolute or empty `Name` is joined
+/// all the same. An empty `Directory` adds nothing.
 [[nodiscard]] std::u16string JoinPath(std::u16string_view Directory, std::u16string_view Name);
 
-/// Why a relative name must not be opened below a folder; empty when it may. Refused on every system alike, so that a
-/// tree of files is portable: an empty name, NUL and other control characters, an absolute path, a drive letter or
-/// any ":", a part that is ".." or ".", parts that end in a blank or a dot, and the reserved device names (CON, NUL,
-/// COM1, ...) with or without an extension. Both "/" and "\" separate parts.
+/// Why a relative name must not be opened below a folder; empty when it may. Refused on every system alike,
+/// so that a tree of files is portable: an empty name, NUL and other control characters, an absolute path, a
+/// drive letter or any ":", a part that is ".." or ".", parts that end in a blank or a dot, and the reserved
+/// device names (CON, NUL, COM1, ...) with or without an extension. Both "/" and "\" separate parts.
 [[nodiscard]] std::u16string_view UnsafeNameReason(std::u16string_view Name);
 
 } // namespace zutools::platform
