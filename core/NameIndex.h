@@ -1,0 +1,109 @@
+// The hash index that the lists sorted by name keep beside their order, and the name type that keeps it
+// honest.
+//
+// Internal to the sorted lists; item classes show TZUItemName as their public name field.
+
+#pragma once
+
+#include "core/NameMatch.h"
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zutools {
+
+class TObject;
+class TNameIndex;
+
+/// The name of a list item. Reads as a constant text. Written like a text too; when the item stands in a list
+/// at that moment, the list is told that its order may no longer hold, and looks names up by the order alone
+/// until it has looked the order through.
+class TZUItemName {
+public:
+    TZUItemName() = default;
+    TZUItemName(std::u16string Text)
+        : FText(std::move(Text)) {}
+    TZUItemName(const TZUItemName& Other)
+        : FText(Other.FText) {}
+    ~TZUItemName() = default;
+
+    TZUItemName& operator=(std::u16string Text);
+    TZUItemName& operator=(std::u16string_view Text) { return *this = std::u16string(Text); }
+    TZUItemName& operator=(const char16_t* Text) { return *this = std::u16string(Text); }
+    TZUItemName& operator=(const TZUItemName& Other) { return *this = std::u16string(Other.FText); }
+
+    operator const std::u16string&() const { return FText; }
+    operator std::u16string_view() const { return FText; }
+    [[nodiscard]] const std::u16string& Text() const { return FText; }
+    [[nodiscard]] bool empty() const { return FText.empty(); }
+    [[nodiscard]] std::size_t size() const { return FText.size(); }
+
+    friend bool operator==(const TZUItemName& Left, std::u16string_view Right) { return Left.FText == Right; }
+    friend bool operator==(const TZUItemName& Left, const TZUItemName& Right) {
+        return Left.FText == Right.FText;
+    }
+
+private:
+    friend class TNameIndex;
+
+    std::u16string FText;
+    TNameIndex* FIndex = nullptr; // of the list that holds the item
+    TObject* FItem = nullptr;     // the item that this is the name of, while it is listed
+    std::uint64_t FHash = 0;
+    bool FSimple = true;
+    mutable std::atomic<int> FPosition{-1}; // where the item was last seen; checked before it is believed
+};
+
+/// Items by name. Filled and emptied with the list; looking up changes nothing but the remembered positions,
+/// so that several threads may look up at once.
+class TNameIndex {
+public:
+    TNameIndex() = default;
+    TNameIndex(const TNameIndex&) = delete;
+    TNameIndex& operator=(const TNameIndex&) = delete;
+    ~TNameIndex() = default;
+
+    /// True when the index answers for a list whose names are in strictly rising order under `Match`.
+    [[nodiscard]] bool ValidFor(const TNameMatch& Match) const { return FMatch == &Match; }
+    /// Forgets everything and starts over, empty and valid.
+    void Reset(const TNameMatch& Match);
+    /// The order is not known to hold any more: answers nothing until Reset.
+    void Invalidate() { FMatch = nullptr; }
+
+    void Enter(TZUItemName& Name, TObject& Item, int Position);
+    void Leave(TZUItemName& Name);
+
+    enum class TAnswer : std::uint8_t { Found, Absent, AskTheOrder };
+    struct TFound {
+        TAnswer Answer = TAnswer::AskTheOrder;
+        const TZUItemName* Name = nullptr;
+    };
+    [[nodiscard]] TFound Find(std::u16string_view Name) const;
+
+    [[nodiscard]] static TObject* ItemOf(const TZUItemName& Name) { return Name.FItem; }
+    [[nodiscard]] static int PositionOf(const TZUItemName& Name) {
+        return Name.FPosition.load(std::memory_order_relaxed);
+    }
+    static void RememberPosition(const TZUItemName& Name, int Position) {
+        Name.FPosition.store(Position, std::memory_order_relaxed);
+    }
+
+private:
+    friend class TZUItemName;
+    struct TSlot {
+        std::uint64_t Hash = 0;
+        TZUItemName* Name = nullptr; // null: free
+    };
+    void Grow();
+    void Place(TZUItemName& Name);
+
+    const TNameMatch* FMatch = nullptr;
+    std::vector<TSlot> FSlots; // a power of two, at most three quarters full, probed in steps of one
+    std::size_t FUsed = 0;
+    std::size_t FComplex = 0; // names whose hash does not decide
+};
+
+} // namespace zutools

@@ -1,0 +1,73 @@
+// Names compared as the user's collation compares them, without asking it each time.
+//
+// The sorted lists and the templates look names up here. The collator is asked once, when a TNameMatch is
+// made, which characters it holds equal and in which order they stand; after that plain names are hashed,
+// matched and mostly even ordered by table. Characters whose weight depends on their neighbours, or that are
+// worth several letters or nothing at all, are never in the table: names that hold one are "complex" and only
+// the collator decides about them. So every answer is the collator's own.
+//
+// Immutable after construction; shared between threads freely.
+
+#pragma once
+
+#include "platform/Text.h"
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace zutools {
+
+class TNameMatch {
+public:
+    /// Builds the tables; takes a few milliseconds. `Collator` must outlive this object.
+    TNameMatch(const platform::TCollator& Collator, bool CaseSensitive);
+
+    /// A hash and what it can decide.
+    struct THash {
+        std::uint64_t Value = 0;
+        bool Simple = true;
+    };
+    /// Two simple names that are the same have equal hashes. Two complex names spelled alike have equal
+    /// hashes too, but complex names may be the same with different hashes, and may be the same as simple
+    /// ones: when a complex name is on either side, a mismatch of hashes says nothing.
+    [[nodiscard]] THash Hash(std::u16string_view Name) const;
+
+    /// Exactly `Compare(...) == 0` of the collator.
+    [[nodiscard]] bool Same(std::u16string_view Left, std::u16string_view Right) const;
+    /// The same for two names known to be simple; the collator is never called.
+    [[nodiscard]] bool SameSimple(std::u16string_view Left, std::u16string_view Right) const;
+    /// The sign of the collator's `Compare`: -1, 0 or 1.
+    [[nodiscard]] int Compare(std::u16string_view Left, std::u16string_view Right) const;
+
+    /// True for a character that the tables decide about when it stands alone.
+    [[nodiscard]] bool Decidable(char16_t Character) const;
+
+private:
+    // One character: what it folds to (0: the collator decides) and its place in the order by letter alone,
+    // accents and letter case aside.
+    struct TWeight {
+        char16_t Fold = 0;
+        std::uint8_t Rank = 0;
+        std::uint8_t Pairing = 0; // see Begins and Ends
+    };
+    static constexpr char16_t Limit =
+        0x460; // Latin, Latin-1, Latin Extended-A, and the Cyrillic of Slavic languages
+    static constexpr std::uint8_t Begins = 1; // may be the first half of a pair that is one letter ("ch")
+    static constexpr std::uint8_t Ends = 2;   // may be the second half of one
+
+    [[nodiscard]] TWeight WeightOf(char16_t Character) const {
+        return Character < Limit ? FWeights[Character] : TWeight{};
+    }
+    void Build();
+
+    const platform::TCollator& FCollator;
+    const bool FCaseSensitive;
+    bool FHasPairs = false; // some pair is one letter: names are looked through for it
+    std::array<TWeight, Limit> FWeights{};
+};
+
+/// The match of the user's collation, made at the first call of each kind and kept to the end of the process.
+[[nodiscard]] const TNameMatch& UserNameMatch(bool CaseSensitive);
+
+} // namespace zutools

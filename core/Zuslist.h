@@ -1,0 +1,369 @@
+// Keyed sorted object lists: the containers that the rest of the library keeps its objects in.
+//
+//     TZUSortedParams Params;
+//     Params.AddParam(u"Customer", u"42");
+//     Params.Value(u"customer");            // "42": names compare by the user's collation, without case
+//
+// A list keeps its items ordered by one comparison and finds them by binary search, or keeps insertion order
+// and scans
+// (`MethodID`). The mode and the flags are the owner's to set before the first add: changing them on a filled
+// list does not reorder it, and look-ups then give what the algorithm of the mode gives on that order.
+//
+// A list is used by one thread while it changes; while it does not, any number of threads may look up.
+// Nothing here raises for absence: absent keys give null, -1, empty texts. References returned stay good
+// until the list changes.
+
+#pragma once
+
+#include "core/NameIndex.h"
+#include "core/ObjectList.h"
+#include "host/Variant.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace zutools {
+
+class TStrings;
+
+/// How a list is searched, and what becomes of equal keys. Any other value makes every add and find fail.
+enum TMethodID : std::uint8_t {
+    midBinary = 0,              // binary search; an equal key finds the existing item
+    midUnsortedDublicate = 1,   // linear scan in insertion order; every add appends
+    midUnsortedNoDublicate = 2, // linear scan; an equal key finds the existing item, a new one is appended
+};
+
+/// Negative when the item orders before the key, zero when it matches, positive when it orders after.
+using TZUSortedObjectListCompareFunc = std::function<std::intptr_t(TObject* Item, const TKXVariant& Value)>;
+
+/// A list searched by a comparison with keys in variants. Without a comparison nothing is ever found.
+class TZUSortedObjectList : public TObjectList {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    TMethodID MethodID = midBinary;
+
+    [[nodiscard]] const TZUSortedObjectListCompareFunc& CompareFunc() const { return FCompareFunc; }
+    /// Replaces the comparison, in the descendants their own one too; the items are not reordered.
+    void SetCompareFunc(TZUSortedObjectListCompareFunc Func);
+
+    /// Looks `Value` up without inserting: the matching item, the first of equal ones, or null. `Index`
+    /// receives its position, or the position at which a new item must be inserted to keep the order; -1 in
+    /// an invalid mode.
+    TObject* AddElement(const TKXVariant& Value, int& Index) const;
+    /// Position of a matching item (of equal ones any, in midBinary), or -1.
+    [[nodiscard]] int FindElementIndex(const TKXVariant& Value) const;
+    /// The item at FindElementIndex, or null.
+    [[nodiscard]] TObject* FindElement(const TKXVariant& Value) const;
+    /// Deletes the item at FindElementIndex; nothing happens when there is none.
+    void RemoveElement(const TKXVariant& Value);
+
+protected:
+    /// Installs the comparison of a descendant's own, which the descendant may then make with typed keys.
+    void InstallOwnCompare(TZUSortedObjectListCompareFunc Func);
+    [[nodiscard]] bool OwnCompare() const { return FOwnCompare; }
+
+    // The two look-ups over any comparison `Compare(TObject*)` -> sign; they differ in which of equal keys
+    // they find.
+    template <class TCompare>
+    TObject* LookUpForAdd(const TCompare& Compare, int& Index) const;
+    template <class TCompare>
+    [[nodiscard]] int LookUp(const TCompare& Compare) const;
+
+private:
+    TZUSortedObjectListCompareFunc FCompareFunc;
+    bool FOwnCompare = false;
+};
+
+/// Objects by identity; the objects themselves are the items.
+class TZUSortedObjects : public TZUSortedObjectList {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    TZUSortedObjects();
+    /// Inserts when absent; the position either way. -1 in an invalid mode, and the object stays the
+    /// caller's.
+    int AddObject(TObject* Object);
+    /// `Index` receives the position, or the insertion position when absent.
+    bool FindObject(const TObject* Object, int& Index) const;
+    void RemoveObject(const TObject* Object);
+};
+
+/// An object under an integer.
+class TZUIDObject : public TObject {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    std::int32_t ID = 0;
+    TObject* Data = nullptr; // the list decides who frees it
+};
+
+/// Objects by integer. The wrappers are always the list's; the objects only while FlagDestroyObject is set:
+/// then one is freed when its entry leaves, when AddObject replaces it and when SetObjects does, be the new
+/// one the same or not.
+class TZUSortedIDObjects : public TZUSortedObjectList {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    TZUSortedIDObjects();
+    ~TZUSortedIDObjects() override;
+
+    bool FlagDestroyObject = false;
+
+    /// Enters or replaces; the position, -1 in an invalid mode (then the object stays the caller's).
+    int AddObject(std::int32_t Ident, TObject* Object);
+    /// A new entry at a position of the caller's choice, who answers for the order.
+    void InsertObject(int Index, std::int32_t Ident, TObject* Object);
+    /// `Index` receives the position, or the insertion position when absent.
+    bool FindObject(std::int32_t Ident, int& Index) const;
+    void RemoveObject(std::int32_t Ident);
+
+    [[nodiscard]] TObject* Objects(int Index) const; // null out of range
+    void SetObjects(int Index, TObject* Object);     // ignored out of range
+    [[nodiscard]] std::int32_t ID(int Index) const;  // 0 out of range
+    [[nodiscard]] TObject* ObjectByID(std::int32_t Ident) const;
+
+protected:
+    void Notify(TObject* Item, TListNotification Action) override;
+    void CheckItem(TObject* Item) const override;
+
+private:
+    void DestroyData(TZUIDObject& Entry) const;
+};
+
+/// What the three lists sorted by name share. Names compare by the user's collation, without case unless
+/// CaseSensitivity is set. Not a class of its own for scripts or class information.
+class TZUNameSortedList : public TZUSortedObjectList {
+public:
+    TZUNameSortedList();
+    ~TZUNameSortedList() override;
+
+    bool CaseSensitivity = false;
+
+    /// AddElement, FindElementIndex and FindElement with the name as it is, without a variant around it.
+    TObject* FindForAdd(std::u16string_view Name, int& Index) const;
+    [[nodiscard]] int FindNameIndex(std::u16string_view Name) const;
+    [[nodiscard]] TObject* FindName(std::u16string_view Name) const;
+
+protected:
+    /// The name field of an item; the items have passed CheckItem.
+    [[nodiscard]] virtual const TZUItemName& NameOf(const TObject& Item) const = 0;
+    /// Brings the name index in step again when a flag, a name or the order was changed behind its back; the
+    /// typed adds call it before they look up.
+    void RefreshIndex();
+    void ItemInserted(int Index) override;
+    void ItemRemoved(TObject* Item) override;
+
+private:
+    [[nodiscard]] const TNameMatch& Match() const { return UserNameMatch(CaseSensitivity); }
+    [[nodiscard]] bool IndexAnswers() const;
+    [[nodiscard]] int PositionOf(const TZUItemName& Name) const;
+    [[nodiscard]] TZUItemName& NameAt(int Index);
+    [[nodiscard]] bool InOrder(int Left, int Right);
+
+    TNameIndex FIndex;
+    bool FOrderBroken =
+        false; // looked through and found out of order: not looked through again until a name changes
+};
+
+/// An object under a name. `DelObject`: 0 the list's FlagDestroyObject decides, 1 the list frees `Data`, 2
+/// and up never.
+class TZUNamedObject : public TObject {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    TZUItemName Name;
+    TObject* Data = nullptr;
+    std::uint8_t DelObject = 0;
+};
+
+/// Objects by name. The wrappers are always the list's; an object by the rule of its DelObject, applied when
+/// its entry leaves, when AddObject replaces it and when SetObjects does, be the new one the same or not.
+class TZUSortedNamedObjects : public TZUNameSortedList {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    TZUSortedNamedObjects() = default;
+    ~TZUSortedNamedObjects() override;
+
+    bool FlagDestroyObject = false;
+
+    /// Enters, or replaces object and rule in place (the name keeps its spelling); the position, -1 in an
+    /// invalid mode (then the object stays the caller's).
+    int AddObject(std::u16string_view Name, TObject* Object, std::uint8_t DelObject);
+    /// A new entry at a position of the caller's choice, who answers for the order.
+    void InsertObject(int Index, std::u16string_view Name, TObject* Object, std::uint8_t DelObject);
+    /// `Index` receives the position, or the insertion position when absent.
+    bool FindObject(std::u16string_view Name, int& Index) const;
+    void RemoveObject(std::u16string_view Name);
+    /// Takes over another TZUSortedNamedObjects: both lists then hold the same objects, each under its own
+    /// rule. Any other source, and the list itself, change nothing.
+    void Assign(const TObject& Source);
+
+    [[nodiscard]] TObject* Objects(int Index) const;            // null out of range
+    void SetObjects(int Index, TObject* Object);                // ignored out of range
+    [[nodiscard]] const std::u16string& Names(int Index) const; // empty out of range
+    [[nodiscard]] TObject* ObjectByName(std::u16string_view Name) const;
+
+protected:
+    void Notify(TObject* Item, TListNotification Action) override;
+    void CheckItem(TObject* Item) const override;
+    [[nodiscard]] const TZUItemName& NameOf(const TObject& Item) const override;
+
+private:
+    void DestroyData(TZUNamedObject& Entry) const;
+};
+
+/// A parameter: its name, its current value, and the value that it was first added with. Published as Name,
+/// Value and InitValue.
+class TZUParamObject : public TObject {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    TZUItemName FName;
+    std::u16string FValue;
+    std::u16string FInitValue;
+};
+
+/// Name/value parameters.
+class TZUSortedParams : public TZUNameSortedList {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    /// Adds, or gives a known name (which keeps its spelling) a new current value; the position, -1 in an
+    /// invalid mode.
+    int AddParam(std::u16string_view ParamName, std::u16string_view ParamValue);
+    /// Adds a text split at the first `Delimeter`, both parts trimmed; without one the whole text, untrimmed,
+    /// is a name with an empty value.
+    int AddParamValue(std::u16string_view ParamValue, std::u16string_view Delimeter);
+    void RemoveParam(std::u16string_view ParamName);
+    /// Every current value becomes the initial one.
+    void ResetParamsValues();
+    [[nodiscard]] int GetParamIndex(std::u16string_view ParamName) const { return FindNameIndex(ParamName); }
+    /// Replaces the contents with those of a string list (lines split at the first "="), another
+    /// TZUSortedParams, or an owning list of TZUParamObject. Any other source, and the list itself, change
+    /// nothing.
+    /// @throws EIObjectError when the first item of a list is a TZUParamObject and another one is not;
+    /// nothing changes.
+    void Assign(const TObject& Source);
+
+    [[nodiscard]] const std::u16string& Param(int Index) const;                     // empty out of range
+    [[nodiscard]] const std::u16string& Value(std::u16string_view ParamName) const; // empty when absent
+    void SetValue(std::u16string_view ParamName, std::u16string_view ParamValue) {
+        AddParam(ParamName, ParamValue);
+    }
+    [[nodiscard]] const std::u16string& Values(int Index) const; // empty out of range
+    void SetValues(int Index, std::u16string_view ParamValue);   // ignored out of range
+    /// "name=value" lines in list order, each ended by CRLF. Writing replaces the contents; CR, LF and CRLF
+    /// end a line.
+    [[nodiscard]] std::u16string AsString() const;
+    void SetAsString(std::u16string_view Text);
+
+    /// The parameter itself, or null; the quick way to a value.
+    [[nodiscard]] TZUParamObject* FindParam(std::u16string_view ParamName) const;
+
+protected:
+    /// Makes a new item, without name and value; a descendant may make one of a class derived from
+    /// TZUParamObject.
+    [[nodiscard]] virtual std::unique_ptr<TZUParamObject> CreateObject() const;
+    void CheckItem(TObject* Item) const override;
+    [[nodiscard]] const TZUItemName& NameOf(const TObject& Item) const override;
+};
+
+/// A parameter in 8-bit text of the user's code page.
+class TZUParamObjectA : public TObject {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    std::string FName;
+    std::string FValue;
+    std::string FInitValue;
+};
+
+/// TZUSortedParams in 8-bit text of the user's code page; every operation as there.
+class TZUSortedParamsA : public TZUSortedObjectList {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    TZUSortedParamsA();
+
+    bool CaseSensitivity = false;
+
+    int AddParam(std::string_view ParamName, std::string_view ParamValue);
+    int AddParamValue(std::string_view ParamValue, std::string_view Delimeter);
+    void RemoveParam(std::string_view ParamName);
+    void ResetParamsValues();
+    [[nodiscard]] int GetParamIndex(std::string_view ParamName) const;
+    /// From a string list, another TZUSortedParamsA, or an owning list of TZUParamObjectA.
+    /// @throws EVariantError for a line with a character that the code page lacks; nothing changes.
+    void Assign(const TObject& Source);
+
+    [[nodiscard]] const std::string& Param(int Index) const;
+    [[nodiscard]] const std::string& Value(std::string_view ParamName) const;
+    void SetValue(std::string_view ParamName, std::string_view ParamValue) {
+        AddParam(ParamName, ParamValue);
+    }
+    [[nodiscard]] const std::string& Values(int Index) const;
+    void SetValues(int Index, std::string_view ParamValue);
+
+protected:
+    [[nodiscard]] virtual std::unique_ptr<TZUParamObjectA> CreateObject() const;
+    void CheckItem(TObject* Item) const override;
+
+private:
+    [[nodiscard]] TZUParamObjectA* At(int Index) const; // null out of range
+    [[nodiscard]] int CompareName(const TObject* Item, std::u16string_view Name) const;
+};
+
+/// A parameter whose value is a variant.
+class TZUParamVariantObject : public TObject {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    TZUItemName Name;
+    TKXVariant Value;
+};
+
+class TZUSortedVariantParams : public TZUNameSortedList {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    ~TZUSortedVariantParams() override;
+
+    int AddParam(std::u16string_view ParamName, const TKXVariant& ParamValue);
+    void RemoveParam(std::u16string_view ParamName);
+    [[nodiscard]] int GetParamIndex(std::u16string_view ParamName) const { return FindNameIndex(ParamName); }
+    /// From a string list (values become text) or a TZUSortedParams. Any other source changes nothing, a list
+    /// of this very class included.
+    void Assign(const TObject& Source);
+
+    [[nodiscard]] const std::u16string& Param(int Index) const;                 // empty out of range
+    [[nodiscard]] const TKXVariant& Value(std::u16string_view ParamName) const; // null when absent
+    void SetValue(std::u16string_view ParamName, const TKXVariant& ParamValue) {
+        AddParam(ParamName, ParamValue);
+    }
+    [[nodiscard]] const TKXVariant& Values(int Index) const; // an empty text out of range
+    void SetValues(int Index, const TKXVariant& ParamValue); // ignored out of range
+
+protected:
+    void Notify(TObject* Item, TListNotification Action) override;
+    void CheckItem(TObject* Item) const override;
+    [[nodiscard]] const TZUItemName& NameOf(const TObject& Item) const override;
+};
+
+} // namespace zutools
