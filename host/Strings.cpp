@@ -230,7 +230,8 @@ int TStringList::Place(TItem Item) {
         };
         Position = std::upper_bound(FItems.begin(), FItems.end(), std::u16string_view(Item.Line), Before);
     }
-    return static_cast<int>(FItems.insert(Position, std::move(Item)) - FItems.begin());
+    Position = FItems.insert(Position, std::move(Item));
+    return static_cast<int>(Position - FItems.begin());
 }
 
 void TStringList::Insert(int Index, std::u16string_view Line) {

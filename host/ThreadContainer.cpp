@@ -42,7 +42,7 @@ const TClassInfo& TThreadContainerParentObject::ClassInfo() const {
 TThreadContainer::~TThreadContainer() = default;
 
 void TThreadContainer::SetReuseObjects(bool Value) {
-    std::vector<TItem> Dropped;
+    std::vector<TOwnedData> Dropped;
     const std::lock_guard Guard(FMutex);
     FReuseObjects = Value;
     if (!Value) Dropped.swap(FSpare);
@@ -55,13 +55,13 @@ TThreadContainerParentObject* TThreadContainer::GetData() {
         const auto Found = FItems.find(Thread);
         if (Found != FItems.end()) return Found->second.get();
         if (!FSpare.empty()) {
-            TItem& Item = FItems[Thread];
+            TOwnedData& Item = FItems[Thread];
             Item = std::move(FSpare.back());
             FSpare.pop_back();
             return Item.get();
         }
     }
-    TItem Item = CreateData();
+    TOwnedData Item = CreateData();
     if (!Item) return nullptr;
     const std::lock_guard Guard(FMutex);
     // CreateData may have asked for the data itself: the first item stays, as others may know it.
@@ -69,7 +69,7 @@ TThreadContainerParentObject* TThreadContainer::GetData() {
 }
 
 void TThreadContainer::ReleaseThreadData() {
-    TItem Dropped;
+    TOwnedData Dropped;
     const std::lock_guard Guard(FMutex);
     const auto Found = FItems.find(ThreadNumber());
     if (Found == FItems.end()) return;

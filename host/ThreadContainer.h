@@ -48,12 +48,12 @@ protected:
     [[nodiscard]] virtual std::unique_ptr<TThreadContainerParentObject> CreateData() = 0;
 
 private:
-    using TItem = std::unique_ptr<TThreadContainerParentObject>;
+    using TOwnedData = std::unique_ptr<TThreadContainerParentObject>;
 
     std::mutex FMutex; // guards all below; never held while an item is made or destroyed
     bool FReuseObjects = true;
-    std::unordered_map<std::uint64_t, TItem> FItems; // by the thread's number
-    std::vector<TItem> FSpare;
+    std::unordered_map<std::uint64_t, TOwnedData> FItems; // by the thread's number
+    std::vector<TOwnedData> FSpare;
 };
 
 /// The per-thread container of named objects: it owns what it is given. Names compare ignoring the case of A
