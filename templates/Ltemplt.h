@@ -1,0 +1,295 @@
+// TTemplate: a text with tags, parts and language keys, filled with values and built into a page.
+//
+// Script modules make one for each request; C++ callers use it directly:
+//
+//     TTemplate Page;
+//     Page.SetTemplateName(u"orders/list.html");
+//     TTemplate* Row = Page.GetPartByName(u"ROW");
+//     std::u16string Rows;
+//     for (const TOrder& Order : Orders) {
+//         Row->Clear();
+//         Row->SetTagValue(u"NUMBER", Order.Number);
+//         Row->AppendTemplate(Rows);
+//     }
+//     Page.SetTagValue(u"ROWS", Rows);
+//     return Page.BuildTemplate();
+//
+// A template belongs to one thread at a time; the parsed text behind it is shared by all its copies. Loading
+// blocks on the disk and on the template cache. Tag and part names compare ignoring case by the user's
+// collation.
+//
+// Errors: a template keeps the text of its last error, and raises it as ETemplate only when RaiseException is
+// set. What is raised always: a file that cannot be opened (TSystemError), a name that leaves the template
+// directory, a tag index out of range and a text beyond the 32-bit positions (ETemplate).
+
+#pragma once
+
+#include "core/Zuslist.h"
+#include "host/Exception.h"
+#include "host/ScriptObjects.h"
+#include "templates/ParsedTemplate.h"
+#include "templates/TagValues.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zutools {
+
+class TParamsList;
+class TZTSTemplateCache;
+struct TServices;
+
+class ETemplate : public Exception {
+public:
+    using Exception::Exception;
+};
+
+/// One place in a body where a value is inserted.
+class TTagParam : public TObject {
+public:
+    /// The name and value, an entry of TagsValues that all places of the same name share. Not owned.
+    TZUParamObject* Param = nullptr;
+    /// 1-based: the value stands before this character of the body.
+    int Position = 0;
+    /// Kept on purpose: 0 - (length of the name + 4), never the caret.
+    int CaretX = 0;
+    /// Always 0.
+    int CaretY = 0;
+};
+
+/// The tags of a template as lists that may be changed.
+class TTags : public TObject {
+public:
+    /// Appends a place for `Name`, which shares the entry of an equal name and empties its value.
+    TTagParam& AddTag(std::u16string_view Name);
+
+    TZUSortedParams TagsValues;
+    std::vector<std::unique_ptr<TTagParam>> TagsPosition; // in text order
+};
+
+/// A resolved tag name, for loops. Holds for the template that gave it, and for other copies of the same
+/// text, until the next load; a stale one sets some other tag or nothing, never anything outside.
+class TTagHandle {
+public:
+    TTagHandle() = default;
+    /// False when the template has no such tag; setting it then does nothing.
+    explicit operator bool() const { return FSlot != TParsedTemplate::NoSlot; }
+
+private:
+    friend class TTemplate;
+    explicit TTagHandle(std::uint32_t Slot)
+        : FSlot(Slot) {}
+    std::uint32_t FSlot = TParsedTemplate::NoSlot;
+};
+
+/// What templates lean on, for callers that do not want the process-wide objects. Both outlive the templates.
+struct TTemplateEnvironment {
+    TZTSTemplateCache* Cache =
+        nullptr; // null: nothing is cached and names are relative to the current directory
+    const TServices* Services = nullptr; // null: those of the process
+};
+
+class TTemplate : public TIObject {
+public:
+    using TPartList = std::vector<std::unique_ptr<TTemplate>>;
+
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    /// An empty template in the language of the calling thread's session, on the process-wide cache and
+    /// services.
+    TTemplate();
+    explicit TTemplate(const TTemplateEnvironment& Environment);
+    ~TTemplate() override;
+
+    // --- Loading ---
+
+    /// Loads the named template from the cache or, when that is disabled, from its file. The same name in
+    /// another letter case does nothing. An empty name empties the body.
+    /// @throws TSystemError, ETemplate as told above.
+    void SetTemplateName(std::u16string_view Name);
+    [[nodiscard]] const std::u16string& Name() const { return sName; }
+
+    /// Changes the language and loads a named template again. The same language in another letter case does
+    /// nothing; a blank one means the application's default.
+    void SetLanguageID(std::u16string_view Value);
+    [[nodiscard]] const std::u16string& LanguageID() const { return FLanguageID; }
+
+    /// Replaces the text: tags and parts go, the name is cleared. Language keys are not replaced.
+    void SetBody(std::u16string Text);
+
+    /// Reads, decodes and parses the file named by Name(), below the cache's template directory.
+    void ReadTemplate();
+
+    /// Replaces every "{{key}}" by its text in this template's language. A key that is open at the end is
+    /// dropped.
+    void ReplaceLanguageTags(std::u16string& Text) const;
+
+    /// Parses `TBuff` from the 1-based `CurPos` and returns the 1-based place after what was consumed. Parts
+    /// are added to those that are there. A text with a non-empty `PartName` must end with a closing mark.
+    int ComposeTemplate(int CurPos, std::u16string TBuff, std::u16string_view PartName);
+
+    /// Appends a part that parses `TBuff` from `CurPos`; where the parent goes on.
+    int AddPart(int CurPos, std::u16string TBuff, std::u16string_view PartName);
+
+    /// Copies text, tags and parts without the values; null does nothing. Copies are independent: what they
+    /// share is immutable. Takes over RaiseException too.
+    void Assign(const TTemplate* Source);
+
+    void ClearTagsList();
+    void ClearParts();
+
+    // --- Filling ---
+
+    /// An unknown or empty name is an error and gives the empty text.
+    [[nodiscard]] std::u16string GetTagValue(std::u16string_view TagName);
+    /// An unknown name is ignored, so that a list with more names fills any template; an empty one is an
+    /// error.
+    void SetTagValue(std::u16string_view TagName, std::u16string_view TagValue);
+    /// All entries in their order; of a name that stands twice the later value stays.
+    void FillTemplatePL(TParamsList& Params);
+    /// Empties the values of this template and of all parts below it.
+    void Clear();
+
+    /// For loops: resolves a name once. An unknown or empty name gives an empty handle, no error.
+    [[nodiscard]] TTagHandle FindTag(std::u16string_view TagName) const;
+    void SetTagValue(TTagHandle Tag, std::u16string_view TagValue);
+
+    // --- Building ---
+
+    /// The body with the values; unfilled tags and parts contribute nothing.
+    [[nodiscard]] std::u16string BuildTemplate() const;
+    /// The same into a string of the caller, whose memory is used again.
+    void BuildTemplate(std::u16string& Output) const;
+    /// The same after what `Output` holds, for repeated parts.
+    void AppendTemplate(std::u16string& Output) const;
+    /// The body with the values, and tags without a value written back as tags. Parts are not written back.
+    [[nodiscard]] std::u16string ReBuildTemplate() const;
+
+    // --- Structure ---
+
+    /// The number of distinct tag names.
+    [[nodiscard]] int GetNumTags() const;
+    /// Name `Index` in sorted order, from 0. @throws ETemplate out of range, always.
+    [[nodiscard]] std::u16string GetTagName(int Index) const;
+    /// Where a name stands in that order; -1 when unknown.
+    [[nodiscard]] int GetTagIndex(std::u16string_view TagName) const;
+    /// Occurrence `Index` in text order, from 0; null out of range. Belongs to LTags().
+    [[nodiscard]] TTagParam* GetTag(int Index);
+
+    /// The number of direct parts + 1.
+    [[nodiscard]] int GetNumParts() const;
+    /// Direct part `Index` from 1; below 1 this template; null and an error above. Owned by this template.
+    [[nodiscard]] TTemplate* GetPart(int Index);
+    /// The first direct part of that name; this template for the empty name; null and an error when absent.
+    [[nodiscard]] TTemplate* GetPartByName(std::u16string_view Name);
+
+    /// The tags as lists. The first call makes them; from then on they are what counts until the next load,
+    /// and filling and building walk them, which is slower.
+    [[nodiscard]] TTags& LTags();
+    /// The direct parts in text order; changes count.
+    [[nodiscard]] TPartList& LParts();
+    /// The text without tags and parts.
+    [[nodiscard]] std::u16string Body() const;
+    /// The whole text last parsed; for a part that of the enclosing template.
+    [[nodiscard]] const std::u16string& FullBody() const;
+
+    /// The part name in upper case; empty for a whole template.
+    [[nodiscard]] const std::u16string& PartName() const { return FsIdentName; }
+    void SetsIdentName(std::u16string_view Name) { FsIdentName = Name; }
+
+    // Carets of the parser, informative, computed when asked.
+    [[nodiscard]] int BeginPositionX() const { return Places().Begin.X; }
+    [[nodiscard]] int BeginPositionY() const { return Places().Begin.Y; }
+    [[nodiscard]] int EndPositionX() const { return Places().End.X; }
+    [[nodiscard]] int EndPositionY() const { return Places().End.Y; }
+    [[nodiscard]] int CaretX() const { return Places().Caret.X; }
+    [[nodiscard]] int CaretY() const { return Places().Caret.Y; }
+
+    // --- Errors ---
+
+    /// Keeps `Msg` as the last error and raises it when RaiseException is set.
+    void HandleError(std::u16string_view Msg);
+    [[nodiscard]] bool RaiseException() const { return FRaiseException; }
+    void SetRaiseException(bool Value) { FRaiseException = Value; }
+    [[nodiscard]] const std::u16string& LastError() const { return FLastError; }
+    void SetLastError(std::u16string_view Value) { FLastError = Value; }
+    [[nodiscard]] std::u16string GetDebugInfo() const;
+
+    /// Names that are neither registered nor published are tags.
+    bool GetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount,
+                             TKXVariant& Result) override;
+    bool SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount) override;
+
+private:
+    friend class TZTSTemplateCache;
+    /// The body and the tags once they stand apart from the parsed text.
+    struct TLoose {
+        std::u16string Body;
+        TTags Tags;
+    };
+
+    /// A part, made when somebody asks for it.
+    TTemplate(const TTemplate& Parent, std::uint32_t Index);
+    /// An empty part.
+    explicit TTemplate(const TTemplateEnvironment* Environment)
+        : FEnvironment(Environment) {}
+
+    [[nodiscard]] TZTSTemplateCache* Cache() const;
+    [[nodiscard]] const TServices& Services() const;
+
+    void LoadFile();
+    void Parse(std::u16string Text, std::size_t Start, std::u16string_view PartName, bool FromFile);
+    void TakeText(std::shared_ptr<const TParsedTemplate> Parsed, std::uint32_t Index);
+    void CopyTextOf(const TTemplate& Source);
+    static void FreeParts(TPartList Parts);
+    void CountApart();
+    TLoose& Loosen();
+
+    [[nodiscard]] const TParsedTemplate::TPart& Part() const;
+    [[nodiscard]] std::uint32_t FindSlot(std::u16string_view TagName) const;
+    [[nodiscard]] std::size_t PartCount() const;
+    TTemplate& PartAt(std::size_t Index);
+    template <class TLiteral, class TTag>
+    void Walk(TLiteral Literal, TTag Tag) const;
+
+    [[nodiscard]] TPlaces Places() const;
+    void SettlePlaces();
+
+    const TTemplateEnvironment* FEnvironment = nullptr; // null: the process-wide objects
+
+    // The text. Body and tags are either part FIndex of FParsed with FValues, or, once it is there, FLoose.
+    std::shared_ptr<const TParsedTemplate> FParsed; // null before the first text; FullBody in either case
+    std::uint32_t FIndex = 0;
+    mutable std::uint32_t FNextSlot = 0; // callers set the tags in the same order time after time
+    TTagValues FValues;
+    std::unique_ptr<TLoose> FLoose;
+
+    // The parts. While FPartsOfText is set, the first FPartsBefore stand before those of the text, and a part
+    // of the text that nobody has asked for yet is null or beyond the end of the list.
+    TPartList FParts;
+    std::size_t FPartsBefore = 0;
+    bool FPartsOfText = false;
+    bool FParsedHere = false; // not assigned: the parts have the errors of their parsing
+
+    // Carets that FParsed still has to tell.
+    bool FPlacesOfText = false;
+    bool FCaretOfText = false;
+    TPlaces FPlaces;
+
+    bool FRaiseException = false;
+    std::u16string FLanguageID;
+    std::u16string FLastError;
+    std::u16string FsIdentName;
+    std::u16string sName;
+};
+
+class TScriptRegistry;
+
+/// Registers the script names of TTemplate, and takes them back.
+void RegisterLtemplt(TScriptRegistry& Registry);
+void UnregisterLtemplt(TScriptRegistry& Registry);
+
+} // namespace zutools

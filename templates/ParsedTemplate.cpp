@@ -1,0 +1,301 @@
+#include "templates/ParsedTemplate.h"
+
+#include "core/NameMatch.h"
+#include "host/Format.h"
+#include "host/StringHelpers.h"
+#include "templates/Ltemplt.h"
+#include "templates/Marks.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <optional>
+
+namespace zutools {
+
+namespace {
+
+constexpr std::u16string_view TooLongText = u"Template text is too long: %d characters.";
+
+/// Names compare as in the sorted lists: by the user's collation, ignoring case.
+const TNameMatch& Names() {
+    return UserNameMatch(false);
+}
+
+bool SameName(std::u16string_view Left, std::u16string_view Right) {
+    return SameUnits(Left, Right) || Names().Same(Left, Right);
+}
+
+/// The caret after the characters Begin to End of `Text`, none of which belongs to a mark.
+TCaret Advance(TCaret Caret, std::u16string_view Text, std::size_t Begin, std::size_t End) {
+    const std::size_t Last = Text.size() < 2 ? 0 : Text.size() - 2;
+    while (Begin < End) {
+        // Kept on purpose: a line ends at LF followed by CR, not at CR LF, and each of the last two
+        // characters counts as a line end. The carets are informative and nothing depends on them.
+        std::size_t LineEnd = std::min(FindPair(Text.substr(0, End + 1), Begin, u'\n', u'\r'), Last);
+        LineEnd = std::max(LineEnd, Begin);
+        if (LineEnd >= End) break;
+        Caret = {0, Caret.Y + 1};
+        Begin = LineEnd + 1;
+    }
+    Caret.X += static_cast<int>(End - Begin);
+    return Caret;
+}
+
+} // namespace
+
+class TParsedTemplate::TParser {
+public:
+    explicit TParser(TParsedTemplate& Target)
+        : FTarget(Target)
+        , FText(Target.FText) {
+        // A guess that spares small templates the regrowing; a large one regrows a few times.
+        constexpr std::size_t Guess = 64;
+        FPieces.reserve(Guess);
+        FNames.reserve(Guess);
+        FTarget.FIndex.resize(2 * Guess);
+    }
+
+    void Run(std::size_t Start) {
+        Open({}, Start);
+        std::size_t Place = Start;
+        for (;;) {
+            const std::size_t Mark = FindDoubled(FText, Place, u'[');
+            if (Mark == std::u16string_view::npos) return Fail(Place, FText.size(), TFault::UnclosedPart);
+            const std::size_t Close = FindDoubled(FText, Mark + 2, u']');
+            if (Close == std::u16string_view::npos) return Fail(Place, Mark, TFault::UnclosedTag);
+            const std::u16string_view Tag(FText.data() + Mark + 2, Close - Mark - 2);
+            const std::size_t Next = Close + 2;
+            if (Tag.starts_with(u'!')) {
+                AddLiteral(Place, Mark);
+                Open(Range(Mark + 3, Close), Next);
+            } else if (Tag.starts_with(u'/')) {
+                AddLiteral(Place, Mark);
+                this->Close(Next);
+                if (FOpen.empty()) return;
+            } else {
+                AddPiece(Place, Mark, Slot(Range(Mark + 2, Close)));
+            }
+            Place = Next;
+        }
+    }
+
+private:
+    struct TOrder {
+        bool operator()(std::u16string_view Left, std::u16string_view Right) const {
+            return Names().Compare(Left, Right) < 0;
+        }
+    };
+    using TNamesInOrder = std::map<std::u16string_view, std::uint32_t, TOrder>;
+
+    /// A part whose closing mark has not come yet. Its pieces, names and children stand at the end of the
+    /// work lists.
+    struct TOpenPart {
+        std::uint32_t Part;
+        std::size_t FirstPiece, FirstName, FirstChild;
+        std::size_t BodyLength = 0;
+        // All names by the collator, from the first name on that the folded form does not decide.
+        std::unique_ptr<TNamesInOrder> Ordered{};
+    };
+    static TName Range(std::size_t Begin, std::size_t End) {
+        return {static_cast<std::uint32_t>(Begin), static_cast<std::uint32_t>(End - Begin)};
+    }
+
+    void Open(TName Name, std::size_t Start) {
+        const auto Index = static_cast<std::uint32_t>(FTarget.FParts.size());
+        TPart& Part = FTarget.FParts.emplace_back();
+        Part.Name = Name;
+        Part.Start = static_cast<std::uint32_t>(Start);
+        if (!FOpen.empty()) {
+            FChildren.push_back(Index);
+            const std::u16string Ident = AnsiUpperCase(FTarget.View(Name));
+            Part.Ident = Range(FTarget.FIdents.size(), FTarget.FIdents.size() + Ident.size());
+            FTarget.FIdents += Ident;
+        }
+        FOpen.push_back({Index, FPieces.size(), FNames.size(), FChildren.size()});
+    }
+
+    /// Ends the innermost part: its lists move to their place, where they stand together.
+    void Close(std::size_t Finish) {
+        const TOpenPart& Ended = FOpen.back();
+        TPart& Part = FTarget.FParts[Ended.Part];
+        Part.Finish = static_cast<std::uint32_t>(Finish);
+        Part.BodyLength = static_cast<std::uint32_t>(Ended.BodyLength);
+        Part.SlotCount = Move(FNames, Ended.FirstName, FTarget.FNames, Part.FirstSlot);
+        Part.PieceCount = Move(FPieces, Ended.FirstPiece, FTarget.FPieces, Part.FirstPiece);
+        Part.ChildCount = Move(FChildren, Ended.FirstChild, FTarget.FChildren, Part.FirstChild);
+        FOpen.pop_back();
+    }
+
+    template <class T>
+    static std::uint32_t Move(std::vector<T>& Work, std::size_t From, std::vector<T>& Final,
+                              std::uint32_t& First) {
+        First = static_cast<std::uint32_t>(Final.size());
+        Final.insert(Final.end(), Work.begin() + static_cast<std::ptrdiff_t>(From), Work.end());
+        Work.resize(From);
+        return static_cast<std::uint32_t>(Final.size()) - First;
+    }
+
+    /// The text ended too early: every open part ends with it.
+    void Fail(std::size_t Place, std::size_t LiteralEnd, TFault Fault) {
+        AddLiteral(Place, LiteralEnd);
+        for (bool Innermost = true; !FOpen.empty(); Innermost = false) {
+            TPart& Part = FTarget.FParts[FOpen.back().Part];
+            const bool NeedsClosing = FOpen.size() > 1 || FTarget.FOrigin.IsPart;
+            if (Innermost && Fault == TFault::UnclosedTag) {
+                Part.Fault = TFault::UnclosedTag;
+            } else if (NeedsClosing && (Innermost || !FTarget.FOrigin.RaiseException)) {
+                // When errors are raised, the first one ends the work and the enclosing parts record none.
+                Part.Fault = TFault::UnclosedPart;
+            }
+            if (Part.Fault != TFault::None && FTarget.FFirstFault == nullptr) FTarget.FFirstFault = &Part;
+            Close(FText.size());
+        }
+    }
+
+    void AddLiteral(std::size_t Begin, std::size_t End) {
+        if (Begin < End) AddPiece(Begin, End, NoSlot);
+    }
+
+    void AddPiece(std::size_t Begin, std::size_t End, std::uint32_t Slot) {
+        const TName Literal = Range(Begin, End);
+        FPieces.push_back({Literal.Begin, Literal.Length, Slot});
+        FOpen.back().BodyLength += Literal.Length;
+    }
+
+    /// The slot of a tag name in the innermost part, a new one for a new name.
+    std::uint32_t Slot(TName Range) {
+        TOpenPart& Open = FOpen.back();
+        TPart& Part = FTarget.FParts[Open.Part];
+        const std::u16string_view Name = FTarget.View(Range);
+        const TNameMatch::THash Hash = Names().Hash(Name);
+        const std::span<const TName> Known = std::span(FNames).subspan(Open.FirstName);
+        TIndexEntry& Entry = Place(Open.Part, Hash.Value, [&](std::uint32_t Slot) {
+            return SameName(FTarget.View(Known[Slot]), Name);
+        });
+        if (Entry.Slot != NoSlot) return Entry.Slot;
+
+        const auto Slot = static_cast<std::uint32_t>(Known.size());
+        if (!Hash.Simple && Part.Simple) {
+            Part.Simple = false;
+            Open.Ordered = std::make_unique<TNamesInOrder>();
+            for (std::uint32_t Old = 0; Old < Slot; ++Old)
+                Open.Ordered->emplace(FTarget.View(Known[Old]), Old);
+        }
+        if (Open.Ordered) {
+            const auto [Same, IsNew] = Open.Ordered->emplace(Name, Slot);
+            if (!IsNew) return Same->second;
+        }
+        FNames.push_back(Range);
+        Entry = {Hash.Value, Open.Part, Slot};
+        if (++FIndexed * 2 > FTarget.FIndex.size()) GrowIndex();
+        return Slot;
+    }
+
+    void GrowIndex() {
+        std::vector<TIndexEntry> Old(FTarget.FIndex.size() * 4);
+        Old.swap(FTarget.FIndex);
+        for (const TIndexEntry& Entry : Old) {
+            if (Entry.Slot == NoSlot) continue;
+            Place(Entry.Part, Entry.Hash, [](std::uint32_t) { return false; }) = Entry;
+        }
+    }
+
+    template <class TSame>
+    TIndexEntry& Place(std::uint32_t Part, std::uint64_t Hash, TSame Same) {
+        const TIndexEntry& Found = FTarget.Probe(Part, Hash, Same);
+        return FTarget.FIndex[static_cast<std::size_t>(&Found - FTarget.FIndex.data())];
+    }
+
+    TParsedTemplate& FTarget;
+    const std::u16string_view FText;
+    std::size_t FIndexed = 0;
+    std::vector<TOpenPart> FOpen;
+    std::vector<TPiece> FPieces;
+    std::vector<TName> FNames;
+    std::vector<std::uint32_t> FChildren;
+};
+
+std::shared_ptr<const TParsedTemplate> TParsedTemplate::Parse(std::u16string Text, std::size_t Start,
+                                                              TOrigin Origin) {
+    constexpr std::size_t Limit = std::numeric_limits<std::int32_t>::max() - 1;
+    if (Text.size() >= Limit) throw ETemplate(Format(TooLongText, {Text.size()}));
+    const auto Result = std::make_shared<TParsedTemplate>();
+    Result->FText = std::move(Text);
+    Result->FOrigin = std::move(Origin);
+    TParser(*Result).Run(std::min(Start, Result->FText.size()));
+    return Result;
+}
+
+template <class TSame>
+const TParsedTemplate::TIndexEntry& TParsedTemplate::Probe(std::uint32_t Part, std::uint64_t Hash,
+                                                           TSame Same) const {
+    const std::size_t Mask = FIndex.size() - 1;
+    for (std::size_t Place = static_cast<std::size_t>(Hash + Part * 0x9E3779B97F4A7C15U) & Mask;;
+         Place = (Place + 1) & Mask) {
+        const TIndexEntry& Entry = FIndex[Place];
+        if (Entry.Slot == NoSlot) return Entry;
+        if (Entry.Hash == Hash && Entry.Part == Part && Same(Entry.Slot)) return Entry;
+    }
+}
+
+std::uint32_t TParsedTemplate::FindSlot(std::uint32_t Index, std::u16string_view Name) const {
+    const TPart& Part = FParts[Index];
+    const TNameMatch::THash Hash = Names().Hash(Name);
+    const TIndexEntry& Entry =
+        Probe(Index, Hash.Value, [&](std::uint32_t Slot) { return SameName(SlotName(Part, Slot), Name); });
+    if (Entry.Slot != NoSlot || (Hash.Simple && Part.Simple)) return Entry.Slot;
+
+    const std::span<const std::uint32_t> Sorted = SortedSlots(Part);
+    const auto Found = std::lower_bound(Sorted.begin(), Sorted.end(), Name,
+                                        [&](std::uint32_t Slot, std::u16string_view Sought) {
+                                            return Names().Compare(SlotName(Part, Slot), Sought) < 0;
+                                        });
+    if (Found == Sorted.end() || Names().Compare(SlotName(Part, *Found), Name) != 0) return NoSlot;
+    return *Found;
+}
+
+std::span<const std::uint32_t> TParsedTemplate::SortedSlots(const TPart& Part) const {
+    std::call_once(FSortOnce, [this] {
+        FSorted.resize(FNames.size());
+        for (const TPart& Each : FParts) {
+            const auto Slots = std::span(FSorted).subspan(Each.FirstSlot, Each.SlotCount);
+            std::iota(Slots.begin(), Slots.end(), 0U);
+            // Stable because merging stays inside its range whatever the collator answers.
+            std::stable_sort(Slots.begin(), Slots.end(), [&](std::uint32_t Left, std::uint32_t Right) {
+                return Names().Compare(SlotName(Each, Left), SlotName(Each, Right)) < 0;
+            });
+        }
+    });
+    return std::span(FSorted).subspan(Part.FirstSlot, Part.SlotCount);
+}
+
+TPlaces TParsedTemplate::Places(std::uint32_t Index) const {
+    const TPart& Part = FParts[Index];
+    const bool IsRoot = Index == 0;
+    TPlaces Result = IsRoot ? FOrigin.Before : TPlaces{};
+    TCaret& Caret = Result.Caret;
+    auto Child = Children(Part).begin();
+    std::size_t Place = Part.Start;
+    while (Place < Part.Finish) {
+        const std::size_t Mark = std::min<std::size_t>(FindDoubled(FText, Place, u'['), Part.Finish);
+        Caret = Advance(Caret, FText, Place, Mark);
+        if (Mark == Part.Finish) break;
+        Caret.X += 2;
+        const std::size_t Close = std::min<std::size_t>(FindDoubled(FText, Mark + 2, u']'), Part.Finish);
+        Caret = Advance(Caret, FText, Mark + 2, Close);
+        if (Close == Part.Finish) break;
+        Caret.X += 2;
+        Place = Close + 2;
+        if (FText[Mark + 2] != u'!') continue;
+        // A part walks with a caret of its own.
+        Result.Begin = Result.End = Caret;
+        Place = FParts[*Child++].Finish;
+    }
+    if (IsRoot && FOrigin.FromFile && !Raised()) Result.End = Caret;
+    return Result;
+}
+
+} // namespace zutools
