@@ -1,0 +1,69 @@
+#include "package/ZuTools.h"
+
+#include "core/Lparams.h"
+#include "host/ScriptObjects.h"
+#include "package/Version.h"
+#include "templates/Ltemplt.h"
+#include "templates/Ztstmplcache.h"
+
+#include <cstddef>
+#include <iterator>
+#include <mutex>
+
+namespace zutools {
+
+namespace {
+
+struct TUnit {
+    void (*Start)();
+    void (*Stop)();
+};
+
+// In the order of their start. A unit stands after those that it uses.
+constexpr TUnit Units[] = {
+    {[] { RegisterLparams(ScriptRegistry()); }, [] { UnregisterLparams(ScriptRegistry()); }},
+    {[] { ZTSTemplateCache = std::make_unique<TZTSTemplateCache>(); }, [] { ZTSTemplateCache.reset(); }},
+    {[] { RegisterLtemplt(ScriptRegistry()); }, [] { UnregisterLtemplt(ScriptRegistry()); }},
+};
+
+struct TStarts {
+    std::mutex Mutex;
+    int Count = 0;
+};
+
+TStarts& Starts() {
+    static TStarts Instance;
+    return Instance;
+}
+
+void StopUnits(std::size_t Started) {
+    while (Started > 0) Units[--Started].Stop();
+}
+
+} // namespace
+
+void StartZuTools() {
+    const std::lock_guard Guard(Starts().Mutex);
+    if (Starts().Count == 0) {
+        std::size_t Started = 0;
+        try {
+            for (; Started < std::size(Units); ++Started) Units[Started].Start();
+        } catch (...) {
+            StopUnits(Started);
+            throw;
+        }
+    }
+    ++Starts().Count;
+}
+
+void StopZuTools() {
+    const std::lock_guard Guard(Starts().Mutex);
+    if (Starts().Count == 0 || --Starts().Count != 0) return;
+    StopUnits(std::size(Units));
+}
+
+std::u16string_view ZuToolsVersion() {
+    return HeaderVersion;
+}
+
+} // namespace zutools
