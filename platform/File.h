@@ -18,6 +18,7 @@ namespace zutools::platform {
 /// A refused system call. `Code` is errno or GetLastError; `Text` is the system's sentence followed by
 /// nothing; `Message()` names the object, the sentence and the code: `Cannot open file "x": No such file
 /// (2)`.
+/// Control characters in the object's name are shown as U+FFFD.
 class TSystemError : public std::exception {
 public:
     TSystemError(std::u16string_view Action, std::u16string_view Object, int Code);

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zutools::platform {
 
@@ -63,6 +64,16 @@ struct TConversion {
 /// True for a letter or decimal digit of any script; false for halves of surrogate pairs.
 [[nodiscard]] bool IsLetterOrDigit(char16_t Character);
 
+/// What a collation does not weigh character by character.
+struct TCollationOddities {
+    /// Sequences of two or more characters that are weighed together: Czech "ch", or a sign that changes its
+    /// weight after a certain letter.
+    std::vector<std::u16string> Sequences;
+    /// Characters with more than one weight: "\u00DF" as two letters, but "\u00E9" as letter and accent too.
+    /// May name more than there are.
+    std::u16string Expansions;
+};
+
 /// An order of texts: the collation of one locale. Immutable after construction; safe to share between
 /// threads.
 class TCollator {
@@ -76,6 +87,10 @@ public:
     /// Negative, zero or positive. Ignoring case, texts that differ in letter case only are equal, accents
     /// still count; a composed and a decomposed letter are equal either way.
     [[nodiscard]] int Compare(std::u16string_view Left, std::u16string_view Right, bool CaseSensitive) const;
+
+    /// For those who build tables of single characters from this collation: what such a table cannot hold,
+    /// among the characters below `Limit` (at most U+0460). Takes milliseconds.
+    [[nodiscard]] TCollationOddities Oddities(char16_t Limit) const;
 
     /// The tag this collator was made for; empty for the root collation.
     [[nodiscard]] const std::string& Locale() const;

@@ -7,8 +7,10 @@
 #include <unicode/ucnv.h>
 #include <unicode/ucol.h>
 #include <unicode/uloc.h>
+#include <unicode/uset.h>
 #include <unicode/ustring.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -55,6 +57,11 @@ struct TCloseCollator {
     void operator()(UCollator* Collator) const { ucol_close(Collator); }
 };
 using TCollatorHandle = std::unique_ptr<UCollator, TCloseCollator>;
+
+struct TCloseSet {
+    void operator()(USet* Set) const { uset_close(Set); }
+};
+using TSetHandle = std::unique_ptr<USet, TCloseSet>;
 
 // "root" for the empty tag and for what is no tag. The POSIX variant is taken off: it orders A to Z before a
 // to z and keeps their case apart at every strength.
@@ -158,6 +165,31 @@ int TCollator::Compare(std::u16string_view Left, std::u16string_view Right, bool
     const UCollator* const Collator = (CaseSensitive ? FImpl->CaseSensitive : FImpl->CaseInsensitive).get();
     // UCOL_LESS, UCOL_EQUAL and UCOL_GREATER are -1, 0 and 1.
     return ucol_strcoll(Collator, Left.data(), LengthOf(Left), Right.data(), LengthOf(Right));
+}
+
+TCollationOddities TCollator::Oddities(char16_t Limit) const {
+    const TSetHandle Sequences(uset_openEmpty());
+    const TSetHandle Expansions(uset_openEmpty());
+    UErrorCode Status = U_ZERO_ERROR;
+    ucol_getContractionsAndExpansions(FImpl->CaseSensitive.get(), Sequences.get(), Expansions.get(), true,
+                                      &Status);
+    if (U_FAILURE(Status)) FailWith("ask a collator for its contractions", Status);
+
+    TCollationOddities Result;
+    for (std::int32_t Item = 0; Item < uset_getItemCount(Sequences.get()); ++Item) {
+        char16_t Units[64];
+        UChar32 First = 0;
+        UChar32 Last = 0;
+        // 0 for a range of single characters, else the length of a sequence.
+        const std::int32_t Length = uset_getItem(Sequences.get(), Item, &First, &Last, Units, 64, &Status);
+        if (U_FAILURE(Status)) FailWith("read the contractions of a collator", Status);
+        const std::u16string_view Sequence(Units, static_cast<std::size_t>(Length));
+        if (Length >= 2 && std::ranges::all_of(Sequence, [Limit](char16_t Unit) { return Unit < Limit; }))
+            Result.Sequences.emplace_back(Sequence);
+    }
+    for (char16_t Character = 0; Character < Limit; ++Character)
+        if (uset_contains(Expansions.get(), Character)) Result.Expansions += Character;
+    return Result;
 }
 
 const std::string& TCollator::Locale() const {
