@@ -15,6 +15,7 @@
 #pragma once
 
 #include "host/Queries.h"
+#include "hosting/sql/ParamNames.h"
 
 #include <cstddef>
 #include <memory>
@@ -25,8 +26,6 @@
 #include <unordered_map>
 
 namespace zutools::hosting {
-
-enum class TSqlDialect { Sqlite, Postgres };
 
 /// The parts of a database URL.
 struct TDatabaseUrl {
