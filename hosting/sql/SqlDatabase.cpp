@@ -194,14 +194,13 @@ public:
     std::u16string FieldAsString(std::u16string_view Field) const override { return Value(Field).AsString(); }
 
     int FieldAsInteger(std::u16string_view Field) const override {
-        return Converted(Field, [](const TKXVariant& Value) { return Value.AsInteger(); });
+        return Whole(Field, &TKXVariant::AsInteger);
     }
     std::int64_t FieldAsInt64(std::u16string_view Field) const override {
-        return Converted(Field, [](const TKXVariant& Value) { return Value.AsInt64(); });
+        return Whole(Field, &TKXVariant::AsInt64);
     }
     double FieldAsFloat(std::u16string_view Field) const override {
-        const TKXVariant Found = Value(Field);
-        return Convert(Field, Found, [](const TKXVariant& Value) { return Value.AsFloat(); });
+        return Convert(Field, Value(Field), &TKXVariant::AsFloat);
     }
     bool FieldIsNull(std::u16string_view Field) const override { return Value(Field).IsNull(); }
 
@@ -242,19 +241,19 @@ private:
                              ShownStatement(FStatement));
     }
 
-    template <class TConversion>
-    auto Converted(std::u16string_view Field, TConversion Conversion) const {
+    template <class TNumber>
+    TNumber Whole(std::u16string_view Field, TNumber (TKXVariant::*As)() const) const {
         const TKXVariant Found = Value(Field);
-        if (Found.Kind() != TVariantKind::vkString) return Convert(Field, Found, Conversion);
-        return Convert(Field, TKXVariant(WithoutZeroFraction(Found.StringView())), Conversion);
+        if (Found.Kind() != TVariantKind::vkString) return Convert(Field, Found, As);
+        return Convert(Field, TKXVariant(WithoutZeroFraction(Found.StringView())), As);
     }
 
-    template <class TConversion>
-    static auto Convert(std::u16string_view Field, const TKXVariant& Value, TConversion Conversion) {
-        using TNumber = decltype(Conversion(Value));
-        if (Value.IsNull()) return TNumber{};
+    template <class TNumber>
+    static TNumber Convert(std::u16string_view Field, const TKXVariant& Value,
+                           TNumber (TKXVariant::*As)() const) {
+        if (Value.IsNull()) return {};
         try {
-            return Conversion(Value);
+            return (Value.*As)();
         } catch (const EVariantError& Error) {
             throw EDatabaseError(std::u16string(u"Column ").append(Field) + u": " + Error.Message());
         }
