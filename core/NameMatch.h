@@ -20,7 +20,7 @@ namespace zutools {
 
 class TNameMatch {
 public:
-    /// Builds the tables; takes a few milliseconds. `Collator` must outlive this object.
+    /// Builds the tables, which takes some milliseconds. `Collator` must outlive this object.
     TNameMatch(const platform::TCollator& Collator, bool CaseSensitive);
 
     /// A hash and what it can decide.
@@ -41,30 +41,31 @@ public:
     [[nodiscard]] int Compare(std::u16string_view Left, std::u16string_view Right) const;
 
     /// True for a character that the tables decide about when it stands alone.
-    [[nodiscard]] bool Decidable(char16_t Character) const;
+    [[nodiscard]] bool Decidable(char16_t Character) const { return FFold[Place(Character)] != 0; }
 
 private:
-    // One character: what it folds to (0: the collator decides) and its place in the order by letter alone,
-    // accents and letter case aside.
-    struct TWeight {
-        char16_t Fold = 0;
-        std::uint8_t Rank = 0;
-        std::uint8_t Pairing = 0; // see Begins and Ends
-    };
-    static constexpr char16_t Limit =
-        0x460; // Latin, Latin-1, Latin Extended-A, and the Cyrillic of Slavic languages
+    enum class TVerdict : std::uint8_t { Less, Same, Greater, SameLetters, Undecided };
+
+    // Latin, Latin-1, Latin Extended-A and the Cyrillic of Slavic languages; one more place for all the rest.
+    static constexpr char16_t Limit = 0x460;
     static constexpr std::uint8_t Begins = 1; // may be the first half of a pair that is one letter ("ch")
     static constexpr std::uint8_t Ends = 2;   // may be the second half of one
 
-    [[nodiscard]] TWeight WeightOf(char16_t Character) const {
-        return Character < Limit ? FWeights[Character] : TWeight{};
+    [[nodiscard]] static std::size_t Place(char16_t Character) {
+        return Character < Limit ? Character : Limit;
     }
+    [[nodiscard]] TVerdict Decide(std::u16string_view Left, std::u16string_view Right) const;
+    [[nodiscard]] int Ask(std::u16string_view Left, std::u16string_view Right) const;
+    [[nodiscard]] bool HoldsPair(std::u16string_view Name) const;
     void Build();
+    void BuildPairs(const platform::TCollationOddities& Oddities);
 
     const platform::TCollator& FCollator;
     const bool FCaseSensitive;
-    bool FHasPairs = false; // some pair is one letter: names are looked through for it
-    std::array<TWeight, Limit> FWeights{};
+    bool FHasPairs = false;                         // names are looked through for pairs that are one letter
+    std::array<char16_t, Limit + 1> FFold{};        // equal characters share one; 0: the collator decides
+    std::array<std::uint8_t, Limit + 1> FRank{};    // place in the order by letter, accents and case aside
+    std::array<std::uint8_t, Limit + 1> FPairing{}; // Begins, Ends
 };
 
 /// The match of the user's collation, made at the first call of each kind and kept to the end of the process.
