@@ -92,6 +92,12 @@ std::u16string LowerCase(std::u16string_view Text) {
     return MapCase(Text, LCMAP_LOWERCASE);
 }
 
+bool IsLetterOrDigit(char16_t Character) {
+    const auto Unit = static_cast<wchar_t>(Character);
+    WORD Kinds = 0;
+    return GetStringTypeW(CT_CTYPE1, &Unit, 1, &Kinds) && (Kinds & (C1_ALPHA | C1_DIGIT)) != 0;
+}
+
 // ---- collation
 
 struct TCollator::TImpl {

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <latch>
+#include <atomic>
 #include <thread>
 
 namespace zutools {
@@ -91,12 +91,15 @@ TEST(Reference, SeveralThreadsAskAtOnce) {
     for (int Round = 0; Round < 200; ++Round) {
         auto Object = std::make_unique<TObject>();
         TObjectRef References[2];
-        std::latch Start(2);
+        std::atomic<int> Ready{0}; // std::latch of GCC 12 hangs on Windows
+        const auto Meet = [&Ready] {
+            for (++Ready; Ready < 2;) std::this_thread::yield();
+        };
         std::jthread Other([&] {
-            Start.arrive_and_wait();
+            Meet();
             References[0] = Object->Reference();
         });
-        Start.arrive_and_wait();
+        Meet();
         References[1] = Object->Reference();
         Other.join();
         Object.reset();
