@@ -75,6 +75,9 @@ std::u16string FromQt(const QString& Text) {
 }
 
 std::optional<TTextFault> FindTextFault(std::u16string_view Text, TSqlDialect Dialect) {
+    if (Dialect == TSqlDialect::Postgres && Text.starts_with(u'\xFEFF')) {
+        return TTextFault{0, u"U+FEFF in front, which the driver of PostgreSQL drops when it reads"};
+    }
     for (std::size_t Pos = 0; Pos < Text.size();) {
         const char16_t C = Text[Pos];
         const std::size_t Length = CharacterLength(Text, Pos);
@@ -119,6 +122,7 @@ TKXVariant FieldToVariant(const QVariant& Value, std::u16string_view Field) {
     case QMetaType::Bool:
     case QMetaType::Int:
     case QMetaType::LongLong:
+    case QMetaType::ULongLong: // so the PostgreSQL driver gives a BIGINT that is not negative
         return static_cast<std::int64_t>(Value.toLongLong());
     case QMetaType::Float:
     case QMetaType::Double:
@@ -144,7 +148,9 @@ TKXVariant FieldToVariant(const QVariant& Value, std::u16string_view Field) {
 
 std::u16string DatabaseText(const QSqlError& Error) {
     std::u16string Text = FromQt(Error.databaseText());
-    if (Text.find_first_not_of(u" \n") == Text.npos) Text = FromQt(Error.driverText());
+    // The driver's own refusals leave the database's text empty or as SQLite's text for success.
+    if (Text.find_first_not_of(u" \n") == Text.npos || Text == u"not an error")
+        Text = FromQt(Error.driverText());
     // "LINE 1: ..." shows our EXECUTE with its values and a caret below it, which says nothing to the reader.
     if (const std::size_t Line = Text.find(u"\nLINE "); Line != Text.npos) {
         const std::size_t Caret = Text.find(u'\n', Line + 1);

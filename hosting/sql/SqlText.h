@@ -15,7 +15,7 @@
 
 namespace zutools::hosting {
 
-/// Copies as it is; a byte-order mark in front is a character like any other. Never the driver's NULL.
+/// Copies as it is, U+FEFF in front too. Never the driver's NULL.
 [[nodiscard]] QString ToQt(std::u16string_view Text);
 [[nodiscard]] std::u16string FromQt(const QString& Text);
 
