@@ -9,17 +9,43 @@ void TKXThreadSafetyClass::UnLock() const {
     FMutex.unlock();
 }
 
+TKXThreadRWSafetyClass::TLine& TKXThreadRWSafetyClass::MyLine() const {
+    static std::atomic<std::uint32_t> Threads{0};
+    static thread_local std::uint32_t Number = 0; // 1-based; plain data, as MinGW wants it
+    if (Number == 0) Number = ++Threads;
+    return FLines[Number % FLines.size()];
+}
+
 void TKXThreadRWSafetyClass::BeginRead() const {
-    FMutex.lock_shared();
+    TLine& Line = MyLine();
+    Line.Readers.fetch_add(1);
+    while (FWriter.load()) { // give way, wait until it is done, and come again
+        EndRead();
+        FWriterMutex.lock();
+        FWriterMutex.unlock();
+        Line.Readers.fetch_add(1);
+    }
 }
+
 void TKXThreadRWSafetyClass::EndRead() const {
-    FMutex.unlock_shared();
+    TLine& Line = MyLine();
+    if (Line.Readers.fetch_sub(1) != 1 || !FWriter.load()) return;
+    // With the mutex held, so that it cannot fall between the writer's look and its sleep.
+    const std::lock_guard Guard(FGoneMutex);
+    FGone.notify_one();
 }
+
 void TKXThreadRWSafetyClass::BeginWrite() const {
-    FMutex.lock();
+    FWriterMutex.lock();
+    FWriter.store(true);
+    // No wait() of the atomics: on MinGW with GCC 12 it misses a notification now and then.
+    std::unique_lock Guard(FGoneMutex);
+    for (const TLine& Line : FLines) FGone.wait(Guard, [&Line] { return Line.Readers.load() == 0; });
 }
+
 void TKXThreadRWSafetyClass::EndWrite() const {
-    FMutex.unlock();
+    FWriter.store(false);
+    FWriterMutex.unlock();
 }
 
 } // namespace zutools

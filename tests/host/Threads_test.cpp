@@ -217,7 +217,7 @@ TEST(Locks, GuardAcrossThreads) {
     const TKXThreadSafetyClass Lock;
     const TKXThreadRWSafetyClass ReadWrite;
     int Locked = 0;
-    int Written = 0;
+    int Written = 0; // twice a write: a reader that sees an odd number came in between
     {
         std::vector<std::jthread> Threads;
         for (int Thread = 0; Thread < 3; ++Thread) {
@@ -231,15 +231,17 @@ TEST(Locks, GuardAcrossThreads) {
                     {
                         const TWriteScope Scope(ReadWrite);
                         ++Written;
+                        std::this_thread::yield();
+                        ++Written;
                     }
                     const TReadScope Scope(ReadWrite);
-                    if (Written == 0) ADD_FAILURE();
+                    if (Written % 2 != 0) ADD_FAILURE();
                 }
             });
         }
     }
     EXPECT_EQ(Locked, 1500);
-    EXPECT_EQ(Written, 1500);
+    EXPECT_EQ(Written, 3000);
 }
 
 TEST(Locks, ReadersShareAndRemainAlone) {
