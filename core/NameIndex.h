@@ -66,24 +66,29 @@ public:
     TNameIndex& operator=(const TNameIndex&) = delete;
     ~TNameIndex() = default;
 
-    /// True when the index answers for a list whose names are in strictly rising order under `Match`.
+    /// True while the index answers for its list: it holds every item, and their names rise strictly under
+    /// `Match`.
     [[nodiscard]] bool ValidFor(const TNameMatch& Match) const { return FMatch == &Match; }
-    /// Forgets everything and starts over, empty and valid.
+    /// Empty and valid.
     void Reset(const TNameMatch& Match);
     /// The order is not known to hold any more: answers nothing until Reset.
     void Invalidate() { FMatch = nullptr; }
 
-    void Enter(TZUItemName& Name, TObject& Item, int Position);
+    /// While valid. False when another list has the item too: then this one cannot be told of changes to its
+    /// name.
+    [[nodiscard]] bool Enter(TZUItemName& Name, TObject& Item, int Position);
     void Leave(TZUItemName& Name);
 
     enum class TAnswer : std::uint8_t { Found, Absent, AskTheOrder };
     struct TFound {
         TAnswer Answer = TAnswer::AskTheOrder;
-        const TZUItemName* Name = nullptr;
+        const TZUItemName* Name = nullptr; // when found
     };
+    /// While valid.
     [[nodiscard]] TFound Find(std::u16string_view Name) const;
 
     [[nodiscard]] static TObject* ItemOf(const TZUItemName& Name) { return Name.FItem; }
+    /// Where the item was last seen: for the caller to check.
     [[nodiscard]] static int PositionOf(const TZUItemName& Name) {
         return Name.FPosition.load(std::memory_order_relaxed);
     }
@@ -92,18 +97,19 @@ public:
     }
 
 private:
-    friend class TZUItemName;
     struct TSlot {
         std::uint64_t Hash = 0;
         TZUItemName* Name = nullptr; // null: free
     };
     void Grow();
-    void Place(TZUItemName& Name);
+    void Place(TSlot Slot);
+    [[nodiscard]] std::size_t Next(std::size_t Slot) const { return (Slot + 1) & (FSlots.size() - 1); }
+    [[nodiscard]] std::size_t Home(std::uint64_t Hash) const { return Hash & (FSlots.size() - 1); }
 
-    const TNameMatch* FMatch = nullptr;
-    std::vector<TSlot> FSlots; // a power of two, at most three quarters full, probed in steps of one
+    const TNameMatch* FMatch = nullptr; // null: not valid
+    std::vector<TSlot> FSlots;          // a power of two, at most half full, probed in steps of one
     std::size_t FUsed = 0;
-    std::size_t FComplex = 0; // names whose hash does not decide
+    std::size_t FComplex = 0; // names about which only the collator decides
 };
 
 } // namespace zutools

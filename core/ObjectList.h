@@ -54,7 +54,8 @@ protected:
     virtual void ItemInserted(int Index);
     virtual void ItemRemoved(TObject* Item);
 
-    [[nodiscard]] const std::vector<TObject*>& Array() const { return FItems; }
+    /// An item whose index is known to be good.
+    [[nodiscard]] TObject* At(int Index) const { return FItems[static_cast<std::size_t>(Index)]; }
 
 private:
     std::vector<TObject*> FItems;

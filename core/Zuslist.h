@@ -66,15 +66,69 @@ protected:
     /// Installs the comparison of a descendant's own, which the descendant may then make with typed keys.
     void InstallOwnCompare(TZUSortedObjectListCompareFunc Func);
     [[nodiscard]] bool OwnCompare() const { return FOwnCompare; }
+    /// Refuses an item: a list of this class cannot hold it. @throws EIObjectError always.
+    [[noreturn]] void FailItem(const TObject* Item) const;
 
-    // The two look-ups over any comparison `Compare(TObject*)` -> sign; they differ in which of equal keys
-    // they find.
+    // The two look-ups over any comparison `Compare(TObject*)` -> sign. They differ in which of equal keys
+    // they find, and that is fixed.
     template <class TCompare>
-    TObject* LookUpForAdd(const TCompare& Compare, int& Index) const;
+    TObject* LookUpForAdd(const TCompare& Compare, int& Index) const {
+        switch (MethodID) {
+        case midBinary: {
+            Index = 0;
+            if (Count() == 0) return nullptr;
+            int High = Count() - 1;
+            while (Index < High) {
+                const int Middle = Index + (High - Index) / 2;
+                if (Compare(At(Middle)) < 0)
+                    Index = Middle + 1;
+                else
+                    High = Middle;
+            }
+            const auto Sign = Compare(At(Index));
+            if (Sign == 0) return At(Index);
+            if (Sign < 0) ++Index;
+            return nullptr;
+        }
+        case midUnsortedDublicate:
+            Index = Count();
+            return nullptr;
+        case midUnsortedNoDublicate:
+            Index = Scan(Compare);
+            if (Index >= 0) return At(Index);
+            Index = Count();
+            return nullptr;
+        }
+        Index = -1;
+        return nullptr;
+    }
     template <class TCompare>
-    [[nodiscard]] int LookUp(const TCompare& Compare) const;
+    [[nodiscard]] int LookUp(const TCompare& Compare) const {
+        if (MethodID == midUnsortedDublicate || MethodID == midUnsortedNoDublicate) return Scan(Compare);
+        if (MethodID != midBinary || Count() == 0) return -1;
+        int Low = 0;
+        int High = Count() - 1;
+        while (Low < High) {
+            const int Middle = Low + (High - Low) / 2;
+            const auto Sign = Compare(At(Middle));
+            if (Sign == 0) return Middle;
+            if (Sign < 0)
+                Low = Middle + 1;
+            else
+                High = Middle;
+        }
+        return Compare(At(Low)) == 0 ? Low : -1;
+    }
 
 private:
+    template <class TCompare>
+    [[nodiscard]] int Scan(const TCompare& Compare) const {
+        for (int Index = 0; Index < Count(); ++Index)
+            if (Compare(At(Index)) == 0) return Index;
+        return -1;
+    }
+    [[nodiscard]] std::intptr_t CompareWith(TObject* Item, const TKXVariant& Value) const;
+
     TZUSortedObjectListCompareFunc FCompareFunc;
     bool FOwnCompare = false;
 };
@@ -86,8 +140,8 @@ public:
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
     TZUSortedObjects();
-    /// Inserts when absent; the position either way. -1 in an invalid mode, and the object stays the
-    /// caller's.
+    /// Inserts when absent; the position either way. In an invalid mode Insert raises, and the object stays
+    /// the caller's.
     int AddObject(TObject* Object);
     /// `Index` receives the position, or the insertion position when absent.
     bool FindObject(const TObject* Object, int& Index) const;
@@ -117,7 +171,7 @@ public:
 
     bool FlagDestroyObject = false;
 
-    /// Enters or replaces; the position, -1 in an invalid mode (then the object stays the caller's).
+    /// Enters or replaces; the position. In an invalid mode Insert raises, and the object stays the caller's.
     int AddObject(std::int32_t Ident, TObject* Object);
     /// A new entry at a position of the caller's choice, who answers for the order.
     void InsertObject(int Index, std::int32_t Ident, TObject* Object);
@@ -135,7 +189,7 @@ protected:
     void CheckItem(TObject* Item) const override;
 
 private:
-    void DestroyData(TZUIDObject& Entry) const;
+    [[nodiscard]] int FindIndex(std::int32_t Ident) const;
 };
 
 /// What the three lists sorted by name share. Names compare by the user's collation, without case unless
@@ -143,7 +197,6 @@ private:
 class TZUNameSortedList : public TZUSortedObjectList {
 public:
     TZUNameSortedList();
-    ~TZUNameSortedList() override;
 
     bool CaseSensitivity = false;
 
@@ -153,24 +206,36 @@ public:
     [[nodiscard]] TObject* FindName(std::u16string_view Name) const;
 
 protected:
-    /// The name field of an item; the items have passed CheckItem.
-    [[nodiscard]] virtual const TZUItemName& NameOf(const TObject& Item) const = 0;
-    /// Brings the name index in step again when a flag, a name or the order was changed behind its back; the
-    /// typed adds call it before they look up.
-    void RefreshIndex();
+    /// The name field of an item; the items have passed CheckItem. A class that implements this calls Clear
+    /// in its destructor.
+    [[nodiscard]] virtual TZUItemName& NameOf(TObject& Item) const = 0;
+    /// The item of that name, or else the one that `Make()` gives in a unique_ptr, named and inserted at its
+    /// place.
+    /// @throws Exception in an invalid mode, from Insert.
+    template <class TItem, class TMake>
+    TItem& FindOrInsert(std::u16string_view Name, int& Index, const TMake& Make) {
+        RefreshIndex();
+        if (TObject* const Item = FindForAdd(Name, Index)) return static_cast<TItem&>(*Item);
+        std::unique_ptr<TItem> Fresh = Make();
+        NameOf(*Fresh) = Name;
+        InsertFound(Index, Fresh.get());
+        return *Fresh.release();
+    }
     void ItemInserted(int Index) override;
     void ItemRemoved(TObject* Item) override;
 
 private:
     [[nodiscard]] const TNameMatch& Match() const { return UserNameMatch(CaseSensitivity); }
-    [[nodiscard]] bool IndexAnswers() const;
+    [[nodiscard]] TZUItemName& NameAt(int Index) const { return NameOf(*At(Index)); }
+    [[nodiscard]] bool InOrder(int Left, int Right) const;
+    [[nodiscard]] TNameIndex::TFound AskIndex(std::u16string_view Name) const;
     [[nodiscard]] int PositionOf(const TZUItemName& Name) const;
-    [[nodiscard]] TZUItemName& NameAt(int Index);
-    [[nodiscard]] bool InOrder(int Left, int Right);
+    void RefreshIndex();
+    void InsertFound(int Index, TObject* Item);
 
     TNameIndex FIndex;
-    bool FOrderBroken =
-        false; // looked through and found out of order: not looked through again until a name changes
+    const TNameMatch* FBrokenFor = nullptr; // found out of its order: not looked through again
+    bool FPlaceKnown = false;               // the item that is being inserted was looked up just now
 };
 
 /// An object under a name. `DelObject`: 0 the list's FlagDestroyObject decides, 1 the list frees `Data`, 2
@@ -197,8 +262,8 @@ public:
 
     bool FlagDestroyObject = false;
 
-    /// Enters, or replaces object and rule in place (the name keeps its spelling); the position, -1 in an
-    /// invalid mode (then the object stays the caller's).
+    /// Enters, or replaces object and rule in place (the name keeps its spelling); the position. In an
+    /// invalid mode Insert raises, and the object stays the caller's.
     int AddObject(std::u16string_view Name, TObject* Object, std::uint8_t DelObject);
     /// A new entry at a position of the caller's choice, who answers for the order.
     void InsertObject(int Index, std::u16string_view Name, TObject* Object, std::uint8_t DelObject);
@@ -217,10 +282,12 @@ public:
 protected:
     void Notify(TObject* Item, TListNotification Action) override;
     void CheckItem(TObject* Item) const override;
-    [[nodiscard]] const TZUItemName& NameOf(const TObject& Item) const override;
+    [[nodiscard]] TZUItemName& NameOf(TObject& Item) const override;
 
 private:
-    void DestroyData(TZUNamedObject& Entry) const;
+    /// The object that the entry's rule gives to the list, taken out of the entry; null when it is not the
+    /// list's.
+    [[nodiscard]] std::unique_ptr<TObject> TakeOwned(TZUNamedObject& Entry) const;
 };
 
 /// A parameter: its name, its current value, and the value that it was first added with. Published as Name,
@@ -241,8 +308,11 @@ public:
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
-    /// Adds, or gives a known name (which keeps its spelling) a new current value; the position, -1 in an
-    /// invalid mode.
+    TZUSortedParams() = default;
+    ~TZUSortedParams() override;
+
+    /// Adds, or gives a known name (which keeps its spelling) a new current value; the position. In an
+    /// invalid mode Insert raises.
     int AddParam(std::u16string_view ParamName, std::u16string_view ParamValue);
     /// Adds a text split at the first `Delimeter`, both parts trimmed; without one the whole text, untrimmed,
     /// is a name with an empty value.
@@ -278,7 +348,7 @@ protected:
     /// TZUParamObject.
     [[nodiscard]] virtual std::unique_ptr<TZUParamObject> CreateObject() const;
     void CheckItem(TObject* Item) const override;
-    [[nodiscard]] const TZUItemName& NameOf(const TObject& Item) const override;
+    [[nodiscard]] TZUItemName& NameOf(TObject& Item) const override;
 };
 
 /// A parameter in 8-bit text of the user's code page.
@@ -324,8 +394,8 @@ protected:
     void CheckItem(TObject* Item) const override;
 
 private:
-    [[nodiscard]] TZUParamObjectA* At(int Index) const; // null out of range
-    [[nodiscard]] int CompareName(const TObject* Item, std::u16string_view Name) const;
+    [[nodiscard]] TZUParamObjectA* ParamAt(int Index) const; // null out of range
+    [[nodiscard]] int CompareName(TObject* Item, std::u16string_view Name) const;
 };
 
 /// A parameter whose value is a variant.
@@ -343,6 +413,7 @@ public:
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
+    TZUSortedVariantParams() = default;
     ~TZUSortedVariantParams() override;
 
     int AddParam(std::u16string_view ParamName, const TKXVariant& ParamValue);
@@ -363,7 +434,7 @@ public:
 protected:
     void Notify(TObject* Item, TListNotification Action) override;
     void CheckItem(TObject* Item) const override;
-    [[nodiscard]] const TZUItemName& NameOf(const TObject& Item) const override;
+    [[nodiscard]] TZUItemName& NameOf(TObject& Item) const override;
 };
 
 } // namespace zutools

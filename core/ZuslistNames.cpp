@@ -1,0 +1,228 @@
+// The lists sorted by name: look-up through the name index, and the named objects.
+
+#include "core/Zuslist.h"
+
+namespace zutools {
+
+TZUNameSortedList::TZUNameSortedList() {
+    InstallOwnCompare([this](TObject* Item, const TKXVariant& Value) -> std::intptr_t {
+        if (Value.Kind() == TVariantKind::vkString) return Match().Compare(NameOf(*Item), Value.StringView());
+        return Match().Compare(NameOf(*Item), Value.AsString());
+    });
+}
+
+// The index answers only where its answer is that of the search over the order: names that rise strictly
+// under the class's own comparison. There no two names are equal, and any search finds the one that is.
+TNameIndex::TFound TZUNameSortedList::AskIndex(std::u16string_view Name) const {
+    if (MethodID != midBinary || !FIndex.ValidFor(Match())) return {};
+    return FIndex.Find(Name);
+}
+
+TObject* TZUNameSortedList::FindForAdd(std::u16string_view Name, int& Index) const {
+    if (!OwnCompare()) return AddElement(TKXVariant(Name), Index);
+    const TNameIndex::TFound Found = AskIndex(Name);
+    if (Found.Answer == TNameIndex::TAnswer::Found) {
+        Index = PositionOf(*Found.Name);
+        return TNameIndex::ItemOf(*Found.Name);
+    }
+    const TNameMatch& Names = Match();
+    return LookUpForAdd([&](TObject* Item) { return Names.Compare(NameOf(*Item), Name); }, Index);
+}
+
+int TZUNameSortedList::FindNameIndex(std::u16string_view Name) const {
+    if (!OwnCompare()) return FindElementIndex(TKXVariant(Name));
+    const TNameIndex::TFound Found = AskIndex(Name);
+    if (Found.Answer == TNameIndex::TAnswer::Found) return PositionOf(*Found.Name);
+    if (Found.Answer == TNameIndex::TAnswer::Absent) return -1;
+    const TNameMatch& Names = Match();
+    return LookUp([&](TObject* Item) { return Names.Compare(NameOf(*Item), Name); });
+}
+
+TObject* TZUNameSortedList::FindName(std::u16string_view Name) const {
+    if (OwnCompare()) {
+        const TNameIndex::TFound Found = AskIndex(Name);
+        if (Found.Answer == TNameIndex::TAnswer::Found) return TNameIndex::ItemOf(*Found.Name);
+        if (Found.Answer == TNameIndex::TAnswer::Absent) return nullptr;
+    }
+    const int Index = FindNameIndex(Name);
+    return Index >= 0 ? At(Index) : nullptr;
+}
+
+// The remembered position is right unless items came or went before it; then the order tells the new one.
+int TZUNameSortedList::PositionOf(const TZUItemName& Name) const {
+    const int Remembered = TNameIndex::PositionOf(Name);
+    const TObject* const Item = TNameIndex::ItemOf(Name);
+    if (Remembered < Count() && At(Remembered) == Item) return Remembered;
+    const TNameMatch& Names = Match();
+    int Index = -1;
+    LookUpForAdd([&](TObject* Other) { return Names.Compare(NameOf(*Other), Name); }, Index);
+    TNameIndex::RememberPosition(Name, Index);
+    return Index;
+}
+
+bool TZUNameSortedList::InOrder(int Left, int Right) const {
+    return Left < 0 || Right >= Count() || Match().Compare(NameAt(Left), NameAt(Right)) < 0;
+}
+
+void TZUNameSortedList::RefreshIndex() {
+    if (MethodID != midBinary || FIndex.ValidFor(Match()) || FBrokenFor == &Match()) return;
+    bool Sound = true;
+    for (int Index = 0; Sound && Index < Count(); ++Index) Sound = InOrder(Index - 1, Index);
+    if (Sound) FIndex.Reset(Match());
+    for (int Index = 0; Sound && Index < Count(); ++Index)
+        Sound = FIndex.Enter(NameAt(Index), *At(Index), Index);
+    if (Sound) return;
+    FIndex.Invalidate();
+    FBrokenFor = &Match();
+}
+
+void TZUNameSortedList::InsertFound(int Index, TObject* Item) {
+    // With a valid index the search that gave the place was over a strict order, and keeps it so.
+    FPlaceKnown = OwnCompare() && MethodID == midBinary && FIndex.ValidFor(Match());
+    try {
+        Insert(Index, Item);
+    } catch (...) {
+        FPlaceKnown = false;
+        throw;
+    }
+    FPlaceKnown = false;
+}
+
+void TZUNameSortedList::ItemInserted(int Index) {
+    const bool PlaceKnown = FPlaceKnown;
+    FPlaceKnown = false; // what Notify inserts is another matter
+    if (Count() == 1) {
+        FBrokenFor = nullptr;
+        FIndex.Reset(Match());
+    }
+    if (FIndex.ValidFor(Match()) && MethodID == midBinary &&
+        (PlaceKnown || (InOrder(Index - 1, Index) && InOrder(Index, Index + 1))) &&
+        FIndex.Enter(NameAt(Index), *At(Index), Index))
+        return;
+    FIndex.Invalidate();
+}
+
+void TZUNameSortedList::ItemRemoved(TObject* Item) {
+    FIndex.Leave(NameOf(*Item));
+}
+
+// ---- named objects
+
+namespace {
+
+TZUNamedObject& AsNamedObject(TObject* Item) {
+    return static_cast<TZUNamedObject&>(*Item); // CheckItem let nothing else in
+}
+
+} // namespace
+
+const TClassInfo& TZUNamedObject::StaticClass() {
+    static constexpr TClassInfo Info{
+        .Name = u"TZUNamedObject",
+        .Parent = &TObject::StaticClass,
+        .Create = [] { return std::unique_ptr<TObject>(std::make_unique<TZUNamedObject>()); },
+    };
+    return Info;
+}
+const TClassInfo& TZUNamedObject::ClassInfo() const {
+    return StaticClass();
+}
+
+const TClassInfo& TZUSortedNamedObjects::StaticClass() {
+    static constexpr TClassInfo Info{
+        .Name = u"TZUSortedNamedObjects",
+        .Parent = &TZUSortedObjectList::StaticClass,
+        .Create = [] { return std::unique_ptr<TObject>(std::make_unique<TZUSortedNamedObjects>()); },
+    };
+    return Info;
+}
+const TClassInfo& TZUSortedNamedObjects::ClassInfo() const {
+    return StaticClass();
+}
+
+TZUSortedNamedObjects::~TZUSortedNamedObjects() {
+    Clear();
+}
+
+std::unique_ptr<TObject> TZUSortedNamedObjects::TakeOwned(TZUNamedObject& Entry) const {
+    const bool Owned = Entry.DelObject == 1 || (Entry.DelObject == 0 && FlagDestroyObject);
+    std::unique_ptr<TObject> Result(Owned ? Entry.Data : nullptr);
+    Entry.Data = nullptr;
+    return Result;
+}
+
+int TZUSortedNamedObjects::AddObject(std::u16string_view Name, TObject* Object, std::uint8_t DelObject) {
+    int Index = -1;
+    auto& Entry =
+        FindOrInsert<TZUNamedObject>(Name, Index, [] { return std::make_unique<TZUNamedObject>(); });
+    // Kept on purpose: the old object is not compared with the new one. Who stores an object again over
+    // itself has it freed by the entry's old rule, as with any other that is replaced.
+    const std::unique_ptr<TObject> Old = TakeOwned(Entry);
+    Entry.Data = Object;
+    Entry.DelObject = DelObject;
+    return Index;
+}
+
+void TZUSortedNamedObjects::InsertObject(int Index, std::u16string_view Name, TObject* Object,
+                                         std::uint8_t DelObject) {
+    auto Entry = std::make_unique<TZUNamedObject>();
+    Entry->Name = Name;
+    Entry->Data = Object;
+    Entry->DelObject = DelObject;
+    Insert(Index, Entry.get());
+    Entry.release();
+}
+
+bool TZUSortedNamedObjects::FindObject(std::u16string_view Name, int& Index) const {
+    return FindForAdd(Name, Index) != nullptr;
+}
+
+void TZUSortedNamedObjects::RemoveObject(std::u16string_view Name) {
+    if (const int Index = FindNameIndex(Name); Index >= 0) Delete(Index);
+}
+
+void TZUSortedNamedObjects::Assign(const TObject& Source) {
+    if (&Source == this || !Source.ClassInfo().InheritsFrom(StaticClass())) return;
+    const auto& Other = static_cast<const TZUSortedNamedObjects&>(Source);
+    Clear();
+    for (int Index = 0; Index < Other.Count(); ++Index) {
+        const TZUNamedObject& Entry = AsNamedObject(Other.At(Index));
+        AddObject(Entry.Name, Entry.Data, Entry.DelObject);
+    }
+}
+
+TObject* TZUSortedNamedObjects::Objects(int Index) const {
+    return Index >= 0 && Index < Count() ? AsNamedObject(At(Index)).Data : nullptr;
+}
+
+void TZUSortedNamedObjects::SetObjects(int Index, TObject* Object) {
+    if (Index < 0 || Index >= Count()) return;
+    TZUNamedObject& Entry = AsNamedObject(At(Index));
+    const std::unique_ptr<TObject> Old = TakeOwned(Entry); // even when it is `Object`: see AddObject
+    Entry.Data = Object;
+}
+
+const std::u16string& TZUSortedNamedObjects::Names(int Index) const {
+    static const std::u16string Empty;
+    return Index >= 0 && Index < Count() ? AsNamedObject(At(Index)).Name.Text() : Empty;
+}
+
+TObject* TZUSortedNamedObjects::ObjectByName(std::u16string_view Name) const {
+    TObject* const Item = FindName(Name);
+    return Item != nullptr ? AsNamedObject(Item).Data : nullptr;
+}
+
+void TZUSortedNamedObjects::Notify(TObject* Item, TListNotification Action) {
+    if (Action == TListNotification::lnDeleted) TakeOwned(AsNamedObject(Item));
+    TZUNameSortedList::Notify(Item, Action);
+}
+
+void TZUSortedNamedObjects::CheckItem(TObject* Item) const {
+    if (ObjectCast<TZUNamedObject>(Item) == nullptr) FailItem(Item);
+}
+
+TZUItemName& TZUSortedNamedObjects::NameOf(TObject& Item) const {
+    return AsNamedObject(&Item).Name;
+}
+
+} // namespace zutools
