@@ -18,6 +18,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zutools {
@@ -63,9 +64,11 @@ public:
     /// Out of range: nothing. No lock.
     void Delete(int Index);
     void Clear();
-    /// Adds every entry of another list in its order; nothing for null. A list added to itself stays as it
-    /// is.
+    /// Adds every entry of another list in its order; nothing for null. A list may be added to itself.
     void Concate(const TParamsList* ConcateParams);
+    /// The same for an object of any class, as scripts hand it in. @throws EIObjectError when it is no
+    /// TParamsList; nothing is added.
+    void LoadParams(TObject* Source);
     /// Adds the lines as "name=value", after what is there; nothing for null.
     void LoadStrings(const TStrings* AddStrings);
     void FromStrings(const TStrings* SourceList, std::u16string_view Delimer, bool ClearBeforeLoad);
@@ -108,7 +111,7 @@ public:
 
 private:
     [[nodiscard]] std::u16string Filtered(const TZUParamObject& Entry) const;
-    [[nodiscard]] bool MaySet(std::u16string_view Name, std::u16string_view Value) const;
+    [[nodiscard]] std::vector<std::pair<std::u16string, std::u16string>> Entries() const;
 
     TKXThreadSafetyClass FLock;              // outlives the entries, which may be freed under it
     TZUSortedParams FParams;                 // owns the entries

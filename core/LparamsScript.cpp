@@ -10,20 +10,16 @@ namespace {
 class TLocked {
 public:
     explicit TLocked(TObject& Target)
-        : FList(static_cast<TParamsList&>(Target)) // the registry calls with objects of the class only
-        , FUseCritical(FList.UseCritical) {
-        if (FUseCritical) FList.Lock();
+        : FList(static_cast<TParamsList&>(Target)) { // the registry calls with objects of the class only
+        FList.Lock();
     }
-    ~TLocked() {
-        if (FUseCritical) FList.UnLock();
-    }
+    ~TLocked() { FList.UnLock(); }
     TLocked(const TLocked&) = delete;
     TLocked& operator=(const TLocked&) = delete;
     TParamsList* operator->() const { return &FList; }
 
 private:
     TParamsList& FList;
-    const bool FUseCritical;
 };
 
 TKXVariant PropertyFunc_GetPLName(TObject& Target, TScriptArgs Args) {

@@ -213,7 +213,8 @@ TObject* TZUSortedNamedObjects::ObjectByName(std::u16string_view Name) const {
 }
 
 void TZUSortedNamedObjects::Notify(TObject* Item, TListNotification Action) {
-    if (Action == TListNotification::lnDeleted) TakeOwned(AsNamedObject(Item));
+    std::unique_ptr<TObject> Old;
+    if (Action == TListNotification::lnDeleted) Old = TakeOwned(AsNamedObject(Item));
     TZUNameSortedList::Notify(Item, Action);
 }
 

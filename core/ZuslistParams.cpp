@@ -2,6 +2,7 @@
 
 #include "core/Zuslist.h"
 
+#include "host/Exception.h"
 #include "host/StringHelpers.h"
 #include "host/Strings.h"
 
