@@ -143,11 +143,13 @@ private:
         AddLiteral(Place, LiteralEnd);
         for (bool Innermost = true; !FOpen.empty(); Innermost = false) {
             TPart& Part = FTarget.FParts[FOpen.back().Part];
-            const bool NeedsClosing = FOpen.size() > 1 || FTarget.FOrigin.IsPart;
+            const bool HasName = FOpen.size() > 1 ? Part.Name.Length != 0 : FTarget.FOrigin.IsPart;
+            // A raised error ends the work: the parts around then record none.
+            const bool Ended = FTarget.Raised();
             if (Innermost && Fault == TFault::UnclosedTag) {
                 Part.Fault = TFault::UnclosedTag;
-            } else if (NeedsClosing && (Innermost || !FTarget.FOrigin.RaiseException)) {
-                // When errors are raised, the first one ends the work and the enclosing parts record none.
+            } else if (HasName && !Ended) {
+                // Kept on purpose: a part without a name may stay open.
                 Part.Fault = TFault::UnclosedPart;
             }
             if (Part.Fault != TFault::None && FTarget.FFirstFault == nullptr) FTarget.FFirstFault = &Part;
