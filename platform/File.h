@@ -6,19 +6,18 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <exception>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace zutools::platform {
 
-/// A refused system call. `Code` is errno or GetLastError; `Text` is the system's sentence followed by
-/// nothing; `Message()` names the object, the sentence and the code: `Cannot open file "x": No such file
-/// (2)`.
-/// Control characters in the object's name are shown as U+FFFD.
+/// A refused system call. `Code` is errno or GetLastError. `Message()` names the action, the object, the
+/// system's sentence and the code: TSystemError(u"Cannot open file", u"x", 2) says
+/// `Cannot open file "x": No such file or directory (2)`. Control characters in the object's name are shown
+/// as U+FFFD.
 class TSystemError : public std::exception {
 public:
     TSystemError(std::u16string_view Action, std::u16string_view Object, int Code);
@@ -62,10 +61,10 @@ private:
     std::u16string FPath;
 };
 
-/// One regular file found by `ListFiles`, relative to the directory walked, with "/" between the parts.
-/// Walks the whole tree below `Directory`, sorted by name in code-unit order; links that lead out are not
-/// followed.
-/// @throws TSystemError when the directory cannot be read.
+/// The regular files of the whole tree below `Directory`, as names relative to it with "/" between the parts,
+/// sorted in code-unit order. Links to directories are not followed. A link to a file is listed when that
+/// file stands below `Directory` too (POSIX); never on Windows.
+/// @throws TSystemError when a directory cannot be read, or a name on the disk is not well-formed text.
 [[nodiscard]] std::vector<std::u16string> ListFiles(std::u16string_view Directory);
 
 /// Joins with one "/" between, whatever separators stand at the seam; an absolute or empty `Name` is joined

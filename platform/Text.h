@@ -43,9 +43,9 @@ struct TConversion {
 /// Encodes UTF-16 for display: every unpaired surrogate gives U+FFFD. For messages and logs, never for data.
 [[nodiscard]] std::string Utf16ToUtf8(std::u16string_view Text);
 
-/// The user's 8-bit ("ANSI") code page: the system's on Windows, windows-1251 for Russian, Ukrainian,
-/// Belarusian and Bulgarian users and windows-1252 for all others on POSIX. Given as a Windows code page
-/// number.
+/// The user's 8-bit ("ANSI") code page, as a Windows code page number that the two conversions below know. On
+/// Windows the system's (1252 when it is not one of those); on POSIX 1251 for Russian, Ukrainian, Belarusian
+/// and Bulgarian users and 1252 for all others.
 [[nodiscard]] unsigned AnsiCodePage();
 
 /// Decodes 8-bit text in a Windows code page (1250 to 1258, 866, 437, 65001). An unknown page is reported as

@@ -47,6 +47,15 @@ TEST(LetterCase, TextThatGrowsIsWhole) {
         << testing::PrintToString(Upper);
 }
 
+TEST(LetterCase, LettersAndDigitsOfEveryScript) {
+    for (const char16_t Character : std::u16string_view(u"aZ09éßжЁїω中ש"))
+        EXPECT_TRUE(IsLetterOrDigit(Character)) << std::hex << int{Character};
+    const std::u16string Others =
+        std::u16string(u" _-.\"[\u00A0\u2014\u20AC\uFFFD") + char16_t{0xD83D} + u'\0';
+    for (const char16_t Character : Others)
+        EXPECT_FALSE(IsLetterOrDigit(Character)) << std::hex << int{Character};
+}
+
 // ---- collation
 
 enum class TSign { Less, Equal };
