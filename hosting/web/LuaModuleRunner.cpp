@@ -1,0 +1,30 @@
+#include "hosting/web/LuaModuleRunner.h"
+
+namespace zutools::hosting {
+
+TLuaOptions WebLuaOptions(const TWebConfig& Config) {
+    TLuaOptions Options;
+    Options.Sandboxed = true;
+    Options.ModuleDirectory = Config.Modules;
+    Options.InstructionLimit = Config.Limits.Instructions;
+    Options.MemoryLimit = Config.Limits.MemoryBytes;
+    return Options;
+}
+
+TLuaModuleRunner::TLuaModuleRunner(TLuaOptions Options)
+    : FThreadEnd(Options.ThreadEnd) {
+    FEngine.emplace(std::move(Options));
+}
+
+TLuaModuleRunner::~TLuaModuleRunner() {
+    FEngine.reset();
+    if (FThreadEnd) FThreadEnd();
+}
+
+void TLuaModuleRunner::Run(std::u16string_view ModuleFile, TWebRequest& Request, TWebResponse& Response) {
+    FEngine->SetGlobal("request", Request);
+    FEngine->SetGlobal("response", Response);
+    FEngine->RunModule(ModuleFile);
+}
+
+} // namespace zutools::hosting

@@ -1,0 +1,203 @@
+#include "hosting/web/PageHandler.h"
+
+#include "host/Exception.h"
+#include "host/Session.h"
+#include "host/ThreadContainer.h"
+#include "hosting/lua/LuaEngine.h"
+#include "hosting/web/HttpText.h"
+#include "platform/Random.h"
+#include "platform/Text.h"
+
+#include <algorithm>
+#include <array>
+
+namespace zutools::hosting {
+
+namespace {
+
+std::u16string Widened(std::string_view Ascii) {
+    return {Ascii.begin(), Ascii.end()};
+}
+
+std::string_view RawHeader(const TRawRequest& Raw, std::string_view Name) {
+    const std::u16string Wanted = Widened(Name);
+    for (const auto& [Header, Value] : Raw.Headers) {
+        if (platform::EqualAsciiNoCase(Widened(Header), Wanted)) return Value;
+    }
+    return {};
+}
+
+/// The calling thread serves this session while the scope lives.
+class TSessionScope {
+public:
+    TSessionScope(const TSessionState& State, std::u16string_view LanguageID) {
+        auto Session = std::make_unique<TSession>();
+        Session->SID = State.SID;
+        Session->USR = State.USR;
+        Session->LanguageID = LanguageID;
+        ThreadObjects().Add(SessionObjectName, std::move(Session));
+    }
+    ~TSessionScope() { ThreadObjects().Remove(SessionObjectName); }
+    TSessionScope(const TSessionScope&) = delete;
+    TSessionScope& operator=(const TSessionScope&) = delete;
+};
+
+/// A name for one failure that a user can read out and a log can be searched for.
+std::u16string FailureId() {
+    std::array<std::byte, 4> Bytes{};
+    platform::FillRandom(Bytes);
+    return Widened(HexText(Bytes));
+}
+
+std::u16string_view FileNameWithoutFolders(std::u16string_view Name) {
+    const std::size_t Slash = Name.find_last_of(u"/\\");
+    return Slash == std::u16string_view::npos ? Name : Name.substr(Slash + 1);
+}
+
+/// The fields that the client sent, decoded; false when any of them is malformed.
+struct TFields {
+    std::vector<TFormField> Query;
+    std::vector<TFormField> Form;
+    std::vector<TWebFile> Files;
+
+    [[nodiscard]] bool Read(const TRawRequest& Raw) {
+        auto QueryFields = ParseFormFields(Raw.Query);
+        auto FormFields = ParseFormFields(Raw.Form);
+        if (!QueryFields || !FormFields) return false;
+        Query = std::move(*QueryFields);
+        Form = std::move(*FormFields);
+        return std::ranges::all_of(Raw.Parts, [this](const TRawPart& Part) { return ReadPart(Part); });
+    }
+
+    [[nodiscard]] bool ReadPart(const TRawPart& Part) {
+        auto Name = DecodeUtf8(Part.Name);
+        if (!Name) return false;
+        if (!Part.IsFile) {
+            auto Value = DecodeUtf8(Part.Content);
+            if (!Value) return false;
+            Form.push_back({std::move(*Name), std::move(*Value)});
+            return true;
+        }
+        // A file input that was left empty is sent as a file without a name.
+        if (Part.FileName.empty() && Part.Content.empty()) return true;
+        const auto FileName = DecodeUtf8(Part.FileName);
+        const auto ContentType = DecodeUtf8(Part.ContentType);
+        if (!FileName || !ContentType) return false;
+        Files.push_back({std::move(*Name), std::u16string(FileNameWithoutFolders(*FileName)), *ContentType,
+                         Part.Content});
+        return true;
+    }
+};
+
+const std::u16string* FindField(const std::vector<TFormField>& Fields, std::u16string_view Name) {
+    const auto Found = std::ranges::find(Fields, Name, &TFormField::Name);
+    return Found == Fields.end() ? nullptr : &Found->Value;
+}
+
+bool BringsToken(const TFields& Fields, std::string_view FormToken) {
+    const std::u16string* Sent = FindField(Fields.Form, FormTokenField);
+    return Sent != nullptr && EqualSecrets(platform::Utf16ToUtf8(*Sent), FormToken);
+}
+
+void FillRequest(TWebRequest& Request, const TRawRequest& Raw, TFields& Fields) {
+    Request.Method = Widened(Raw.Method);
+    Request.Path = Raw.Path;
+    Request.RemoteAddress = Widened(Raw.RemoteAddress);
+    Request.Headers = Raw.Headers;
+    Request.Files.Items = std::move(Fields.Files);
+    for (const auto* List : {&Fields.Query, &Fields.Form}) {
+        for (const TFormField& Field : *List) {
+            if (Field.Name != FormTokenField) Request.Params.Add(Field.Name, Field.Value);
+        }
+    }
+}
+
+TReply ReplyOf(TWebResponse& Response) {
+    TReply Reply;
+    Reply.Status = Response.Status();
+    // 204 and 304 have no body, whatever was written.
+    if (Reply.Status != 204 && Reply.Status != 304) {
+        Reply.ContentType = Response.ContentType();
+        Reply.Body = Response.TakeBody();
+    }
+    Reply.Headers = Response.Headers();
+    // Pages hold form tokens and what only this user may see.
+    if (Response.FindHeader("Cache-Control") == nullptr)
+        Reply.Headers.emplace_back("Cache-Control", "no-store");
+    return Reply;
+}
+
+} // namespace
+
+TPageHandler::TPageHandler(const TWebConfig& Config, TSessions& Sessions, TLogger& Logger,
+                           TLocalizatorTable& Localizer, std::vector<TRequestFilter> Filters)
+    : FConfig(Config)
+    , FSessions(Sessions)
+    , FLogger(Logger)
+    , FLocalizer(Localizer)
+    , FFilters(std::move(Filters)) {}
+
+std::u16string TPageHandler::LanguageWithoutSession(const TRawRequest& Raw) const {
+    return ChooseLanguage(RawHeader(Raw, "Accept-Language"), FConfig.Languages, FConfig.DefaultLanguage);
+}
+
+TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TWorker& Worker) const {
+    TFields Fields;
+    if (!Fields.Read(Raw)) {
+        std::u16string LanguageID = LanguageWithoutSession(Raw);
+        return {ErrorReply(400, FLocalizer, LanguageID), {}, std::move(LanguageID)};
+    }
+
+    TSessionLease Lease = FSessions.Acquire(FindCookie(RawHeader(Raw, "Cookie"), SessionCookieName));
+    const std::u16string* Wanted = FindField(Fields.Query, LanguageParam);
+    if (Wanted != nullptr && std::ranges::find(FConfig.Languages, *Wanted) != FConfig.Languages.end()) {
+        Lease.SetLanguage(*Wanted);
+    }
+    const TSessionState& Session = Lease.State();
+
+    TWebRequest Request;
+    FillRequest(Request, Raw, Fields);
+    Request.Language = Session.LanguageID.empty() ? LanguageWithoutSession(Raw) : Session.LanguageID;
+    Request.FormToken = Widened(Session.FormToken);
+
+    TPageResult Result{{}, Session.SID, Request.Language};
+    if (Raw.Method == "POST" && Route.FormToken && !BringsToken(Fields, Session.FormToken)) {
+        Result.Reply = ErrorReply(403, FLocalizer, Request.Language);
+    } else {
+        const TSessionScope Scope(Session, Request.Language);
+        Result.Reply = RunModule(Route, Raw, Request, Worker);
+    }
+    if (Session.New) {
+        Result.Reply.Headers.emplace_back("Set-Cookie", std::string(SessionCookieName) + "=" +
+                                                            Session.Secret +
+                                                            "; Path=/; HttpOnly; SameSite=Lax" +
+                                                            (FConfig.Session.Secure ? "; Secure" : ""));
+    }
+    return Result;
+}
+
+TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWebRequest& Request,
+                               TWorker& Worker) const {
+    std::u16string What;
+    try {
+        for (const TRequestFilter& Filter : FFilters) {
+            if (const auto Refusal = Filter(Request)) {
+                FLogger.Log(TLogLevel::Warning,
+                            u"request refused before " + Route.Module + u": " + Refusal->Log);
+                return ErrorReply(Refusal->Status, FLocalizer, Request.Language, Refusal->Note);
+            }
+        }
+        TWebResponse Response(std::string(RawHeader(Raw, "Host")), FConfig.Limits.ResponseBytes);
+        Worker.Runner().Run(Route.ModuleFile, Request, Response);
+        return ReplyOf(Response);
+    } catch (const EScriptError& Error) {
+        What = Error.Message() + u"\n" + Error.Traceback();
+    } catch (const std::exception& Error) {
+        What = MessageOf(Error);
+    }
+    const std::u16string Id = FailureId();
+    FLogger.Log(TLogLevel::Error, u"page error " + Id + u" in " + Route.Module + u": " + What);
+    return ErrorReply(500, FLocalizer, Request.Language, Id);
+}
+
+} // namespace zutools::hosting
