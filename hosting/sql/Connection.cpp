@@ -10,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <optional>
 
 namespace zutools::hosting {
 
@@ -18,6 +19,8 @@ namespace {
 constexpr int BusyTimeoutMs = 5000;
 constexpr std::size_t MaxKept = 64;          // statements
 constexpr qsizetype MaxKeptText = 32 * 1024; // UTF-16 units of one bound text
+
+constexpr int MaxTries = 20; // of a statement whose tables change under it
 
 constexpr std::u16string_view TransactionEnded = u"The transaction has ended, because of a lost connection "
                                                  u"or an earlier error; nothing is done until it is rolled "
@@ -290,7 +293,8 @@ void TSqlDatabase::TConnection::Return(std::unique_ptr<TPrepared> Statement) noe
         } else {
             Statement->Query = NewQuery(); // the driver frees a result with its query only
         }
-        const bool Worth = Sqlite ? Statement->OnDriver : !Statement->ServerName.isEmpty();
+        const bool Worth =
+            Sqlite ? Statement->OnDriver && !Statement->Scan.AllColumns : !Statement->ServerName.isEmpty();
         if (!Worth || Statement->HoldsLongText || Statement->Generation != FGeneration)
             return Forget(*Statement);
         FKept.push_front(std::move(Statement));
@@ -331,8 +335,51 @@ void TSqlDatabase::TConnection::Run(TPrepared& Statement, std::span<const QVaria
     }
 }
 
+/// Keeps other connections from changing the tables for a scope, and makes this one notice what they changed
+/// before.
+class TSqlDatabase::TConnection::TFixedSchema {
+public:
+    TFixedSchema(TConnection& Connection, const TPrepared& Statement)
+        : FConnection(Connection) {
+        if (FConnection.FTransaction == TTransactionState::None) {
+            FConnection.Require(QStringLiteral("BEGIN"));
+            FOwn = true;
+        }
+        if (FConnection.Simple(QStringLiteral("SELECT 1 FROM sqlite_master LIMIT 1"))) return;
+        End();
+        throw EDatabaseError(u"The tables cannot be read. Statement: " + ShownStatement(Statement.Text));
+    }
+    ~TFixedSchema() { End(); }
+    TFixedSchema(const TFixedSchema&) = delete;
+    TFixedSchema& operator=(const TFixedSchema&) = delete;
+
+private:
+    /// A statement that is still being read holds its own view on.
+    void End() {
+        if (FOwn) (void)FConnection.Simple(QStringLiteral("COMMIT"));
+        FOwn = false;
+    }
+
+    TConnection& FConnection;
+    bool FOwn = false;
+};
+
 void TSqlDatabase::TConnection::RunSqlite(TPrepared& Statement, std::span<const QVariant> Values) {
     QSqlQuery& Query = Statement.Query;
+    std::optional<TFixedSchema> FixedSchema;
+    if (Statement.Scan.AllColumns) {
+        // Qt makes room for as many columns as the statement had when it was prepared, and writes behind it
+        // when a table has got more before the first row is read. So such a statement is prepared anew each
+        // time, while nobody can change the tables.
+        if (Statement.Scan.ChangesRows && FTransaction == TTransactionState::None) {
+            throw EDatabaseError(
+                u"RETURNING * needs a transaction on SQLite; or name the columns. Statement: " +
+                ShownStatement(Statement.Text));
+        }
+        FixedSchema.emplace(*this, Statement);
+        Query = NewQuery();
+        Statement.OnDriver = false;
+    }
     if (!Statement.OnDriver) {
         if (!Query.prepare(Statement.Rewritten)) throw Failure(Query.lastError(), Statement.Text);
         Statement.OnDriver = true;
@@ -343,18 +390,21 @@ void TSqlDatabase::TConnection::RunSqlite(TPrepared& Statement, std::span<const 
 }
 
 void TSqlDatabase::TConnection::RunPostgres(TPrepared& Statement, std::span<const QVariant> Values) {
-    const bool WasPrepared = !Statement.ServerName.isEmpty();
-    QSqlError Error = ExecutePostgres(Statement, Values);
-    if (!Error.isValid()) return;
-    const bool Stale = WasPrepared && std::find(StaleCodes.begin(), StaleCodes.end(),
-                                                Error.nativeErrorCode()) != StaleCodes.end();
-    if (Stale) {
-        // Refused before anything was done. Inside a transaction it is too late: the server has given it up.
+    // Inside a transaction a stale plan would cost the whole transaction; a new one locks its tables.
+    if (Statement.Scan.AllColumns && FTransaction == TTransactionState::Open) Forget(Statement);
+    for (int Try = 1;; ++Try) {
+        const QSqlError Error = ExecutePostgres(Statement, Values);
+        if (!Error.isValid()) return;
+        // The server refused it before anything was done: its tables changed, perhaps again, or it was
+        // deallocated.
+        const bool Stale =
+            !Statement.ServerName.isEmpty() &&
+            std::find(StaleCodes.begin(), StaleCodes.end(), Error.nativeErrorCode()) != StaleCodes.end();
+        if (!Stale) throw Failure(Error, Statement.Text);
         if (FTransaction == TTransactionState::None) Forget(Statement);
         Statement.ServerName.clear();
-        if (FTransaction == TTransactionState::None) Error = ExecutePostgres(Statement, Values);
+        if (FTransaction == TTransactionState::Open || Try == MaxTries) throw Failure(Error, Statement.Text);
     }
-    if (Error.isValid()) throw Failure(Error, Statement.Text);
 }
 
 QSqlError TSqlDatabase::TConnection::ExecutePostgres(TPrepared& Statement, std::span<const QVariant> Values) {

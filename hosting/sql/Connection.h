@@ -76,6 +76,7 @@ private:
     void MakeReady();
     [[nodiscard]] bool Simple(const QString& Statement, QSqlError* Error = nullptr);
     void Require(const QString& Statement);
+    class TFixedSchema;
     void RunSqlite(TPrepared& Statement, std::span<const QVariant> Values);
     void RunPostgres(TPrepared& Statement, std::span<const QVariant> Values);
     [[nodiscard]] QSqlError ExecutePostgres(TPrepared& Statement, std::span<const QVariant> Values);

@@ -23,7 +23,8 @@ private:
     const std::string FName;
 };
 
-/// Under LC_ALL=C Qt switches to a UTF-8 locale, which is what we want, and warns about it on standard error.
+/// Where the locale is no UTF-8 one, some versions of Qt switch to one that is, which is what we want, and
+/// warn about it on standard error.
 class TWarningsDropped {
 public:
     TWarningsDropped()

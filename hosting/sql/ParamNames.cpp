@@ -36,6 +36,8 @@ bool IsOneOf(std::u16string_view Word, const std::array<std::u16string_view, N>&
 constexpr std::array<std::u16string_view, 5> ChangingVerbs{u"insert", u"update", u"delete", u"replace",
                                                            u"merge"};
 constexpr std::array<std::u16string_view, 3> ReadingVerbs{u"select", u"values", u"table"};
+// What a "*" for columns follows, besides "." and ","; anywhere else it multiplies or stands in COUNT(*).
+constexpr std::array<std::u16string_view, 4> BeforeAllColumns{u"select", u"distinct", u"all", u"returning"};
 constexpr std::array<std::u16string_view, 5> TransactionVerbs{u"begin", u"start", u"commit", u"end",
                                                               u"abort"};
 
@@ -71,6 +73,12 @@ private:
         if (FStatementEnded && FResult.SecondStatement == TScannedStatement::None)
             FResult.SecondStatement = FPos;
         FSawToken = true;
+        const std::size_t Start = FPos;
+        Token(C);
+        FLastToken = FText.substr(Start, FPos - Start);
+    }
+
+    void Token(char16_t C) {
         if (C == u'\'') return Literal(ContinuesEscapes());
         FEscapesEnd = TScannedStatement::None;
         if (StartsWord(C)) return Word();
@@ -88,6 +96,8 @@ private:
         case u')':
             --FDepth;
             return Operator();
+        case u'*':
+            return Star();
         case u':':
             return Colon();
         case u'$':
@@ -101,6 +111,12 @@ private:
     }
 
     void Operator() { ++FPos; }
+
+    void Star() {
+        ++FPos;
+        if (FLastToken == u"," || FLastToken == u"." || IsOneOf(FLastToken, BeforeAllColumns))
+            FResult.AllColumns = true;
+    }
 
     template <class TTest>
     void Skip(TTest Test) {
@@ -231,7 +247,8 @@ private:
     std::unordered_map<std::u16string, std::size_t> FNameIndex;
     std::size_t FPos = 0;
     std::size_t FEscapesEnd =
-        TScannedStatement::None;               // where a literal with escapes ended, with only blanks since
+        TScannedStatement::None; // where a literal with escapes ended, with only blanks since
+    std::u16string_view FLastToken;
     int FDepth = 0;                            // of parentheses
     std::array<std::u16string_view, 3> FWords; // the first ones
     std::size_t FWordCount = 0;

@@ -45,6 +45,8 @@ struct TScannedStatement {
     std::u16string_view FirstWord;
     /// BEGIN, COMMIT, ROLLBACK and their like, but not savepoints.
     bool ControlsTransaction = false;
+    /// Columns are asked for by "*", so that their number depends on the tables.
+    bool AllColumns = false;
     /// INSERT, UPDATE, DELETE, REPLACE or MERGE, also behind a WITH.
     bool ChangesRows = false;
 };

@@ -105,6 +105,19 @@ TEST(ParamNames, WhatTheStatementDoes) {
     }
 }
 
+TEST(ParamNames, AllColumns) {
+    const std::pair<std::u16string_view, bool> Cases[] = {
+        {u"SELECT * FROM t", true},          {u"select/**/*", true},
+        {u"SELECT DISTINCT * FROM t", true}, {u"SELECT a, t.* FROM t", true},
+        {u"SELECT 1, * FROM t", true},       {u"DELETE FROM t RETURNING *", true},
+        {u"SELECT COUNT(*) FROM t", false},  {u"SELECT a*b, (a)*2, 'x'*:p*3 FROM t", false},
+        {u"SELECT 'a, *' -- *", false},
+    };
+    for (const auto& [Text, Expected] : Cases) {
+        EXPECT_EQ(ScanStatement(Text, Lite).AllColumns, Expected) << platform::Utf16ToUtf8(Text);
+    }
+}
+
 TEST(ParamNames, SecondStatement) {
     EXPECT_EQ(ScanStatement(u"SELECT ';' /* ; */ ; ; -- x\n", Pg).SecondStatement, TScannedStatement::None);
     EXPECT_EQ(ScanStatement(u"SELECT 1; DROP TABLE t", Pg).SecondStatement, 10U);

@@ -209,17 +209,57 @@ TEST_P(SqlDatabase, SelectsStayOpenBesideOtherStatements) {
     EXPECT_EQ(Seen, "1:23 2:3 3: ");
 }
 
-TEST_P(SqlDatabase, KeptStatementsFollowTheirTables) {
+TEST_P(SqlDatabase, ColumnsFollowTheirTables) {
     MakeTable();
     Insert(1);
-    const std::u16string_view Select = u"SELECT * FROM Items WHERE ID = :ID";
-    for (int Round = 0; Round < 2; ++Round) EXPECT_EQ(Opened(Db(), Select, {{u"ID", 1}})->FieldCount(), 5);
     const auto Other = Connect();
-    Exec(*Other, u"ALTER TABLE Items ADD COLUMN Extra TEXT");
-    EXPECT_EQ(Opened(Db(), Select, {{u"ID", 1}})->FieldCount(), 6);
+    const auto Check = [&](int Columns) {
+        const auto Query = Opened(Db(), u"SELECT * FROM Items WHERE ID = :ID", {{u"ID", 1}});
+        EXPECT_TRUE(Query->Step());
+        EXPECT_EQ(Query->FieldCount(), Columns);
+        EXPECT_TRUE(Query->FieldValue(Columns - 1).IsNull());
+    };
+    for (int Columns = 5; Columns < 40; ++Columns) {
+        Check(Columns);
+        const auto Name = platform::Utf8ToUtf16("Extra" + std::to_string(Columns));
+        Exec(Columns % 2 == 0 ? *Other : Db(), u"ALTER TABLE Items ADD COLUMN " + Name + u" TEXT");
+        if (Columns % 3 == 0) {
+            TTransaction Transaction(Db());
+            Check(Columns + 1);
+        }
+    }
     Exec(*Other, u"DROP TABLE Items");
-    ExpectRefusal([&] { (void)Opened(Db(), Select, {{u"ID", 1}}); }, {"tems"});
-    // More statements than are kept.
+    ExpectRefusal([&] { Check(0); }, {"tems"});
+}
+
+TEST_P(SqlDatabase, ColumnsChangeWhileOthersRead) {
+    MakeTable();
+    Insert(1);
+    std::atomic<bool> Done{false};
+    std::string Error;
+    std::thread Changer([&] {
+        Error = Refusal([&] {
+            const auto Other = Connect();
+            for (int Column = 0; Column < 60; ++Column) {
+                const auto Name = platform::Utf8ToUtf16("Extra" + std::to_string(Column));
+                Exec(*Other, u"ALTER TABLE Items ADD COLUMN " + Name + u" TEXT");
+            }
+        });
+        Done = true;
+    });
+    const std::string ReadError = Refusal([&] {
+        while (!Done) {
+            const auto Query = Opened(Db(), u"SELECT * FROM Items WHERE ID = :ID", {{u"ID", 1}});
+            EXPECT_TRUE(Query->Step());
+            EXPECT_EQ(Query->FieldAsInteger(u"ID"), 1);
+        }
+    });
+    Changer.join();
+    EXPECT_EQ(Error, "nothing raised");
+    EXPECT_EQ(ReadError, "nothing raised");
+}
+
+TEST_P(SqlDatabase, MoreStatementsThanAreKept) {
     for (int Index = 0; Index < 200; ++Index) {
         const auto Text = u"SELECT CAST(:V AS INTEGER) + " + platform::Utf8ToUtf16(std::to_string(Index));
         for (int Round = 0; Round < 2; ++Round)

@@ -107,6 +107,16 @@ TEST_F(Sqlite, ForeignValuesAreNotGuessed) {
     EXPECT_EQ(Query->FieldAsString(u"Good"), u"\xFFFF");
 }
 
+TEST_F(Sqlite, ReturningAllColumnsNeedsATransaction) {
+    const auto Database = Connect();
+    Exec(*Database, u"CREATE TABLE T (ID INTEGER)");
+    const auto Insert = [&] { return One(*Database, u"INSERT INTO T VALUES (5) RETURNING *").AsInteger(); };
+    ExpectRefusal(Insert, {"needs a transaction"});
+    TTransaction Transaction(*Database);
+    EXPECT_EQ(Insert(), 5);
+    Transaction.Commit();
+}
+
 TEST_F(Sqlite, TriggerBodiesMayHoldStatements) {
     const auto Database = Connect();
     Exec(*Database, u"CREATE TABLE T (ID INTEGER)");
