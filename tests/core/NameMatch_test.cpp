@@ -1,0 +1,149 @@
+// Every answer of the tables is held against the collator itself.
+
+#include "core/NameMatch.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace zutools {
+namespace {
+
+using platform::TCollator;
+
+int Sign(int Value) {
+    return (Value > 0) - (Value < 0);
+}
+
+/// Draws texts that are hard to compare: equal but for case, accents, one character, their ends.
+class TPairs {
+public:
+    explicit TPairs(std::u16string Alphabet)
+        : FAlphabet(std::move(Alphabet)) {}
+
+    std::u16string Text() {
+        std::u16string Result(Number(7), u'\0');
+        for (char16_t& Unit : Result) Unit = Any();
+        return Result;
+    }
+    std::u16string Variant(std::u16string Text) {
+        for (std::size_t Changes = 1 + Number(3); Changes > 0 && !Text.empty(); --Changes) {
+            const std::size_t At = Number(Text.size());
+            switch (Number(5)) {
+            case 0:
+                Text[At] = Any();
+                break;
+            case 1:
+                Text = Text.substr(0, At) + platform::UpperCase(Text.substr(At));
+                break;
+            case 2:
+                Text.insert(At, 1, Any());
+                break;
+            case 3:
+                Text.erase(At, 1);
+                break;
+            default:
+                Text = platform::LowerCase(Text);
+            }
+        }
+        return Text;
+    }
+    std::size_t Number(std::size_t Limit) { return FRandom() % Limit; }
+
+private:
+    char16_t Any() { return FAlphabet[Number(FAlphabet.size())]; }
+
+    std::u16string FAlphabet;
+    std::mt19937 FRandom{20240517};
+};
+
+void ExpectCollatorsAnswers(const TCollator& Collator, const TNameMatch& Match, bool CaseSensitive,
+                            const std::u16string& Left, const std::u16string& Right) {
+    const int Wanted = Sign(Collator.Compare(Left, Right, CaseSensitive));
+    const std::string Where = "locale '" + Collator.Locale() + "' case " + std::to_string(CaseSensitive) +
+                              " [" + platform::Utf16ToUtf8(Left) + "] [" + platform::Utf16ToUtf8(Right) + "]";
+    ASSERT_EQ(Match.Compare(Left, Right), Wanted) << Where;
+    ASSERT_EQ(Match.Same(Left, Right), Wanted == 0) << Where;
+    const auto LeftHash = Match.Hash(Left);
+    const auto RightHash = Match.Hash(Right);
+    if (LeftHash.Simple && RightHash.Simple) {
+        ASSERT_EQ(Match.SameSimple(Left, Right), Wanted == 0) << Where;
+        ASSERT_TRUE(Wanted != 0 || LeftHash.Value == RightHash.Value) << Where;
+    }
+    ASSERT_TRUE(Left != Right || LeftHash.Value == RightHash.Value) << Where;
+}
+
+class NameMatchOfLocale : public testing::TestWithParam<const char*> {};
+
+TEST_P(NameMatchOfLocale, AnswersAsTheCollatorOnRandomPairs) {
+    const TCollator Collator(GetParam());
+    std::u16string Everything =
+        u"\u4E00\U0001F600\u1E9E\u212B"; // and halves of a surrogate pair, drawn apart
+    for (char16_t Character = 0; Character < 0x460; ++Character) Everything += Character;
+    for (const bool CaseSensitive : {false, true}) {
+        const TNameMatch Match(Collator, CaseSensitive);
+        std::u16string Decidable;
+        for (char16_t Character = 0; Character < 0x460; ++Character)
+            if (Match.Decidable(Character)) Decidable += Character;
+        const std::u16string Alphabets[] = {
+            Everything,
+            Decidable,
+            // Letters that join their neighbours somewhere: ch, aa, dž, lj, nj, cs, sz, l·, ij, ss, й of two.
+            u"aAcChHsSzZdDlLjJnNiIyYgGtT\u010D\u017E\u00B7\u00DF\u00E5\u0131\u0130'",
+            u"abcABC\u0301\u0306\u0308\u030A\u0438\u0418\u0439\u0419\u0435\u0451\u00E4\u00E5-' ",
+        };
+        for (const std::u16string& Alphabet : Alphabets) {
+            TPairs Pairs(Alphabet);
+            for (int Round = 0; Round < 4000; ++Round) {
+                const std::u16string Left = Pairs.Text();
+                const std::u16string Right = Round % 3 == 0 ? Pairs.Text() : Pairs.Variant(Left);
+                ExpectCollatorsAnswers(Collator, Match, CaseSensitive, Left, Right);
+                if (HasFatalFailure()) return;
+            }
+        }
+    }
+}
+
+TEST_P(NameMatchOfLocale, AnswersAsTheCollatorOnPairsOfCharacters) {
+    const TCollator Collator(GetParam());
+    const TNameMatch Match(Collator, false);
+    for (char16_t Left = 0; Left < 0x460; ++Left)
+        for (char16_t Right = Left % 7; Right < 0x460; Right = static_cast<char16_t>(Right + 7)) {
+            ExpectCollatorsAnswers(Collator, Match, false, {Left}, {Right});
+            // One character against two: what is worth two letters must not be decided as one.
+            ExpectCollatorsAnswers(Collator, Match, false, {Left}, {Right, Left});
+            if (HasFatalFailure()) return;
+        }
+}
+
+// Contractions (cs, da, hr, hu), letters of their own (da, sv), dotless i (tr), accents weighed from the end
+// (fr-CA), digits as numbers (kn), letters worth two (phonebk).
+INSTANTIATE_TEST_SUITE_P(Locales, NameMatchOfLocale,
+                         testing::Values("", "ru-RU", "cs-CZ", "tr-TR", "de-DE", "da-DK", "hr-HR", "hu-HU",
+                                         "sv-SE", "fr-CA", "uk-UA", "lt-LT", "en-u-kn", "de-u-co-phonebk"),
+                         [](const auto& Info) {
+                             std::string Name;
+                             for (const char Character : std::string(Info.param))
+                                 if (Character != '-') Name += Character;
+                             return Name.empty() ? std::string("root") : Name;
+                         });
+
+// The point of the tables: without this every name would be left to the collator, and all of the above would
+// hold.
+TEST(NameMatch, DecidesAboutCommonNames) {
+    const TCollator Root("");
+    const TNameMatch Match(Root, false);
+    for (const std::u16string_view Name :
+         {u"Customer_ID", u"order.lines[12]", u"x", u"", u"\u0417\u0430\u043A\u0430\u0437\u0447\u0438\u043A"})
+        EXPECT_TRUE(Match.Hash(Name).Simple) << platform::Utf16ToUtf8(Name);
+    for (const std::u16string_view Name : {u"stra\u00DFe", u"e\u0301", u"\u4E00", u"a\u0001"})
+        EXPECT_FALSE(Match.Hash(Name).Simple) << platform::Utf16ToUtf8(Name);
+    const TCollator Czech("cs-CZ");
+    EXPECT_FALSE(TNameMatch(Czech, false).Hash(u"chyba").Simple);
+    EXPECT_TRUE(TNameMatch(Czech, false).Hash(u"cena").Simple);
+}
+
+} // namespace
+} // namespace zutools
