@@ -130,6 +130,7 @@ private:
     }
 
     void BlockComment() {
+        FEscapesEnd = TScannedStatement::None; // only the other kind may stand inside a literal's break
         std::size_t Pos = FPos + 2;
         for (std::size_t Depth = 1; Depth > 0;) {
             Pos = FText.find_first_of(u"*/", Pos);
