@@ -215,6 +215,7 @@ void TStringList::SetTags(int Index, std::intptr_t Tag) {
 
 void TStringList::SetStrings(int Index, std::u16string_view Line) {
     if (FSorted) throw Exception(u"Operation not allowed on sorted list");
+    FChanges.Touch();
     At(Index).Line = std::u16string(Line); // a copy first: `Line` may be the old text or a piece of it
 }
 
@@ -223,6 +224,7 @@ int TStringList::Add(std::u16string_view Line) {
 }
 
 int TStringList::Place(TItem Item) {
+    FChanges.Touch();
     auto Position = FItems.end();
     if (FSorted) {
         const auto Before = [](std::u16string_view Sought, const TItem& Other) {
@@ -237,14 +239,17 @@ int TStringList::Place(TItem Item) {
 void TStringList::Insert(int Index, std::u16string_view Line) {
     if (FSorted) throw Exception(u"Operation not allowed on sorted list");
     const auto Place = static_cast<std::ptrdiff_t>(Checked(Index, FItems.size() + 1));
+    FChanges.Touch();
     FItems.insert(FItems.begin() + Place, TItem{std::u16string(Line)});
 }
 
 void TStringList::Delete(int Index) {
+    FChanges.Touch();
     FItems.erase(FItems.begin() + static_cast<std::ptrdiff_t>(Checked(Index, FItems.size())));
 }
 
 void TStringList::Clear() {
+    FChanges.Touch();
     FItems.clear();
 }
 

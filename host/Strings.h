@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include "host/ChangeCount.h"
 #include "host/Object.h"
 
 #include <cstddef>
@@ -82,6 +83,8 @@ public:
     /// are kept, later ones behind. A sorted list refuses SetStrings and Insert with an Exception.
     void SetSorted(bool Value);
     [[nodiscard]] bool Sorted() const { return FSorted; }
+    /// Differs after every change of the lines (not of their objects and tags).
+    [[nodiscard]] std::uint64_t Changes() const { return FChanges.Value(); }
 
 private:
     struct TItem {
@@ -97,6 +100,7 @@ private:
 
     std::vector<TItem> FItems;
     bool FSorted = false;
+    TChangeCount FChanges;
 };
 
 /// The host's list of words; nothing is added to TStringList.

@@ -1,5 +1,6 @@
 #include "package/ZuTools.h"
 
+#include "checking/Chekprms.h"
 #include "core/Lparams.h"
 #include "host/ScriptObjects.h"
 #include "package/Version.h"
@@ -23,6 +24,8 @@ struct TUnit {
 constexpr TUnit Units[] = {
     {[] { RegisterLparams(ScriptRegistry()); }, [] { UnregisterLparams(ScriptRegistry()); }},
     {[] { ZTSTemplateCache = std::make_unique<TZTSTemplateCache>(); }, [] { ZTSTemplateCache.reset(); }},
+    {[] { ParamsChecker = std::make_unique<TParamsChecker>(); }, [] { ParamsChecker.reset(); }},
+    {[] { RegisterChekprms(ScriptRegistry()); }, [] { UnregisterChekprms(ScriptRegistry()); }},
     {[] { RegisterLtemplt(ScriptRegistry()); }, [] { UnregisterLtemplt(ScriptRegistry()); }},
 };
 
