@@ -1,0 +1,16 @@
+// The globals that every engine has. For the sources of this folder.
+
+#pragma once
+
+#include <lua.hpp>
+
+namespace zutools::hosting {
+
+/// `zu`: objects, the template cache, sessions, texts. Inside a protected call, as the next.
+void OpenZu(lua_State* L);
+/// `db`: the calling thread's database.
+void OpenDatabase(lua_State* L);
+/// Message handler of protected calls: turns any error into its text, and notes the traceback.
+int HandleMessage(lua_State* L);
+
+} // namespace zutools::hosting

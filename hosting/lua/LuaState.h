@@ -1,0 +1,71 @@
+// What one engine keeps beside its Lua state, and the border between C++ and Lua. For the sources of this
+// folder.
+//
+// Lua is linked as C++: its errors are exceptions of its own, and destructors run on their way. Every
+// function that Lua calls goes through Border, which turns the library's exceptions into Lua errors; nothing
+// here catches Lua's own.
+
+#pragma once
+
+#include "hosting/lua/ChunkNames.h"
+#include "hosting/lua/LuaEngine.h"
+#include "hosting/lua/LuaLimits.h"
+#include "hosting/lua/LuaModules.h"
+#include "hosting/lua/LuaObjects.h"
+
+#include <lua.hpp>
+
+#include <string>
+#include <string_view>
+
+namespace zutools::hosting {
+
+struct TLuaEngine::TImpl {
+    explicit TImpl(TLuaOptions AOptions);
+    ~TImpl();
+    TImpl(const TImpl&) = delete;
+    TImpl& operator=(const TImpl&) = delete;
+
+    const TLuaOptions Options;
+    TLuaLimits Limits;
+    TChunkNames ChunkNames;
+    TObjectBridge Objects;
+    TLuaModules Modules;
+    bool Running = false;
+    std::string Traceback;        // of the run's last uncaught error
+    std::string SessionTraceback; // of the last error that left a zu.as_session,
+    std::string SessionError;     // and its message, to know it again
+    lua_State* L = nullptr;
+};
+
+/// The engine of a state or of any coroutine in it.
+[[nodiscard]] inline TLuaEngine::TImpl& StateOf(lua_State* L) {
+    return **static_cast<TLuaEngine::TImpl**>(lua_getextraspace(L));
+}
+
+/// Leaves the text of an exception on the stack, with the place in the script that made the call.
+void PushError(lua_State* L, const std::exception& Error);
+
+/// The one border: `Body` may raise exceptions of the library as well as Lua errors.
+template <int (*Body)(lua_State*)>
+int Border(lua_State* L) {
+    try {
+        return Body(L);
+    } catch (const std::exception& Error) {
+        PushError(L, Error);
+    }
+    return lua_error(L); // nothing is alive here that needs a destructor
+}
+
+/// A view of a Lua string on the stack; valid while it stays there.
+[[nodiscard]] inline std::string_view StringAt(lua_State* L, int Index) {
+    std::size_t Length = 0;
+    const char* const Text = lua_tolstring(L, Index, &Length);
+    return {Text, Length};
+}
+
+inline void PushString(lua_State* L, std::string_view Text) {
+    lua_pushlstring(L, Text.data(), Text.size());
+}
+
+} // namespace zutools::hosting
