@@ -252,10 +252,11 @@ std::u16string ChooseLanguage(std::string_view AcceptLanguage, std::span<const s
         if (Range->Weight == 0) {
             Refused.push_back(std::move(Range->Tag));
         } else {
-            Ranges.push_back(std::move(*Range));
+            const auto Place = std::ranges::upper_bound(Ranges, Range->Weight, std::ranges::greater{},
+                                                        &TLanguageRange::Weight);
+            Ranges.insert(Place, std::move(*Range));
         }
     }
-    std::ranges::stable_sort(Ranges, std::ranges::greater{}, &TLanguageRange::Weight);
 
     const auto IsRefused = [&](std::u16string_view Language) {
         return std::ranges::any_of(
