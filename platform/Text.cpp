@@ -172,14 +172,18 @@ template <TOnFault OnFault>
 char16_t* Decode(const unsigned char*& At, const unsigned char* End, char16_t* To, char16_t* ToEnd) {
     while (At != End) {
         if (*At < 0x80) {
-            CopyAsciiRun(At, End, To, ToEnd);
-            continue;
+            // A blank between two words of another script is no run.
+            if (End - At >= 2 && At[1] >= 0x80)
+                *To++ = *At++;
+            else
+                CopyAsciiRun(At, End, To, ToEnd);
+            if (At == End) break;
         }
-        if (*At >= 0xC2 && *At <= 0xDF && End - At >= 2 && (At[1] & 0xC0) == 0x80) {
+        while (End - At >= 2 && *At >= 0xC2 && *At <= 0xDF && (At[1] & 0xC0) == 0x80) {
             *To++ = static_cast<char16_t>((*At & 0x1F) << 6 | (At[1] & 0x3F));
             At += 2;
-            continue;
         }
+        if (At == End || *At < 0x80) continue;
         const TDecoded Decoded = DecodeLong(At, End);
         if (!Decoded.Valid) {
             if constexpr (OnFault == TOnFault::Stop) return To;
@@ -201,15 +205,22 @@ char* Encode(const char16_t*& At, const char16_t* End, char* To, char* ToEnd) {
     while (At != End) {
         char32_t Character = *At;
         if (Character < 0x80) {
-            CopyAsciiRun(At, End, To, ToEnd);
-            continue;
+            if (End - At >= 2 && At[1] >= 0x80) {
+                *To++ = static_cast<char>(*At++);
+            } else {
+                CopyAsciiRun(At, End, To, ToEnd);
+                if (At == End) break;
+            }
+            Character = *At;
         }
-        ++At;
-        if (Character < 0x800) {
+        while (Character >= 0x80 && Character < 0x800) {
             *To++ = static_cast<char>(0xC0 | Character >> 6);
             *To++ = Trail(Character);
-            continue;
+            if (++At == End) return To;
+            Character = *At;
         }
+        if (Character < 0x80) continue;
+        ++At;
         if (IsHighSurrogate(Character) && At != End && IsLowSurrogate(*At)) {
             Character = 0x10000 + ((Character & 0x3FF) << 10) + (*At++ & 0x3FFu);
             *To++ = static_cast<char>(0xF0 | Character >> 18);
