@@ -1,0 +1,243 @@
+// zuhost lint: what every template file holds, and what is wrong in it.
+
+#include "apps/zuhost/Commands.h"
+
+#include "host/Exception.h"
+#include "hosting/strings/JsonLocalizator.h"
+#include "platform/File.h"
+#include "platform/Text.h"
+#include "templates/Lint.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <optional>
+
+namespace zutools::zuhost {
+
+namespace {
+
+using TJson = nlohmann::ordered_json;
+using hosting::TJsonLocalizator;
+
+constexpr const char* Footer =
+    R"(NAME is a template file below the templates folder; without one, every file below
+it is taken. For each file the tags, the tree of parts and the language keys are
+listed with the line and column where they stand first, then the problems, each
+as file:line:column: message. Lines and columns count from 1, columns in
+characters. Exits with 1 when there is a problem.
+
+Reported: tags, parts and language keys that are not closed, closing marks without
+an open part, tags that differ only in letter case, tags and parts without a name,
+keys that a language lacks (with --strings), malformed UTF-8, empty files, and file
+names that templates refuse.
+
+The file's own text is looked at. When a template is loaded, its language keys are
+replaced before its tags are found, so marks inside a language's text are not seen
+here.
+
+Examples:
+  zuhost lint --templates pages --strings texts
+  zuhost lint --quiet --templates pages orders/list.html)";
+
+/// Deeper parts are listed at this depth, so that a listing grows with the file and not with its square.
+constexpr std::size_t MaxIndent = 20;
+
+[[nodiscard]] std::u16string Number(std::size_t Value) {
+    return Text(std::to_string(Value));
+}
+
+[[nodiscard]] std::u16string Counted(std::size_t Value, std::u16string_view Word) {
+    return Number(Value) + u' ' + std::u16string(Word) + (Value == 1 ? u"" : u"s");
+}
+
+[[nodiscard]] std::u16string PlaceText(TLintPlace Place) {
+    return Number(Place.Line) + u':' + Number(Place.Column);
+}
+
+[[nodiscard]] TLintReport LintFile(std::u16string_view Path) {
+    platform::TReadFile File(Path);
+    return File.Size() > MaxLintBytes ? LintOversize(File.Size()) : LintTemplate(File.ReadAll());
+}
+
+void AddMissingTexts(TLintReport& Report, const TJsonLocalizator& Strings) {
+    for (const std::u16string& Language : Strings.Languages()) {
+        for (const TLintName& Key : Report.Keys) {
+            if (Strings.Find(Key.Name, Language) != nullptr) continue;
+            Report.AddProblem(Key.Place, u"language key " + QuoteLintName(Key.Name) +
+                                             u" is missing in language " + QuoteLintName(Language));
+        }
+    }
+    Report.SortProblems();
+}
+
+void AppendName(std::u16string& Output, std::size_t Depth, std::u16string_view Kind, const TLintName& Name) {
+    Output.append(2 * std::min(Depth + 1, MaxIndent), u' ');
+    Output += std::u16string(Kind) + u' ' + QuoteLintName(Name.Name) + u' ' + PlaceText(Name.Place);
+    if (Name.Count > 1) Output += u", " + Counted(Name.Count, u"place");
+    Output += u'\n';
+}
+
+[[nodiscard]] std::u16string Listing(std::u16string_view Path, const TLintReport& Report) {
+    std::size_t Tags = 0;
+    for (const TLintPart& Part : Report.Parts) Tags += Part.Tags.size();
+    std::u16string Output = std::u16string(Path) + u": " + Counted(Tags, u"tag") + u", " +
+                            Counted(Report.Parts.size() - 1, u"part") + u", " +
+                            Counted(Report.Keys.size(), u"key") + u'\n';
+    for (const TLintPart& Part : Report.Parts) {
+        if (Part.Depth > 0) {
+            Output.append(2 * std::min(Part.Depth, MaxIndent), u' ');
+            Output += u"part " + QuoteLintName(Part.Name) + u' ' + PlaceText(Part.Place);
+            if (Part.Depth > MaxIndent) Output += u", depth " + Number(Part.Depth);
+            Output += u'\n';
+        }
+        for (const TLintName& Tag : Part.Tags) AppendName(Output, Part.Depth, u"tag", Tag);
+    }
+    for (const TLintName& Key : Report.Keys) AppendName(Output, 0, u"key", Key);
+    return Output;
+}
+
+[[nodiscard]] std::u16string ProblemLines(std::u16string_view Path, const TLintReport& Report) {
+    std::u16string Output;
+    for (const TLintProblem& Problem : Report.Problems) {
+        Output += std::u16string(Path) + u':' + PlaceText(Problem.Place) + u": " + Problem.Message + u'\n';
+    }
+    if (Report.MoreProblems > 0) {
+        Output += std::u16string(Path) + u": " + Counted(Report.MoreProblems, u"more problem") + u'\n';
+    }
+    return Output;
+}
+
+[[nodiscard]] TJson PlaceJson(TLintPlace Place) {
+    return {{"line", Place.Line}, {"column", Place.Column}};
+}
+
+[[nodiscard]] TJson NamesJson(const std::vector<TLintName>& Names) {
+    TJson Result = TJson::array();
+    for (const TLintName& Name : Names) {
+        TJson Entry{{"name", platform::Utf16ToUtf8(Name.Name)}};
+        Entry.update(PlaceJson(Name.Place));
+        Entry["count"] = Name.Count;
+        Result.push_back(std::move(Entry));
+    }
+    return Result;
+}
+
+/// Parts stand in a flat list, each with the index of its parent in it (-1: the template itself): a tree of
+/// any depth.
+[[nodiscard]] TJson FileJson(std::u16string_view Path, const TLintReport& Report) {
+    TJson Parts = TJson::array();
+    for (std::size_t Index = 1; Index < Report.Parts.size(); ++Index) {
+        const TLintPart& Part = Report.Parts[Index];
+        TJson Entry{{"name", platform::Utf16ToUtf8(Part.Name)}};
+        Entry.update(PlaceJson(Part.Place));
+        Entry["parent"] = static_cast<std::int64_t>(Part.Parent) - 1;
+        Entry["tags"] = NamesJson(Part.Tags);
+        Parts.push_back(std::move(Entry));
+    }
+    TJson Problems = TJson::array();
+    for (const TLintProblem& Problem : Report.Problems) {
+        TJson Entry = PlaceJson(Problem.Place);
+        Entry["message"] = platform::Utf16ToUtf8(Problem.Message);
+        Problems.push_back(std::move(Entry));
+    }
+    return {{"file", platform::Utf16ToUtf8(Path)}, {"tags", NamesJson(Report.Parts.front().Tags)},
+            {"parts", std::move(Parts)},           {"keys", NamesJson(Report.Keys)},
+            {"problems", std::move(Problems)},     {"moreProblems", Report.MoreProblems}};
+}
+
+enum class TOutput { Full, Quiet, Json };
+
+/// A file's name on one line, whatever characters it has.
+[[nodiscard]] std::u16string Masked(std::u16string Path) {
+    std::replace_if(
+        Path.begin(), Path.end(), [](char16_t Unit) { return Unit < 0x20 || (Unit >= 0x7F && Unit < 0xA0); },
+        u'\uFFFD');
+    return Path;
+}
+
+/// Writes one file after the other, so that memory holds one report at a time.
+class TLintWriter {
+public:
+    explicit TLintWriter(TOutput Output)
+        : FOutput(Output) {
+        if (FOutput == TOutput::Json) WriteOut(u"[");
+    }
+
+    void Write(std::u16string_view Path, const TLintReport& Report) {
+        if (FOutput == TOutput::Json) {
+            WriteOut(FFirst ? u"\n" : u",\n");
+            WriteOut(FileJson(Path, Report).dump());
+        } else {
+            if (FOutput == TOutput::Full) WriteOut(platform::Utf16ToUtf8(Listing(Path, Report)));
+            WriteOut(platform::Utf16ToUtf8(ProblemLines(Path, Report)));
+        }
+        FFirst = false;
+    }
+
+    void Finish() const {
+        if (FOutput == TOutput::Json) WriteOut(u"\n]\n");
+    }
+
+private:
+    const TOutput FOutput;
+    bool FFirst = true;
+};
+
+} // namespace
+
+int RunLint(const TArguments& Arguments) {
+    std::string Templates;
+    std::string StringsFolder;
+    bool Quiet = false;
+    bool Json = false;
+    CLI::App App("List what templates hold and report what is wrong in them");
+    Describe(App, "zuhost lint [OPTIONS] [NAME ...]", Footer);
+    App.add_option("--templates", Templates, "Folder of the templates; the current one when not given")
+        ->type_name("DIR");
+    App.add_option("--strings", StringsFolder,
+                   "Folder of the language files; keys are looked up in each of them")
+        ->type_name("DIR");
+    auto* const QuietFlag = App.add_flag("--quiet", Quiet, "Print the problems only");
+    App.add_flag("--json", Json, "Print one JSON array, an object a file")->excludes(QuietFlag);
+    App.allow_extras();
+    if (!Parse(App, Arguments)) return ExitGood;
+
+    std::optional<TJsonLocalizator> Strings;
+    if (!StringsFolder.empty()) Strings.emplace(Text(StringsFolder));
+    const std::u16string Folder = Text(Templates);
+    std::vector<std::u16string> Names;
+    for (const std::string& Name : Positionals(App)) Names.push_back(Text(Name));
+    if (Names.empty()) {
+        Names = platform::ListFiles(Folder.empty() ? u"." : Folder);
+        if (Names.empty())
+            throw Exception(u"there is no file below \"" + (Folder.empty() ? u"." : Folder) + u"\"");
+    }
+
+    bool Good = true;
+    TLintWriter Writer(Json ? TOutput::Json : Quiet ? TOutput::Quiet : TOutput::Full);
+    for (const std::u16string& Name : Names) {
+        const std::u16string Path = Masked(platform::JoinPath(Folder, Name));
+        TLintReport Report;
+        if (const std::u16string_view Reason = platform::UnsafeNameReason(Name); !Reason.empty()) {
+            Report.Parts.emplace_back();
+            Report.AddProblem({}, u"templates refuse this file name: " + std::u16string(Reason));
+        } else {
+            try {
+                Report = LintFile(platform::JoinPath(Folder, Name));
+            } catch (const platform::TSystemError& Error) {
+                Complain(Error.Message());
+                Good = false;
+                continue;
+            }
+            if (Strings) AddMissingTexts(Report, *Strings);
+        }
+        Good = Good && Report.Problems.empty();
+        Writer.Write(Path, Report);
+    }
+    Writer.Finish();
+    return Good ? ExitGood : ExitFailed;
+}
+
+} // namespace zutools::zuhost

@@ -1,0 +1,91 @@
+// zuhost render: one template, filled from the command line.
+
+#include "apps/zuhost/Commands.h"
+
+#include "host/Exception.h"
+#include "hosting/strings/JsonLocalizator.h"
+#include "templates/Ltemplt.h"
+#include "templates/Ztstmplcache.h"
+
+#include <CLI/CLI.hpp>
+
+namespace zutools::zuhost {
+
+namespace {
+
+constexpr const char* Footer =
+    R"(Fills the tags [[name]] of the template NAME, a file below the templates folder,
+with the given values and prints the text. A tag without a value gives nothing.
+Parts ([[!name]] ... [[/name]]) contribute nothing by themselves: scripts repeat
+them. A name ends at the first "="; the value is everything behind it.
+
+Examples:
+  zuhost render letter.txt NAME=Anna "CITY=New York"
+  zuhost render --templates pages --strings texts --language ru letter.txt NAME=Anna)";
+
+struct TValue {
+    std::u16string Tag;
+    std::u16string Value;
+};
+
+[[nodiscard]] std::vector<TValue> SplitValues(const TArguments& Names) {
+    std::vector<TValue> Result;
+    for (std::size_t Index = 1; Index < Names.size(); ++Index) {
+        const std::string& Argument = Names[Index];
+        const std::size_t Equals = Argument.find('=');
+        if (Equals == std::string::npos) throw EUsage("\"" + Argument + "\" is no name=value");
+        if (Equals == 0) throw EUsage("\"" + Argument + "\" has no name before \"=\"");
+        Result.push_back({Text(Argument.substr(0, Equals)), Text(Argument.substr(Equals + 1))});
+    }
+    return Result;
+}
+
+/// Keys would come out as they are, which is hard to tell from missing texts.
+void WarnOfLanguage(std::u16string_view Language) {
+    const auto* const Strings = dynamic_cast<const hosting::TJsonLocalizator*>(Services().Localizer.get());
+    if (Strings == nullptr || Strings->HasLanguage(Language)) return;
+    Complain(u"warning: there is no language file for \"" + std::u16string(Language) + u"\"");
+}
+
+} // namespace
+
+int RunRender(const TArguments& Arguments) {
+    std::string Templates;
+    std::string Strings;
+    std::string Language;
+    CLI::App App("Fill a template and print the result");
+    Describe(App, "zuhost render [OPTIONS] NAME [name=value ...]", Footer);
+    App.add_option("--templates", Templates, "Folder of the templates; the current one when not given")
+        ->type_name("DIR");
+    App.add_option("--strings", Strings, "Folder of the language files, <language>.json each")
+        ->type_name("DIR");
+    App.add_option("--language", Language, "Language of the texts for {{key}}; \"en\" when not given")
+        ->type_name("ID");
+    App.allow_extras();
+    if (!Parse(App, Arguments)) return ExitGood;
+    const TArguments Names = Positionals(App);
+    if (Names.empty()) throw EUsage("the template's name is missing");
+    const std::u16string Name = Text(Names.front());
+    const std::vector<TValue> Values = SplitValues(Names);
+
+    const auto Manager = Language.empty() ? std::make_shared<TSimpleApplicationManager>()
+                                          : std::make_shared<TSimpleApplicationManager>(Text(Language));
+    const TLibrary Library(Manager, Text(Templates), Text(Strings));
+    WarnOfLanguage(Manager->GetDefaultLanguageID());
+    TTemplate Page;
+    Page.SetTemplateName(Name);
+    if (!Page.LastError().empty()) {
+        Complain(Name + u": " + Page.LastError());
+        return ExitFailed;
+    }
+    for (const TValue& Value : Values) {
+        if (!Page.FindTag(Value.Tag)) {
+            Complain(u"warning: " + Name + u" has no tag \"" + Value.Tag + u"\"");
+        }
+        Page.SetTagValue(Value.Tag, Value.Value);
+    }
+    WriteOut(Page.BuildTemplate());
+    return ExitGood;
+}
+
+} // namespace zutools::zuhost

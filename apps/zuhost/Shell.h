@@ -1,0 +1,78 @@
+// What the subcommands share: arguments in, results and complaints out, and the exit codes.
+//
+// Used by the main thread of zuhost only, except Complain, which any thread may call. Texts of the shell are
+// UTF-8; Main has refused malformed arguments before anything here sees them.
+
+#pragma once
+
+#include "host/Services.h"
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace zutools::zuhost {
+
+inline constexpr int ExitGood = 0;
+inline constexpr int ExitFailed = 1;
+inline constexpr int ExitUsage = 2;
+
+/// What follows the subcommand's name.
+using TArguments = std::vector<std::string>;
+
+/// Wrong usage: Main says the message and where help is, and exits with 2.
+class EUsage : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Gives `App` its "Usage:" line and its `--help`, for a subcommand that takes names beside options.
+void Describe(CLI::App& App, std::string Usage, std::string Footer);
+
+/// Parses; false when help was asked for and has been printed, so that the caller ends with ExitGood.
+/// @throws EUsage.
+[[nodiscard]] bool Parse(CLI::App& App, const TArguments& Arguments);
+
+/// The arguments that are no options, in order, after Parse of an app that allows extras. CLI11's own
+/// positionals would take "[a,b]" apart.
+/// @throws EUsage for an unknown option.
+[[nodiscard]] TArguments Positionals(const CLI::App& App);
+
+/// Writes results to standard output.
+/// @throws Exception when it does not take them: a closed pipe, a full disk.
+void WriteOut(std::string_view Bytes);
+/// The same for text. @throws Exception also for an unpaired surrogate.
+void WriteOut(std::u16string_view Text);
+/// Hands everything written to the system. @throws Exception as WriteOut does.
+void FlushOut();
+
+/// One `zuhost: message` on standard error. Control characters of the message are masked, line ends stay.
+void Complain(std::u16string_view Message);
+
+/// An argument as text.
+[[nodiscard]] std::u16string Text(std::string_view Argument);
+
+/// Warnings and errors of the library as complaints.
+class TShellLogger : public TLogger {
+public:
+    void Log(TLogLevel Level, std::u16string_view Text) noexcept override;
+};
+
+/// Starts the library with the services, and stops it.
+class TLibrary {
+public:
+    /// `Templates` is the folder of the templates, `Strings` that of the language files; empty: the current
+    /// folder, and no texts.
+    TLibrary(std::shared_ptr<TApplicationManager> Manager, std::u16string_view Templates,
+             std::u16string_view Strings);
+    ~TLibrary();
+    TLibrary(const TLibrary&) = delete;
+    TLibrary& operator=(const TLibrary&) = delete;
+};
+
+} // namespace zutools::zuhost
