@@ -98,9 +98,14 @@ void TNameMatch::Build() {
         return Oddities.Expansions.find(Character) != std::u16string::npos;
     };
 
-    std::vector<char16_t> Order = Candidates(Probe);
-    std::ranges::stable_sort(Order,
-                             [&](char16_t Left, char16_t Right) { return Probe.Compare(Left, Right) < 0; });
+    // Inserted one by one: std::sort may run out of its range under an order that contradicts itself, and
+    // this one is the system's.
+    std::vector<char16_t> Order;
+    for (const char16_t Character : Candidates(Probe))
+        Order.insert(std::ranges::upper_bound(
+                         Order, Character,
+                         [&](char16_t Left, char16_t Right) { return Probe.Compare(Left, Right) < 0; }),
+                     Character);
 
     std::uint8_t Rank = 0;
     for (std::size_t First = 0; First < Order.size() && Rank < 0xFF;) {

@@ -1,0 +1,176 @@
+// Looking a value up by name: TZUSortedParams against a std::map ordered by an ICU comparator of the same
+// locale, case ignored. Both hold the same names; the names asked for are other strings than those stored, in
+// random order, and in the "other case" rows other in case too. The last column of the table is how many
+// times as fast the list is.
+
+#include "bench/support/Ratio.h"
+#include "core/Zuslist.h"
+
+#include <unicode/ucol.h>
+
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace zutools {
+namespace {
+
+using TNames = std::vector<std::u16string>;
+
+struct TIcuLess {
+    using is_transparent = void;
+    bool operator()(std::u16string_view Left, std::u16string_view Right) const {
+        static UCollator* const Collator = [] {
+            UErrorCode Status = U_ZERO_ERROR;
+            const std::string& Locale = platform::UserLocale();
+            UCollator* const Opened = ucol_open(Locale.empty() ? "root" : Locale.c_str(), &Status);
+            ucol_setStrength(Opened, UCOL_SECONDARY);
+            return Opened; // kept to the end
+        }();
+        return ucol_strcoll(Collator, Left.data(), static_cast<int>(Left.size()), Right.data(),
+                            static_cast<int>(Right.size())) == UCOL_LESS;
+    }
+};
+
+using TMap = std::map<std::u16string, std::u16string, TIcuLess>;
+
+struct TAlphabet {
+    const char* Name;
+    std::u16string Characters;
+};
+
+std::vector<TAlphabet> Alphabets() {
+    std::u16string Printable;
+    for (char16_t Character = u'!'; Character <= u'~'; ++Character) Printable += Character;
+    std::u16string Cyrillic = u"_1";
+    for (char16_t Character = u'\u0410'; Character <= u'\u044F'; ++Character) Cyrillic += Character;
+    return {
+        {"ascii", Printable},
+        {"identifier", u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789"},
+        {"cyrillic", Cyrillic},
+        {"german", u"abcdefghijklmnopqrstuvwxyz\u00E4\u00F6\u00FC\u00DF"}, // every name holds a sharp s
+        {"chinese", u"\u8BA2\u5355\u7F16\u53F7\u5BA2\u6237\u540D\u79F0\u65E5\u671F"}, // the collator's alone
+    };
+}
+
+/// `Count` names of 4 to 20 characters, no two equal for the collator.
+TNames MakeNames(const TAlphabet& Alphabet, std::size_t Count) {
+    std::mt19937 Random(static_cast<unsigned>(Count));
+    const bool German = Alphabet.Name == std::string("german");
+    std::set<std::u16string, TIcuLess> Names;
+    while (Names.size() < Count) {
+        std::u16string Name(4 + Random() % 17, u'\0');
+        for (char16_t& Unit : Name) Unit = Alphabet.Characters[Random() % Alphabet.Characters.size()];
+        if (German) Name += u'\u00DF';
+        Names.insert(Name);
+    }
+    TNames Result(Names.begin(), Names.end());
+    std::shuffle(Result.begin(), Result.end(), Random);
+    return Result;
+}
+
+/// What is stored and what is asked for, of one kind and size.
+struct TCase {
+    TMap Map;
+    TZUSortedParams List;
+    TNames Asked;
+};
+
+enum class TAsk { Stored, OtherCase, Absent };
+
+const TCase& CaseOf(const TAlphabet& Alphabet, std::size_t Count, TAsk Ask) {
+    static std::map<std::tuple<std::string, std::size_t, TAsk>, std::unique_ptr<TCase>> Cases;
+    auto& Case = Cases[{Alphabet.Name, Count, Ask}];
+    if (Case) return *Case;
+    Case = std::make_unique<TCase>();
+    TNames Names = MakeNames(Alphabet, Count * 2);
+    const auto Middle = Names.begin() + static_cast<std::ptrdiff_t>(Count);
+    for (auto Name = Names.begin(); Name != Middle; ++Name) {
+        Case->Map[*Name] = u"value";
+        Case->List.AddParam(*Name, u"value");
+    }
+    std::mt19937 Random(1);
+    for (int Round = 0; Round < 16384; ++Round) {
+        const std::size_t Pick = Random() % Count;
+        std::u16string Name =
+            Ask == TAsk::Absent ? *(Middle + static_cast<std::ptrdiff_t>(Pick)) : Names[Pick];
+        if (Ask == TAsk::OtherCase) Name = platform::UpperCase(Name);
+        Case->Asked.push_back(std::move(Name));
+    }
+    return *Case;
+}
+
+template <class TLookUp>
+void Run(benchmark::State& State, const TCase& Case, const TLookUp& LookUp) {
+    std::size_t At = 0;
+    for (auto _ : State) {
+        benchmark::DoNotOptimize(LookUp(Case.Asked[At]));
+        At = (At + 1) % Case.Asked.size();
+    }
+}
+
+constexpr std::size_t Sizes[] = {10, 100, 10000};
+constexpr struct {
+    TAsk Ask;
+    const char* Name;
+} Asks[] = {{TAsk::Stored, "stored"}, {TAsk::OtherCase, "other case"}, {TAsk::Absent, "absent"}};
+
+std::string NameOf(const char* Who, const TAlphabet& Alphabet, std::size_t Size, const char* Ask) {
+    return std::string(Who) + " " + Alphabet.Name + " " + std::to_string(Size) + " " + Ask;
+}
+
+void Register(const TAlphabet& Alphabet, std::size_t Size, TAsk Ask, const char* AskName) {
+    const auto Enter = [&](const char* Who, auto LookUp) {
+        benchmark::RegisterBenchmark(NameOf(Who, Alphabet, Size, AskName).c_str(),
+                                     [Alphabet, Size, Ask, LookUp](benchmark::State& State) {
+                                         const TCase& Case = CaseOf(Alphabet, Size, Ask);
+                                         Run(State, Case,
+                                             [&](const std::u16string& Name) { return LookUp(Case, Name); });
+                                     })
+            ->MinTime(0.02)
+            ->Repetitions(5)
+            ->ReportAggregatesOnly(false);
+    };
+    Enter("map", [](const TCase& Case, const std::u16string& Name) {
+        const auto Found = Case.Map.find(Name);
+        return Found == Case.Map.end() ? nullptr : &Found->second;
+    });
+    Enter("value", [](const TCase& Case, const std::u16string& Name) { return &Case.List.Value(Name); });
+    Enter("index",
+          [](const TCase& Case, const std::u16string& Name) { return Case.List.GetParamIndex(Name); });
+}
+
+void PrintTable(const TRatioReporter& Reporter) {
+    std::printf("\n%-10s %7s  %-10s %9s %9s %9s %9s %9s\n", "names", "entries", "asked for", "map ns",
+                "Value ns", "Index ns", "map/Value", "map/Index");
+    for (const TAlphabet& Alphabet : Alphabets())
+        for (const std::size_t Size : Sizes)
+            for (const auto& Ask : Asks) {
+                const double Map = Reporter.Best(NameOf("map", Alphabet, Size, Ask.Name));
+                const double Value = Reporter.Best(NameOf("value", Alphabet, Size, Ask.Name));
+                const double Index = Reporter.Best(NameOf("index", Alphabet, Size, Ask.Name));
+                if (Map == 0 || Value == 0 || Index == 0) continue;
+                std::printf("%-10s %7zu  %-10s %9.1f %9.1f %9.1f %9.1f %9.1f\n", Alphabet.Name, Size,
+                            Ask.Name, Map, Value, Index, Map / Value, Map / Index);
+            }
+}
+
+} // namespace
+} // namespace zutools
+
+int main(int Count, char** Arguments) {
+    using namespace zutools;
+    benchmark::Initialize(&Count, Arguments);
+    if (benchmark::ReportUnrecognizedArguments(Count, Arguments)) return 2;
+    for (const TAlphabet& Alphabet : Alphabets())
+        for (const std::size_t Size : Sizes)
+            for (const auto& Ask : Asks) Register(Alphabet, Size, Ask.Ask, Ask.Name);
+    TRatioReporter Reporter;
+    benchmark::RunSpecifiedBenchmarks(&Reporter);
+    PrintTable(Reporter);
+    return 0;
+}
