@@ -29,6 +29,7 @@ constexpr TCommand Commands[] = {
     {"render", "Fill a template and print the result", RunRender},
     {"run", "Run a Lua script with the library's objects", RunScript},
     {"serve", "Answer web requests with script modules", RunServeCommand},
+    {"check", "Check a value against a rule", RunCheck},
     {"lint", "List what templates hold and report what is wrong in them", RunLint},
     {"api", "Print the reference of what scripts can use", RunApi},
 };

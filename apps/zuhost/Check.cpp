@@ -1,0 +1,54 @@
+// zuhost check: one value against a rule.
+
+#include "apps/zuhost/Commands.h"
+
+#include "checking/Chekprms.h"
+
+#include <CLI/CLI.hpp>
+
+namespace zutools::zuhost {
+
+namespace {
+
+constexpr const char* Footer =
+    R"(Checks VALUE as requests are checked: it must hold nothing of the wrong rule, all
+words of the right rule, and only its characters where it names any. Prints "ok"
+for a value that passes; else says what is wrong and gives exit code 1.
+
+A rule is a list with commas between its items: a character (<), its code (#60),
+a quoted character (','), a range (a-z), or a word (script). Letter case counts
+nowhere; positions are those of the upper-cased value.
+
+Examples:
+  zuhost check --wrong '<,>,script' 'plain text'
+  zuhost check --right 'a-z,0-9' -- -x-)";
+
+} // namespace
+
+int RunCheck(const TArguments& Arguments) {
+    std::string Wrong;
+    std::string Right;
+    CLI::App App("Check a value against a rule");
+    Describe(App, "zuhost check [--wrong RULE] [--right RULE] VALUE", Footer);
+    App.add_option("--wrong", Wrong, "What must not occur in the value")->type_name("RULE");
+    App.add_option("--right", Right, "What must occur, or alone is allowed")->type_name("RULE");
+    App.allow_extras();
+    if (!Parse(App, Arguments)) return ExitGood;
+    const TArguments Values = Positionals(App);
+    if (Values.empty()) throw EUsage("the value is missing");
+    if (Values.size() > 1) throw EUsage("one value at a time: put it into quotes");
+
+    TParamValueChecker Checker;
+    Checker.SetWrongSymbolsAsString(Text(Wrong));
+    Checker.SetRightSymbolsAsString(Text(Right));
+    try {
+        Checker.CheckValue(Text(Values.front()));
+    } catch (const EParamValueChecker& Error) {
+        Complain(Error.Message());
+        return ExitFailed;
+    }
+    WriteOut(u"ok\n");
+    return ExitGood;
+}
+
+} // namespace zutools::zuhost
