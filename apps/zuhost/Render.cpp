@@ -73,10 +73,12 @@ int RunRender(const TArguments& Arguments) {
     const TLibrary Library(Manager, Text(Templates), Text(Strings));
     WarnOfLanguage(Manager->GetDefaultLanguageID());
     TTemplate Page;
-    Page.SetTemplateName(Name);
-    if (!Page.LastError().empty()) {
-        Complain(Name + u": " + Page.LastError());
-        return ExitFailed;
+    // The error of a part that is not closed is the part's: raised, it is seen here as well.
+    Page.SetRaiseException(true);
+    try {
+        Page.SetTemplateName(Name);
+    } catch (const ETemplate& Error) {
+        throw ETemplate(Name + u": " + Error.Message());
     }
     for (const TValue& Value : Values) {
         if (!Page.FindTag(Value.Tag)) {

@@ -1,0 +1,326 @@
+#!/usr/bin/env python3
+"""Runs zuhost as a person would. ZUHOST names the program, ZU_VERSION the version that it must tell."""
+
+import http.client
+import json
+import os
+import signal
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+ZUHOST = os.environ["ZUHOST"]
+REPOSITORY = Path(__file__).resolve().parents[2]
+COMMANDS = "render, run, serve, lint, api"
+
+
+class Shell(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def write(self, name, content):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        return path
+
+    def run_zuhost(self, *arguments, **options):
+        options.setdefault("stdout", subprocess.PIPE)
+        result = subprocess.run([ZUHOST, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
+                                stderr=subprocess.PIPE, timeout=100, **options)
+        out = None if result.stdout is None else result.stdout.decode()
+        return result.returncode, out, result.stderr.decode()
+
+    def expect(self, arguments, code, out="", error=""):
+        self.assertEqual(self.run_zuhost(*arguments), (code, out, error), arguments)
+
+
+class UsageTest(Shell):
+    def test_wrong_usage_exits_with_2_and_prints_no_result(self):
+        cases = {
+            "no subcommand": ([], f"a subcommand is missing; there are {COMMANDS}"),
+            "unknown subcommand": (["check", "x"], f'unknown subcommand "check"; there are {COMMANDS}'),
+            "letter case": (["Render"], f'unknown subcommand "Render"; there are {COMMANDS}'),
+            "unknown option": (["--frob"], "unknown option --frob"),
+            "malformed UTF-8": (["render", b"a\xd0=1"], "argument 2 is malformed UTF-8 at byte 2"),
+            "render without name": (["render"], "render: the template's name is missing"),
+            "render with unknown option": (["render", "a", "--frob"], "render: unknown option --frob"),
+            "render with no value": (["render", "a", "b"], 'render: "b" is no name=value'),
+            "render with no name of a value": (["render", "a", "=b"], 'render: "=b" has no name before "="'),
+            "option without value": (["render", "--language"], "render: --language: 1 required ID missing"),
+            "run without script": (["run", "--templates", "x"], "run: the script's name is missing"),
+            "run with unknown option": (["run", "--frob", "a.lua"], "run: unknown option --frob"),
+            "run with bad database": (["run", "--database", "x", "a.lua"], "run: Database URL: "),
+            "lint quiet and json": (["lint", "--quiet", "--json"], "lint: "),
+            "port out of range": (["serve", "--port", "65536"], "serve: --port: Value 65536 not in range 0 to 65535"),
+            "api with a name": (["api", "TTemplate"], "api: "),
+        }
+        for name, (arguments, message) in cases.items():
+            with self.subTest(name):
+                code, out, error = self.run_zuhost(*arguments)
+                self.assertEqual((code, out), (2, ""))
+                self.assertTrue(error.startswith("zuhost: " + message), error)
+
+    def test_help_and_version(self):
+        code, out, error = self.run_zuhost("--help")
+        self.assertEqual((code, error), (0, ""))
+        for command in COMMANDS.split(", "):
+            self.assertIn(f"\n  {command} ", out)
+            with self.subTest(command):
+                code, out_of_command, error = self.run_zuhost(command, "--help")
+                self.assertEqual((code, error), (0, ""))
+                self.assertIn(f"Usage: zuhost {command} ", out_of_command)
+                self.assertIn(f"\nExamples:\n  zuhost {command}", out_of_command)
+        self.expect(["--version"], 0, f"zuhost {os.environ['ZU_VERSION']}\n")
+
+    def test_output_that_nobody_takes_is_a_failure(self):
+        self.write("print.lua", "print('x')")
+        for arguments in (["--version"], ["api"], ["run", "print.lua"]):
+            with self.subTest(arguments), open("/dev/full", "wb") as full:
+                code, _, error = self.run_zuhost(*arguments, stdout=full)
+                self.assertEqual(code, 1)
+                self.assertTrue(error.startswith("zuhost: cannot write to standard output"), error)
+        reader, writer = os.pipe()
+        os.close(reader)
+        with os.fdopen(writer, "wb") as broken:
+            code, _, error = self.run_zuhost("api", stdout=broken)
+        self.assertEqual((code, error.count("\n")), (1, 1), error)
+
+
+class RenderTest(Shell):
+    def setUp(self):
+        super().setUp()
+        self.write("pages/letter.txt", "Dear [[NAME]], {{greeting}}! [[name]] [[!ROW]][[X]][[/ROW]]{{unknown}}")
+        self.write("texts/en.json", '{"greeting": "hello"}')
+        self.write("texts/ru.json", '{"greeting": "привет"}')
+
+    def test_fills_tags(self):
+        folders = ["--templates", "pages", "--strings", "texts"]
+        cases = {
+            "nothing given": ([*folders, "letter.txt"], "Dear , hello!  unknown"),
+            "ignoring case": ([*folders, "letter.txt", "Name=Anna"], "Dear Anna, hello! Anna unknown"),
+            "UTF-8 and a language": ([*folders, "--language", "ru-RU", "letter.txt", "NAME=Анна 😀"],
+                                     "Dear Анна 😀, привет! Анна 😀 unknown"),
+            "later value wins": ([*folders, "letter.txt", "NAME=1", "name=2"], "Dear 2, hello! 2 unknown"),
+            "first = splits": ([*folders, "letter.txt", "NAME==a=b"], "Dear =a=b, hello! =a=b unknown"),
+            "values as they are": ([*folders, "letter.txt", "NAME=[[NAME]]\n@f"],
+                                   "Dear [[NAME]]\n@f, hello! [[NAME]]\n@f unknown"),
+            "options behind": (["letter.txt", "NAME=x", *folders], "Dear x, hello! x unknown"),
+            "keys without texts": (["--templates", "pages", "letter.txt"], "Dear , greeting!  unknown"),
+        }
+        for name, (arguments, out) in cases.items():
+            with self.subTest(name):
+                self.expect(["render", *arguments], 0, out)
+
+    def test_warns_and_goes_on(self):
+        self.expect(["render", "--templates", "pages", "letter.txt", "X=1", "NAME=a"], 0,
+                    "Dear a, greeting! a unknown", 'zuhost: warning: letter.txt has no tag "X"\n')
+        self.expect(["render", "--templates", "pages", "--strings", "texts", "--language", "de", "letter.txt"], 0,
+                    "Dear , greeting!  unknown", 'zuhost: warning: there is no language file for "de"\n')
+
+    def test_bad_input_exits_with_1_and_names_the_place(self):
+        self.write("empty.txt", "")
+        self.write("open.txt", "a[[b")
+        self.write("part.txt", "a[[!P]]b")
+        self.write("malformed.txt", b"a\n\xff")
+        self.write("broken/en.json", '{\n"a": 1}')
+        cases = {
+            "missing": (["none.txt"], "none.txt"),
+            "empty": (["empty.txt"], "empty.txt"),
+            "unclosed tag": (["open.txt"], "open.txt: Not found close tags (]]) in template: open.txt."),
+            "unclosed part": (["part.txt"], 'part.txt: Not found close tags ([[/...]]) of part: "P" in template: .'),
+            "malformed": (["malformed.txt"], "malformed.txt"),
+            "outside": (["../open.txt"], "../open.txt"),
+            "absolute": ([str(self.folder / "open.txt")], "open.txt"),
+            "folder": (["pages"], "pages"),
+            "no such language folder": (["--strings", "none", "open.txt"], "none"),
+            "language file": (["--strings", "broken", "open.txt"], 'broken/en.json:2:6: the value of key "a" is no text'),
+        }
+        for name, (arguments, place) in cases.items():
+            with self.subTest(name):
+                code, out, error = self.run_zuhost("render", *arguments)
+                self.assertEqual((code, out), (1, ""))
+                self.assertTrue(error.startswith("zuhost: "), error)
+                self.assertIn(place, error)
+                self.assertEqual(error.count("\n"), 1, error)
+
+
+class LintTest(Shell):
+    GOOD = "[[TITLE]]\n[[ROWS]][[!ROW]]<[[CELL x]]>[[/ROW]]{{list.title}}{{list.title}}\n"
+    LISTING = ('pages/good.html: 3 tags, 1 part, 1 key\n  tag "TITLE" 1:1\n  tag "ROWS" 2:1\n  part "ROW" 2:9\n'
+               '    tag "CELL x" 2:18\n  key "list.title" 2:37, 2 places\n')
+
+    def test_lists_and_exits_with_0(self):
+        self.write("pages/good.html", self.GOOD)
+        self.write("texts/en.json", '{"list.title": "x"}')
+        self.write("texts/en-GB.json", "{}")
+        self.expect(["lint", "--templates", "pages"], 0, self.LISTING)
+        self.expect(["lint", "--templates", "pages", "--strings", "texts", "good.html"], 0, self.LISTING)
+        self.expect(["lint", "--templates", "pages", "--quiet"], 0)
+
+    def test_reports_problems_and_exits_with_1(self):
+        self.write("pages/good.html", self.GOOD)
+        self.write("pages/sub/bad.html", "x\r\n[[a]]é[[A]]{{k}}\n[[!P]]{{list.title}}")
+        self.write("texts/en.json", '{"list.title": "x"}')
+        self.write("texts/ru.json", '{"list.title": "x", "k": "y"}')
+        problems = ('pages/sub/bad.html:2:7: tag "A" differs only in letter case from "a" at 2:1\n'
+                    'pages/sub/bad.html:2:12: language key "k" is missing in language "en"\n'
+                    'pages/sub/bad.html:3:1: part "P" is not closed\n')
+        arguments = ["lint", "--templates", "pages", "--strings", "texts"]
+        self.expect([*arguments, "--quiet"], 1, problems)
+        code, out, error = self.run_zuhost(*arguments)
+        self.assertEqual((code, error), (1, ""))
+        self.assertEqual(out, self.LISTING + 'pages/sub/bad.html: 1 tag, 1 part, 2 keys\n  tag "a" 2:1, 2 places\n'
+                         '  part "P" 3:1\n  key "k" 2:12\n  key "list.title" 3:7\n' + problems)
+
+    def test_unreadable_files_do_not_hide_the_others(self):
+        self.write("open.html", "[[")
+        code, out, error = self.run_zuhost("lint", "--quiet", "none.html", "../x", "open.html")
+        self.assertEqual((code, out), (1, '../x:1:1: templates refuse this file name: a part of it is "." or ".."\n'
+                                          "open.html:1:1: tag is not closed\n"))
+        self.assertIn("none.html", error)
+        self.assertEqual(self.run_zuhost("lint", "none.html")[0], 1)
+
+    def test_an_empty_folder_is_no_success(self):
+        (self.folder / "pages").mkdir()
+        self.expect(["lint", "--templates", "pages"], 1, "", 'zuhost: there is no file below "pages"\n')
+
+    def test_json(self):
+        self.write("good.html", self.GOOD)
+        self.write("bad.html", "[[!A]][[!Б]][[x]]{{")
+        code, out, error = self.run_zuhost("lint", "--json")
+        self.assertEqual((code, error), (1, ""))
+        bad, good = json.loads(out)
+        self.assertEqual([good["file"], good["problems"], good["keys"]],
+                         ["good.html", [], [{"name": "list.title", "line": 2, "column": 37, "count": 2}]])
+        self.assertEqual([(part["name"], part["parent"]) for part in bad["parts"]], [("A", -1), ("Б", 0)])
+        self.assertEqual(bad["parts"][1]["tags"], [{"name": "x", "line": 1, "column": 13, "count": 1}])
+        self.assertEqual([problem["column"] for problem in bad["problems"]], [1, 7, 18])
+
+    def test_deep_and_huge_files(self):
+        self.write("deep.html", "[[!P]]" * 100_000 + "[[/P]]" * 100_000)
+        with open(self.folder / "huge.html", "wb") as huge:
+            huge.truncate(100_000_000)
+        code, out, error = self.run_zuhost("lint", "deep.html")
+        self.assertEqual((code, error), (0, ""))
+        self.assertTrue(out.endswith('part "P" 1:599995, depth 100000\n'), out[-100:])
+        self.expect(["lint", "--quiet", "huge.html"], 1,
+                    "huge.html:1:1: file of 100000000 bytes is larger than the 67108864 that are analysed\n")
+
+    def test_the_example_is_clean(self):
+        example = REPOSITORY / "examples/orders"
+        self.expect(["lint", "--quiet", "--templates", str(example / "templates"), "--strings", str(example / "strings")], 0)
+
+
+class RunTest(Shell):
+    def test_options_behind_the_script_are_the_scripts(self):
+        self.write("args.lua", "print(arg[0], #arg, table.concat(arg, '|'))")
+        self.expect(["run", "args.lua", "--templates", "x", "--", "-h", "Ж"], 0, "args.lua\t5\t--templates|x|--|-h|Ж\n")
+        self.expect(["run", "--templates", "x", "--", "args.lua", "--help"], 0, "args.lua\t1\t--help\n")
+
+    def test_templates_texts_and_database(self):
+        self.write("pages/a.txt", "[[X]] {{k}}")
+        self.write("texts/ru.json", '{"k": "ключ"}')
+        self.write("job.lua", """
+            local page = zu.create("TTemplate")
+            page.LanguageID = "ru"
+            page.Name = "a.txt"
+            page.X = db.select("SELECT 40 + :N AS Answer", {N = 2})[1].Answer
+            print(page:BuildTemplate())""")
+        self.expect(["run", "--templates", "pages", "--strings", "texts", "--database", "sqlite3://job.db", "job.lua"], 0,
+                    "42 ключ\n")
+
+    def test_configuration_of_serve(self):
+        self.write("host/pages/a.txt", "{{k}}")
+        self.write("host/texts/ru.json", '{"k": "ключ"}')
+        self.write("host/modules/a.lua", "")
+        self.write("host/zuhost.toml", 'templates = "pages"\nstrings = "texts"\nmodules = "modules"\n'
+                   'languages = ["ru"]\ndefault_language = "ru"\n[routes]\n"/" = "a.lua"\n')
+        self.write("other/a.txt", "other {{k}}")
+        self.write("job.lua", 'local t = zu.create("TTemplate"); t.Name = "a.txt"; io.write(t:BuildTemplate())')
+        self.expect(["run", "--config", "host/zuhost.toml", "job.lua"], 0, "ключ")
+        self.expect(["run", "--config", "host/zuhost.toml", "--templates", "other", "job.lua"], 0, "other ключ")
+
+    def test_errors(self):
+        self.write("error.lua", "print('before')\nlocal function inner() error('плохо') end\ninner()")
+        code, out, error = self.run_zuhost("run", "error.lua")
+        self.assertEqual((code, out), (1, "before\n"))
+        self.assertTrue(error.startswith("zuhost: error.lua:2: плохо\nstack traceback:\n"), error)
+        self.assertIn("error.lua:3: in main chunk", error)
+        self.write("syntax.lua", "x = = 1")
+        self.assertEqual(self.run_zuhost("run", "syntax.lua")[0], 1)
+        self.assertEqual(self.run_zuhost("run", "none.lua")[:2], (1, ""))
+        self.write("exit.lua", "print('x') os.exit(7)")
+        self.expect(["run", "exit.lua"], 7, "x\n")
+
+
+class ApiTest(Shell):
+    def test_reference_page_is_the_output(self):
+        code, out, error = self.run_zuhost("api", "--markdown")
+        self.assertEqual((code, error), (0, ""))
+        self.assertEqual((REPOSITORY / "docs/script-api.md").read_text(), out,
+                         "run: zuhost api --markdown > docs/script-api.md")
+
+    def test_lists_registered_and_published_names(self):
+        code, out, error = self.run_zuhost("api")
+        self.assertEqual((code, error), (0, ""))
+        template = out[out.index("\nTTemplate, made by") + 1:].split("\n\n")[0]
+        for words in (["Tag", "property", "1", "argument", "read/write"], ["TagName", "property", "1", "argument", "read-only"],
+                      ["BuildTemplate", "function", "0", "arguments"], ["FillTemplate", "procedure", "1", "argument"],
+                      ["LastError", "published", "property", "0", "arguments", "read/write", "string"]):
+            self.assertIn(words, [line.split() for line in template.splitlines()])
+
+
+class ServeTest(Shell):
+    CONFIG = ('port = 0\ntemplates = "pages"\nmodules = "modules"\nlanguages = ["en"]\ndefault_language = "en"\n'
+              '[routes]\n"/" = "hello.lua"\n')
+
+    def setUp(self):
+        super().setUp()
+        self.write("pages/hello.html", "<p>[[X]]</p>")
+        self.write("modules/hello.lua", """
+            local page = zu.create("TTemplate")
+            page.Name = "hello.html"
+            page.X = request.Params.Value["x"]
+            response:Write(page:BuildTemplate())""")
+
+    def test_serves_until_told_to_stop(self):
+        self.write("zuhost.toml", self.CONFIG)
+        for stop in (signal.SIGTERM, signal.SIGINT):
+            with self.subTest(stop), subprocess.Popen([ZUHOST, "serve"], cwd=self.folder, stdout=subprocess.PIPE,
+                                                      stderr=subprocess.PIPE, text=True) as server:
+                try:
+                    for line in server.stderr:
+                        if "serving on http://" in line:
+                            break
+                    else:
+                        self.fail("it does not serve")
+                    address = line.split("http://")[1].strip().rstrip("/")
+                    connection = http.client.HTTPConnection(address, timeout=30)
+                    connection.request("GET", "/?x=%D0%B9")
+                    answer = connection.getresponse()
+                    self.assertEqual((answer.status, answer.read().decode()), (200, "<p>й</p>"))
+                    connection.close()
+                    server.send_signal(stop)
+                    out, _ = server.communicate(timeout=60)
+                    self.assertEqual((server.returncode, out), (0, ""))
+                finally:
+                    if server.poll() is None:
+                        server.kill()
+
+    def test_bad_configurations(self):
+        self.write("typo.toml", "tempaltes = 'x'\n" + self.CONFIG)
+        code, out, error = self.run_zuhost("serve", "--config", "typo.toml")
+        self.assertEqual((code, out), (1, ""))
+        self.assertIn("typo.toml:1:", error)
+        self.assertIn('"templates"', error)
+        self.assertEqual(self.run_zuhost("serve")[:2], (1, ""))
+
+
+if __name__ == "__main__":
+    unittest.main()
