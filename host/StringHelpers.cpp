@@ -153,6 +153,7 @@ int AnsiCompareText(std::u16string_view Left, std::u16string_view Right) {
 int CompareText(std::u16string_view Left, std::u16string_view Right) {
     const std::size_t Common = std::min(Left.size(), Right.size());
     for (std::size_t At = 0; At < Common; ++At) {
+        if (Left[At] == Right[At]) continue;
         const int Difference = AsciiUpper(Left[At]) - AsciiUpper(Right[At]);
         if (Difference != 0) return Difference;
     }

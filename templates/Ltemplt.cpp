@@ -31,6 +31,46 @@ constexpr std::u16string_view DebugText = u"Body size: %d";
 constexpr std::u16string_view OpenTag = u"[[";
 constexpr std::u16string_view CloseTag = u"]]";
 
+/// Collects short pieces on the stack and hands them to the string in one go: resizing the string first would
+/// write everything twice, and appending each piece costs more than copying it.
+class TGather {
+public:
+    explicit TGather(std::u16string& Output)
+        : FOutput(Output) {}
+
+    void Put(std::u16string_view Piece) {
+        if (Piece.size() > Size - FUsed) {
+            Flush();
+            if (Piece.size() > Size / 2) return Append(Piece);
+        }
+        CopyUnits(FBuffer + FUsed, Piece.data(), Piece.size());
+        FUsed += Piece.size();
+    }
+
+    void Flush() {
+        Append({FBuffer, FUsed});
+        FUsed = 0;
+    }
+
+private:
+    void Append(std::u16string_view Text) {
+        const std::size_t Needed = FOutput.size() + Text.size();
+        if (Needed > FOutput.capacity()) {
+            // A string that grows part by part grows faster than it would by itself while it is small, so
+            // that a table of any length takes a handful of allocations.
+            constexpr std::size_t Small = 1 << 16;
+            const std::size_t Capacity = FOutput.capacity();
+            FOutput.reserve(std::max(Needed, Capacity < Small ? Capacity * 4 : Capacity * 2));
+        }
+        FOutput.append(Text);
+    }
+
+    static constexpr std::size_t Size = 512;
+    std::u16string& FOutput;
+    std::size_t FUsed = 0;
+    char16_t FBuffer[Size];
+};
+
 std::u16string FaultText(TParsedTemplate::TFault Fault, std::u16string_view PartName,
                          std::u16string_view TemplateName) {
     if (Fault == TParsedTemplate::TFault::UnclosedTag)
@@ -57,16 +97,16 @@ TTemplate::TTemplate(const TTemplateEnvironment& Environment)
     : FEnvironment(&Environment)
     , FLanguageID(Services().ApplicationManager->GetSessionLanguageID()) {}
 
-TTemplate::TTemplate(const TTemplate& Parent, std::uint32_t Index)
+TTemplate::TTemplate(const TTemplate& Parent, const TPart& Part)
     : FEnvironment(Parent.FEnvironment)
     , FParsedHere(Parent.FParsedHere)
     , FRaiseException(Parent.FParsed->Origin().RaiseException)
     , FLanguageID(Parent.FParsed->Origin().LanguageID)
-    , FsIdentName(Parent.FParsed->PartIdent(Parent.FParsed->Part(Index))) {
-    TakeText(Parent.FParsed, Index);
+    , FsIdentName(Parent.FParsed->PartIdent(Part)) {
+    TakeText(Parent.FParsed, Part);
     FCaretOfText = FParsedHere;
-    if (FParsedHere && Part().Fault != TParsedTemplate::TFault::None) {
-        FLastError = FaultText(Part().Fault, FParsed->PartName(Part()), sName);
+    if (FParsedHere && FPart->Fault != TParsedTemplate::TFault::None) {
+        FLastError = FaultText(FPart->Fault, FPart->Name, sName);
     }
 }
 
@@ -89,7 +129,7 @@ void TTemplate::HandleError(std::u16string_view Msg) {
 }
 
 std::u16string TTemplate::GetDebugInfo() const {
-    return Format(DebugText, {FLoose ? FLoose->Body.size() : Part().BodyLength});
+    return Format(DebugText, {FLoose ? FLoose->Body.size() : FPart->BodyLength});
 }
 
 // --- Loading ---
@@ -169,7 +209,7 @@ void TTemplate::ReplaceLanguageTags(std::u16string& Text) const {
 int TTemplate::ComposeTemplate(int CurPos, std::u16string TBuff, std::u16string_view PartName) {
     const int Length = static_cast<int>(std::min<std::size_t>(TBuff.size(), INT32_MAX));
     Parse(std::move(TBuff), static_cast<std::size_t>(std::max(CurPos, 1)) - 1, PartName, false);
-    return CurPos > Length ? CurPos : static_cast<int>(Part().Finish) + 1;
+    return CurPos > Length ? CurPos : static_cast<int>(FPart->Finish) + 1;
 }
 
 void TTemplate::Parse(std::u16string Text, std::size_t Start, std::u16string_view PartName, bool FromFile) {
@@ -179,13 +219,14 @@ void TTemplate::Parse(std::u16string Text, std::size_t Start, std::u16string_vie
         std::move(Text), Start, {FLanguageID, FRaiseException, FromFile, !PartName.empty(), FPlaces});
     FPartsBefore = LParts().size();
     FParsedHere = true;
-    TakeText(std::move(Parsed), 0);
+    const TPart& Root = Parsed->Root();
+    TakeText(std::move(Parsed), Root);
     FCaretOfText = true;
-    if (Part().Fault != TParsedTemplate::TFault::None) {
-        HandleError(FaultText(Part().Fault, PartName, sName));
+    if (FPart->Fault != TParsedTemplate::TFault::None) {
+        HandleError(FaultText(FPart->Fault, PartName, sName));
     } else if (FParsed->Raised()) {
         const TPart& Faulty = *FParsed->FirstFault();
-        throw ETemplate(FaultText(Faulty.Fault, FParsed->PartName(Faulty), {}));
+        throw ETemplate(FaultText(Faulty.Fault, Faulty.Name, {}));
     }
 }
 
@@ -202,13 +243,14 @@ int TTemplate::AddPart(int CurPos, std::u16string TBuff, std::u16string_view Par
     return Next;
 }
 
-void TTemplate::TakeText(std::shared_ptr<const TParsedTemplate> Parsed, std::uint32_t Index) {
+void TTemplate::TakeText(std::shared_ptr<const TParsedTemplate> Parsed, const TPart& Part) {
     FParsed = std::move(Parsed);
-    FIndex = Index;
+    FPart = &Part;
+    FNames = FParsed->Names(Part);
     FNextSlot = 0;
     FLoose.reset();
-    FValues.Reset(Part().SlotCount);
-    FPartsOfText = Part().ChildCount != 0;
+    FValues.Reset(Part.SlotCount);
+    FPartsOfText = Part.ChildCount != 0;
     FPlacesOfText = true;
 }
 
@@ -243,9 +285,11 @@ void TTemplate::CopyTextOf(const TTemplate& Source) {
     FsIdentName = Source.FsIdentName;
     sName = Source.sName;
     if (Source.FParsed) {
-        TakeText(Source.FParsed, Source.FIndex);
+        TakeText(Source.FParsed, *Source.FPart);
     } else {
         FParsed.reset();
+        FPart = &NoText;
+        FNames = {};
         FValues.Reset(0);
         FLoose.reset();
     }
@@ -256,6 +300,7 @@ void TTemplate::CopyTextOf(const TTemplate& Source) {
     FPlaces.Begin = Source.FPlaces.Begin;
     FPlaces.End = Source.FPlaces.End;
     if (!Source.FLoose) return;
+    FNames = {};
     FLoose = std::make_unique<TLoose>();
     FLoose->Body = Source.FLoose->Body;
     for (const auto& Tag : Source.FLoose->Tags.TagsPosition) {
@@ -266,10 +311,14 @@ void TTemplate::CopyTextOf(const TTemplate& Source) {
     }
 }
 
-/// Gives the reference to the shared text a counter of its own, for copies handed out on other processors.
+/// Gives the reference to the shared text a counter of its own, in memory that nothing else lies in, for
+/// copies handed out on another processor.
 void TTemplate::CountApart() {
     if (!FParsed) return;
-    const auto Owner = std::make_shared<std::shared_ptr<const TParsedTemplate>>(FParsed);
+    struct alignas(64) TOwner {
+        std::shared_ptr<const TParsedTemplate> Parsed;
+    };
+    const auto Owner = std::make_shared<TOwner>(TOwner{FParsed});
     FParsed = std::shared_ptr<const TParsedTemplate>(Owner, FParsed.get());
 }
 
@@ -301,11 +350,11 @@ TTemplate::TLoose& TTemplate::Loosen() {
     if (FLoose) return *FLoose;
     auto Loose = std::make_unique<TLoose>();
     if (FParsed) {
-        std::vector<TZUParamObject*> Entries(Part().SlotCount);
-        for (const TParsedTemplate::TPiece& Piece : FParsed->Pieces(Part())) {
-            Loose->Body.append(FParsed->Text(), Piece.Begin, Piece.Length);
+        std::vector<TZUParamObject*> Entries(FNames.size());
+        for (const TParsedTemplate::TPiece& Piece : FParsed->Pieces(*FPart)) {
+            Loose->Body += Piece.Literal();
             if (Piece.Slot == NoSlot) continue;
-            const std::u16string_view Name = FParsed->SlotName(Part(), Piece.Slot);
+            const std::u16string_view Name = FNames[Piece.Slot];
             TTagParam& Tag = Loose->Tags.AddTag(Name);
             Tag.Position = static_cast<int>(Loose->Body.size()) + 1;
             Tag.CaretX = -static_cast<int>(Name.size() + OpenTag.size() + CloseTag.size());
@@ -313,6 +362,7 @@ TTemplate::TLoose& TTemplate::Loosen() {
         }
         for (std::uint32_t Slot = 0; Slot < Entries.size(); ++Slot) Entries[Slot]->FValue = FValues.Get(Slot);
         FValues.Reset(0);
+        FNames = {};
     }
     FLoose = std::move(Loose);
     return *FLoose;
@@ -320,17 +370,17 @@ TTemplate::TLoose& TTemplate::Loosen() {
 
 // --- Filling ---
 
-const TPart& TTemplate::Part() const {
-    static constexpr TPart Empty{};
-    return FParsed ? FParsed->Part(FIndex) : Empty;
+/// The tag that follows the last one, when it is the one asked for; else by the hash of the name.
+inline std::uint32_t TTemplate::FindSlot(std::u16string_view TagName) const {
+    const std::uint32_t Slot = FNextSlot;
+    if (Slot >= FNames.size() || !SameUnits(FNames[Slot], TagName)) return FindSlotByHash(TagName);
+    FNextSlot = Slot + 1 == FNames.size() ? 0 : Slot + 1;
+    return Slot;
 }
 
-std::uint32_t TTemplate::FindSlot(std::u16string_view TagName) const {
-    const std::uint32_t Count = Part().SlotCount;
-    if (Count == 0) return NoSlot;
-    std::uint32_t Slot = FNextSlot;
-    if (!SameUnits(FParsed->SlotName(Part(), Slot), TagName)) Slot = FParsed->FindSlot(FIndex, TagName);
-    if (Slot != NoSlot) FNextSlot = Slot + 1 == Count ? 0 : Slot + 1;
+std::uint32_t TTemplate::FindSlotByHash(std::u16string_view TagName) const {
+    const std::uint32_t Slot = FNames.empty() ? NoSlot : FParsed->FindSlot(*FPart, TagName);
+    if (Slot != NoSlot) FNextSlot = Slot + 1 == FNames.size() ? 0 : Slot + 1;
     return Slot;
 }
 
@@ -349,24 +399,38 @@ std::u16string TTemplate::GetTagValue(std::u16string_view TagName) {
     return {};
 }
 
-void TTemplate::SetTagValue(std::u16string_view TagName, std::u16string_view TagValue) {
+/// The place for a value that is written by name, by way of `Put(slot)` or `PutLoose(entry)`; neither when
+/// there is none.
+template <class TPut, class TPutLoose>
+void TTemplate::PutTagValue(std::u16string_view TagName, TPut Put, TPutLoose PutLoose) {
     FLastError.clear();
     if (TagName.empty()) return HandleError(EmptyTagText);
-    if (FLoose) {
-        if (TZUParamObject* Entry = FLoose->Tags.TagsValues.FindParam(TagName)) Entry->FValue = TagValue;
-    } else if (const std::uint32_t Slot = FindSlot(TagName); Slot != NoSlot) {
-        FValues.Set(Slot, TagValue);
-    }
+    if (const std::uint32_t Slot = FindSlot(TagName); Slot != NoSlot) return Put(Slot);
+    if (!FLoose) return;
+    if (TZUParamObject* Entry = FLoose->Tags.TagsValues.FindParam(TagName)) PutLoose(*Entry);
+}
+
+void TTemplate::SetTagValue(std::u16string_view TagName, std::u16string_view TagValue) {
+    PutTagValue(
+        TagName, [&](std::uint32_t Slot) { FValues.Set(Slot, TagValue); },
+        [&](TZUParamObject& Entry) { Entry.FValue = TagValue; });
+}
+
+void TTemplate::TakeTagValue(std::u16string_view TagName, std::u16string TagValue) {
+    PutTagValue(
+        TagName, [&](std::uint32_t Slot) { FValues.Take(Slot, std::move(TagValue)); },
+        [&](TZUParamObject& Entry) { Entry.FValue = std::move(TagValue); });
 }
 
 TTagHandle TTemplate::FindTag(std::u16string_view TagName) const {
-    return TTagHandle(TagName.empty() ? NoSlot : FindSlot(TagName));
+    if (TagName.empty() || !FParsed) return {};
+    return TTagHandle(FLoose ? FParsed->FindSlot(*FPart, TagName) : FindSlot(TagName));
 }
 
 void TTemplate::SetTagValue(TTagHandle Tag, std::u16string_view TagValue) {
-    if (Tag.FSlot >= Part().SlotCount) return;
-    if (!FLoose) return FValues.Set(Tag.FSlot, TagValue);
-    TZUParamObject* const Entry = FLoose->Tags.TagsValues.FindParam(FParsed->SlotName(Part(), Tag.FSlot));
+    if (Tag.FSlot < FNames.size()) return FValues.Set(Tag.FSlot, TagValue);
+    if (!FLoose || Tag.FSlot >= FPart->SlotCount) return;
+    TZUParamObject* const Entry = FLoose->Tags.TagsValues.FindParam(FParsed->Names(*FPart)[Tag.FSlot]);
     if (Entry != nullptr) Entry->FValue = TagValue;
 }
 
@@ -397,12 +461,20 @@ void TTemplate::Clear() {
 
 std::u16string TTemplate::BuildTemplate() const {
     std::u16string Output;
-    AppendTemplate(Output);
+    BuildTemplate(Output);
     return Output;
 }
 
 void TTemplate::BuildTemplate(std::u16string& Output) const {
     Output.clear();
+    if (FParsed && !FLoose) {
+        std::size_t Size = FPart->BodyLength;
+        const TTagValues::TReader Values(FValues);
+        for (const TParsedTemplate::TPiece& Piece : FParsed->Pieces(*FPart)) {
+            if (Piece.Slot != NoSlot) Size += Values[Piece.Slot].size();
+        }
+        Output.reserve(Size);
+    }
     AppendTemplate(Output);
 }
 
@@ -412,21 +484,13 @@ void TTemplate::AppendTemplate(std::u16string& Output) const {
                     [&](std::u16string_view, std::u16string_view Value) { Output += Value; });
     }
     if (!FParsed) return;
-    const std::span<const TParsedTemplate::TPiece> Pieces = FParsed->Pieces(Part());
-    std::size_t Size = Part().BodyLength;
-    for (const TParsedTemplate::TPiece& Piece : Pieces) {
-        if (Piece.Slot != NoSlot) Size += FValues.Get(Piece.Slot).size();
+    TGather Gather(Output);
+    const TTagValues::TReader Values(FValues);
+    for (const TParsedTemplate::TPiece& Piece : FParsed->Pieces(*FPart)) {
+        Gather.Put(Piece.Literal());
+        if (Piece.Slot != NoSlot) Gather.Put(Values[Piece.Slot]);
     }
-    const std::size_t Begin = Output.size();
-    Output.resize(Begin + Size);
-    char16_t* Place = Output.data() + Begin;
-    const char16_t* const Text = FParsed->Text().data();
-    for (const TParsedTemplate::TPiece& Piece : Pieces) {
-        Place = CopyUnits(Place, Text + Piece.Begin, Piece.Length);
-        if (Piece.Slot == NoSlot) continue;
-        const std::u16string_view Value = FValues.Get(Piece.Slot);
-        Place = CopyUnits(Place, Value.data(), Value.size());
-    }
+    Gather.Flush();
 }
 
 std::u16string TTemplate::ReBuildTemplate() const {
@@ -458,31 +522,29 @@ void TTemplate::Walk(TLiteral Literal, TTag Tag) const {
         return Literal(Body.substr(Place));
     }
     if (!FParsed) return;
-    const std::u16string_view Text = FParsed->Text();
-    for (const TParsedTemplate::TPiece& Piece : FParsed->Pieces(Part())) {
-        Literal(Text.substr(Piece.Begin, Piece.Length));
-        if (Piece.Slot != NoSlot) Tag(FParsed->SlotName(Part(), Piece.Slot), FValues.Get(Piece.Slot));
+    for (const TParsedTemplate::TPiece& Piece : FParsed->Pieces(*FPart)) {
+        Literal(Piece.Literal());
+        if (Piece.Slot != NoSlot) Tag(FNames[Piece.Slot], FValues.Get(Piece.Slot));
     }
 }
 
 // --- Structure ---
 
 int TTemplate::GetNumTags() const {
-    return FLoose ? FLoose->Tags.TagsValues.Count() : static_cast<int>(Part().SlotCount);
+    return FLoose ? FLoose->Tags.TagsValues.Count() : static_cast<int>(FNames.size());
 }
 
 std::u16string TTemplate::GetTagName(int Index) const {
     if (Index < 0 || Index >= GetNumTags()) throw ETemplate(Format(TagIndexText, {Index}));
     if (FLoose) return FLoose->Tags.TagsValues.Param(Index);
-    return std::u16string(
-        FParsed->SlotName(Part(), FParsed->SortedSlots(Part())[static_cast<std::size_t>(Index)]));
+    return std::u16string(FNames[FParsed->SortedSlots(*FPart)[static_cast<std::size_t>(Index)]]);
 }
 
 int TTemplate::GetTagIndex(std::u16string_view TagName) const {
     if (FLoose) return FLoose->Tags.TagsValues.GetParamIndex(TagName);
     const std::uint32_t Slot = FindSlot(TagName);
     if (Slot == NoSlot) return -1;
-    const std::span<const std::uint32_t> Sorted = FParsed->SortedSlots(Part());
+    const std::span<const std::uint32_t> Sorted = FParsed->SortedSlots(*FPart);
     return static_cast<int>(std::find(Sorted.begin(), Sorted.end(), Slot) - Sorted.begin());
 }
 
@@ -494,14 +556,13 @@ TTagParam* TTemplate::GetTag(int Index) {
 }
 
 std::size_t TTemplate::PartCount() const {
-    return FPartsOfText ? FPartsBefore + Part().ChildCount : FParts.size();
+    return FPartsOfText ? FPartsBefore + FPart->ChildCount : FParts.size();
 }
 
 TTemplate& TTemplate::PartAt(std::size_t Index) {
     if (Index >= FParts.size()) FParts.resize(PartCount());
     std::unique_ptr<TTemplate>& Part = FParts[Index];
-    if (!Part && FPartsOfText)
-        Part.reset(new TTemplate(*this, FParsed->Children(this->Part())[Index - FPartsBefore]));
+    if (!Part && FPartsOfText) Part.reset(new TTemplate(*this, FParsed->Child(*FPart, Index - FPartsBefore)));
     if (!Part) Part.reset(new TTemplate(FEnvironment)); // a caller put an empty pointer into LParts()
     return *Part;
 }
@@ -526,7 +587,7 @@ TTemplate* TTemplate::GetPartByName(std::u16string_view Name) {
         const bool IsMade = Index < FParts.size() && FParts[Index];
         const std::u16string_view Ident =
             IsMade ? FParts[Index]->FsIdentName
-                   : FParsed->PartIdent(FParsed->Part(FParsed->Children(Part())[Index - FPartsBefore]));
+                   : FParsed->PartIdent(FParsed->Child(*FPart, Index - FPartsBefore));
         if (Names.Same(Ident, Name)) return &PartAt(Index);
     }
     HandleError(Format(UnknownPartText, {Name, sName}));
@@ -548,7 +609,7 @@ TTemplate::TPartList& TTemplate::LParts() {
 std::u16string TTemplate::Body() const {
     if (FLoose) return FLoose->Body;
     std::u16string Result;
-    Result.reserve(Part().BodyLength);
+    Result.reserve(FPart->BodyLength);
     Walk([&](std::u16string_view Literal) { Result += Literal; },
          [](std::u16string_view, std::u16string_view) {});
     return Result;
@@ -561,7 +622,7 @@ const std::u16string& TTemplate::FullBody() const {
 
 TPlaces TTemplate::Places() const {
     if (!FPlacesOfText && !FCaretOfText) return FPlaces;
-    const TPlaces OfText = FParsed->Places(FIndex);
+    const TPlaces OfText = FParsed->Places(*FPart);
     return {FPlacesOfText ? OfText.Begin : FPlaces.Begin, FPlacesOfText ? OfText.End : FPlaces.End,
             FCaretOfText ? OfText.Caret : FPlaces.Caret};
 }

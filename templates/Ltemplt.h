@@ -30,6 +30,7 @@
 #include "templates/ParsedTemplate.h"
 #include "templates/TagValues.h"
 
+#include <concepts>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -148,12 +149,18 @@ public:
     /// An unknown name is ignored, so that a list with more names fills any template; an empty one is an
     /// error.
     void SetTagValue(std::u16string_view TagName, std::u16string_view TagValue);
+    /// The same for a string that is given away: a long one, such as the rows of a table, is not copied.
+    template <std::same_as<std::u16string> TString>
+    void SetTagValue(std::u16string_view TagName, TString&& TagValue) {
+        TakeTagValue(TagName, std::move(TagValue));
+    }
     /// All entries in their order; of a name that stands twice the later value stays.
     void FillTemplatePL(TParamsList& Params);
     /// Empties the values of this template and of all parts below it.
     void Clear();
 
-    /// For loops: resolves a name once. An unknown or empty name gives an empty handle, no error.
+    /// For loops: resolves a name once. An unknown or empty name gives an empty handle, no error; so does a
+    /// tag that was added through LTags().
     [[nodiscard]] TTagHandle FindTag(std::u16string_view TagName) const;
     void SetTagValue(TTagHandle Tag, std::u16string_view TagValue);
 
@@ -232,7 +239,7 @@ private:
     };
 
     /// A part, made when somebody asks for it.
-    TTemplate(const TTemplate& Parent, std::uint32_t Index);
+    TTemplate(const TTemplate& Parent, const TParsedTemplate::TPart& Part);
     /// An empty part.
     explicit TTemplate(const TTemplateEnvironment* Environment)
         : FEnvironment(Environment) {}
@@ -242,14 +249,17 @@ private:
 
     void LoadFile();
     void Parse(std::u16string Text, std::size_t Start, std::u16string_view PartName, bool FromFile);
-    void TakeText(std::shared_ptr<const TParsedTemplate> Parsed, std::uint32_t Index);
+    void TakeText(std::shared_ptr<const TParsedTemplate> Parsed, const TParsedTemplate::TPart& Part);
     void CopyTextOf(const TTemplate& Source);
     static void FreeParts(TPartList Parts);
     void CountApart();
     TLoose& Loosen();
 
-    [[nodiscard]] const TParsedTemplate::TPart& Part() const;
+    template <class TPut, class TPutLoose>
+    void PutTagValue(std::u16string_view TagName, TPut Put, TPutLoose PutLoose);
+    void TakeTagValue(std::u16string_view TagName, std::u16string TagValue);
     [[nodiscard]] std::uint32_t FindSlot(std::u16string_view TagName) const;
+    [[nodiscard]] std::uint32_t FindSlotByHash(std::u16string_view TagName) const;
     [[nodiscard]] std::size_t PartCount() const;
     TTemplate& PartAt(std::size_t Index);
     template <class TLiteral, class TTag>
@@ -260,10 +270,13 @@ private:
 
     const TTemplateEnvironment* FEnvironment = nullptr; // null: the process-wide objects
 
-    // The text. Body and tags are either part FIndex of FParsed with FValues, or, once it is there, FLoose.
+    static constexpr TParsedTemplate::TPart NoText{};
+
+    // The text. Body and tags are either FPart of FParsed with FValues, or, once it is there, FLoose.
     std::shared_ptr<const TParsedTemplate> FParsed; // null before the first text; FullBody in either case
-    std::uint32_t FIndex = 0;
-    mutable std::uint32_t FNextSlot = 0; // callers set the tags in the same order time after time
+    const TParsedTemplate::TPart* FPart = &NoText;
+    std::span<const std::u16string_view> FNames; // of FPart, by slot; empty while FLoose is there
+    mutable std::uint32_t FNextSlot = 0;         // callers set the tags in the same order time after time
     TTagValues FValues;
     std::unique_ptr<TLoose> FLoose;
 

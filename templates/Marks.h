@@ -55,8 +55,10 @@ inline char16_t* CopyUnits(char16_t* Target, const char16_t* Source, std::size_t
         std::memcpy(Target, Source, Units * sizeof(char16_t));
         std::memcpy(Target + (Count - Units), Source + (Count - Units), Units * sizeof(char16_t));
     };
-    if (Count > 16) {
+    if (Count > 32) {
         std::memcpy(Target, Source, Count * sizeof(char16_t));
+    } else if (Count >= 16) {
+        Ends.template operator()<16>();
     } else if (Count >= 8) {
         Ends.template operator()<8>();
     } else if (Count >= 4) {
@@ -73,6 +75,12 @@ inline char16_t* CopyUnits(char16_t* Target, const char16_t* Source, std::size_t
 [[nodiscard]] inline bool SameUnits(std::u16string_view Left, std::u16string_view Right) {
     const std::size_t Count = Left.size();
     if (Count != Right.size()) return false;
+    struct TPair { // sixteen bytes
+        std::uint64_t First, Second;
+        TPair operator^(const TPair& Other) const { return {First ^ Other.First, Second ^ Other.Second}; }
+        TPair operator|(const TPair& Other) const { return {First | Other.First, Second | Other.Second}; }
+        bool operator==(int) const { return (First | Second) == 0; }
+    };
     const auto Ends = [&]<class TWord>(TWord) {
         constexpr std::size_t Units = sizeof(TWord) / sizeof(char16_t);
         TWord Words[4];
@@ -82,7 +90,8 @@ inline char16_t* CopyUnits(char16_t* Target, const char16_t* Source, std::size_t
         std::memcpy(&Words[3], Right.data() + (Count - Units), sizeof(TWord));
         return ((Words[0] ^ Words[1]) | (Words[2] ^ Words[3])) == 0;
     };
-    if (Count > 8) return std::memcmp(Left.data(), Right.data(), Count * sizeof(char16_t)) == 0;
+    if (Count > 16) return std::memcmp(Left.data(), Right.data(), Count * sizeof(char16_t)) == 0;
+    if (Count >= 8) return Ends(TPair{});
     if (Count >= 4) return Ends(std::uint64_t{});
     if (Count >= 2) return Ends(std::uint32_t{});
     return Count == 0 || Left[0] == Right[0];

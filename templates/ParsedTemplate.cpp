@@ -20,12 +20,12 @@ namespace {
 constexpr std::u16string_view TooLongText = u"Template text is too long: %d characters.";
 
 /// Names compare as in the sorted lists: by the user's collation, ignoring case.
-const TNameMatch& Names() {
+const TNameMatch& UserNames() {
     return UserNameMatch(false);
 }
 
 bool SameName(std::u16string_view Left, std::u16string_view Right) {
-    return SameUnits(Left, Right) || Names().Same(Left, Right);
+    return SameUnits(Left, Right) || UserNames().Same(Left, Right);
 }
 
 /// The caret after the characters Begin to End of `Text`, none of which belongs to a mark.
@@ -55,6 +55,8 @@ public:
         constexpr std::size_t Guess = 64;
         FPieces.reserve(Guess);
         FNames.reserve(Guess);
+        FOpen.reserve(8);
+        FTarget.FParts.reserve(8);
         FTarget.FIndex.resize(2 * Guess);
     }
 
@@ -70,13 +72,13 @@ public:
             const std::size_t Next = Close + 2;
             if (Tag.starts_with(u'!')) {
                 AddLiteral(Place, Mark);
-                Open(Range(Mark + 3, Close), Next);
+                Open(Tag.substr(1), Next);
             } else if (Tag.starts_with(u'/')) {
                 AddLiteral(Place, Mark);
                 this->Close(Next);
                 if (FOpen.empty()) return;
             } else {
-                AddPiece(Place, Mark, Slot(Range(Mark + 2, Close)));
+                AddPiece(Place, Mark, Slot(Tag));
             }
             Place = Next;
         }
@@ -85,7 +87,7 @@ public:
 private:
     struct TOrder {
         bool operator()(std::u16string_view Left, std::u16string_view Right) const {
-            return Names().Compare(Left, Right) < 0;
+            return UserNames().Compare(Left, Right) < 0;
         }
     };
     using TNamesInOrder = std::map<std::u16string_view, std::uint32_t, TOrder>;
@@ -99,19 +101,16 @@ private:
         // All names by the collator, from the first name on that the folded form does not decide.
         std::unique_ptr<TNamesInOrder> Ordered{};
     };
-    static TName Range(std::size_t Begin, std::size_t End) {
-        return {static_cast<std::uint32_t>(Begin), static_cast<std::uint32_t>(End - Begin)};
-    }
-
-    void Open(TName Name, std::size_t Start) {
+    void Open(std::u16string_view Name, std::size_t Start) {
         const auto Index = static_cast<std::uint32_t>(FTarget.FParts.size());
         TPart& Part = FTarget.FParts.emplace_back();
         Part.Name = Name;
         Part.Start = static_cast<std::uint32_t>(Start);
         if (!FOpen.empty()) {
             FChildren.push_back(Index);
-            const std::u16string Ident = AnsiUpperCase(FTarget.View(Name));
-            Part.Ident = Range(FTarget.FIdents.size(), FTarget.FIdents.size() + Ident.size());
+            const std::u16string Ident = AnsiUpperCase(Name);
+            Part.FirstIdent = static_cast<std::uint32_t>(FTarget.FIdents.size());
+            Part.IdentLength = static_cast<std::uint32_t>(Ident.size());
             FTarget.FIdents += Ident;
         }
         FOpen.push_back({Index, FPieces.size(), FNames.size(), FChildren.size()});
@@ -132,6 +131,7 @@ private:
     template <class T>
     static std::uint32_t Move(std::vector<T>& Work, std::size_t From, std::vector<T>& Final,
                               std::uint32_t& First) {
+        if (Final.empty()) Final.reserve(Work.size());
         First = static_cast<std::uint32_t>(Final.size());
         Final.insert(Final.end(), Work.begin() + static_cast<std::ptrdiff_t>(From), Work.end());
         Work.resize(From);
@@ -143,7 +143,7 @@ private:
         AddLiteral(Place, LiteralEnd);
         for (bool Innermost = true; !FOpen.empty(); Innermost = false) {
             TPart& Part = FTarget.FParts[FOpen.back().Part];
-            const bool HasName = FOpen.size() > 1 ? Part.Name.Length != 0 : FTarget.FOrigin.IsPart;
+            const bool HasName = FOpen.size() > 1 ? !Part.Name.empty() : FTarget.FOrigin.IsPart;
             // A raised error ends the work: the parts around then record none.
             const bool Ended = FTarget.Raised();
             if (Innermost && Fault == TFault::UnclosedTag) {
@@ -162,35 +162,31 @@ private:
     }
 
     void AddPiece(std::size_t Begin, std::size_t End, std::uint32_t Slot) {
-        const TName Literal = Range(Begin, End);
-        FPieces.push_back({Literal.Begin, Literal.Length, Slot});
-        FOpen.back().BodyLength += Literal.Length;
+        FPieces.push_back({FText.data() + Begin, static_cast<std::uint32_t>(End - Begin), Slot});
+        FOpen.back().BodyLength += End - Begin;
     }
 
     /// The slot of a tag name in the innermost part, a new one for a new name.
-    std::uint32_t Slot(TName Range) {
+    std::uint32_t Slot(std::u16string_view Name) {
         TOpenPart& Open = FOpen.back();
         TPart& Part = FTarget.FParts[Open.Part];
-        const std::u16string_view Name = FTarget.View(Range);
-        const TNameMatch::THash Hash = Names().Hash(Name);
-        const std::span<const TName> Known = std::span(FNames).subspan(Open.FirstName);
-        TIndexEntry& Entry = Place(Open.Part, Hash.Value, [&](std::uint32_t Slot) {
-            return SameName(FTarget.View(Known[Slot]), Name);
-        });
+        const TNameMatch::THash Hash = UserNames().Hash(Name);
+        const std::span<const std::u16string_view> Known = std::span(FNames).subspan(Open.FirstName);
+        TIndexEntry& Entry =
+            Place(Open.Part, Hash.Value, [&](std::uint32_t Slot) { return SameName(Known[Slot], Name); });
         if (Entry.Slot != NoSlot) return Entry.Slot;
 
         const auto Slot = static_cast<std::uint32_t>(Known.size());
         if (!Hash.Simple && Part.Simple) {
             Part.Simple = false;
             Open.Ordered = std::make_unique<TNamesInOrder>();
-            for (std::uint32_t Old = 0; Old < Slot; ++Old)
-                Open.Ordered->emplace(FTarget.View(Known[Old]), Old);
+            for (std::uint32_t Old = 0; Old < Slot; ++Old) Open.Ordered->emplace(Known[Old], Old);
         }
         if (Open.Ordered) {
             const auto [Same, IsNew] = Open.Ordered->emplace(Name, Slot);
             if (!IsNew) return Same->second;
         }
-        FNames.push_back(Range);
+        FNames.push_back(Name);
         Entry = {Hash.Value, Open.Part, Slot};
         if (++FIndexed * 2 > FTarget.FIndex.size()) GrowIndex();
         return Slot;
@@ -216,7 +212,7 @@ private:
     std::size_t FIndexed = 0;
     std::vector<TOpenPart> FOpen;
     std::vector<TPiece> FPieces;
-    std::vector<TName> FNames;
+    std::vector<std::u16string_view> FNames;
     std::vector<std::uint32_t> FChildren;
 };
 
@@ -243,19 +239,19 @@ const TParsedTemplate::TIndexEntry& TParsedTemplate::Probe(std::uint32_t Part, s
     }
 }
 
-std::uint32_t TParsedTemplate::FindSlot(std::uint32_t Index, std::u16string_view Name) const {
-    const TPart& Part = FParts[Index];
-    const TNameMatch::THash Hash = Names().Hash(Name);
+std::uint32_t TParsedTemplate::FindSlot(const TPart& Part, std::u16string_view Name) const {
+    const TNameMatch::THash Hash = UserNames().Hash(Name);
+    const std::span<const std::u16string_view> Known = Names(Part);
     const TIndexEntry& Entry =
-        Probe(Index, Hash.Value, [&](std::uint32_t Slot) { return SameName(SlotName(Part, Slot), Name); });
+        Probe(IndexOf(Part), Hash.Value, [&](std::uint32_t Slot) { return SameName(Known[Slot], Name); });
     if (Entry.Slot != NoSlot || (Hash.Simple && Part.Simple)) return Entry.Slot;
 
     const std::span<const std::uint32_t> Sorted = SortedSlots(Part);
     const auto Found = std::lower_bound(Sorted.begin(), Sorted.end(), Name,
                                         [&](std::uint32_t Slot, std::u16string_view Sought) {
-                                            return Names().Compare(SlotName(Part, Slot), Sought) < 0;
+                                            return UserNames().Compare(Known[Slot], Sought) < 0;
                                         });
-    if (Found == Sorted.end() || Names().Compare(SlotName(Part, *Found), Name) != 0) return NoSlot;
+    if (Found == Sorted.end() || UserNames().Compare(Known[*Found], Name) != 0) return NoSlot;
     return *Found;
 }
 
@@ -264,22 +260,22 @@ std::span<const std::uint32_t> TParsedTemplate::SortedSlots(const TPart& Part) c
         FSorted.resize(FNames.size());
         for (const TPart& Each : FParts) {
             const auto Slots = std::span(FSorted).subspan(Each.FirstSlot, Each.SlotCount);
+            const std::span<const std::u16string_view> Known = Names(Each);
             std::iota(Slots.begin(), Slots.end(), 0U);
             // Stable because merging stays inside its range whatever the collator answers.
             std::stable_sort(Slots.begin(), Slots.end(), [&](std::uint32_t Left, std::uint32_t Right) {
-                return Names().Compare(SlotName(Each, Left), SlotName(Each, Right)) < 0;
+                return UserNames().Compare(Known[Left], Known[Right]) < 0;
             });
         }
     });
     return std::span(FSorted).subspan(Part.FirstSlot, Part.SlotCount);
 }
 
-TPlaces TParsedTemplate::Places(std::uint32_t Index) const {
-    const TPart& Part = FParts[Index];
-    const bool IsRoot = Index == 0;
+TPlaces TParsedTemplate::Places(const TPart& Part) const {
+    const bool IsRoot = &Part == &Root();
     TPlaces Result = IsRoot ? FOrigin.Before : TPlaces{};
     TCaret& Caret = Result.Caret;
-    auto Child = Children(Part).begin();
+    std::size_t Opened = 0;
     std::size_t Place = Part.Start;
     while (Place < Part.Finish) {
         const std::size_t Mark = std::min<std::size_t>(FindDoubled(FText, Place, u'['), Part.Finish);
@@ -294,7 +290,7 @@ TPlaces TParsedTemplate::Places(std::uint32_t Index) const {
         if (FText[Mark + 2] != u'!') continue;
         // A part walks with a caret of its own.
         Result.Begin = Result.End = Caret;
-        Place = FParts[*Child++].Finish;
+        Place = Child(Part, Opened++).Finish;
     }
     if (IsRoot && FOrigin.FromFile && !Raised()) Result.End = Caret;
     return Result;

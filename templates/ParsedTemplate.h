@@ -35,19 +35,17 @@ public:
 
     /// A run of literal text and the tag after it.
     struct TPiece {
-        std::uint32_t Begin; // of the literal, in the text
+        const char16_t* Begin; // of the literal, in the text
         std::uint32_t Length;
         std::uint32_t Slot; // of the tag; NoSlot when a part or the end follows
-    };
-    /// A distinct tag name, spelled as it occurs first.
-    struct TName {
-        std::uint32_t Begin;
-        std::uint32_t Length;
+
+        [[nodiscard]] std::u16string_view Literal() const { return {Begin, Length}; }
     };
     enum class TFault : std::uint8_t { None, UnclosedTag, UnclosedPart };
     struct TPart {
-        TName Name{};             // as written; empty for the root
-        TName Ident{};            // the name in upper case, a range of the identifiers' text
+        std::u16string_view Name;     // as written; empty for the root
+        std::uint32_t FirstIdent = 0; // the name in upper case, in the text of all identifiers
+        std::uint32_t IdentLength = 0;
         std::uint32_t Start = 0;  // the stretch of text that was parsed for this part, closing mark included
         std::uint32_t Finish = 0; // one past its end
         std::uint32_t FirstPiece = 0;
@@ -70,14 +68,14 @@ public:
         TPlaces Before;
     };
 
-    /// Parses `Text` from the 0-based `Start`. The root is part 0.
+    /// Parses `Text` from the 0-based `Start`.
     /// @throws ETemplate when the text has 2^31 - 2 characters or more: positions are 32-bit.
     [[nodiscard]] static std::shared_ptr<const TParsedTemplate> Parse(std::u16string Text, std::size_t Start,
                                                                       TOrigin Origin);
 
     [[nodiscard]] const std::u16string& Text() const { return FText; }
     [[nodiscard]] const TOrigin& Origin() const { return FOrigin; }
-    [[nodiscard]] const TPart& Part(std::uint32_t Index) const { return FParts[Index]; }
+    [[nodiscard]] const TPart& Root() const { return FParts.front(); }
     [[nodiscard]] std::span<const TPiece> Pieces(const TPart& Part) const {
         return std::span(FPieces).subspan(Part.FirstPiece, Part.PieceCount);
     }
@@ -85,24 +83,24 @@ public:
     [[nodiscard]] const TPart* FirstFault() const { return FFirstFault; }
     /// Whether the fault, when there is one, was raised.
     [[nodiscard]] bool Raised() const { return FFirstFault != nullptr && FOrigin.RaiseException; }
-    /// Indices of the direct parts in text order.
-    [[nodiscard]] std::span<const std::uint32_t> Children(const TPart& Part) const {
-        return std::span(FChildren).subspan(Part.FirstChild, Part.ChildCount);
+    /// Direct part `Index` in text order, from 0.
+    [[nodiscard]] const TPart& Child(const TPart& Part, std::size_t Index) const {
+        return FParts[FChildren[Part.FirstChild + Index]];
     }
-    [[nodiscard]] std::u16string_view PartName(const TPart& Part) const { return View(Part.Name); }
     [[nodiscard]] std::u16string_view PartIdent(const TPart& Part) const {
-        return std::u16string_view(FIdents).substr(Part.Ident.Begin, Part.Ident.Length);
+        return std::u16string_view(FIdents).substr(Part.FirstIdent, Part.IdentLength);
     }
-    [[nodiscard]] std::u16string_view SlotName(const TPart& Part, std::uint32_t Slot) const {
-        return View(FNames[Part.FirstSlot + Slot]);
+    /// The distinct tag names by slot, each spelled as it occurs first.
+    [[nodiscard]] std::span<const std::u16string_view> Names(const TPart& Part) const {
+        return std::span(FNames).subspan(Part.FirstSlot, Part.SlotCount);
     }
 
     /// The slot of a tag name, ignoring case by the user's collation; NoSlot when the part has no such tag.
-    [[nodiscard]] std::uint32_t FindSlot(std::uint32_t Part, std::u16string_view Name) const;
+    [[nodiscard]] std::uint32_t FindSlot(const TPart& Part, std::u16string_view Name) const;
     /// The slots in the sorted order of their names.
     [[nodiscard]] std::span<const std::uint32_t> SortedSlots(const TPart& Part) const;
     /// The carets after parsing; walks the part's text, so it is asked only when somebody wants to know.
-    [[nodiscard]] TPlaces Places(std::uint32_t Part) const;
+    [[nodiscard]] TPlaces Places(const TPart& Part) const;
 
 private:
     class TParser;
@@ -112,10 +110,9 @@ private:
         std::uint32_t Slot = NoSlot;
     };
 
-    [[nodiscard]] std::u16string_view View(TName Range) const {
-        return {FText.data() + Range.Begin, Range.Length};
+    [[nodiscard]] std::uint32_t IndexOf(const TPart& Part) const {
+        return static_cast<std::uint32_t>(&Part - FParts.data());
     }
-
     /// The index entry of a folded name in a part, or the empty entry where it would stand.
     template <class TSame>
     [[nodiscard]] const TIndexEntry& Probe(std::uint32_t Part, std::uint64_t Hash, TSame Same) const;
@@ -126,7 +123,7 @@ private:
     std::u16string FIdents;
     std::vector<TPart> FParts;
     std::vector<TPiece> FPieces;
-    std::vector<TName> FNames;
+    std::vector<std::u16string_view> FNames;
     std::vector<std::uint32_t> FChildren;
     std::vector<TIndexEntry> FIndex; // open addressing over the folded names of all parts; a power of two
 

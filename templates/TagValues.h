@@ -5,77 +5,124 @@
 
 #pragma once
 
+#include "templates/Marks.h"
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zutools {
 
 class TTagValues {
+    struct TSpan {
+        char16_t* Begin = nullptr; // in the block, or of a value that was taken over
+        std::size_t Length = 0;
+        std::size_t Room = 0; // units of the block that belong to the slot, from Begin
+
+        [[nodiscard]] std::u16string_view View() const { return {Begin, Length}; }
+    };
+
 public:
     /// `Slots` empty values. Memory is taken at the first Set and kept from one filling to the next.
     void Reset(std::size_t Slots) {
         FSlots = Slots;
         FSpans.clear();
-        FBlock.clear();
-        FWaste = 0;
+        FTaken.clear();
+        FUsed = FWaste = 0;
     }
-    /// Makes every value empty.
-    void Clear() { Reset(FSlots); }
 
-    /// The value of `Slot`, which is below the count given to Reset; valid until the next Set.
-    [[nodiscard]] std::u16string_view Get(std::uint32_t Slot) const {
-        if (FSpans.empty()) return {};
-        return {FBlock.data() + FSpans[Slot].Begin, FSpans[Slot].Length};
+    /// Makes every value empty. Each keeps its room, because the next one is mostly as long.
+    void Clear() {
+        for (TSpan& Span : FSpans) Span.Length = 0;
+        FTaken.clear();
     }
+
+    /// Reads values; valid until the next change.
+    class TReader {
+    public:
+        explicit TReader(const TTagValues& Values)
+            : FSpans(Values.FSpans.empty() ? nullptr : Values.FSpans.data()) {}
+        /// The value of `Slot`, which is below the count given to Reset.
+        [[nodiscard]] std::u16string_view operator[](std::uint32_t Slot) const {
+            return FSpans == nullptr ? std::u16string_view() : FSpans[Slot].View();
+        }
+
+    private:
+        const TSpan* FSpans; // null before the first Set
+    };
+    [[nodiscard]] std::u16string_view Get(std::uint32_t Slot) const { return TReader(*this)[Slot]; }
 
     /// `Value` may not be a view of a value of this object.
     void Set(std::uint32_t Slot, std::u16string_view Value) {
         if (FSpans.empty()) FSpans.resize(FSlots);
         TSpan& Span = FSpans[Slot];
-        if (Value.size() > Span.Room) {
-            // The old room is lost until it has become half of the block.
-            if (Span.Room != 0) Abandon(Span);
-            Span.Begin = FBlock.size();
-            FBlock.append(Value);
-            Span.Room = Value.size();
-        } else {
-            Value.copy(FBlock.data() + Span.Begin, Value.size());
-        }
+        if (Value.size() > Span.Room) MakeRoom(Span, Value.size());
         Span.Length = Value.size();
+        CopyUnits(Span.Begin, Value.data(), Value.size());
     }
 
-    /// Whether no value was set since Reset or Clear.
-    [[nodiscard]] bool Untouched() const { return FSpans.empty(); }
+    /// Takes a long value over instead of copying it.
+    void Take(std::uint32_t Slot, std::u16string Value) {
+        constexpr std::size_t Long = 256;
+        if (Value.size() < Long) return Set(Slot, Value);
+        if (FSpans.empty()) FSpans.resize(FSlots);
+        auto Taken =
+            std::find_if(FTaken.begin(), FTaken.end(), [&](const TTaken& Each) { return Each.Slot == Slot; });
+        if (Taken == FTaken.end()) Taken = FTaken.insert(Taken, {Slot, {}});
+        Taken->Value = std::move(Value);
+        TSpan& Span = FSpans[Slot];
+        FWaste += Span.Room;
+        Span = {Taken->Value.data(), Taken->Value.size(), 0};
+    }
 
 private:
-    struct TSpan {
-        std::size_t Begin = 0;
-        std::size_t Length = 0;
-        std::size_t Room = 0; // units of the block that belong to the slot, from Begin
+    struct TTaken {
+        std::uint32_t Slot;
+        std::u16string
+            Value; // too long to lie inside the string object, so its address holds when this moves
     };
 
-    void Abandon(TSpan& Span) {
+    /// New room at the end of the block; the old room is lost until the block moves.
+    void MakeRoom(TSpan& Span, std::size_t Room) {
         FWaste += Span.Room;
         Span = {};
-        if (FWaste * 2 <= FBlock.size()) return;
-        std::u16string Packed;
-        Packed.reserve(FBlock.size() - FWaste);
-        for (TSpan& Kept : FSpans) {
-            const std::size_t Begin = Packed.size();
-            Packed.append(FBlock, Kept.Begin, Kept.Length);
-            Kept = {Begin, Kept.Length, Kept.Length};
+        if (FUsed + Room > FSize) Move(Room);
+        Span.Begin = FBlock.get() + FUsed;
+        Span.Room = Room;
+        FUsed += Room;
+    }
+
+    /// The values to a larger block, or to one of the same size when enough of the old one is lost.
+    void Move(std::size_t Room) {
+        constexpr std::size_t UnitsForAValue = 16;
+        const std::size_t Needed = FUsed - FWaste + Room;
+        const std::size_t Size = std::max(Needed + Needed / 2, FSlots * UnitsForAValue);
+        auto Block = std::make_unique_for_overwrite<char16_t[]>(Size);
+        char16_t* Place = Block.get();
+        for (TSpan& Span : FSpans) {
+            if (Span.Room == 0) continue;
+            CopyUnits(Place, Span.Begin, Span.Length);
+            Span.Begin = Place;
+            Place += Span.Room;
         }
-        FBlock.swap(Packed);
+        FUsed = static_cast<std::size_t>(Place - Block.get());
+        FBlock = std::move(Block);
+        FSize = Size;
         FWaste = 0;
     }
 
     std::size_t FSlots = 0;
-    std::size_t FWaste = 0;    // units of the block that belong to no slot
     std::vector<TSpan> FSpans; // empty until the first Set
-    std::u16string FBlock;
+    std::unique_ptr<char16_t[]> FBlock;
+    std::size_t FSize = 0;      // units of the block
+    std::size_t FUsed = 0;      // of them given to slots so far
+    std::size_t FWaste = 0;     // of these left by slots for a larger room
+    std::vector<TTaken> FTaken; // at most one a slot
 };
 
 } // namespace zutools

@@ -2,7 +2,10 @@
 
 #include "host/Services.h"
 #include "host/StringHelpers.h"
+#include "templates/Marks.h"
 #include "templates/TemplateFile.h"
+
+#include <cstring>
 
 namespace zutools {
 
@@ -10,40 +13,40 @@ std::unique_ptr<TZTSTemplateCache> ZTSTemplateCache;
 
 namespace {
 
-char16_t Lower(char16_t Character) {
-    return Character >= u'A' && Character <= u'Z' ? static_cast<char16_t>(Character + (u'a' - u'A'))
-                                                  : Character;
-}
-
-bool SameLower(std::u16string_view Any, std::u16string_view Lowered) {
-    for (std::size_t Index = 0; Index < Any.size(); ++Index) {
-        if (Lower(Any[Index]) != Lowered[Index]) return false;
+/// The same for texts that differ in the case of A to Z only: bit 5 is left out, four characters are taken at
+/// a time.
+std::uint64_t HashNoCase(std::u16string_view Text) {
+    constexpr std::uint64_t Multiplier = 0x9E3779B97F4A7C15U;
+    constexpr std::uint64_t CaseBits = 0x0020002000200020U;
+    std::uint64_t Hash = Text.size();
+    const auto Mix = [&](std::uint64_t Word) {
+        Hash = (Hash ^ (Word & ~CaseBits)) * Multiplier;
+        Hash ^= Hash >> 32;
+    };
+    while (Text.size() >= 4) {
+        std::uint64_t Word = 0;
+        std::memcpy(&Word, Text.data(), sizeof(Word));
+        Mix(Word);
+        Text.remove_prefix(4);
     }
-    return true;
+    std::uint64_t Rest = 0;
+    for (const char16_t Character : Text) Rest = Rest << 16 | Character;
+    Mix(Rest);
+    return Hash;
 }
 
-constexpr std::size_t HashStart = 0xCBF29CE484222325U;
-
-std::size_t Hash(std::size_t Start, std::u16string_view Text) {
-    for (const char16_t Character : Text) Start = (Start ^ Lower(Character)) * 0x100000001B3U;
-    return Start;
+bool SameNoCase(std::u16string_view Left, std::u16string_view Right) {
+    return SameUnits(Left, Right) || SameText(Left, Right);
 }
 
 } // namespace
 
 std::size_t TZTSTemplateCache::TKeyHash::operator()(const TKeyView& Key) const {
-    return Hash(Hash(Hash(HashStart, Key.LanguageID), u"|"), Key.Name);
+    return static_cast<std::size_t>(HashNoCase(Key.LanguageID) * 31 + HashNoCase(Key.Name));
 }
 
-std::size_t TZTSTemplateCache::TKeyHash::operator()(const std::u16string& Key) const {
-    return Hash(HashStart, Key);
-}
-
-bool TZTSTemplateCache::TKeyEqual::operator()(const TKeyView& Left, const std::u16string& Right) const {
-    const std::u16string_view Key = Right;
-    const std::size_t Bar = Left.LanguageID.size();
-    return Key.size() == Bar + 1 + Left.Name.size() && Key[Bar] == u'|' && SameLower(Left.LanguageID, Key) &&
-           SameLower(Left.Name, Key.substr(Bar + 1));
+bool TZTSTemplateCache::TKeyEqual::operator()(const TKeyView& Left, const TKeyView& Right) const {
+    return SameNoCase(Left.Name, Right.Name) && SameNoCase(Left.LanguageID, Right.LanguageID);
 }
 
 TZTSTemplateCache::TZTSTemplateCache(const TServices* Services)
@@ -104,7 +107,7 @@ bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16s
     }
 
     auto Local = std::make_unique<TTemplate>(FEnvironment);
-    std::u16string StoredKey;
+    TKey StoredKey;
     std::uint64_t Version = 0;
     try {
         const TLockScope Guard(*this);
@@ -112,9 +115,8 @@ bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16s
         if (Found == FMasters.end()) {
             // Nothing is kept when the master cannot be read: the next request tries again.
             std::unique_ptr<TTemplate> Master = ReadMaster(LanguageID, TemplateName);
-            std::u16string NewKey(LanguageID);
-            NewKey.append(u"|").append(TemplateName);
-            Found = FMasters.emplace(LowerCase(NewKey), std::move(Master)).first;
+            Found = FMasters.emplace(TKey{LowerCase(LanguageID), LowerCase(TemplateName)}, std::move(Master))
+                        .first;
         }
         StoredKey = Found->first;
         Local->Assign(Found->second.get());

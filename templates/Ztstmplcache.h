@@ -57,27 +57,25 @@ public:
     bool TryGetTemplate(std::u16string_view LanguageID, std::u16string_view TemplateName, TTemplate& Target);
 
 private:
-    // "language|name" in lower case (A to Z), looked up without building it.
+    // Language and name, compared ignoring the case of A to Z; looked up without copying them.
     struct TKeyView {
         std::u16string_view LanguageID;
         std::u16string_view Name;
     };
+    struct TKey { // in lower case
+        std::u16string LanguageID;
+        std::u16string Name;
+        operator TKeyView() const { return {LanguageID, Name}; }
+    };
     struct TKeyHash {
         using is_transparent = void;
         std::size_t operator()(const TKeyView& Key) const;
-        std::size_t operator()(const std::u16string& Key) const;
     };
     struct TKeyEqual {
         using is_transparent = void;
-        bool operator()(const std::u16string& Left, const std::u16string& Right) const {
-            return Left == Right;
-        }
-        bool operator()(const TKeyView& Left, const std::u16string& Right) const;
-        bool operator()(const std::u16string& Left, const TKeyView& Right) const {
-            return (*this)(Right, Left);
-        }
+        bool operator()(const TKeyView& Left, const TKeyView& Right) const;
     };
-    using TMasters = std::unordered_map<std::u16string, std::unique_ptr<TTemplate>, TKeyHash, TKeyEqual>;
+    using TMasters = std::unordered_map<TKey, std::unique_ptr<TTemplate>, TKeyHash, TKeyEqual>;
 
     /// Masters for a few threads: their reference to the shared text has a counter of its own, so that
     /// threads of different shards write to no common memory.
