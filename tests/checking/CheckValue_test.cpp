@@ -1,12 +1,9 @@
 // The compiled checker against a plain reference, and the messages.
 
-#include "checking/Chekprms.h"
+#include "tests/checking/Reference.h"
 
 #include "checking/FoldPass.h"
 #include "checking/WordScan.h"
-#include "host/Format.h"
-#include "host/StringHelpers.h"
-#include "platform/Text.h"
 
 #include <gtest/gtest.h>
 
@@ -15,52 +12,11 @@
 namespace zutools {
 namespace {
 
+using tests::Message;
+using tests::ReferenceMessage;
+
 std::string Utf8(std::u16string_view Text) {
     return platform::Utf16ToUtf8(Text);
-}
-
-/// The message that a rule gives for a value; empty when the value passes.
-std::string Message(const TParamValueChecker& Checker, std::u16string_view Value) {
-    try {
-        Checker.CheckValue(Value);
-        return {};
-    } catch (const EParamValueChecker& Error) {
-        return Utf8(Error.Message());
-    }
-}
-
-/// The rules as they read, step by step, without any compiled form.
-std::string Reference(const TParamValueChecker& Rule, std::u16string_view Value) {
-    if (Value.empty()) return {};
-    const std::u16string Upper = AnsiUpperCase(Value);
-    const auto Fail = [](const std::u16string& Text) { return Utf8(Text); };
-    for (int Index = 0; Index < Rule.WrongWords.Count(); ++Index) {
-        const auto& Word = Rule.WrongWords.Strings(Index);
-        const int At = KX_PosText(Word, Upper, 1, false);
-        if (At > 0)
-            return Fail(Format(u"Value \"%s\" contain wrong word \"%s\" at position %d.", {Upper, Word, At}));
-    }
-    for (std::size_t At = 0; At < Upper.size(); ++At) {
-        const std::u16string One(1, Upper[At]);
-        if (Rule.WrongSymbols.Exists(Upper[At])) {
-            return Fail(
-                Format(u"Value \"%s\" contain wrong symbol \"%s\" at position %d.", {Upper, One, At + 1}));
-        }
-    }
-    for (int Index = 0; Index < Rule.RightWords.Count(); ++Index) {
-        if (KX_PosText(Rule.RightWords.Strings(Index), Upper, 1, false) == 0) {
-            return Fail(Format(u"Value \"%s\" not contain right words: \"%s\".",
-                               {Upper, Rule.RightWords.CommaText()}));
-        }
-    }
-    for (std::size_t At = 0; Rule.RightSymbols.NOTEmpty() && At < Upper.size(); ++At) {
-        const std::u16string One(1, Upper[At]);
-        if (!Rule.RightSymbols.Exists(Upper[At])) {
-            return Fail(Format(u"Value \"%s\" contain not a right symbol \"%s\" at position %d.",
-                               {Upper, One, At + 1}));
-        }
-    }
-    return {};
 }
 
 struct TRow {
@@ -160,7 +116,7 @@ TEST(CheckValueDifferential, CompiledAgreesWithTheReference) {
         for (int Round = 0; Round < 40; ++Round) {
             // Short ones, and some longer than the pieces that a value is folded in.
             const std::u16string Value = RandomText(Random, Round % 10 == 0 ? 2600 : 40, Alphabet);
-            ASSERT_EQ(Message(Compiled, Value), Reference(Checker, Value)) << Utf8(Value);
+            ASSERT_EQ(Message(Compiled, Value), ReferenceMessage(Checker, Value)) << Utf8(Value);
         }
     }
 }
