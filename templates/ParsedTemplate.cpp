@@ -262,10 +262,11 @@ std::span<const std::uint32_t> TParsedTemplate::SortedSlots(const TPart& Part) c
             const auto Slots = std::span(FSorted).subspan(Each.FirstSlot, Each.SlotCount);
             const std::span<const std::u16string_view> Known = Names(Each);
             std::iota(Slots.begin(), Slots.end(), 0U);
-            // Stable because merging stays inside its range whatever the collator answers.
-            std::stable_sort(Slots.begin(), Slots.end(), [&](std::uint32_t Left, std::uint32_t Right) {
-                return UserNames().Compare(Known[Left], Known[Right]) < 0;
-            });
+            // As a heap, because that stays inside its range whatever the collator answers.
+            std::partial_sort(Slots.begin(), Slots.end(), Slots.end(),
+                              [&](std::uint32_t Left, std::uint32_t Right) {
+                                  return UserNames().Compare(Known[Left], Known[Right]) < 0;
+                              });
         }
     });
     return std::span(FSorted).subspan(Part.FirstSlot, Part.SlotCount);
