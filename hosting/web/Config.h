@@ -48,6 +48,7 @@ struct TLimitsConfig {
     unsigned Connections = 500;
     unsigned IdleSeconds = 30; // a connection on which nothing moves is closed
     unsigned StopSeconds = 10; // what running requests get when the service stops
+    friend bool operator==(const TLimitsConfig&, const TLimitsConfig&) = default;
 };
 
 struct TSessionConfig {

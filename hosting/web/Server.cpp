@@ -14,7 +14,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <condition_variable>
@@ -44,7 +44,8 @@ struct TExchange {
     // The network thread's, and the worker's while the connection is suspended.
     MHD_Connection& Connection;
     const TMoment Began = std::chrono::steady_clock::now();
-    std::string Target; // as sent
+    const char* TargetAt = nullptr; // where it stands in the library's buffer
+    std::string Target;             // as sent
     TRawRequest Raw;
     const TRoute* Route = nullptr;
     std::unique_ptr<TMultipartReader> Multipart;
@@ -149,6 +150,17 @@ void ReadHeaders(TExchange& Exchange) {
         &Exchange);
 }
 
+/// Two readers could take such a request for different ones: a proxy in front, and this server.
+bool IsAmbiguous(const TRawRequest& Raw) {
+    const auto Count = [&](std::u16string_view Name) {
+        return std::ranges::count_if(Raw.Headers, [&](const auto& Header) {
+            return platform::EqualAsciiNoCase(std::u16string(Header.first.begin(), Header.first.end()), Name);
+        });
+    };
+    const auto Lengths = Count(u"Content-Length");
+    return Lengths > 1 || Count(u"Host") > 1 || (Lengths > 0 && Count(u"Transfer-Encoding") > 0);
+}
+
 /// The media type of a Content-Type header, in lower case, without its parameters.
 std::string MediaType(std::string_view Header) {
     std::string Type(Header.substr(0, Header.find(';')));
@@ -201,8 +213,9 @@ struct TWebServer::TImpl {
     bool Stop();
 
     // On the network threads.
-    MHD_Result Access(const char* Method, const char* Data, std::size_t* Size, const TExchangePtr& Exchange);
-    MHD_Result BeginRequest(const char* Method, TExchange& Exchange);
+    MHD_Result Access(const char* Method, const char* Version, const char* Data, std::size_t* Size,
+                      const TExchangePtr& Exchange);
+    MHD_Result BeginRequest(const char* Method, const char* Version, TExchange& Exchange);
     void Route(TExchange& Exchange);
     void BeginBody(TExchange& Exchange);
     MHD_Result TakeBody(TExchange& Exchange, std::string_view Bytes);
@@ -243,12 +256,12 @@ void TWebServer::TImpl::Start() {
     const int Socket = Listen(Config.Address, Config.Port);
     BoundTo = BoundPort(Socket);
 
-    const auto Access = [](void* Self, MHD_Connection*, const char*, const char* Method, const char*,
+    const auto Access = [](void* Self, MHD_Connection*, const char*, const char* Method, const char* Version,
                            const char* Data, std::size_t* Size, void** Exchange) noexcept -> MHD_Result {
         auto& Server = *static_cast<TImpl*>(Self);
         if (*Exchange == nullptr) return MHD_NO; // no memory for it
         try {
-            return Server.Access(Method, Data, Size, *static_cast<TExchangePtr*>(*Exchange));
+            return Server.Access(Method, Version, Data, Size, *static_cast<TExchangePtr*>(*Exchange));
         } catch (const std::exception& Error) {
             Server.Logger.Log(TLogLevel::Error, u"request dropped: " + platform::Utf8ToUtf16(Error.what()));
             return MHD_NO;
@@ -257,6 +270,7 @@ void TWebServer::TImpl::Start() {
     const auto Arrive = [](void*, const char* Uri, MHD_Connection* Connection) noexcept -> void* {
         try {
             auto Exchange = std::make_shared<TExchange>(*Connection);
+            Exchange->TargetAt = Uri;
             Exchange->Target = Uri;
             return new TExchangePtr(std::move(Exchange));
         } catch (const std::bad_alloc&) {
@@ -331,9 +345,9 @@ bool TWebServer::TImpl::Stop() {
 
 // ---- One request
 
-MHD_Result TWebServer::TImpl::Access(const char* Method, const char* Data, std::size_t* Size,
-                                     const TExchangePtr& Exchange) {
-    if (!Exchange->HeadersRead) return BeginRequest(Method, *Exchange);
+MHD_Result TWebServer::TImpl::Access(const char* Method, const char* Version, const char* Data,
+                                     std::size_t* Size, const TExchangePtr& Exchange) {
+    if (!Exchange->HeadersRead) return BeginRequest(Method, Version, *Exchange);
     if (*Size != 0) {
         const std::string_view Bytes(Data, std::exchange(*Size, 0));
         return TakeBody(*Exchange, Bytes);
@@ -341,12 +355,19 @@ MHD_Result TWebServer::TImpl::Access(const char* Method, const char* Data, std::
     return FinishRequest(Exchange);
 }
 
-MHD_Result TWebServer::TImpl::BeginRequest(const char* Method, TExchange& Exchange) {
+MHD_Result TWebServer::TImpl::BeginRequest(const char* Method, const char* Version, TExchange& Exchange) {
     Exchange.HeadersRead = true;
     Exchange.Raw.Method = Method;
     Exchange.Raw.RemoteAddress = RemoteAddressOf(Exchange.Connection);
     ReadHeaders(Exchange);
     Exchange.LanguageID = Handler.LanguageWithoutSession(Exchange.Raw);
+    // The version follows the target after one blank; when it does not, a NUL has cut the target short.
+    const bool Whole = Version == Exchange.TargetAt + Exchange.Target.size() + 1;
+    if (!Whole || IsAmbiguous(Exchange.Raw)) {
+        Refuse(Exchange, 400);
+        Exchange.Reply.Close = true;
+        return Send(Exchange);
+    }
     Route(Exchange);
     if (!Exchange.Answered && Exchange.Raw.Method == "POST") BeginBody(Exchange);
 

@@ -1,9 +1,12 @@
 #include "hosting/web/Config.h"
 
+#include "platform/File.h"
 #include "platform/Text.h"
 #include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 using namespace zutools;
 using namespace zutools::hosting;
@@ -107,6 +110,31 @@ file = "site.log"
     EXPECT_EQ(Config.ContentSecurityPolicy, "default-src 'none'");
     EXPECT_EQ(Config.Log.Level, TLogLevel::Warning);
     EXPECT_EQ(Config.Log.File, Folder.File(u"site.log"));
+}
+
+TEST_F(ConfigTest, TheDocumentedExampleHoldsTheDefaults) {
+    const auto File = std::filesystem::path(ZU_TEST_DATA "/../../docs/configuration.md").lexically_normal();
+    const std::string Page = platform::TReadFile(File.u16string()).ReadAll();
+    const std::size_t Begin = Page.find("```toml\n") + 8;
+    const std::string Example = Page.substr(Begin, Page.find("```", Begin) - Begin);
+    for (const char16_t* Module : {u"setup", u"index", u"reports", u"hook"}) {
+        Folder.Write(u"modules/" + std::u16string(Module) + u".lua", "");
+    }
+    const TWebConfig Written = Parse(Example);
+    EXPECT_EQ(Written.Routes.size(), 4U);
+    const TWebConfig Default;
+    EXPECT_EQ(Written.Address, Default.Address);
+    EXPECT_EQ(Written.Port, Default.Port);
+    EXPECT_EQ(Written.Languages, Default.Languages);
+    EXPECT_EQ(Written.DefaultLanguage, Default.DefaultLanguage);
+    EXPECT_EQ(Written.ContentSecurityPolicy, Default.ContentSecurityPolicy);
+    EXPECT_EQ(Written.Static.Prefix, Default.Static.Prefix);
+    EXPECT_EQ(Written.Static.MaxAge, Default.Static.MaxAge);
+    EXPECT_EQ(Written.Session.Idle, Default.Session.Idle);
+    EXPECT_EQ(Written.Session.Count, Default.Session.Count);
+    EXPECT_EQ(Written.Session.Secure, Default.Session.Secure);
+    EXPECT_EQ(Written.Log.Level, Default.Log.Level);
+    EXPECT_EQ(Written.Limits, Default.Limits);
 }
 
 TEST_F(ConfigTest, AbsoluteNamesStayAsTheyAre) {

@@ -213,6 +213,12 @@ TEST_F(ServerTest, MalformedRequestsGetAPlainPageAndTheServiceGoesOn) {
         EXPECT_THAT(Answer.Body, HasSubstr("Bad request"));
     }
     EXPECT_EQ(Post("/echo", std::string_view("q=\0", 3)).Status, 400);
+    using namespace std::string_view_literals;
+    EXPECT_EQ(Get("/echo\0x"sv).Status, 400);
+    EXPECT_EQ(Get("/echo?q=1\0"sv).Status, 400);
+    EXPECT_EQ(Get("/echo", "Host: other\r\n").Status, 400);
+    EXPECT_EQ(Post("/echo", "q=1", "Content-Length: 4\r\n").Status, 400);
+    EXPECT_EQ(Post("/echo", "0\r\n\r\n", "Transfer-Encoding: chunked\r\n").Status, 400);
     EXPECT_EQ(Get("/echo?q=1").Body, "q=1|");
 }
 
