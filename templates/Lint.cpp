@@ -251,9 +251,9 @@ void TLintReport::AddProblem(TLintPlace Place, std::u16string Message) {
 }
 
 void TLintReport::SortProblems() {
-    std::stable_sort(
-        Problems.begin(), Problems.end(),
-        [](const TLintProblem& Left, const TLintProblem& Right) { return Left.Place < Right.Place; });
+    std::sort(Problems.begin(), Problems.end(), [](const TLintProblem& Left, const TLintProblem& Right) {
+        return Left.Place != Right.Place ? Left.Place < Right.Place : Left.Message < Right.Message;
+    });
 }
 
 TLintReport LintTemplate(std::string_view Bytes) {
