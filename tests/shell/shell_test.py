@@ -4,6 +4,7 @@
 import http.client
 import json
 import os
+import re
 import signal
 import subprocess
 import tempfile
@@ -274,6 +275,30 @@ class ApiTest(Shell):
                       ["BuildTemplate", "function", "0", "arguments"], ["FillTemplate", "procedure", "1", "argument"],
                       ["LastError", "published", "property", "0", "arguments", "read/write", "string"]):
             self.assertIn(words, [line.split() for line in template.splitlines()])
+
+
+class GuideTest(Shell):
+    def test_examples_of_the_guide_give_what_it_shows(self):
+        guide = (REPOSITORY / "docs/zuhost.md").read_text()
+        (self.folder / "bin").mkdir()
+        os.symlink(ZUHOST, self.folder / "bin/zuhost")
+        environment = dict(os.environ, PATH=f"{self.folder}/bin:{os.environ['PATH']}")
+        # A block with a file name behind its language is that file; a console block holds commands and their output.
+        blocks = re.findall(r"^```(\w+) ?(\S*)\n(.*?)^```$", guide, re.MULTILINE | re.DOTALL)
+        for _, name, content in blocks:
+            if name:
+                self.write(name, content)
+        commands = 0
+        for language, _, content in blocks:
+            if language != "console":
+                continue
+            for command, expected in re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", content, re.MULTILINE):
+                with self.subTest(command):
+                    result = subprocess.run(command, shell=True, cwd=self.folder, env=environment, timeout=100,
+                                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+                    self.assertEqual(result.stdout.decode(), expected)
+                    commands += 1
+        self.assertGreaterEqual(commands, 7)
 
 
 class ServeTest(Shell):
