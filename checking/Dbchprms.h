@@ -36,6 +36,8 @@ public:
         : FManager(&Manager) {}
 
     [[nodiscard]] bool TablesExists() const;
+    /// The calling thread's database; null when the application has none.
+    [[nodiscard]] TDatabase* Database() const;
 
     /// Fills `List`, cleared first, with the names of the filters; a line's tag is the filter's ID.
     /// `CustomOnly` leaves out the reserved filters and any negative ID; `EnabledOnly` changes nothing.
@@ -68,8 +70,6 @@ public:
     void SetDefaultParams(const TParamsConfig& DefParams) const;
 
 private:
-    [[nodiscard]] TDatabase* Database() const;
-
     TApplicationManager* FManager = nullptr; // null: the process's
 };
 
