@@ -71,6 +71,21 @@ private:
     char16_t FBuffer[Size];
 };
 
+/// Holds a list still while its entries are read in place.
+class TListLock {
+public:
+    explicit TListLock(const TParamsList& List)
+        : FList(List) {
+        FList.Lock();
+    }
+    ~TListLock() { FList.UnLock(); }
+    TListLock(const TListLock&) = delete;
+    TListLock& operator=(const TListLock&) = delete;
+
+private:
+    const TParamsList& FList;
+};
+
 std::u16string FaultText(TParsedTemplate::TFault Fault, std::u16string_view PartName,
                          std::u16string_view TemplateName) {
     if (Fault == TParsedTemplate::TFault::UnclosedTag)
@@ -435,9 +450,17 @@ void TTemplate::SetTagValue(TTagHandle Tag, std::u16string_view TagValue) {
 }
 
 void TTemplate::FillTemplatePL(TParamsList& Params) {
-    const int Count = Params.GetCount();
-    for (int Index = 0; Index < Count; ++Index) {
-        SetTagValue(Params.GetPLName(Index), Params.GetPLValueByIndex(Index));
+    if (Params.OnGetParamValue()) {
+        // The event may do anything to the list: every entry is asked for anew, and without its lock.
+        const int Count = Params.GetCount();
+        for (int Index = 0; Index < Count; ++Index) {
+            SetTagValue(Params.GetPLName(Index), Params.GetPLValueByIndex(Index));
+        }
+        return;
+    }
+    const TListLock Lock(Params);
+    for (int Index = 0; const TZUParamObject* Entry = Params.GetParamObject(Index); ++Index) {
+        SetTagValue(Entry->FName, Entry->FValue);
     }
 }
 

@@ -23,6 +23,10 @@ struct TSyntaxCase {
     std::u16string_view Error = {};
 };
 
+void PrintTo(const TSyntaxCase& Case, std::ostream* Out) {
+    *Out << Case.Name;
+}
+
 class Syntax : public testing::TestWithParam<TSyntaxCase> {};
 
 TEST_P(Syntax, ParsesTo) {
@@ -178,6 +182,24 @@ TEST(Template, ValuesOfAnyLengthReplaceEachOther) {
     }
 }
 
+TEST(Template, LongValuesThatAreGivenAwayReplaceAndAreReplaced) {
+    TTemplate Template;
+    Parse(Template, u"<[[A]]|[[B]]>");
+    const std::u16string Long(1000, u'l'), Longer(3000, u'm');
+    Template.SetTagValue(u"A", std::u16string(Long));
+    Template.SetTagValue(u"B", std::u16string(u"short"));
+    EXPECT_EQ(Template.BuildTemplate(), u"<" + Long + u"|short>");
+    Template.SetTagValue(u"a", std::u16string(Longer));
+    Template.SetTagValue(u"B", std::u16string(Long));
+    EXPECT_EQ(Template.BuildTemplate(), u"<" + Longer + u"|" + Long + u">");
+    Template.SetTagValue(u"A", Long);
+    Template.SetTagValue(u"B", u"");
+    EXPECT_EQ(Template.BuildTemplate(), u"<" + Long + u"|>");
+    (void)Template.LTags();
+    Template.SetTagValue(u"B", std::u16string(Long));
+    EXPECT_EQ(Template.BuildTemplate(), u"<" + Long + u"|" + Long + u">");
+}
+
 TEST(Template, BuildsIntoAStringOfTheCaller) {
     TTemplate Template;
     Parse(Template, u"a[[X]]b");
@@ -285,6 +307,11 @@ TEST(Template, FillsFromAListIgnoringSurplusNames) {
     Template.FillTemplatePL(Params);
     EXPECT_EQ(Template.BuildTemplate(), u"13");
     EXPECT_EQ(Template.LastError(), u"");
+    Template.Clear();
+    Params.SetOnGetParamValue(
+        [](std::u16string_view Name, std::u16string_view, bool& CanSet) { CanSet = Name != u"x"; });
+    Template.FillTemplatePL(Params);
+    EXPECT_EQ(Template.BuildTemplate(), u"3") << "the list's event blanks a value";
 }
 
 TEST(Template, ClearEmptiesValuesOfAllPartsAndKeepsBodies) {
