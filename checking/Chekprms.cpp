@@ -20,6 +20,13 @@ constexpr std::u16string_view RightSymbolMessage =
 constexpr std::u16string_view ParamMessage = u"Error check param \"%s\" value: %s";
 constexpr std::u16string_view DefaultName = u"<Default>";
 
+std::u16string UpperByUnits(std::u16string_view Value) {
+    const char16_t* const Table = KX_UpCaseTable();
+    std::u16string Upper(Value);
+    for (char16_t& Unit : Upper) Unit = Table[Unit];
+    return Upper;
+}
+
 } // namespace
 
 constinit std::unique_ptr<TParamsChecker> ParamsChecker;
@@ -66,7 +73,8 @@ void TParamValueChecker::CheckValue(std::u16string_view Value) const {
     const TVerdict Verdict = Rule != nullptr ? Rule->Check(Value) : TVerdict::UpperCaseFirst;
     if (Verdict == TVerdict::Passes) return;
     // Kept on purpose: messages quote the upper-cased value, and positions are those in it.
-    const std::u16string Upper = AnsiUpperCase(Value);
+    // A refused value has no character that upper-casing treats otherwise than alone.
+    const std::u16string Upper = Verdict == TVerdict::Refused ? UpperByUnits(Value) : AnsiUpperCase(Value);
     if (Rule != nullptr && Verdict == TVerdict::UpperCaseFirst && Rule->PassesUpper(Upper)) return;
 
     // The value is refused, or the rule was changed by hand: the plain way, which finds the reason.

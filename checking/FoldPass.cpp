@@ -72,11 +72,29 @@ const TSpecials& Specials() {
     return *Table;
 }
 
-/// Upper case of every ASCII letter is the plain one, so that blocks of ASCII may be folded by subtraction.
-bool PlainAscii() {
+constexpr char16_t FirstCyrillic = 0x400;
+constexpr std::size_t BlockUnits = 16;
+
+/// Upper case of a character from U+0400 to U+047F, by its 7 low bits.
+constexpr std::uint8_t UpperCyrillic(std::uint8_t Low) {
+    if (Low < 0x30) return Low;
+    if (Low < 0x50) return static_cast<std::uint8_t>(Low - 0x20); // а to я
+    if (Low < 0x60) return static_cast<std::uint8_t>(Low - 0x50); // ѐ to џ
+    return static_cast<std::uint8_t>(Low & ~1U);                  // pairs
+}
+
+/// Upper case of ASCII and of the first Cyrillic letters is the plain one, so that blocks may be folded by
+/// arithmetic.
+bool PlainLetters() {
     static const bool Plain = [] {
+        const char16_t* const Upper = KX_UpCaseTable();
         for (char16_t Letter = u'a'; Letter <= u'z'; ++Letter) {
             if (Specials().test(Letter)) return false;
+        }
+        for (std::uint8_t Low = 0; Low < 0x80; ++Low) {
+            const auto Character = static_cast<char16_t>(FirstCyrillic + Low);
+            if (Specials().test(Character) || Upper[Character] != FirstCyrillic + UpperCyrillic(Low))
+                return false;
         }
         return true;
     }();
@@ -100,11 +118,12 @@ bool IsSpecial(char16_t Character) {
 
 TFoldPass::TFoldPass(const TKXCharSet& Bad)
     : FBad(Bad) {
-    for (char16_t Character = 0; Character < 0x80; ++Character) {
-        if (!FBad.Exists(Character)) continue;
-        FAscii[Character & 15] = static_cast<std::uint8_t>(FAscii[Character & 15] | 1U << (Character >> 4));
+    for (char16_t Low = 0; Low < 0x80; ++Low) {
+        const auto Bit = static_cast<std::uint8_t>(1U << (Low >> 4));
+        if (FBad.Exists(Low)) FRows[Low & 15] |= Bit;
+        if (FBad.Exists(static_cast<char16_t>(FirstCyrillic + Low))) FRows[16 + (Low & 15)] |= Bit;
     }
-    static_cast<void>(PlainAscii()); // made now rather than inside the first check
+    static_cast<void>(PlainLetters()); // made now rather than inside the first check
 }
 
 TFoldFlags TFoldPass::RunPlain(std::u16string_view Text, std::uint8_t* Narrow) const {
@@ -156,24 +175,91 @@ __attribute__((target("ssse3"))) std::size_t RunAscii(std::u16string_view Text, 
     return Index;
 }
 
+__m128i Select(__m128i Mask, __m128i Yes, __m128i No) {
+    return _mm_or_si128(_mm_and_si128(Mask, Yes), _mm_andnot_si128(Mask, No));
+}
+
+/// The same for blocks of ASCII mixed with U+0400 to U+047F, up to the first that is ASCII alone.
+__attribute__((target("ssse3"))) std::size_t RunCyrillic(std::u16string_view Text, std::uint8_t* Narrow,
+                                                         const std::uint8_t* Table, bool& Bad) {
+    const __m128i HighBits = _mm_set1_epi16(static_cast<short>(0xFF80));
+    const __m128i LowBits = _mm_set1_epi16(0x7F);
+    const __m128i Block = _mm_set1_epi16(FirstCyrillic);
+    const __m128i AsciiRows = _mm_load_si128(reinterpret_cast<const __m128i*>(Table));
+    const __m128i CyrillicRows = _mm_load_si128(reinterpret_cast<const __m128i*>(Table + 16));
+    const __m128i Bits =
+        _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, static_cast<char>(0x80), 0, 0, 0, 0, 0, 0, 0, 0);
+    const __m128i LowNibble = _mm_set1_epi8(15);
+    // What is taken off a character of either block, by its high nibble.
+    const __m128i OffAscii = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0x20, 0x20, 0, 0, 0, 0, 0, 0, 0, 0);
+    const __m128i OffCyrillic = _mm_setr_epi8(0, 0, 0, 0x20, 0x20, 0x50, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+    const __m128i One = _mm_set1_epi8(1);
+    // The letters of ASCII among 0x60 to 0x7F.
+    const __m128i BeforeA = _mm_set1_epi8('a' - 1);
+    const __m128i AfterZ = _mm_set1_epi8('z' + 1);
+    const __m128i BeforePairs = _mm_set1_epi8(0x5F);
+    const __m128i Marks = _mm_set1_epi8(static_cast<char>(NarrowOf(FirstCyrillic)));
+    __m128i Hits = _mm_setzero_si128();
+    std::size_t Index = 0;
+    for (; Index + 16 <= Text.size(); Index += 16) {
+        const auto* Source = reinterpret_cast<const __m128i*>(Text.data() + Index);
+        const __m128i First = _mm_loadu_si128(Source);
+        const __m128i Second = _mm_loadu_si128(Source + 1);
+        const __m128i High1 = _mm_and_si128(First, HighBits);
+        const __m128i High2 = _mm_and_si128(Second, HighBits);
+        const __m128i Zero = _mm_setzero_si128();
+        const __m128i IsAscii = _mm_packs_epi16(_mm_cmpeq_epi16(High1, Zero), _mm_cmpeq_epi16(High2, Zero));
+        const __m128i IsCyrillic =
+            _mm_packs_epi16(_mm_cmpeq_epi16(High1, Block), _mm_cmpeq_epi16(High2, Block));
+        const int AsciiMask = _mm_movemask_epi8(IsAscii);
+        if ((AsciiMask | _mm_movemask_epi8(IsCyrillic)) != 0xFFFF || AsciiMask == 0xFFFF) break;
+        const __m128i Bytes = _mm_packus_epi16(_mm_and_si128(First, LowBits), _mm_and_si128(Second, LowBits));
+        const __m128i Nibble = _mm_and_si128(_mm_srli_epi16(Bytes, 4), LowNibble);
+        const __m128i Letter = _mm_and_si128(_mm_cmpgt_epi8(Bytes, BeforeA), _mm_cmplt_epi8(Bytes, AfterZ));
+        const __m128i Pair = _mm_and_si128(_mm_cmpgt_epi8(Bytes, BeforePairs), _mm_and_si128(Bytes, One));
+        const __m128i Off = Select(IsCyrillic, _mm_add_epi8(_mm_shuffle_epi8(OffCyrillic, Nibble), Pair),
+                                   _mm_and_si128(Letter, _mm_shuffle_epi8(OffAscii, Nibble)));
+        const __m128i Folded = _mm_sub_epi8(Bytes, Off);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(Narrow + Index),
+                         _mm_xor_si128(Folded, _mm_and_si128(IsCyrillic, Marks)));
+        const __m128i Column = _mm_and_si128(Folded, LowNibble);
+        const __m128i Row =
+            Select(IsCyrillic, _mm_shuffle_epi8(CyrillicRows, Column), _mm_shuffle_epi8(AsciiRows, Column));
+        const __m128i Bit = _mm_shuffle_epi8(Bits, _mm_and_si128(_mm_srli_epi16(Folded, 4), LowNibble));
+        Hits = _mm_or_si128(Hits, _mm_and_si128(Row, Bit));
+    }
+    Bad |= _mm_movemask_epi8(_mm_cmpeq_epi8(Hits, _mm_setzero_si128())) != 0xFFFF;
+    return Index;
+}
+
 } // namespace
 
 TFoldFlags TFoldPass::Run(std::u16string_view Text, std::uint8_t* Narrow) const {
-    if (!HasShuffle() || !PlainAscii()) return RunPlain(Text, Narrow);
+    if (!HasShuffle() || !PlainLetters()) return RunPlain(Text, Narrow);
+    if (Text.empty()) return {};
+    std::array<char16_t, BlockUnits> Padded;
+    if (Text.size() < BlockUnits) { // a block all the same, filled up with what stands in it already
+        Padded.fill(Text.front());
+        std::copy(Text.begin(), Text.end(), Padded.begin());
+        Text = std::u16string_view(Padded.data(), Padded.size());
+    }
     TFoldFlags Flags;
-    while (!Text.empty()) {
-        std::size_t Done = RunAscii(Text, Narrow, FAscii.data(), Flags.Bad);
-        if (Done < Text.size()) { // a block with something else in it, or the end
-            const std::size_t Block = std::min<std::size_t>(16, Text.size() - Done);
-            const TFoldFlags Rest = RunPlain(Text.substr(Done, Block), Narrow + Done);
+    for (std::size_t Index = 0;;) {
+        std::size_t Done = RunAscii(Text.substr(Index), Narrow + Index, FRows.data(), Flags.Bad);
+        if (Index + Done < Text.size()) {
+            Done += RunCyrillic(Text.substr(Index + Done), Narrow + Index + Done, FRows.data(), Flags.Bad);
+        }
+        if (Done == 0) { // a block with something else in it
+            const TFoldFlags Rest = RunPlain(Text.substr(Index, BlockUnits), Narrow + Index);
             Flags.Bad |= Rest.Bad;
             Flags.Special |= Rest.Special;
-            Done += Block;
+            Done = BlockUnits;
         }
-        Text.remove_prefix(Done);
-        Narrow += Done;
+        Index += Done;
+        if (Index == Text.size()) return Flags;
+        // The last block reaches back into the one before it.
+        Index = std::min(Index, Text.size() - BlockUnits);
     }
-    return Flags;
 }
 
 #else

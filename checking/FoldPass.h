@@ -52,8 +52,9 @@ public:
 
 private:
     TKXCharSet FBad;
-    // For ASCII: bit (c >> 4) of byte (c & 15), which a byte shuffle looks up for sixteen characters at once.
-    alignas(16) std::array<std::uint8_t, 16> FAscii{};
+    // Bit (c >> 4) of byte (c & 15) for the 7 low bits c of a character, which a byte shuffle looks up for
+    // sixteen characters at once: ASCII first, then U+0400 to U+047F.
+    alignas(16) std::array<std::uint8_t, 32> FRows{};
 };
 
 } // namespace zutools::checking

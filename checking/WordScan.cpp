@@ -196,7 +196,7 @@ void TWordScan::MakeAutomaton() {
     for (const std::uint32_t State : Order) {
         if (Ends[State] < 0) NewNumber[State] = Number++;
     }
-    FAccepting = Number;
+    FAccepting = Number * FClasses;
     for (const std::uint32_t State : Order) {
         if (Ends[State] >= 0) NewNumber[State] = Number++;
     }
@@ -205,7 +205,7 @@ void TWordScan::MakeAutomaton() {
     for (std::size_t State = 0; State < Next.size(); ++State) {
         FFirstWord[NewNumber[State]] = Ends[State];
         for (std::uint32_t Class = 0; Class < FClasses; ++Class) {
-            FNext[NewNumber[State] * FClasses + Class] = NewNumber[Next[State][Class]];
+            FNext[NewNumber[State] * FClasses + Class] = NewNumber[Next[State][Class]] * FClasses;
         }
     }
 }
@@ -252,11 +252,33 @@ bool TWordScan::AnyFound(std::u16string_view Text, const std::uint8_t* Narrow) c
     return false;
 }
 
+// A step waits for the one before it, so a long text is run through in several lanes at once. Each lane
+// begins so far before its part that no word is missed at the border.
 bool TWordScan::AnyFoundByAutomaton(std::u16string_view Text) const {
     if (!HasAutomaton()) return FirstFound(Text) >= 0;
+    constexpr std::size_t Lanes = 4;
+    const std::size_t Steps = (Text.size() + (Lanes - 1) * Overlap()) / Lanes; // of each lane
+    if (Steps < 2 * Overlap() + 8) return AnyFoundInLane(Text);
+    std::array<const char16_t*, Lanes> Begin{};
+    std::array<std::uint32_t, Lanes> State{};
+    for (std::size_t Lane = 0; Lane < Lanes; ++Lane) Begin[Lane] = Text.data() + Lane * (Steps - Overlap());
+    for (std::size_t At = 0; At < Steps; ++At) {
+        bool Ends = false;
+        for (std::size_t Lane = 0; Lane < Lanes; ++Lane) {
+            State[Lane] = FNext[State[Lane] + ClassOf(Begin[Lane][At])];
+            Ends = Ends || State[Lane] >= FAccepting;
+        }
+        if (Ends) return true;
+    }
+    // What the division left over.
+    const std::size_t Done = Lanes * Steps - (Lanes - 1) * Overlap();
+    return AnyFoundInLane(Text.substr(Done - std::min(Done, Overlap())));
+}
+
+bool TWordScan::AnyFoundInLane(std::u16string_view Text) const {
     std::uint32_t State = 0;
     for (const char16_t Character : Text) {
-        State = FNext[State * FClasses + ClassOf(Character)];
+        State = FNext[State + ClassOf(Character)];
         if (State >= FAccepting) return true;
     }
     return false;
@@ -272,8 +294,10 @@ int TWordScan::FirstFound(std::u16string_view Text) const {
     std::int32_t First = None;
     std::uint32_t State = 0;
     for (const char16_t Character : Text) {
-        State = FNext[State * FClasses + ClassOf(Character)];
-        if (State >= FAccepting) First = std::min(First, FFirstWord[State]);
+        State = FNext[State + ClassOf(Character)];
+        if (State < FAccepting) continue;
+        First = std::min(First, FFirstWord[State / FClasses]);
+        if (First == 0) break;
     }
     return First == None ? -1 : First;
 }

@@ -51,6 +51,7 @@ private:
     void MakeFilter();
     void MakeClasses();
     void MakeAutomaton();
+    [[nodiscard]] bool AnyFoundInLane(std::u16string_view Text) const;
     [[nodiscard]] bool HasAutomaton() const { return !FNext.empty(); }
     [[nodiscard]] std::uint32_t KeyAt(const std::uint8_t* Narrow) const;
     [[nodiscard]] bool Verify(std::u16string_view Text, std::size_t At, std::uint32_t Key) const;
@@ -71,15 +72,16 @@ private:
     std::vector<TEntry> FEntries;           // ordered by bucket
     std::vector<std::uint32_t> FBucketEnds; // FBucketEnds[b - 1] .. FBucketEnds[b] are bucket b's entries
 
-    // The automaton: FNext[State * FClasses + Class]; states from FAccepting on end a word. Not made for a
-    // rule so large that its table would take more than 16 MB; then words are looked for one by one.
+    // The automaton: FNext[State + Class], where a state is its number times FClasses; states from FAccepting
+    // on end a word. Not made for a rule so large that its table would take more than 16 MB; then words are
+    // looked for one by one.
     std::array<std::uint16_t, 256> FPageOf{}; // page 0 is shared by all characters that no word has
     std::vector<std::array<std::uint16_t, 256>> FPages;
     std::uint32_t FClasses = 1;
     std::uint32_t FAccepting = 0;
     std::vector<std::uint32_t> FNext;
     std::vector<std::int32_t>
-        FFirstWord; // by state: lowest list position among the words that end here, -1 for none
+        FFirstWord; // by state number: lowest list position among the words that end here, -1 for none
 };
 
 } // namespace zutools::checking

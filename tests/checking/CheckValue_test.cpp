@@ -137,16 +137,36 @@ TEST(CheckValueDifferential, NearMissesAndLongWords) {
     EXPECT_NE(Message(Checker, std::u16string(9000, u'a') + u"b"), "");
 }
 
+// A long text is run through in lanes: no place may fall between two of them.
+TEST(WordScan, AutomatonFindsAWordAtEveryPlace) {
+    TKXStringList Words;
+    Words.Add(u"needles");
+    Words.Add(u"ab");
+    const checking::TWordScan Scan(Words);
+    for (const std::size_t Length : {7U, 60U, 61U, 62U, 63U, 64U, 200U}) {
+        const std::u16string Clean(Length, u'n');
+        EXPECT_FALSE(Scan.AnyFoundByAutomaton(Clean));
+        for (std::size_t At = 0; At + 7 <= Length; ++At) {
+            std::u16string Text = Clean;
+            EXPECT_TRUE(Scan.AnyFoundByAutomaton(Text.replace(At, 7, u"NeeDLeS"))) << Length << ' ' << At;
+        }
+    }
+}
+
 TEST(FoldPass, BothPathsAgree) {
     std::mt19937 Random(7);
     for (int Round = 0; Round < 300; ++Round) {
         TKXCharSet Bad;
         for (auto Count = Random() % 4; Count > 0; --Count)
-            Bad.Include(static_cast<char16_t>(Random() % 0x180));
+            Bad.Include(static_cast<char16_t>(Random() % 2 * 0x400 + Random() % 0x180));
         const checking::TFoldPass Pass(Bad);
         std::u16string Text = RandomText(
             Random, 70, u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ 0123456789<>{}~`@[^");
         if (Round % 3 == 0) Text += RandomText(Random, 40, Odd);
+        std::u16string Cyrillic = RandomText(Random, Round % 2 * 60, u" ");
+        for (char16_t& Unit : Cyrillic)
+            Unit = static_cast<char16_t>(Random() % 4 == 0 ? u',' : 0x400 + Random() % 0x80);
+        Text += Cyrillic + RandomText(Random, 20, u"abc{}");
         std::vector<std::uint8_t> Fast(Text.size() + checking::FoldPadding);
         std::vector<std::uint8_t> Plain(Text.size() + checking::FoldPadding);
         const auto FastFlags = Pass.Run(Text, Fast.data());

@@ -1,0 +1,406 @@
+// What checking a value costs, as ratios taken inside one run: to one pass that classifies every character
+// against a set (the floor), to RE2::Set and Hyperscan looking for the same words and characters, and to the
+// naive loop, which upper-cases the value and searches it word by word.
+//
+// The peers get the value as UTF-8 without paying for the conversion, and only say yes or no. There are two
+// naive loops: one with KX_PosText, which folds as it goes, and one with a plain find in the upper-cased
+// text, the faster; comparisons are with the faster. "automaton" is the word automaton alone, without the
+// set.
+//
+// Every figure is the least of many rounds; the contenders of a case take turns, so that a busy machine slows
+// all.
+
+#include "checking/Chekprms.h"
+#include "checking/FoldPass.h"
+#include "checking/WordScan.h"
+#include "host/StringHelpers.h"
+#include "platform/Text.h"
+
+#include <hs/hs.h>
+#include <re2/set.h>
+
+#include <algorithm>
+#include <atomic>
+#include <barrier>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+thread_local std::uint64_t Allocations = 0; // of the calling thread
+}
+
+void* operator new(std::size_t Size) {
+    ++Allocations;
+    if (void* Memory = std::malloc(Size)) return Memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* Memory) noexcept {
+    std::free(Memory);
+}
+void operator delete(void* Memory, std::size_t) noexcept {
+    std::free(Memory);
+}
+
+namespace zutools {
+namespace {
+
+using TClock = std::chrono::steady_clock;
+
+template <class T>
+void Keep(const T& Value) {
+    asm volatile("" : : "r"(&Value) : "memory");
+}
+
+void Require(bool Holds, const char* What) {
+    if (Holds) return;
+    std::fprintf(stderr, "bench: %s\n", What);
+    std::exit(1);
+}
+
+// What a careful filter would name: the event attributes of pages, then elements, schemes and functions.
+constexpr std::string_view MarkupWords =
+    "script onclick onload onerror onmouseover javascript iframe onfocus vbscript document.cookie object "
+    "embed "
+    "onsubmit expression eval( applet onblur onchange onkeydown innerhtml "
+    "onabort onafterprint onanimationend onanimationiteration onanimationstart onauxclick onbeforecopy "
+    "onbeforecut onbeforeinput onbeforepaste onbeforeprint onbeforeunload oncancel oncanplay "
+    "oncanplaythrough onclose oncontextmenu oncopy oncuechange oncut ondblclick ondrag ondragend ondragenter "
+    "ondragexit ondragleave ondragover ondragstart ondrop ondurationchange onemptied onended onfocusin "
+    "onfocusout onformdata onfullscreenchange ongotpointercapture onhashchange oninput oninvalid onkeypress "
+    "onkeyup onlanguagechange onloadeddata onloadedmetadata onloadstart onlostpointercapture onmessage "
+    "onmessageerror onmousedown onmouseenter onmouseleave onmousemove onmouseout onmouseup onmousewheel "
+    "onoffline ononline onpagehide onpageshow onpaste onpause onplay onplaying onpointercancel onpointerdown "
+    "onpointerenter onpointerleave onpointermove onpointerout onpointerover onpointerup onpopstate "
+    "onprogress "
+    "onratechange onrejectionhandled onreset onresize onscroll onsearch onsecuritypolicyviolation onseeked "
+    "onseeking onselect onselectionchange onselectstart onshow onslotchange onstalled onstorage onsuspend "
+    "ontimeupdate ontoggle ontouchcancel ontouchend ontouchmove ontouchstart ontransitionend "
+    "onunhandledrejection onunload onvolumechange onwaiting onwheel onactivate onbeforeactivate onbounce "
+    "oncellchange oncontrolselect ondataavailable ondatasetchanged ondatasetcomplete ondeactivate "
+    "onerrorupdate onfilterchange onfinish onhelp onlayoutcomplete onlosecapture onmoveend onmovestart "
+    "onpropertychange onreadystatechange onresizeend onresizestart onrowenter onrowexit onrowsdelete "
+    "onrowsinserted onstart onstop livescript mocha: data:text srcdoc= formaction xlink:href document.write "
+    "document.location window.location fromcharcode settimeout setinterval activexobject xmlhttprequest "
+    "frameset noscript textarea marquee bgsound behavior: -moz-binding @import base64, svg/onload mathml "
+    "insertadjacenthtml outerhtml localstorage sessionstorage constructor prototype importscripts "
+    "createelement appendchild createobject shellexecute union select information_schema xp_cmdshell "
+    "waitfor delay benchmark( sysobjects load_file into outfile into dumpfile drop table insert into";
+
+constexpr std::u16string_view Symbols = u"<>\"`{}[]\\^"; // ten
+
+constexpr std::u16string_view English =
+    u"Please deliver the second part of the order to the warehouse before noon, the entrance is from the "
+    u"yard; "
+    u"call Mr O'Brien at +7 (495) 123-45-67 when the driver arrives. The list of goods, 25 boxes of "
+    u"A4 paper and 3 desks, is in the letter of 12.05.2024. Payment on receipt, discount 5% as agreed. ";
+constexpr std::u16string_view Russian =
+    u"Просим доставить вторую часть заказа на склад до полудня, въезд со двора; позвоните кладовщику по "
+    u"телефону +7 (495) 123-45-67, когда машина подъедет. Опись товара, 25 коробок бумаги и 3 стола, в "
+    u"письме "
+    u"от 12.05.2024. Оплата по получении, скидка 5% по договору. ";
+
+std::vector<std::u16string> FirstWords(std::size_t Count) {
+    std::vector<std::u16string> Words;
+    std::u16string Wide = platform::Utf8ToUtf16(MarkupWords);
+    std::u16string_view Rest = Wide;
+    std::u16string Word;
+    while (Words.size() < Count && KX_GetNextParam(Rest, u" ", Word)) {
+        if (std::find(Words.begin(), Words.end(), AnsiUpperCase(Word)) == Words.end())
+            Words.push_back(AnsiUpperCase(Word));
+    }
+    Require(Words.size() == Count, "too few wrong words");
+    return Words;
+}
+
+std::u16string Repeated(std::u16string_view Piece, std::size_t Units) {
+    std::u16string Text;
+    while (Text.size() < Units) Text += Piece;
+    Text.resize(Units);
+    return Text;
+}
+
+/// Wrong words that lack their last letter, one after the other; without those that hold another wrong word.
+std::u16string NearMisses(const std::vector<std::u16string>& Words, std::size_t Units) {
+    std::u16string Piece;
+    for (const auto& Word : Words) {
+        const std::u16string Cut = Word.substr(0, Word.size() - 1);
+        if (std::none_of(Words.begin(), Words.end(),
+                         [&](const auto& Each) { return KX_PosText(Each, Cut) > 0; }))
+            Piece += AnsiLowerCase(Cut) + u"_";
+    }
+    return Repeated(Piece, Units);
+}
+
+class TRe2 {
+public:
+    explicit TRe2(const std::vector<std::u16string>& Words)
+        : FSet(Options(), RE2::UNANCHORED) {
+        for (const auto& Word : Words) FSet.Add(RE2::QuoteMeta(platform::Utf16ToUtf8(Word)), nullptr);
+        FSet.Add("[<>\"`{}\\[\\]\\\\^]", nullptr);
+        Require(FSet.Compile(), "RE2 does not compile");
+    }
+    [[nodiscard]] bool Found(std::string_view Text) const {
+        return FSet.Match(re2::StringPiece(Text.data(), Text.size()), nullptr);
+    }
+
+private:
+    static RE2::Options Options() {
+        RE2::Options Result;
+        Result.set_case_sensitive(false);
+        Result.set_max_mem(256 << 20); // enough never to fall back
+        return Result;
+    }
+    RE2::Set FSet;
+};
+
+class THyperscan {
+public:
+    explicit THyperscan(const std::vector<std::u16string>& Words) {
+        if (hs_valid_platform() != HS_SUCCESS) return;
+        std::vector<std::string> Texts;
+        for (const auto& Word : Words) Texts.push_back(RE2::QuoteMeta(platform::Utf16ToUtf8(Word)));
+        Texts.emplace_back("[<>\"`{}\\[\\]\\\\^]");
+        std::vector<const char*> Patterns;
+        for (const auto& Text : Texts) Patterns.push_back(Text.c_str());
+        const std::vector<unsigned> Flags(Texts.size(), HS_FLAG_CASELESS | HS_FLAG_SINGLEMATCH);
+        hs_compile_error_t* Error = nullptr;
+        const auto Count = static_cast<unsigned>(Patterns.size());
+        Require(hs_compile_multi(Patterns.data(), Flags.data(), nullptr, Count, HS_MODE_BLOCK, nullptr,
+                                 &FDatabase, &Error) == HS_SUCCESS,
+                "Hyperscan does not compile");
+        Require(hs_alloc_scratch(FDatabase, &FScratch) == HS_SUCCESS, "no scratch for Hyperscan");
+    }
+    ~THyperscan() {
+        hs_free_scratch(FScratch);
+        hs_free_database(FDatabase);
+    }
+    THyperscan(const THyperscan&) = delete;
+    THyperscan& operator=(const THyperscan&) = delete;
+    [[nodiscard]] bool Usable() const { return FDatabase != nullptr; }
+    [[nodiscard]] bool Found(std::string_view Text) const {
+        return hs_scan(
+                   FDatabase, Text.data(), static_cast<unsigned>(Text.size()), 0, FScratch,
+                   [](unsigned, unsigned long long, unsigned long long, unsigned, void*) { return 1; },
+                   nullptr) == HS_SCAN_TERMINATED;
+    }
+
+private:
+    hs_database_t* FDatabase = nullptr;
+    hs_scratch_t* FScratch = nullptr;
+};
+
+struct TContender {
+    const char* Name;
+    std::function<bool()> Run; // whether the value is refused
+    double Nanoseconds = 1e300;
+    double AllocationsPerRun = 0;
+};
+
+void Measure(std::vector<TContender>& Contenders, bool Refused) {
+    for (TContender& Each : Contenders) {
+        Require(Each.Run() == Refused, Each.Name);
+        const std::uint64_t Before = Allocations;
+        for (int Index = 0; Index < 10; ++Index) Each.Run();
+        Each.AllocationsPerRun = static_cast<double>(Allocations - Before) / 10;
+    }
+    for (int Round = 0; Round < 25; ++Round) {
+        for (TContender& Each : Contenders) {
+            const int Times = static_cast<int>(std::clamp(1e5 / Each.Nanoseconds, 1.0, 20000.0));
+            const auto Begin = TClock::now();
+            for (int Index = 0; Index < Times; ++Index) Keep(Each.Run());
+            const std::chrono::duration<double, std::nano> Taken = TClock::now() - Begin;
+            Each.Nanoseconds = std::min(Each.Nanoseconds, Taken.count() / Times);
+        }
+    }
+}
+
+/// One rule in every form that takes part.
+struct TRule {
+    explicit TRule(std::size_t Count)
+        : Words(FirstWords(Count))
+        , Re2(Words)
+        , Hyperscan(Words) {
+        std::u16string Text;
+        for (const char16_t Symbol : Symbols) {
+            Set.Include(Symbol);
+            Text += std::u16string(1, Symbol) + u",";
+        }
+        for (const auto& Word : Words) {
+            List.Add(Word);
+            Text += u"'" + Word + u"',";
+        }
+        Config.AddParams(u"name,city,comment", Text, u"");
+        One.SetWrongSymbolsAsString(Text);
+        Require(One.WrongWords.Count() == static_cast<int>(Count), "the rule text lost a word");
+        Checker.LoadFrom(Config);
+        Pass = std::make_unique<checking::TFoldPass>(Set);
+        Scan = std::make_unique<checking::TWordScan>(List);
+    }
+    std::vector<std::u16string> Words;
+    TKXCharSet Set;
+    TKXStringList List;
+    TRe2 Re2;
+    THyperscan Hyperscan;
+    TParamsConfig Config;
+    TParamValueChecker One;
+    TParamsChecker Checker;
+    std::unique_ptr<checking::TFoldPass> Pass;
+    std::unique_ptr<checking::TWordScan> Scan;
+};
+
+bool AnyIn(const TKXCharSet& Set, std::u16string_view Text) {
+    return std::any_of(Text.begin(), Text.end(), [&Set](char16_t Unit) { return Set.Exists(Unit); });
+}
+
+bool Refuses(const TParamValueChecker& Checker, std::u16string_view Value) {
+    try {
+        Checker.CheckValue(Value);
+        return false;
+    } catch (const EParamValueChecker&) {
+        return true;
+    }
+}
+
+/// The figures of one case; the ratios that matter are kept for the summary.
+void MeasureCase(const TRule& Rule, const char* TextName, const std::u16string& Value, bool Refused) {
+    const std::string Utf8 = platform::Utf16ToUtf8(Value);
+    std::vector<std::uint8_t> Narrow(Value.size() + checking::FoldPadding);
+    std::vector<TContender> Contenders{
+        {"floor",
+         [&] {
+             Keep(Rule.Pass->Run(Value, Narrow.data()));
+             return Refused;
+         }},
+        {"CheckValue", [&] { return Refuses(Rule.One, Value); }},
+        {"CheckParamValue", [&] { return !Rule.Checker.CheckParamValue(u"City", Value, false); }},
+        {"plain automaton",
+         [&] {
+             Keep(Rule.Scan->FirstFound(Value));
+             return Refused;
+         }},
+        {"automaton in lanes",
+         [&] {
+             Keep(Rule.Scan->AnyFoundByAutomaton(Value));
+             return Refused;
+         }},
+        {"RE2::Set", [&] { return Rule.Re2.Found(Utf8); }},
+        {"naive, find",
+         [&] {
+             const std::u16string Upper = AnsiUpperCase(Value);
+             for (const auto& Word : Rule.Words) {
+                 if (Upper.find(Word) != std::u16string::npos) return true;
+             }
+             return AnyIn(Rule.Set, Upper);
+         }},
+        {"naive, KX_PosText", [&] {
+             const std::u16string Upper = AnsiUpperCase(Value);
+             for (const auto& Word : Rule.Words) {
+                 if (KX_PosText(Word, Upper) > 0) return true;
+             }
+             return AnyIn(Rule.Set, Upper);
+         }}};
+    if (Rule.Hyperscan.Usable())
+        Contenders.push_back({"Hyperscan", [&] { return Rule.Hyperscan.Found(Utf8); }});
+    Measure(Contenders, Refused);
+
+    std::printf("\n%zu bytes, %zu words, %s\n  %-20s %12s %10s %10s %8s\n", Value.size() * 2,
+                Rule.Words.size(), TextName, "", "ns", "x floor", "x ours", "allocs");
+    for (const TContender& Each : Contenders) {
+        std::printf("  %-20s %12.1f %10.2f %10.2f %8.1f\n", Each.Name, Each.Nanoseconds,
+                    Each.Nanoseconds / Contenders[0].Nanoseconds,
+                    Each.Nanoseconds / Contenders[1].Nanoseconds, Each.AllocationsPerRun);
+    }
+}
+
+/// Checks per second of `Threads` threads together, the best of several rounds; with `Swaps`, while a writer
+/// loads other rules 100 times a second.
+double Throughput(TRule& Rule, const std::u16string& Value, int Threads, bool Swaps) {
+    const int Times = static_cast<int>(std::max<std::size_t>(2'000, 20'000'000 / (Value.size() + 40)));
+    double Best = 0;
+    for (int Round = 0; Round < 7; ++Round) {
+        std::barrier Start(Threads + 1), End(Threads + 1);
+        std::atomic<bool> Done{false};
+        std::vector<std::jthread> Workers;
+        for (int Index = 0; Index < Threads; ++Index) {
+            Workers.emplace_back([&] {
+                const std::u16string Mine = Value;
+                Start.arrive_and_wait();
+                for (int Count = 0; Count < Times; ++Count)
+                    Keep(Rule.Checker.CheckParamValue(u"City", Mine, false));
+                End.arrive_and_wait();
+            });
+        }
+        std::jthread Writer;
+        if (Swaps) {
+            Writer = std::jthread([&] {
+                for (auto Next = TClock::now(); !Done; Next += std::chrono::milliseconds(10)) {
+                    Rule.Checker.LoadFrom(Rule.Config);
+                    std::this_thread::sleep_until(Next);
+                }
+            });
+        }
+        Start.arrive_and_wait();
+        const auto Begin = TClock::now();
+        End.arrive_and_wait();
+        const std::chrono::duration<double> Taken = TClock::now() - Begin;
+        Done = true;
+        Best = std::max(Best, Threads * Times / Taken.count());
+    }
+    return Best;
+}
+
+void MeasureThreads(TRule& Rule) {
+    std::printf("\nthreads, %zu words, clean text\n  %-28s %12s %12s %8s\n", Rule.Words.size(), "",
+                "1 thread/s", "2 threads/s", "2 : 1");
+    for (const std::size_t Units : {std::size_t{16}, std::size_t{512}}) {
+        for (const bool Swaps : {false, true}) {
+            const std::u16string Value = Repeated(English, Units);
+            const double One = Throughput(Rule, Value, 1, Swaps);
+            const double Two = Throughput(Rule, Value, 2, Swaps);
+            std::printf("  %4zu bytes%-18s %12.0f %12.0f %8.2f\n", Units * 2, Swaps ? ", rules swapped" : "",
+                        One, Two, Two / One);
+        }
+    }
+    std::vector<TContender> Loading{{"LoadFrom", [&] {
+                                         Rule.Checker.LoadFrom(Rule.Config);
+                                         return false;
+                                     }}};
+    Measure(Loading, false);
+    std::printf("  LoadFrom of the rule: %.0f us\n", Loading[0].Nanoseconds / 1000);
+}
+
+} // namespace
+} // namespace zutools
+
+int main(int Count, char** Arguments) {
+    using namespace zutools;
+    // One of the words "values", "refused" and "threads" picks a part.
+    const std::string_view Wanted = Count > 1 ? Arguments[1] : "";
+    for (const std::size_t Words : {std::size_t{20}, std::size_t{200}}) {
+        TRule Rule(Words);
+        for (const std::size_t Units : {std::size_t{16}, std::size_t{512}, std::size_t{32768}}) {
+            if (Wanted.empty() || Wanted == "values") {
+                MeasureCase(Rule, "clean English", Repeated(English, Units), false);
+                MeasureCase(Rule, "clean Russian", Repeated(Russian, Units), false);
+                MeasureCase(Rule, "wrong words without their last letter", NearMisses(Rule.Words, Units),
+                            false);
+            }
+            if (Wanted.empty() || Wanted == "refused") {
+                std::u16string Value = Repeated(English, Units);
+                MeasureCase(Rule, "first wrong word in front",
+                            Value.replace(0, Rule.Words[0].size(), Rule.Words[0]), true);
+                Value = Repeated(English, Units);
+                MeasureCase(Rule, "fifth wrong word in front",
+                            Value.replace(0, Rule.Words[4].size(), Rule.Words[4]), true);
+            }
+        }
+        if (Wanted.empty() || Wanted == "threads") MeasureThreads(Rule);
+    }
+}
