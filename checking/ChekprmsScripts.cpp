@@ -1,6 +1,7 @@
 // What scripts see of the value checker: its published properties and its registered names.
 
 #include "checking/Chekprms.h"
+#include "checking/Dbchprms.h"
 #include "host/ScriptObjects.h"
 
 namespace zutools {
@@ -66,6 +67,16 @@ void P_Clear(TObject& Target, TScriptArgs) {
     Change(Target, [&] { Checker(Target).Clear(); });
 }
 
+// Loads a filter of the database aside and swaps it in; false, and no change, when there is none of that ID.
+TKXVariant F_LoadFilter(TObject& Target, TScriptArgs Args) {
+    TParamsConfig Loaded;
+    if (!TCheckParamsDBConfig().ReadCheckParamsByID(Args[0].AsInteger(), Loaded, TCheckParamsDBConfig::All)) {
+        return false;
+    }
+    Checker(Target).LoadFrom(Loaded);
+    return true;
+}
+
 } // namespace
 
 const TClassInfo& TParamsConfig::StaticClass() {
@@ -94,6 +105,7 @@ void RegisterChekprms(TScriptRegistry& Registry) {
     const TClassInfo& Class = TParamsChecker::StaticClass();
     Registry.RegisterClass(Class);
     Registry.RegisterFunction(Class, u"CheckParamValue", 3, F_CheckParamValue);
+    Registry.RegisterFunction(Class, u"LoadFilter", 1, F_LoadFilter);
     Registry.RegisterProcedure(Class, u"AddParams", 3, P_AddParams);
     Registry.RegisterProcedure(Class, u"Clear", 0, P_Clear);
 }

@@ -13,6 +13,7 @@ namespace zutools::zuhost {
 [[nodiscard]] int RunLint(const TArguments& Arguments);
 [[nodiscard]] int RunApi(const TArguments& Arguments);
 [[nodiscard]] int RunCheck(const TArguments& Arguments);
+[[nodiscard]] int RunFilters(const TArguments& Arguments);
 [[nodiscard]] int RunServeCommand(const TArguments& Arguments);
 
 } // namespace zutools::zuhost

@@ -30,6 +30,7 @@ constexpr TCommand Commands[] = {
     {"run", "Run a Lua script with the library's objects", RunScript},
     {"serve", "Answer web requests with script modules", RunServeCommand},
     {"check", "Check a value against a rule", RunCheck},
+    {"filters", "List and change the value filters in a database", RunFilters},
     {"lint", "List what templates hold and report what is wrong in them", RunLint},
     {"api", "Print the reference of what scripts can use", RunApi},
 };

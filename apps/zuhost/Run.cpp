@@ -2,6 +2,7 @@
 
 #include "apps/zuhost/Commands.h"
 
+#include "checking/Chekprms.h"
 #include "host/Session.h"
 #include "host/ThreadContainer.h"
 #include "hosting/lua/LuaEngine.h"
@@ -110,6 +111,7 @@ int RunScript(const TArguments& Arguments) {
     Options.Database = [&Manager] { return Manager->GetDatabase(); };
     Options.ThreadEnd = [&Manager] { Manager->ReleaseThread(); };
     hosting::TLuaEngine Engine(std::move(Options));
+    Engine.SetGlobal("ParamsChecker", *ParamsChecker);
     Engine.RunFile(File, Script);
     return ExitGood;
 }

@@ -1,14 +1,19 @@
 #include "apps/zuhost/Serve.h"
 
+#include "checking/Chekprms.h"
+#include "checking/Dbchprms.h"
+#include "checking/Presets.h"
 #include "host/Exception.h"
 #include "host/Services.h"
 #include "hosting/lua/LuaEngine.h"
+#include "hosting/sql/Schema.h"
 #include "hosting/sql/SqlDatabase.h"
 #include "hosting/strings/JsonLocalizator.h"
 #include "hosting/web/Config.h"
 #include "hosting/web/LuaModuleRunner.h"
 #include "hosting/web/Server.h"
 #include "hosting/web/SpdLogger.h"
+#include "hosting/web/ValueFilter.h"
 #include "hosting/web/WebObjects.h"
 #include "package/ZuTools.h"
 #include "platform/Text.h"
@@ -67,6 +72,8 @@ public:
     }
 
     [[nodiscard]] TDatabase* GetDatabase() override { return FPool ? &FPool->Get() : nullptr; }
+    /// The same; only with a database.
+    [[nodiscard]] TSqlDatabase& Connection() { return FPool->Get(); }
 
     /// The calling thread needs its connection no more.
     void ReleaseThread() {
@@ -112,6 +119,15 @@ TLuaOptions LuaOptions(const TWebConfig& Config, TServeManager& Manager) {
     return Options;
 }
 
+/// The host's own tables, the reserved filters, and the filter that is to be used.
+void PrepareDatabase(const TWebConfig& Config, TServeManager& Manager) {
+    if (Config.Database.empty()) return;
+    UpgradeSchema(Manager.Connection());
+    SeedReservedFilters(TCheckParamsDBConfig(Manager));
+    if (!Config.Filter.empty()) LoadValueFilter(*ParamsChecker, Config.Filter);
+    Manager.ReleaseThread();
+}
+
 /// The application's own preparations: as a module, but without a request and without an end to its work.
 void RunSetup(const TWebConfig& Config, TServeManager& Manager) {
     if (Config.Setup.empty()) return;
@@ -129,9 +145,11 @@ void Serve(TWebConfig Config) {
     const TLibraryScope Library({Manager, Localizer, Logger});
     if (!Config.Templates.empty()) ZTSTemplateCache->SetTemplateDirectory(Config.Templates);
     ZTSTemplateCache->SetEnabled(true);
+    PrepareDatabase(Config, *Manager);
     RunSetup(Config, *Manager);
 
     TWebServerHooks Hooks;
+    if (!Config.Filter.empty()) Hooks.Filters.push_back(MakeValueFilter(*ParamsChecker, *Localizer));
     Hooks.MakeRunner = [Config, Manager] {
         return std::make_unique<TLuaModuleRunner>(LuaOptions(Config, *Manager));
     };

@@ -239,6 +239,22 @@ void ReadDatabase(TSection& Section, TWebConfig& Config) {
     }
 }
 
+/// The value filter by its name or, as an integer, its ID.
+void ReadFilter(TSection& Section, TWebConfig& Config) {
+    const toml::node* Node = Section.FindNode("filter");
+    if (Node == nullptr) return;
+    if (const auto* Name = Node->as_string()) {
+        Config.Filter = Wide(Name->get());
+    } else if (const auto* ID = Node->as_integer()) {
+        Config.Filter = Wide(std::to_string(ID->get()));
+    } else {
+        Section.WrongType("filter", *Node, "a filter's name or ID");
+    }
+    if (Config.Database.empty()) {
+        Section.Fail(*Node, "\"filter\" needs the key \"database\", where the filters are");
+    }
+}
+
 /// A module's name as the whole path of its file.
 std::u16string ModuleFile(const TSection& Section, const TWebConfig& Config,
                           const toml::value<std::string>& Name) {
@@ -276,6 +292,7 @@ void ReadRoute(const TSection& Routes, const toml::key& Key, const toml::node& N
         TSection Section(Routes.File(), *Table, "routes." + Quoted(Path) + ".");
         Module = Section.Text("module");
         Section.Boolean("form_token", Route.FormToken);
+        Section.Boolean("filter", Route.Filter);
         Section.Finish();
         if (Module == nullptr) Routes.Fail(Node, "route " + Quoted(Path) + " has no \"module\"");
     }
@@ -377,6 +394,7 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
     Section.Folder("modules", Config.Modules);
     const auto* Setup = Section.Text("setup");
     ReadDatabase(Section, Config);
+    ReadFilter(Section, Config);
     ReadLanguages(Section, Config);
     ReadStatic(Section.Table("static"), Config.Static);
     ReadLimits(Section.Table("limits"), Config.Limits);

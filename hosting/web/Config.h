@@ -29,6 +29,7 @@ struct TRoute {
     std::u16string Module;     // file name as configured, below the modules folder
     std::u16string ModuleFile; // the whole path
     bool FormToken = true;     // writes need the session's form token
+    bool Filter = true;        // parameters pass the value filter, when there is one
 };
 
 struct TStaticConfig {
@@ -70,6 +71,7 @@ struct TWebConfig {
     std::u16string Modules;
     std::u16string Setup; // module file run once before serving; whole path, may be empty
     std::u16string Database;
+    std::u16string Filter; // name or ID of the value filter in the database; empty: values are not checked
     std::vector<std::u16string> Languages{u"en"};
     std::u16string DefaultLanguage = u"en";
     std::string ContentSecurityPolicy = "default-src 'self'";

@@ -1,5 +1,7 @@
 #include "hosting/web/LuaModuleRunner.h"
 
+#include "checking/Chekprms.h"
+
 namespace zutools::hosting {
 
 TLuaOptions WebLuaOptions(const TWebConfig& Config) {
@@ -14,6 +16,7 @@ TLuaOptions WebLuaOptions(const TWebConfig& Config) {
 TLuaModuleRunner::TLuaModuleRunner(TLuaOptions Options)
     : FThreadEnd(Options.ThreadEnd) {
     FEngine.emplace(std::move(Options));
+    if (ParamsChecker) FEngine->SetGlobal("ParamsChecker", *ParamsChecker);
 }
 
 TLuaModuleRunner::~TLuaModuleRunner() {

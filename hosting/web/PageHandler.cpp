@@ -181,6 +181,7 @@ TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWeb
     std::u16string What;
     try {
         for (const TRequestFilter& Filter : FFilters) {
+            if (!Route.Filter) break;
             if (const auto Refusal = Filter(Request)) {
                 FLogger.Log(TLogLevel::Warning,
                             u"request refused before " + Route.Module + u": " + Refusal->Log);

@@ -45,8 +45,8 @@ struct TRefusal {
     std::u16string Log;  // for the log
 };
 
-/// Asked before each module, on the worker thread, with the session in place. Nothing lets the request
-/// through.
+/// Asked before each module whose route does not say `filter = false`, on the worker thread, with the session
+/// in place. Nothing lets the request through.
 using TRequestFilter = std::function<std::optional<TRefusal>(const TWebRequest&)>;
 
 /// An answer and what the log tells about it.

@@ -10,9 +10,10 @@ namespace zutools::hosting {
 
 namespace {
 
-/// The page's sentence in the language of the request; a file of texts may have its own under "error.field".
+/// The page's sentence in the language of the request; a file of texts may have its own under
+/// "http.400.field".
 std::u16string Note(TLocalizatorTable& Localizer, const TWebRequest& Request, std::u16string_view Field) {
-    constexpr std::u16string_view Key = u"error.field";
+    constexpr std::u16string_view Key = u"http.400.field";
     constexpr std::size_t LongestName = 60; // a name comes from outside too
     std::u16string Text = Localizer.GetString(Key, Request.Language);
     if (Text == Key) Text = u"The value of this field cannot be accepted:";

@@ -151,9 +151,8 @@ def test_search_ignores_case_and_escapes(page):
     expect(found and all("Ёлки" in name for name in found), f"only the customer sought: {found}")
     page.search("100%_")
     expect(page.all(".empty") and not page.column("number"), "pattern characters are ordinary text")
-    page.search("<b>x</b>\"'&")
-    expect(page.one("#q").get_attribute("value") == "<b>x</b>\"'&", "the field shows what was typed")
-    expect(not page.all("main b"), "typed markup stays text")
+    page.search("1 < 2 > \"'&")
+    expect(page.one("#q").get_attribute("value") == "1 < 2 > \"'&", "the field shows what was typed")
     page.follow(page.one(".reset"))
     expect(len(page.column("number")) == 20, "reset shows all again")
 
@@ -220,6 +219,41 @@ def test_no_complaints_in_the_console(page):
     expect(not complaints, f"the browser complains: {complaints}")
 
 
+def test_refused_value_names_the_field_and_not_the_value(page):
+    page.open("/orders")
+    page.search("x<script>alert(1)</script>")
+    text = page.one("body").text
+    expect("Запрос не принят" in text and "q" in text.split(), f"the field is named: {text}")
+    expect("alert" not in page.browser.page_source.lower(), "the value is not repeated")
+    page.open("/orders?lang=ru&<img>=1")
+    expect(page.one("h1").text == "Список заказов", "a parameter's name is no value")
+
+
+def test_filters_are_tried_and_changed_while_requests_run(page):
+    page.open("/admin/filters")
+    expect([link.text for link in page.all(".filters a")][:3] == ["High", "Medium", "Low"], "the reserved filters")
+    page.one("textarea[name=value]").send_keys("тест <script>")
+    page.follow(page.one("form.stack button"))
+    expect(page.one(".marked mark").text == "<S", f"the offender is marked: {page.one('.marked').text}")
+    expect(page.one(".marked").text == "ТЕСТ <SCRIPT>", "the value is shown as it was checked")
+
+    page.one("#name").send_keys("Browser <b>")
+    page.follow(page.one("form.line button"))
+    expect("Browser <b>" in page.one("#rules").text, "a filter's name stays text")
+    page.one(".rule input[name=params]").send_keys("q")
+    page.one(".rule textarea[name=wrong]").send_keys("secret")
+    page.follow(page.one(".rule button[value=save]"))
+    page.follow(page.one("button[value=use]"))
+    page.open("/orders?q=top+secret")
+    expect("Запрос не принят" in page.one("h1").text, "the new filter is in use at once")
+    page.open("/orders?q=%3Cscript")
+    expect(page.one("h1").text == "Список заказов", "and the old one is not")
+    page.open("/admin/filters?id=1")
+    page.follow(page.one("button[value=use]"))
+    page.open("/orders?q=%3Cscript")
+    expect("Запрос не принят" in page.one("h1").text, "the first filter is back")
+
+
 def test_bad_requests_do_not_stop_the_service(page):
     for path, status in (("/nowhere", 404), ("/static/../orders.toml", 404), ("/static/%2e%2e/orders.toml", 404),
                          ("/orders?q=%FF%FE", 400), ("/orders?q=%00", 400)):
@@ -240,10 +274,15 @@ def take_pictures(zuhost, folder):
     try:
         for name, path, width, height in (
                 ("orders-list.png", "/orders?lang=ru", 1280, 900), ("orders-list-en.png", "/orders?lang=en&q=cable", 1280, 900),
+                ("filters.png", "/admin/filters?lang=ru", 1280, 1000),
                 ("order.png", "/order?id=7&lang=ru", 1280, 700), ("orders-phone.png", "/orders?lang=ru", 500, 900)):
             browser = new_browser(width, height)
             try:
                 browser.get(server.url + path)
+                if name == "filters.png":
+                    page = Page(browser, server.url)
+                    page.one("textarea[name=value]").send_keys("Доставка до обеда <script>alert(1)</script>")
+                    page.follow(page.one("form.stack button"))
                 browser.save_screenshot(str(folder / name))
                 print(folder / name)
             finally:
