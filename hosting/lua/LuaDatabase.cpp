@@ -56,7 +56,7 @@ void Prepare(TQuery& Query, lua_State* L) {
     lua_settop(L, 2);
     lua_pushnil(L);
     while (lua_next(L, 2) != 0) {
-        const std::u16string Name = ToText(L, 3, {u"", u"name of a parameter", 0});
+        const std::u16string Name = ToText(L, 3, {u"", u"name of a parameter", -1});
         BindOne(Query, Name, L, 4);
         lua_pop(L, 1);
     }
@@ -80,7 +80,7 @@ int ReadField(lua_State* L) {
 void PushFields(lua_State* L, const TSelectQuery& Query) {
     const int Count = Query.FieldCount();
     luaL_checkstack(L, Count + 10, "too many fields");
-    for (int I = 0; I < Count; ++I) PushText(L, Query.FieldName(I), {u"", u"name of a field", 0});
+    for (int I = 0; I < Count; ++I) PushText(L, Query.FieldName(I), {u"", u"name of a field", -1});
     const int First = lua_gettop(L) - Count + 1;
     lua_createtable(L, 0, 2);
     lua_createtable(L, 0, Count);
@@ -113,7 +113,7 @@ int Select(lua_State* L) {
             const TKXVariant Value = Query->FieldValue(I);
             if (Value.IsNull()) continue;
             lua_pushvalue(L, Rows + 1 + I);
-            PushVariant(L, Value, 0, {u"", u"field", 0});
+            PushVariant(L, Value, 0, {u"", u"field", -1});
             lua_rawset(L, -3);
         }
         lua_pushvalue(L, Rows + 1 + Count);

@@ -93,7 +93,7 @@ int ClearCache(lua_State*) {
 }
 
 int ReadCache(lua_State* L) {
-    const std::u16string Name = ToText(L, 2, {u"", u"name of a property", 0});
+    const std::u16string Name = ToText(L, 2, {u"", u"name of a property", -1});
     if (SameText(Name, u"Enabled")) {
         lua_pushboolean(L, Cache().GetEnabled() ? 1 : 0);
     } else if (SameText(Name, u"TemplateDirectory")) {
@@ -107,7 +107,7 @@ int ReadCache(lua_State* L) {
 }
 
 int WriteCache(lua_State* L) {
-    const std::u16string Name = ToText(L, 2, {u"", u"name of a property", 0});
+    const std::u16string Name = ToText(L, 2, {u"", u"name of a property", -1});
     const TKXVariant Value = ToVariant(L, 3, {u"zu.cache", Name, 0});
     if (SameText(Name, u"Enabled")) {
         Cache().SetEnabled(Value.AsBoolean());

@@ -167,13 +167,13 @@ void TLuaModules::Refresh(std::u16string_view File) {
     const std::filesystem::path Path = PathOf(File);
     Stamp.Time = std::filesystem::last_write_time(Path, TimeError);
     Stamp.Size = std::filesystem::file_size(Path, SizeError);
-    TModule& Module = FModules[std::u16string(File)];
-    const bool Known = Module.Text || Module.Function != LUA_NOREF;
-    if (Known && !TimeError && !SizeError && Module.Stamp == Stamp) return;
-    Module.Stamp.reset();
-    Module.Text =
-        ReadScript(File); // the stamp is older than the text, so a change in between is seen next time
-    if (!TimeError && !SizeError) Module.Stamp = Stamp;
+    const bool Stamped = !TimeError && !SizeError;
+    const auto Known = FModules.find(std::u16string(File));
+    if (Known != FModules.end() && Stamped && Known->second.Stamp == Stamp) return;
+    std::string Text = ReadScript(File); // later than the stamp, so a change in between is seen next time
+    TModule& Module = Known != FModules.end() ? Known->second : FModules[std::u16string(File)];
+    Module.Text = std::move(Text);
+    Module.Stamp = Stamped ? std::optional(Stamp) : std::nullopt;
 }
 
 void TLuaModules::PushFile(lua_State* L, std::u16string_view File) {
@@ -218,7 +218,7 @@ int TLuaModules::Require(lua_State* L) {
     lua_settop(L, 2);
     State.Modules.PushFile(L, File);
     lua_pushvalue(L, 1);
-    hosting::PushText(L, File, {u"", u"file", 0});
+    hosting::PushText(L, File, {u"", u"file", -1});
     lua_call(L, 2, 1);
     if (lua_isnil(L, 3)) {
         lua_pushboolean(L, 1);

@@ -209,7 +209,7 @@ int WriteName(lua_State* L) {
     const auto* const Found = static_cast<const TEntry*>(lua_touserdata(L, -1));
     if (Found == nullptr) {
         throw EIObjectError(Format(u"%s of class %s is called, not written",
-                                   {ToText(L, 2, {u"", u"name", 0}), Target.Class->Info->Name}));
+                                   {ToText(L, 2, {u"", u"name", -1}), Target.Class->Info->Name}));
     }
     const TEntry& Entry = *Found;
     if (Entry.Kind == TEntry::TKind::Indexed && Entry.Member.ArgCount > 0) {
@@ -469,7 +469,7 @@ void TObjectBridge::PushMeaning(lua_State* L, TClassCache& Class, int Key) {
     }
     // Names that only the object's hooks know may be of any number, and so may the spellings of a name.
     constexpr int MostNames = 2000;
-    TEntry Fresh = Resolve(Class, ToText(L, Key, {u"", u"name of a property", 0}));
+    TEntry Fresh = Resolve(Class, ToText(L, Key, {u"", u"name of a property", -1}));
     const bool IsCall = Fresh.Kind == TEntry::TKind::Call || Fresh.Kind == TEntry::TKind::Method;
     const bool Keep = Class.NameCount < MostNames;
     const TEntry* Entry = &FScratch;

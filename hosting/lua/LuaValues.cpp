@@ -10,6 +10,7 @@
 namespace zutools::hosting {
 
 std::u16string TValuePlace::Text() const {
+    if (Argument < 0) return std::u16string(Member);
     std::u16string Result = Argument > 0 ? Format(u"argument %d of ", {Argument}) : u"value of ";
     if (!Owner.empty()) Result.append(Owner).append(u".");
     return Result.append(Member);

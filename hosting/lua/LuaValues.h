@@ -20,7 +20,7 @@ namespace zutools::hosting {
 struct TValuePlace {
     std::u16string_view Owner;  // class or table; may be empty
     std::u16string_view Member; // name of the property or function
-    int Argument = 0;           // 1-based; 0 is the value itself
+    int Argument = 0;           // 1-based; 0 is the value itself, -1 what Member says
 
     [[nodiscard]] std::u16string Text() const;
 };

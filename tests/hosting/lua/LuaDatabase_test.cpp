@@ -159,7 +159,7 @@ TEST_F(LuaDatabase, TransactionEndsAsItsFunctionDoes) {
 TEST_F(LuaDatabase, Errors) {
     EXPECT_EQ(Error("db.exec('I', {A = {}})"), "test.lua:1: value of parameter A: a table cannot be given");
     EXPECT_EQ(Error("db.exec('I', {1})"),
-              "test.lua:1: value of name of a parameter: a string is wanted, not a number");
+              "test.lua:1: name of a parameter: a string is wanted, not a number");
     EXPECT_EQ(Error("db.exec('I', {A = '\\xFF'})"), "test.lua:1: value of A: malformed UTF-8 at byte 1");
     EXPECT_THAT(Error("db.exec('I', 5)"),
                 HasSubstr("bad argument #2 to 'exec' (table expected, got number)"));

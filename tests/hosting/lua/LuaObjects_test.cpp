@@ -135,7 +135,7 @@ INSTANTIATE_TEST_SUITE_P(Values, ScriptFails,
                                          TRow{"MalformedIndex", "thing.Cell[1]['\\x80'] = 1",
                                               "argument 2 of TThing.Cell: malformed UTF-8 at byte 1"},
                                          TRow{"MalformedName", "local x = thing['\\xED\\xA0\\x80']",
-                                              "value of name of a property: malformed UTF-8 at byte 1"},
+                                              "name of a property: malformed UTF-8 at byte 1"},
                                          TRow{"UnpairedSurrogate", "thing:Special(4)",
                                               "value of TThing.Special: unpaired surrogate at position 1"}),
                          NameOf);
