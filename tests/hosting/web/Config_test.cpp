@@ -117,11 +117,13 @@ TEST_F(ConfigTest, TheDocumentedExampleHoldsTheDefaults) {
     const std::string Page = platform::TReadFile(File.u16string()).ReadAll();
     const std::size_t Begin = Page.find("```toml\n") + 8;
     const std::string Example = Page.substr(Begin, Page.find("```", Begin) - Begin);
-    for (const char16_t* Module : {u"setup", u"index", u"reports", u"hook"}) {
-        Folder.Write(u"modules/" + std::u16string(Module) + u".lua", "");
+    // Whatever modules it names are there.
+    for (std::size_t End = 0; (End = Example.find(".lua\"", End)) != std::string::npos; End += 5) {
+        const std::size_t Quote = Example.rfind('"', End);
+        Folder.Write(u"modules/" + platform::Utf8ToUtf16(Example.substr(Quote + 1, End + 3 - Quote)), "");
     }
     const TWebConfig Written = Parse(Example);
-    EXPECT_EQ(Written.Routes.size(), 4U);
+    EXPECT_FALSE(Written.Routes.empty());
     const TWebConfig Default;
     EXPECT_EQ(Written.Address, Default.Address);
     EXPECT_EQ(Written.Port, Default.Port);
