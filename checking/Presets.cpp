@@ -8,87 +8,136 @@ namespace zutools {
 
 namespace {
 
-constexpr int MediumID = 1;
+constexpr std::u16string_view EveryParameter = u"<Default>";
 
-// Control characters but tab, line feed and carriage return, which forms send; and what is invisible:
-// zero-width characters, marks of direction, the byte-order mark. They hide words from a reader and from a
-// search.
-constexpr std::u16string_view Invisible =
-    u"#0-#8,#11,#12,#14-#31,#127-#159,#173,#8203-#8207,#8234-#8238,#8288-#8292,#65279";
+// Control characters but tab and line breaks; marks that turn the direction of text round; separators that
+// end a line of script; characters that a page in another code page writes as "<", ">" or a quote; no
+// characters.
+constexpr std::u16string_view WrongEverywhere =
+    u"#00-#08,#11,#12,#14-#31,#127-#159,#8232-#8238,#8294-#8297,#65279,#65308,#65310,#65282,#65534,"
+    u"#65535";
 
-// What calls a script without a tag. A blank between the name and "=" is allowed in markup, so "=" is left
-// out where no ordinary word holds the name; "onkey" would refuse a monkey, "ondrag" Mondragon.
+// What tags, attributes, entities of script and templates are made of, tab and line breaks too, and invisible
+// blanks.
+constexpr std::u16string_view WrongInOneLine = u"<,>,'\"',=,`,{,},[,],\\,|,^,#09-#13,#8203,#8288,#65533";
+
+// Escaped signs and the ends of script strings, which one line of text has no use for.
+constexpr std::u16string_view WordsInOneLine =
+    u"%22,%27,%5b,%5d,%60,%7b,%7d,&quot;,&apos;,&equals;,&amp;,\"';\",\"')\",\"'+\",\"'-a\",\"'-p\","
+    u"\"'-c\",\"'&&\",\"'//\"";
+
+// A browser takes "<" for a tag only before a letter of A to Z, "/", "!" or "?": "5 < 7" and "<3" may pass.
+constexpr std::u16string_view Tags =
+    u"<a,<b,<c,<d,<e,<f,<g,<h,<i,<j,<k,<l,<m,<n,<o,<p,<q,<r,<s,<t,<u,<v,<w,<x,<y,<z,</,<!,<?,<%,"
+    u"'< script','< /script','< img','< svg','< iframe','< object','< embed','< link','< style','< meta'";
+
+// "onload=" and its like; some letters before "=" are common to ordinary words, hence the sign. The names
+// that are unmistakable are refused without it, whatever blanks stand before the sign.
 constexpr std::u16string_view Handlers =
-    u"onload,onerror,onclick,ondblclick,oncontextmenu,onmousedown,onmouseup,onmousemove,onmouseover,"
-    u"onmouseout,"
-    u"onmouseenter,onmouseleave,onfocus,onblur,onchange,oninput,oninvalid,onsubmit,onreset,onselect,"
-    u"onkeydown,onkeyup,"
-    u"onkeypress,onscroll,onresize,onwheel,ontoggle,onpointer,ontouchstart,ontouchend,ontouchmove,"
-    u"onanimation,"
-    u"ontransition,ondragstart,ondragend,ondragover,ondrop,onpaste,onbeforeinput,onbeforeunload,onunload,"
-    u"onhashchange,"
-    u"onpageshow,onmessage,onbegin=,onend=,onplay=,onshow=,oncut=,oncopy=";
+    u"onload,onerror,onclick,ondblclick,onmouseover,onmouseout,onmouseenter,onmouseleave,onmousemove,"
+    u"onmousedown,onmouseup,onfocus,onblur,onsubmit,onkeydown,onkeyup,onkeypress,onunload,"
+    u"onbeforeunload,onanimation,ontransition,onpointer,ontouchstart,ontouchend,ontouchmove,"
+    u"ontouchcancel,ondrag=,ondragstart,ondragend,ondragover,ondrop=,onabort=,onafterprint,"
+    u"onafterscript,onbeforeprint,onbeforecopy,onbeforecut,onbeforepaste,onbeforeinput,onbeforematch,"
+    u"onbeforetoggle,oncancel=,oncanplay,onchange=,'onchange =',onclose=,oncontextmenu,oncopy=,"
+    u"oncuechange,oncut=,ondurationchange,onemptied,onended=,onformdata,onfullscreen,ongotpointer,"
+    u"onhashchange,oninput=,'oninput =',oninvalid=,onlostpointer,onmessage=,onmousewheel,onoffline=,"
+    u"ononline=,onpagehide,onpageshow,onpaste=,onpause=,onplay=,onplaying=,onpopstate,onprogress=,"
+    u"onratechange,onreadystatechange,onreset=,onresize=,onscroll=,onscrollend,onsearch=,onseeked,"
+    u"onseeking,onselect=,onselectstart,onselectionchange,onshow=,onslotchange,onstalled=,onstorage=,"
+    u"onsuspend=,ontimeupdate,ontoggle=,'ontoggle =',onunhandledrejection,onvolumechange,onwaiting=,"
+    u"onwheel=,onbegin=,onend=,onrepeat=,onstart=,onfinish=,onbounce=,onactivate=,onpropertychange";
 
-// Addresses that run code or bring a page along, and the places in styles and attributes that take them.
+// Addresses that run script, and attributes that take an address, a page or a style.
 constexpr std::u16string_view Schemes =
-    u"javascript,vbscript,livescript,'data:text','data:image/svg','data:application',"
-    u"'expression(','url(',@import,'moz-binding',srcdoc,'xlink:href',formaction";
+    u"javascript:,'javascript :',vbscript:,'vbscript :',livescript:,mocha:,data:text,data:image/svg,"
+    u"data:application,data:;,'view-source:','base64,',srcdoc=,formaction,xlink:href,' style=',"
+    u"'\"style=',\"'style=\",'/style=',autofocus=,'http-equiv'";
 
-// The same characters in other clothes: entities, address escapes, escapes of script and style.
-constexpr std::u16string_view Encoded =
-    u"'&#','&lt','&gt','&quot','&colon','&tab','&newline',%3c,%3e,%22,%00,%0a,%0d,"
-    u"'\\u00','\\u{','\\x','\\0'";
+constexpr std::u16string_view Script =
+    u"document.cookie,document.write,document.domain,document.location,document.body,document[,"
+    u"window.location,window.open,window[,location.href,location.hash,location.assign,location.replace,"
+    u"\"location='\",'location=\"',.innerhtml,.outerhtml,insertadjacenthtml,eval(,alert(,alert`,prompt(,"
+    u"confirm(,settimeout(,setinterval(,fromcharcode,xmlhttprequest,fetch(,import(,importscripts,"
+    u"localstorage,sessionstorage,__proto__,constructor.constructor,.constructor(,.constructor.,"
+    u"constructor[,.prototype.,activexobject";
 
-// The marks of our own templates.
-constexpr std::u16string_view TemplateMarks = u"'[[',']]','{{','}}'";
+constexpr std::u16string_view Styles =
+    u"expression(,'/**/',behavior:url,'behavior: url','-moz-binding',@import,url(java,url(data,url(&";
 
-/// Every beginning of a tag: "<" with a letter behind it, and the special ones.
-std::u16string Tags() {
-    std::u16string Result = u"'</','<!','<?','<%'";
-    for (char16_t Letter = u'a'; Letter <= u'z'; ++Letter) {
-        Result += u",'<";
-        Result += Letter;
-        Result += u'\'';
+// Marks of our own templates, and of the common ones beside them.
+constexpr std::u16string_view Templates = u"[[,]],{{,}},{%,'${','#{','@{'";
+
+// The same signs in writing that some later stage may undo.
+constexpr std::u16string_view Escapes =
+    u"&#,&lt;,&ltscript,&ltimg,&ltsvg,&lt/,&gt;,&colon;,&tab;,&newline;,&lpar;,&rpar;,&lbrace;,&lsqb;,"
+    u"&lbrack;,&lcub;,&grave;,&amp;lt;,&amp;#,%00,%0d%0a,%3c,%3e,%253c,%253e,%25253c,%u003c,%uff1c,"
+    u"%c0%bc,%c0%ae,%e0%80%bc,\\x3c,\\x3e,\\x22,\\x27,\\u003c,\\u003e,\\u{3c,\\u0022,\\u0027,\\u006,"
+    u"\\u007,\\074,'+adw-','+ad4-','+aci-'";
+
+/// A browser drops tabs and line breaks inside the name of a scheme.
+std::u16string BrokenSchemes() {
+    std::u16string Words;
+    for (const std::u16string_view Name : {u"javascript:", u"vbscript:"}) {
+        for (std::size_t At = 1; At < Name.size(); ++At) {
+            for (const char16_t Break : {u'\t', u'\n', u'\r'}) {
+                Words += u",'";
+                Words += Name.substr(0, At);
+                Words += Break;
+                Words += Name.substr(At);
+                Words += u'\'';
+            }
+        }
     }
-    return Result;
+    return Words;
 }
 
-std::u16string Joined(std::initializer_list<std::u16string_view> Parts) {
-    std::u16string Result;
-    for (const std::u16string_view Part : Parts) {
-        if (!Result.empty()) Result += u',';
-        Result += Part;
-    }
-    return Result;
+void LoadPreset(TParamsConfig& Config, std::u16string_view Name, const std::u16string& WrongValues) {
+    Config.Clear();
+    Config.FilterName = Name;
+    Config.AddParams(EveryParameter, WrongValues, u"");
 }
 
 } // namespace
 
-std::u16string HighPreset() {
-    constexpr std::u16string_view Characters = u"<,>,'\"','`',=,'[',']','{','}','\\','|','^','~',';','$'";
-    // Wide and raised forms of "<" and ">" that some databases turn into the plain ones.
-    constexpr std::u16string_view Look = u"#8249,#8250,#12296,#12297,#65308,#65310";
-    return Joined({Characters, Look, Invisible, Handlers, Schemes, Encoded, u"'data:'"});
+std::u16string MediumWrongValues() {
+    std::u16string Rule(WrongEverywhere);
+    for (const std::u16string_view Words : {Tags, Handlers, Schemes, Script, Styles, Templates, Escapes}) {
+        Rule += u',';
+        Rule += Words;
+    }
+    return Rule + BrokenSchemes();
 }
 
-std::u16string MediumPreset() {
-    return Joined({Invisible, Tags(), Handlers, Schemes, Encoded, TemplateMarks});
+std::u16string HighWrongValues() {
+    std::u16string Rule(WrongInOneLine);
+    Rule += u',';
+    Rule += WordsInOneLine;
+    return Rule + u',' + MediumWrongValues();
+}
+
+void LoadHighPreset(TParamsConfig& Config) {
+    LoadPreset(Config, u"High", HighWrongValues());
+}
+
+void LoadMediumPreset(TParamsConfig& Config) {
+    LoadPreset(Config, u"Medium", MediumWrongValues());
 }
 
 void SeedReservedFilters(const TCheckParamsDBConfig& Filters) {
-    if (!Filters.TablesExists() || Filters.DataExists()) return;
-    TParamsConfig High;
-    High.AddParams(u"<Default>", HighPreset(), {});
-    TParamsConfig Medium;
-    const bool HasMedium = Filters.ReadCheckParamsByID(MediumID, Medium, TCheckParamsDBConfig::All) &&
-                           Medium.ParamsCfgCount() > 0;
-
+    constexpr int MediumID = 1;
+    if (!Filters.TablesExists()) return;
     TTransaction Transaction(*Filters.Database());
-    Filters.SetDefaultParams(High); // gives both the same rules
-    if (!HasMedium) {
-        Medium.ClearParams();
-        Medium.AddParams(u"<Default>", MediumPreset(), {});
-        Filters.SetCheckParamsByID(MediumID, Medium, TCheckParamsDBConfig::RulesOnly);
+    TParamsConfig Medium;
+    const bool HasRules = Filters.ReadCheckParamsByID(MediumID, Medium, TCheckParamsDBConfig::All) &&
+                          Medium.ParamsCfgCount() > 0;
+    TParamsConfig Preset;
+    LoadHighPreset(Preset);
+    // Gives both filters the rules of High; Medium gets its own after that.
+    Filters.SetDefaultParams(Preset);
+    if (!HasRules) {
+        LoadMediumPreset(Preset);
+        Filters.SetCheckParamsByID(MediumID, Preset, TCheckParamsDBConfig::RulesOnly);
     }
     Transaction.Commit();
 }

@@ -1,0 +1,239 @@
+// The exact statements and parameters, in order, and what stands after one of them fails.
+
+#include "checking/Dbchprms.h"
+#include "checking/Presets.h"
+#include "tests/checking/RecordingDatabase.h"
+
+#include <gtest/gtest.h>
+
+namespace zutools {
+namespace {
+
+using TLines = std::vector<std::string>;
+
+class Dbchprms : public testing::Test {
+protected:
+    using TRow = tests::TRecordingDatabase::TRow;
+    static TRow FilterRow(std::u16string_view Name) {
+        return {{u"ID", 1}, {u"Name", Name}, {u"FilterDescribe", u"described"}};
+    }
+    static TRow RuleRow(std::u16string_view Params, std::u16string_view Wrong) {
+        return {{u"Params", Params}, {u"WrongValues", Wrong}, {u"RightValues", u"a-z"}};
+    }
+    static TParamsConfig& Filled(TParamsConfig& Config) {
+        Config.FilterName = u"Имя";
+        Config.FilterDescribe = u"text";
+        Config.AddParams(u"a,b", u"<", u"");
+        Config.AddParams(u"c", u"", u"0-9");
+        return Config;
+    }
+    void Answer(std::vector<TRow> Rows) { Database.Answers.push_back(std::move(Rows)); }
+    void AnswerCount(int Count) { Answer({{{u"count", Count}}}); }
+
+    tests::TRecordingDatabase Database;
+    tests::TDatabaseManager Manager{&Database};
+    TCheckParamsDBConfig Filters{Manager};
+    TParamsConfig Config;
+};
+
+const TLines UpdateFilter = {
+    "UPDATE CheckParamsFilters SET Name=:Name, FilterDescribe=:Describe  where ID=7 | "
+    "Name(string)=Имя | Describe(string)=text"};
+const TLines InsertFilter = {
+    "INSERT INTO CheckParamsFilters ( ID, Name, FilterDescribe) VALUES (:ID, :Name, :Describe) | "
+    "ID(integer)=7 | Name(string)=Имя | Describe(string)=text"};
+const TLines Rules = {
+    "Delete FROM CheckParams where FilterID=7",
+    "INSERT INTO CheckParams ( FilterID, ParamIndex, Params, WrongValues, RightValues) VALUES (:ID, "
+    ":ParamIndex, "
+    ":Param, :WrongValues, :RightValues) | ID(integer)=7 | ParamIndex(integer)=0 | Param(string)=a,b | "
+    "WrongValues(long)=< | RightValues(long)=",
+    "INSERT INTO CheckParams ( FilterID, ParamIndex, Params, WrongValues, RightValues) VALUES (:ID, "
+    ":ParamIndex, "
+    ":Param, :WrongValues, :RightValues) | ID(integer)=7 | ParamIndex(integer)=1 | Param(string)=c | "
+    "WrongValues(long)= | RightValues(long)=0-9"};
+
+TLines operator+(TLines Left, const TLines& Right) {
+    Left.insert(Left.end(), Right.begin(), Right.end());
+    return Left;
+}
+
+TEST_F(Dbchprms, TablesAreAskedForInOrder) {
+    EXPECT_TRUE(Filters.TablesExists());
+    EXPECT_EQ(Database.Asked, (TLines{"CheckParamsFilters", "CheckParams"}));
+}
+
+TEST_F(Dbchprms, WithoutTablesNothingHappens) {
+    Database.HasTables = false;
+    TStringList List;
+    List.Add(u"kept");
+    Filters.ReadFiltersNames(List, false, false);
+    EXPECT_EQ(List.Count(), 1);
+    Config.FilterID = 5;
+    EXPECT_FALSE(Filters.ReadCheckParamsByID(7, Config, TCheckParamsDBConfig::All));
+    EXPECT_EQ(Config.FilterID, 0) << "cleared, but the ID is not set";
+    Filters.SetCheckParamsByID(7, Config, TCheckParamsDBConfig::All);
+    Filters.StoreFilter(7, Config, TCheckParamsDBConfig::All);
+    Filters.AddFilterToDB(u"x", 7);
+    Filters.DeleteFilter(7);
+    EXPECT_FALSE(Filters.DataExists());
+    Filters.SetDefaultParams(Config);
+    SeedReservedFilters(Filters);
+    EXPECT_EQ(Database.Log, TLines{});
+
+    tests::TDatabaseManager NoDatabase(nullptr);
+    EXPECT_FALSE(TCheckParamsDBConfig(NoDatabase).TablesExists());
+}
+
+TEST_F(Dbchprms, Names) {
+    Answer({FilterRow(u"one"), {{u"ID", 9}, {u"Name", u"nine"}}});
+    TStringList List;
+    List.Add(u"old");
+    Filters.ReadFiltersNames(List, false, false);
+    EXPECT_EQ(List.CommaText(), u"one,nine");
+    EXPECT_EQ(List.Tags(1), 9);
+    Filters.ReadFiltersNames(List, true, true);
+    EXPECT_EQ(List.Count(), 0);
+    EXPECT_EQ(Database.Log,
+              (TLines{"SELECT * FROM CheckParamsFilters", "SELECT * FROM CheckParamsFilters where ID>2"}));
+}
+
+TEST_F(Dbchprms, Reads) {
+    for (const int Type : {0, 1, 3}) {
+        Database.Log.clear();
+        Answer({FilterRow(u"one")});
+        Answer({RuleRow(u"a", u"<"), RuleRow(u"b", u">")});
+        TParamsChecker Checker;
+        EXPECT_TRUE(Filters.ReadCheckParamsByID(-3, Checker, Type));
+        EXPECT_EQ(Database.Log, (TLines{"SELECT * FROM CheckParamsFilters where ID=-3",
+                                        "SELECT * FROM CheckParams where FilterID=-3 ORDER BY ParamIndex"}));
+        EXPECT_EQ(Checker.FilterID, -3);
+        EXPECT_EQ(Checker.FilterDescribe, u"described");
+        EXPECT_TRUE(Checker.Enabled);
+        EXPECT_FALSE(Checker.CheckParamValue(u"b", u"x>", false)) << "rules are compiled as they arrive";
+    }
+}
+
+TEST_F(Dbchprms, KeptReadingRulesOnlyReadsNothing) {
+    for (const int Type : {2, 4, -1}) {
+        Filled(Config).Enabled = false;
+        EXPECT_TRUE(Filters.ReadCheckParamsByID(7, Config, Type));
+        EXPECT_EQ(Config.ParamsCfgCount(), 0);
+        EXPECT_EQ(Config.FilterID, 7);
+        EXPECT_TRUE(Config.Enabled);
+    }
+    EXPECT_EQ(Database.Log, TLines{});
+}
+
+TEST_F(Dbchprms, ReadingAMissingFilterClears) {
+    EXPECT_FALSE(Filters.ReadCheckParamsByID(7, Filled(Config), TCheckParamsDBConfig::All));
+    EXPECT_EQ(Config.ParamsCfgCount(), 0);
+    EXPECT_EQ(Config.FilterID, 7);
+    EXPECT_EQ(Database.Log.size(), 1U);
+}
+
+TEST_F(Dbchprms, Writes) {
+    Filled(Config);
+    const std::pair<int, TLines> Expected[] = {{0, UpdateFilter + Rules}, {1, UpdateFilter}, {2, Rules},
+                                               {3, UpdateFilter + Rules}, {4, {}},           {-1, {}}};
+    for (const auto& [Type, Lines] : Expected) {
+        Database.Log.clear();
+        Filters.SetCheckParamsByID(7, Config, Type);
+        EXPECT_EQ(Database.Log, Lines) << Type;
+    }
+    Database.Log.clear();
+    Database.Affected = {0};
+    Filters.SetCheckParamsByID(7, Config, TCheckParamsDBConfig::FilterOnly);
+    EXPECT_EQ(Database.Log, UpdateFilter + InsertFilter);
+}
+
+TEST_F(Dbchprms, AddsAndRenames) {
+    Filters.AddFilterToDB(u"new", 7);
+    const TLines Rename = {"UPDATE CheckParamsFilters SET Name=:Name where ID=7 | Name(string)=new"};
+    EXPECT_EQ(Database.Log, Rename);
+    Database.Affected = {0};
+    Filters.AddFilterToDB(u"new", 7);
+    EXPECT_EQ(Database.Log,
+              Rename + Rename +
+                  TLines{"INSERT INTO CheckParamsFilters ( ID, Name) VALUES (:ID, :Name) | ID(integer)=7 | "
+                         "Name(string)=new"});
+}
+
+TEST_F(Dbchprms, ReservedFiltersAreNotDeleted) {
+    for (const int ID : {0, 1, 2}) Filters.DeleteFilter(ID);
+    EXPECT_EQ(Database.Log, TLines{});
+    Filters.DeleteFilter(-1);
+    EXPECT_EQ(Database.Log, (TLines{"Delete FROM CheckParams where FilterID=-1",
+                                    "Delete FROM CheckParamsFilters where ID=-1"}));
+}
+
+TEST_F(Dbchprms, DataExists) {
+    const auto Asked = [this](std::vector<int> Counts) {
+        Database.Log.clear();
+        for (const int Count : Counts) AnswerCount(Count);
+        return Filters.DataExists();
+    };
+    EXPECT_TRUE(Asked({3, 1, 4}));
+    EXPECT_EQ(Database.Log, (TLines{"SELECT Count(*) FROM CheckParamsFilters where ID>=0 and ID<=2",
+                                    "SELECT Count(*) FROM CheckParams where FilterID=0",
+                                    "SELECT Count(*) FROM CheckParams where FilterID=1"}));
+    EXPECT_FALSE(Asked({2}));
+    EXPECT_FALSE(Asked({3, 0}));
+    EXPECT_FALSE(Asked({3, 1, 0}));
+}
+
+TEST_F(Dbchprms, DefaultsFillWhatIsMissing) {
+    Config.AddParams(u"p", u"<", u"");
+    // High has its rules, Medium its row only, Low is not there.
+    Answer({FilterRow(u"mine")});
+    Answer({RuleRow(u"a", u"<")});
+    Answer({FilterRow(u"Medium")});
+    Answer({});
+    Database.Affected = {1, 1, 0};
+    Filters.SetDefaultParams(Config);
+    const TLines Written(Database.Log.begin() + 4, Database.Log.end());
+    EXPECT_EQ(Written,
+              (TLines{"Delete FROM CheckParams where FilterID=1",
+                      "INSERT INTO CheckParams ( FilterID, ParamIndex, Params, WrongValues, RightValues) "
+                      "VALUES (:ID, :ParamIndex, :Param, :WrongValues, :RightValues) | ID(integer)=1 | "
+                      "ParamIndex(integer)=0 | Param(string)=p | WrongValues(long)=< | RightValues(long)=",
+                      "SELECT * FROM CheckParamsFilters where ID=2",
+                      "UPDATE CheckParamsFilters SET Name=:Name, FilterDescribe=:Describe  where ID=2 | "
+                      "Name(string)=Low | Describe(string)=Low CSS level",
+                      "INSERT INTO CheckParamsFilters ( ID, Name, FilterDescribe) VALUES (:ID, :Name, "
+                      ":Describe) | ID(integer)=2 | Name(string)=Low | Describe(string)=Low CSS level",
+                      "Delete FROM CheckParams where FilterID=2"}));
+}
+
+TEST_F(Dbchprms, ErrorsPass) {
+    Filled(Config);
+    for (int At = 0; At < 4; ++At) {
+        Database.Log.clear();
+        Database.FailAt = At;
+        EXPECT_THROW(Filters.SetCheckParamsByID(7, Config, TCheckParamsDBConfig::All), EDatabaseError);
+        EXPECT_EQ(Database.Log.size(), static_cast<std::size_t>(At) + 1) << "nothing after the failure";
+    }
+}
+
+TEST_F(Dbchprms, StoringRollsBackAfterAnyFailure) {
+    Filled(Config);
+    Filters.StoreFilter(7, Config, TCheckParamsDBConfig::All);
+    EXPECT_EQ(Database.Log, TLines{"BEGIN"} + UpdateFilter + Rules + TLines{"COMMIT"});
+    for (int At = 1; At <= 5; ++At) { // each statement, then the commit
+        Database.Log.clear();
+        Database.FailAt = At;
+        EXPECT_THROW(Filters.StoreFilter(7, Config, TCheckParamsDBConfig::All), EDatabaseError);
+        EXPECT_EQ(Database.Log.back(), "ROLLBACK") << At;
+        EXPECT_EQ(Database.Log.size(), static_cast<std::size_t>(At) + 2);
+    }
+}
+
+TEST_F(Dbchprms, SeedingIsOneTransaction) {
+    Database.FailAt = 9;
+    EXPECT_THROW(SeedReservedFilters(Filters), EDatabaseError);
+    EXPECT_EQ(Database.Log.front(), "BEGIN");
+    EXPECT_EQ(Database.Log.back(), "ROLLBACK");
+}
+
+} // namespace
+} // namespace zutools
