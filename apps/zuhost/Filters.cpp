@@ -22,7 +22,7 @@ namespace {
 
 using TJson = nlohmann::ordered_json;
 
-constexpr const char *Footer =
+constexpr const char* Footer =
     R"(ACTION is one of
   list                     the filters: ID and name
   show ID                  one filter with its rules
@@ -43,216 +43,193 @@ Examples:
   zuhost filters --database sqlite3://orders.db export 10 orders.filter)";
 
 struct TOptions {
-  std::string Wrong;
-  std::string Right;
-  std::string Describe;
-  int ID = 0;
-  bool HasID = false;
-  bool Json = false;
+    std::string Wrong;
+    std::string Right;
+    std::string Describe;
+    int ID = 0;
+    bool HasID = false;
+    bool Json = false;
 };
 
 /// A manager of one database, for one thread.
 class TFiltersManager : public TSimpleApplicationManager {
 public:
-  explicit TFiltersManager(std::u16string_view Url)
-      : FDatabase(hosting::ParseDatabaseUrl(Url)) {
-    hosting::UpgradeSchema(FDatabase);
-  }
-  [[nodiscard]] TDatabase *GetDatabase() override { return &FDatabase; }
+    explicit TFiltersManager(std::u16string_view Url)
+        : FDatabase(hosting::ParseDatabaseUrl(Url)) {
+        hosting::UpgradeSchema(FDatabase);
+    }
+    [[nodiscard]] TDatabase* GetDatabase() override { return &FDatabase; }
 
 private:
-  hosting::TSqlDatabase FDatabase;
+    hosting::TSqlDatabase FDatabase;
 };
 
 [[nodiscard]] std::string Utf8(std::u16string_view Value) {
-  return platform::Utf16ToUtf8(Value);
+    return platform::Utf16ToUtf8(Value);
 }
 
-[[nodiscard]] int ReadID(const std::string &Argument) {
-  const auto Value = TryStrToInt64(Text(Argument));
-  if (!Value || *Value < std::numeric_limits<std::int32_t>::min() ||
-      *Value > std::numeric_limits<std::int32_t>::max()) {
-    throw EUsage("\"" + Argument +
-                 "\" is no filter ID, which is a whole number");
-  }
-  return static_cast<int>(*Value);
+[[nodiscard]] int ReadID(const std::string& Argument) {
+    const auto Value = TryStrToInt64(Text(Argument));
+    if (!Value || *Value < std::numeric_limits<std::int32_t>::min() ||
+        *Value > std::numeric_limits<std::int32_t>::max()) {
+        throw EUsage("\"" + Argument + "\" is no filter ID, which is a whole number");
+    }
+    return static_cast<int>(*Value);
 }
 
-void Load(const TCheckParamsDBConfig &Filters, int ID, TParamsConfig &Filter) {
-  if (Filters.ReadCheckParamsByID(ID, Filter, TCheckParamsDBConfig::All))
-    return;
-  throw Exception(u"there is no filter " + IntToStr(ID) + u" in the database");
+void Load(const TCheckParamsDBConfig& Filters, int ID, TParamsConfig& Filter) {
+    if (Filters.ReadCheckParamsByID(ID, Filter, TCheckParamsDBConfig::All)) return;
+    throw Exception(u"there is no filter " + IntToStr(ID) + u" in the database");
 }
 
-void List(const TCheckParamsDBConfig &Filters, const TOptions &Options) {
-  TStringList Names;
-  Filters.ReadFiltersNames(Names, false, false);
-  TJson Json = TJson::array();
-  std::u16string Lines;
-  for (int Index = 0; Index < Names.Count(); ++Index) {
-    const auto ID = static_cast<std::int64_t>(Names.Tags(Index));
-    Json.push_back({{"id", ID}, {"name", Utf8(Names.Strings(Index))}});
-    Lines += IntToStr(ID) + u"\t" + Names.Strings(Index) + u"\n";
-  }
-  if (Options.Json) {
+void List(const TCheckParamsDBConfig& Filters, const TOptions& Options) {
+    TStringList Names;
+    Filters.ReadFiltersNames(Names, false, false);
+    TJson Json = TJson::array();
+    std::u16string Lines;
+    for (int Index = 0; Index < Names.Count(); ++Index) {
+        const auto ID = static_cast<std::int64_t>(Names.Tags(Index));
+        Json.push_back({{"id", ID}, {"name", Utf8(Names.Strings(Index))}});
+        Lines += IntToStr(ID) + u"\t" + Names.Strings(Index) + u"\n";
+    }
+    if (Options.Json) {
+        WriteOut(Json.dump(2) + "\n");
+    } else {
+        WriteOut(Lines);
+    }
+}
+
+void Show(const TCheckParamsDBConfig& Filters, int ID, const TOptions& Options) {
+    TParamsConfig Filter;
+    Load(Filters, ID, Filter);
+    TJson Rules = TJson::array();
+    std::u16string Lines = IntToStr(ID) + u"\t" + Filter.FilterName + u"\t" + Filter.FilterDescribe + u"\n";
+    for (int Index = 0; Index < Filter.ParamsCfgCount(); ++Index) {
+        const TParamsCfg& Rule = *Filter.ParamsCfg(Index);
+        Rules.push_back({{"params", Utf8(Rule.Params)},
+                         {"wrong", Utf8(Rule.WrongValues)},
+                         {"right", Utf8(Rule.RightValues)}});
+        Lines += u"\n" + Rule.Params + u"\n  wrong: " + Rule.WrongValues + u"\n  right: " + Rule.RightValues +
+                 u"\n";
+    }
+    if (!Options.Json) {
+        WriteOut(Lines);
+        return;
+    }
+    const TJson Json{{"id", ID},
+                     {"name", Utf8(Filter.FilterName)},
+                     {"describe", Utf8(Filter.FilterDescribe)},
+                     {"rules", Rules}};
     WriteOut(Json.dump(2) + "\n");
-  } else {
-    WriteOut(Lines);
-  }
 }
 
-void Show(const TCheckParamsDBConfig &Filters, int ID,
-          const TOptions &Options) {
-  TParamsConfig Filter;
-  Load(Filters, ID, Filter);
-  TJson Rules = TJson::array();
-  std::u16string Lines = IntToStr(ID) + u"\t" + Filter.FilterName + u"\t" +
-                         Filter.FilterDescribe + u"\n";
-  for (int Index = 0; Index < Filter.ParamsCfgCount(); ++Index) {
-    const TParamsCfg &Rule = *Filter.ParamsCfg(Index);
-    Rules.push_back({{"params", Utf8(Rule.Params)},
-                     {"wrong", Utf8(Rule.WrongValues)},
-                     {"right", Utf8(Rule.RightValues)}});
-    Lines += u"\n" + Rule.Params + u"\n  wrong: " + Rule.WrongValues +
-             u"\n  right: " + Rule.RightValues + u"\n";
-  }
-  if (!Options.Json) {
-    WriteOut(Lines);
-    return;
-  }
-  const TJson Json{{"id", ID},
-                   {"name", Utf8(Filter.FilterName)},
-                   {"describe", Utf8(Filter.FilterDescribe)},
-                   {"rules", Rules}};
-  WriteOut(Json.dump(2) + "\n");
+void Add(const TCheckParamsDBConfig& Filters, int ID, const std::string& Name, const TOptions& Options) {
+    Filters.AddFilterToDB(Text(Name), ID);
+    if (Options.Describe.empty()) return;
+    TParamsConfig Filter;
+    Load(Filters, ID, Filter);
+    Filter.FilterDescribe = Text(Options.Describe);
+    Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::FilterOnly);
 }
 
-void Add(const TCheckParamsDBConfig &Filters, int ID, const std::string &Name,
-         const TOptions &Options) {
-  Filters.AddFilterToDB(Text(Name), ID);
-  if (Options.Describe.empty())
-    return;
-  TParamsConfig Filter;
-  Load(Filters, ID, Filter);
-  Filter.FilterDescribe = Text(Options.Describe);
-  Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::FilterOnly);
+void SetRule(const TCheckParamsDBConfig& Filters, int ID, const std::string& Params,
+             const TOptions& Options) {
+    TParamsConfig Filter;
+    Load(Filters, ID, Filter);
+    Filter.AddParams(Text(Params), Text(Options.Wrong), Text(Options.Right));
+    Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::RulesOnly);
 }
 
-void SetRule(const TCheckParamsDBConfig &Filters, int ID,
-             const std::string &Params, const TOptions &Options) {
-  TParamsConfig Filter;
-  Load(Filters, ID, Filter);
-  Filter.AddParams(Text(Params), Text(Options.Wrong), Text(Options.Right));
-  Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::RulesOnly);
+void Delete(const TCheckParamsDBConfig& Filters, int ID) {
+    TParamsConfig Filter;
+    Load(Filters, ID, Filter);
+    if (ID >= 0 && ID <= 2)
+        throw Exception(u"filter " + IntToStr(ID) + u" is reserved and cannot be deleted");
+    Filters.DeleteFilter(ID);
 }
 
-void Delete(const TCheckParamsDBConfig &Filters, int ID) {
-  TParamsConfig Filter;
-  Load(Filters, ID, Filter);
-  if (ID >= 0 && ID <= 2)
-    throw Exception(u"filter " + IntToStr(ID) +
-                    u" is reserved and cannot be deleted");
-  Filters.DeleteFilter(ID);
+void Export(const TCheckParamsDBConfig& Filters, int ID, const std::string& File) {
+    TParamsConfig Filter;
+    Load(Filters, ID, Filter);
+    const std::string Bytes = Filter.AsString();
+    std::ofstream Stream(File, std::ios::binary | std::ios::trunc);
+    Stream.write(Bytes.data(), static_cast<std::streamsize>(Bytes.size()));
+    Stream.close();
+    if (!Stream) throw Exception(u"cannot write file \"" + Text(File) + u"\"");
 }
 
-void Export(const TCheckParamsDBConfig &Filters, int ID,
-            const std::string &File) {
-  TParamsConfig Filter;
-  Load(Filters, ID, Filter);
-  const std::string Bytes = Filter.AsString();
-  std::ofstream Stream(File, std::ios::binary | std::ios::trunc);
-  Stream.write(Bytes.data(), static_cast<std::streamsize>(Bytes.size()));
-  Stream.close();
-  if (!Stream)
-    throw Exception(u"cannot write file \"" + Text(File) + u"\"");
-}
-
-void Import(const TCheckParamsDBConfig &Filters, const std::string &File,
-            const TOptions &Options) {
-  constexpr std::uint64_t Largest = 64 * 1024 * 1024;
-  platform::TReadFile Stream(Text(File));
-  if (Stream.Size() > Largest)
-    throw Exception(u"file \"" + Text(File) + u"\" is larger than 64 MB");
-  const std::string Bytes = Stream.ReadAll();
-  TParamsConfig Filter;
-  Filter.SetAsString(Bytes);
-  // The reader takes anything; bytes that it would write otherwise are no
-  // filter.
-  if (Filter.AsString() != Bytes)
-    throw Exception(u"file \"" + Text(File) + u"\" is no exported filter");
-  const int ID = Options.HasID ? Options.ID : Filter.FilterID;
-  Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::All);
-  WriteOut(IntToStr(ID) + u"\t" + Filter.FilterName + u"\n");
+void Import(const TCheckParamsDBConfig& Filters, const std::string& File, const TOptions& Options) {
+    constexpr std::uint64_t Largest = 64 * 1024 * 1024;
+    platform::TReadFile Stream(Text(File));
+    if (Stream.Size() > Largest) throw Exception(u"file \"" + Text(File) + u"\" is larger than 64 MB");
+    const std::string Bytes = Stream.ReadAll();
+    TParamsConfig Filter;
+    Filter.SetAsString(Bytes);
+    // The reader takes anything; bytes that it would write otherwise are no
+    // filter.
+    if (Filter.AsString() != Bytes) throw Exception(u"file \"" + Text(File) + u"\" is no exported filter");
+    const int ID = Options.HasID ? Options.ID : Filter.FilterID;
+    Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::All);
+    WriteOut(IntToStr(ID) + u"\t" + Filter.FilterName + u"\n");
 }
 
 /// The action's arguments, or wrong usage.
-void Expect(const TArguments &Words, std::size_t Count, std::string_view Form) {
-  if (Words.size() != Count + 1)
-    throw EUsage("use it as: " + std::string(Form));
+void Expect(const TArguments& Words, std::size_t Count, std::string_view Form) {
+    if (Words.size() != Count + 1) throw EUsage("use it as: " + std::string(Form));
 }
 
 } // namespace
 
-int RunFilters(const TArguments &Arguments) {
-  TOptions Options;
-  std::string Database;
-  CLI::App App("List and change the filters in a database");
-  Describe(App, "zuhost filters --database URL [OPTIONS] ACTION ...", Footer);
-  App.add_option("--database", Database,
-                 "sqlite3://FILE or postgresql://user@host:port/name")
-      ->type_name("URL");
-  App.add_option("--wrong", Options.Wrong,
-                 "set-rule: what must not occur in a value")
-      ->type_name("RULE");
-  App.add_option("--right", Options.Right,
-                 "set-rule: what must occur, or alone is allowed")
-      ->type_name("RULE");
-  App.add_option("--describe", Options.Describe,
-                 "add: the filter's description")
-      ->type_name("TEXT");
-  auto *const ID = App.add_option("--id", Options.ID,
-                                  "import: the ID to store the filter under")
-                       ->type_name("ID");
-  App.add_flag("--json", Options.Json, "list, show: print JSON");
-  App.allow_extras();
-  if (!Parse(App, Arguments))
-    return ExitGood;
-  Options.HasID = ID->count() > 0;
-  const TArguments Words = Positionals(App);
-  if (Words.empty())
-    throw EUsage("the action is missing");
-  if (Database.empty())
-    throw EUsage("--database is missing");
+int RunFilters(const TArguments& Arguments) {
+    TOptions Options;
+    std::string Database;
+    CLI::App App("List and change the filters in a database");
+    Describe(App, "zuhost filters --database URL [OPTIONS] ACTION ...", Footer);
+    App.add_option("--database", Database, "sqlite3://FILE or postgresql://user@host:port/name")
+        ->type_name("URL");
+    App.add_option("--wrong", Options.Wrong, "set-rule: what must not occur in a value")->type_name("RULE");
+    App.add_option("--right", Options.Right, "set-rule: what must occur, or alone is allowed")
+        ->type_name("RULE");
+    App.add_option("--describe", Options.Describe, "add: the filter's description")->type_name("TEXT");
+    auto* const ID =
+        App.add_option("--id", Options.ID, "import: the ID to store the filter under")->type_name("ID");
+    App.add_flag("--json", Options.Json, "list, show: print JSON");
+    App.allow_extras();
+    if (!Parse(App, Arguments)) return ExitGood;
+    Options.HasID = ID->count() > 0;
+    const TArguments Words = Positionals(App);
+    if (Words.empty()) throw EUsage("the action is missing");
+    if (Database.empty()) throw EUsage("--database is missing");
 
-  TFiltersManager Manager(Text(Database));
-  const TCheckParamsDBConfig Filters(Manager);
-  SeedReservedFilters(Filters);
-  const std::string &Action = Words.front();
-  if (Action == "list") {
-    Expect(Words, 0, "list");
-    List(Filters, Options);
-  } else if (Action == "show") {
-    Expect(Words, 1, "show ID");
-    Show(Filters, ReadID(Words[1]), Options);
-  } else if (Action == "add") {
-    Expect(Words, 2, "add ID NAME");
-    Add(Filters, ReadID(Words[1]), Words[2], Options);
-  } else if (Action == "set-rule") {
-    Expect(Words, 2, "set-rule ID PARAMS [--wrong RULE] [--right RULE]");
-    SetRule(Filters, ReadID(Words[1]), Words[2], Options);
-  } else if (Action == "delete") {
-    Expect(Words, 1, "delete ID");
-    Delete(Filters, ReadID(Words[1]));
-  } else if (Action == "export") {
-    Expect(Words, 2, "export ID FILE");
-    Export(Filters, ReadID(Words[1]), Words[2]);
-  } else if (Action == "import") {
-    Expect(Words, 1, "import FILE [--id ID]");
-    Import(Filters, Words[1], Options);
-  } else {
-    throw EUsage("unknown action \"" + Action + "\"");
-  }
-  return ExitGood;
+    TFiltersManager Manager(Text(Database));
+    const TCheckParamsDBConfig Filters(Manager);
+    SeedReservedFilters(Filters);
+    const std::string& Action = Words.front();
+    if (Action == "list") {
+        Expect(Words, 0, "list");
+        List(Filters, Options);
+    } else if (Action == "show") {
+        Expect(Words, 1, "show ID");
+        Show(Filters, ReadID(Words[1]), Options);
+    } else if (Action == "add") {
+        Expect(Words, 2, "add ID NAME");
+        Add(Filters, ReadID(Words[1]), Words[2], Options);
+    } else if (Action == "set-rule") {
+        Expect(Words, 2, "set-rule ID PARAMS [--wrong RULE] [--right RULE]");
+        SetRule(Filters, ReadID(Words[1]), Words[2], Options);
+    } else if (Action == "delete") {
+        Expect(Words, 1, "delete ID");
+        Delete(Filters, ReadID(Words[1]));
+    } else if (Action == "export") {
+        Expect(Words, 2, "export ID FILE");
+        Export(Filters, ReadID(Words[1]), Words[2]);
+    } else if (Action == "import") {
+        Expect(Words, 1, "import FILE [--id ID]");
+        Import(Filters, Words[1], Options);
+    } else {
+        throw EUsage("unknown action \"" + Action + "\"");
+    }
+    return ExitGood;
 }
 
 } // namespace zutools::zuhost
