@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 
 namespace zutools {
@@ -151,9 +152,13 @@ int AnsiCompareText(std::u16string_view Left, std::u16string_view Right) {
 }
 
 int CompareText(std::u16string_view Left, std::u16string_view Right) {
+    // Names are mostly asked for as they are spelled; the library compares 16-bit characters one by one.
     const std::size_t Common = std::min(Left.size(), Right.size());
+    if (Common != 0 && Left.size() == Right.size() &&
+        std::memcmp(Left.data(), Right.data(), Common * sizeof(char16_t)) == 0) {
+        return 0;
+    }
     for (std::size_t At = 0; At < Common; ++At) {
-        if (Left[At] == Right[At]) continue;
         const int Difference = AsciiUpper(Left[At]) - AsciiUpper(Right[At]);
         if (Difference != 0) return Difference;
     }

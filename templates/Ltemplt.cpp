@@ -289,7 +289,7 @@ void TTemplate::Assign(const TTemplate* Source) {
         Next = Work.back();
         Work.pop_back();
     }
-    FreeParts(std::move(Old));
+    if (!Old.empty()) FreeParts(std::move(Old));
 }
 
 /// Everything of a template but its parts and its values.
@@ -346,7 +346,7 @@ void TTemplate::ClearTagsList() {
 void TTemplate::ClearParts() {
     FPartsOfText = false;
     FPartsBefore = 0;
-    FreeParts(std::exchange(FParts, {}));
+    if (!FParts.empty()) FreeParts(std::exchange(FParts, {}));
 }
 
 /// Frees parts of parts without recursion: each dies without parts of its own.

@@ -60,7 +60,8 @@ public:
     int CaretY = 0;
 };
 
-/// The tags of a template as lists that may be changed.
+/// The tags of a template as lists that may be changed. An entry that a place refers to must not be removed
+/// before the place is.
 class TTags : public TObject {
 public:
     /// Appends a place for `Name`, which shares the entry of an equal name and empties its value.

@@ -29,6 +29,7 @@ std::uint64_t HashNoCase(std::u16string_view Text) {
         Mix(Word);
         Text.remove_prefix(4);
     }
+    if (Text.empty()) return Hash;
     std::uint64_t Rest = 0;
     for (const char16_t Character : Text) Rest = Rest << 16 | Character;
     Mix(Rest);
