@@ -252,13 +252,23 @@ bool TWordScan::AnyFound(std::u16string_view Text, const std::uint8_t* Narrow) c
     return false;
 }
 
+template <class TFound>
+bool TWordScan::RunLane(std::u16string_view Text, TFound Found) const {
+    std::uint32_t State = 0;
+    for (const char16_t Character : Text) {
+        State = FNext[State + ClassOf(Character)];
+        if (State >= FAccepting && Found(State)) return true;
+    }
+    return false;
+}
+
 // A step waits for the one before it, so a long text is run through in several lanes at once. Each lane
 // begins so far before its part that no word is missed at the border.
-bool TWordScan::AnyFoundByAutomaton(std::u16string_view Text) const {
-    if (!HasAutomaton()) return FirstFound(Text) >= 0;
+template <class TFound>
+bool TWordScan::RunLanes(std::u16string_view Text, TFound Found) const {
     constexpr std::size_t Lanes = 4;
     const std::size_t Steps = (Text.size() + (Lanes - 1) * Overlap()) / Lanes; // of each lane
-    if (Steps < 2 * Overlap() + 8) return AnyFoundInLane(Text);
+    if (Steps < 2 * Overlap() + 8) return RunLane(Text, Found);
     std::array<const char16_t*, Lanes> Begin{};
     std::array<std::uint32_t, Lanes> State{};
     for (std::size_t Lane = 0; Lane < Lanes; ++Lane) Begin[Lane] = Text.data() + Lane * (Steps - Overlap());
@@ -268,20 +278,24 @@ bool TWordScan::AnyFoundByAutomaton(std::u16string_view Text) const {
             State[Lane] = FNext[State[Lane] + ClassOf(Begin[Lane][At])];
             Ends = Ends || State[Lane] >= FAccepting;
         }
-        if (Ends) return true;
+        if (!Ends) continue;
+        for (const std::uint32_t Each : State) {
+            if (Each >= FAccepting && Found(Each)) return true;
+        }
     }
     // What the division left over.
     const std::size_t Done = Lanes * Steps - (Lanes - 1) * Overlap();
-    return AnyFoundInLane(Text.substr(Done - std::min(Done, Overlap())));
+    return RunLane(Text.substr(Done - std::min(Done, Overlap())), Found);
 }
 
-bool TWordScan::AnyFoundInLane(std::u16string_view Text) const {
-    std::uint32_t State = 0;
-    for (const char16_t Character : Text) {
-        State = FNext[State + ClassOf(Character)];
-        if (State >= FAccepting) return true;
-    }
-    return false;
+bool TWordScan::AnyFoundByAutomaton(std::u16string_view Text) const {
+    if (!HasAutomaton()) return FirstFound(Text) >= 0;
+    return RunLanes(Text, [](std::uint32_t) { return true; });
+}
+
+bool TWordScan::AnyFoundInOneLane(std::u16string_view Text) const {
+    if (!HasAutomaton()) return FirstFound(Text) >= 0;
+    return RunLane(Text, [](std::uint32_t) { return true; });
 }
 
 int TWordScan::FirstFound(std::u16string_view Text) const {
@@ -292,13 +306,10 @@ int TWordScan::FirstFound(std::u16string_view Text) const {
     }
     constexpr std::int32_t None = std::numeric_limits<std::int32_t>::max();
     std::int32_t First = None;
-    std::uint32_t State = 0;
-    for (const char16_t Character : Text) {
-        State = FNext[State + ClassOf(Character)];
-        if (State < FAccepting) continue;
+    RunLanes(Text, [this, &First](std::uint32_t State) {
         First = std::min(First, FFirstWord[State / FClasses]);
-        if (First == 0) break;
-    }
+        return First == 0;
+    });
     return First == None ? -1 : First;
 }
 

@@ -36,6 +36,8 @@ public:
 
     /// The same by the automaton alone.
     [[nodiscard]] bool AnyFoundByAutomaton(std::u16string_view Text) const;
+    /// The same in one lane, which the lanes are measured against.
+    [[nodiscard]] bool AnyFoundInOneLane(std::u16string_view Text) const;
 
     /// 0-based position in the list of the first word, in list order and of any length, that occurs in
     /// `Text`; -1 when none does.
@@ -51,7 +53,10 @@ private:
     void MakeFilter();
     void MakeClasses();
     void MakeAutomaton();
-    [[nodiscard]] bool AnyFoundInLane(std::u16string_view Text) const;
+    template <class TFound>
+    bool RunLane(std::u16string_view Text, TFound Found) const;
+    template <class TFound>
+    bool RunLanes(std::u16string_view Text, TFound Found) const;
     [[nodiscard]] bool HasAutomaton() const { return !FNext.empty(); }
     [[nodiscard]] std::uint32_t KeyAt(const std::uint8_t* Narrow) const;
     [[nodiscard]] bool Verify(std::u16string_view Text, std::size_t At, std::uint32_t Key) const;
