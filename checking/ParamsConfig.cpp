@@ -106,7 +106,7 @@ TParamsCfg& TParamsConfig::AddParamsCfg(std::u16string_view Params) {
 
 void TParamsConfig::AddParams(const TStrings& Source) {
     for (int Index = 0; Index < Source.Count(); ++Index) {
-        const std::u16string Line = Source.Strings(Index); // a copy: the list may be one that we change
+        const std::u16string& Line = Source.Strings(Index);
         std::u16string_view Rest = Line;
         std::u16string Params;
         std::u16string Wrong;
