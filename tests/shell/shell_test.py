@@ -13,7 +13,6 @@ from pathlib import Path
 
 ZUHOST = os.environ["ZUHOST"]
 REPOSITORY = Path(__file__).resolve().parents[2]
-COMMANDS = "render, run, serve, lint, api"
 
 
 class Shell(unittest.TestCase):
@@ -42,11 +41,18 @@ class Shell(unittest.TestCase):
 
 
 class UsageTest(Shell):
+    def commands(self):
+        listed = self.run_zuhost("--help")[1].split("Subcommands:\n")[1].split("\n\n")[0]
+        names = [line.split()[0] for line in listed.splitlines()]
+        self.assertLessEqual({"render", "run", "serve", "lint", "api"}, set(names))
+        return names
+
     def test_wrong_usage_exits_with_2_and_prints_no_result(self):
+        known = ", ".join(self.commands())
         cases = {
-            "no subcommand": ([], f"a subcommand is missing; there are {COMMANDS}"),
-            "unknown subcommand": (["check", "x"], f'unknown subcommand "check"; there are {COMMANDS}'),
-            "letter case": (["Render"], f'unknown subcommand "Render"; there are {COMMANDS}'),
+            "no subcommand": ([], f"a subcommand is missing; there are {known}"),
+            "unknown subcommand": (["frob", "x"], f'unknown subcommand "frob"; there are {known}'),
+            "letter case": (["Render"], f'unknown subcommand "Render"; there are {known}'),
             "unknown option": (["--frob"], "unknown option --frob"),
             "malformed UTF-8": (["render", b"a\xd0=1"], "argument 2 is malformed UTF-8 at byte 2"),
             "render without name": (["render"], "render: the template's name is missing"),
@@ -70,13 +76,12 @@ class UsageTest(Shell):
     def test_help_and_version(self):
         code, out, error = self.run_zuhost("--help")
         self.assertEqual((code, error), (0, ""))
-        for command in COMMANDS.split(", "):
-            self.assertIn(f"\n  {command} ", out)
+        for command in self.commands():
             with self.subTest(command):
-                code, out_of_command, error = self.run_zuhost(command, "--help")
+                code, out, error = self.run_zuhost(command, "--help")
                 self.assertEqual((code, error), (0, ""))
-                self.assertIn(f"Usage: zuhost {command} ", out_of_command)
-                self.assertIn(f"\nExamples:\n  zuhost {command}", out_of_command)
+                self.assertIn(f"Usage: zuhost {command} ", out)
+                self.assertIn(f"\nExamples:\n  zuhost {command}", out)
         self.expect(["--version"], 0, f"zuhost {os.environ['ZU_VERSION']}\n")
 
     def test_output_that_nobody_takes_is_a_failure(self):
