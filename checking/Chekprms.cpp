@@ -20,6 +20,11 @@ constexpr std::u16string_view RightSymbolMessage =
 constexpr std::u16string_view ParamMessage = u"Error check param \"%s\" value: %s";
 constexpr std::u16string_view DefaultName = u"<Default>";
 
+bool RefusesNothing(const TParamValueChecker& Rule) {
+    return !Rule.WrongSymbols.NOTEmpty() && !Rule.RightSymbols.NOTEmpty() && Rule.WrongWords.Count() == 0 &&
+           Rule.RightWords.Count() == 0;
+}
+
 std::u16string UpperByUnits(std::u16string_view Value) {
     const char16_t* const Table = KX_UpCaseTable();
     std::u16string Upper(Value);
@@ -50,7 +55,11 @@ void TParamValueChecker::SetSymbolsAsString(int Index, std::u16string_view Value
 }
 
 void TParamValueChecker::Compile() {
-    FCompiled = std::make_unique<checking::TCompiledRule>(WrongSymbols, WrongWords, RightSymbols, RightWords);
+    FCompiled.reset();
+    if (!RefusesNothing(*this)) {
+        FCompiled =
+            std::make_unique<checking::TCompiledRule>(WrongSymbols, WrongWords, RightSymbols, RightWords);
+    }
     FCompiledAt = Changes();
 }
 
@@ -59,17 +68,17 @@ std::array<std::uint64_t, 4> TParamValueChecker::Changes() const {
 }
 
 const checking::TCompiledRule* TParamValueChecker::Compiled() const {
-    return FCompiledAt == Changes() ? FCompiled.get() : nullptr;
+    // One by one: as arrays they would go through memory, which takes as long as checking a short value.
+    const bool Fresh = FCompiledAt[0] == WrongSymbols.Changes() && FCompiledAt[1] == RightSymbols.Changes() &&
+                       FCompiledAt[2] == WrongWords.Changes() && FCompiledAt[3] == RightWords.Changes();
+    return Fresh ? FCompiled.get() : nullptr;
 }
 
 void TParamValueChecker::CheckValue(std::u16string_view Value) const {
     using TVerdict = checking::TCompiledRule::TVerdict;
     if (Value.empty()) return;
-    if (!WrongSymbols.NOTEmpty() && !RightSymbols.NOTEmpty() && WrongWords.Count() == 0 &&
-        RightWords.Count() == 0) {
-        return;
-    }
     const checking::TCompiledRule* const Rule = Compiled();
+    if (Rule == nullptr && RefusesNothing(*this)) return;
     const TVerdict Verdict = Rule != nullptr ? Rule->Check(Value) : TVerdict::UpperCaseFirst;
     if (Verdict == TVerdict::Passes) return;
     // Kept on purpose: messages quote the upper-cased value, and positions are those in it.

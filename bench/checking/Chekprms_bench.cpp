@@ -259,9 +259,10 @@ int Find(const std::u16string& Word, const std::u16string& Upper) {
     return static_cast<int>(Upper.find(Word) + 1);
 }
 
-/// The naive loop, with the message that a refused value gives.
+/// The naive loop, with the message that a refused value gives. Not inlined into its catch, where raising
+/// costs half as much as across a call.
 template <class TSearch>
-void CheckNaively(const TRule& Rule, const std::u16string& Value, TSearch Search) {
+[[gnu::noinline]] void CheckNaively(const TRule& Rule, const std::u16string& Value, TSearch Search) {
     const std::u16string Upper = AnsiUpperCase(Value);
     for (const auto& Word : Rule.Words) {
         if (const int At = Search(Word, Upper); At > 0) {
