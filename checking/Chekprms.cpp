@@ -25,13 +25,6 @@ bool RefusesNothing(const TParamValueChecker& Rule) {
            Rule.RightWords.Count() == 0;
 }
 
-std::u16string UpperByUnits(std::u16string_view Value) {
-    const char16_t* const Table = KX_UpCaseTable();
-    std::u16string Upper(Value);
-    for (char16_t& Unit : Upper) Unit = Table[Unit];
-    return Upper;
-}
-
 } // namespace
 
 constinit std::unique_ptr<TParamsChecker> ParamsChecker;
@@ -82,8 +75,7 @@ void TParamValueChecker::CheckValue(std::u16string_view Value) const {
     const TVerdict Verdict = Rule != nullptr ? Rule->Check(Value) : TVerdict::UpperCaseFirst;
     if (Verdict == TVerdict::Passes) return;
     // Kept on purpose: messages quote the upper-cased value, and positions are those in it.
-    // A refused value has no character that upper-casing treats otherwise than alone.
-    const std::u16string Upper = Verdict == TVerdict::Refused ? UpperByUnits(Value) : AnsiUpperCase(Value);
+    const std::u16string Upper = AnsiUpperCase(Value);
     if (Rule != nullptr && Verdict == TVerdict::UpperCaseFirst && Rule->PassesUpper(Upper)) return;
 
     // The value is refused, or the rule was changed by hand: the plain way, which finds the reason.

@@ -54,17 +54,13 @@ TCompiledRule::TVerdict TCompiledRule::Scan(std::u16string_view Text, bool Upper
         Narrow = Heap.get();
     }
 
-    // The whole value is looked at for special characters before it is refused: they decide what the others
-    // mean.
-    bool Refused = false;
     for (std::size_t Start = 0; Start < Text.size(); Start += Piece - FWrongWords.Overlap()) {
         const std::u16string_view Part = Text.substr(Start, Piece);
         const TFoldFlags Flags = FPass.Run(Part, Narrow);
         if (Flags.Special && !Upper) return TVerdict::UpperCaseFirst;
-        Refused = Refused || Flags.Bad || FWrongWords.AnyFound(Part, Narrow);
+        if (Flags.Bad || FWrongWords.AnyFound(Part, Narrow)) return TVerdict::Refused;
         if (Start + Part.size() == Text.size()) break;
     }
-    if (Refused) return TVerdict::Refused;
     const auto IsMissing = [Text](const std::u16string& Word) { return KX_PosText(Word, Text) == 0; };
     return std::any_of(FRightWords.begin(), FRightWords.end(), IsMissing) ? TVerdict::Refused
                                                                           : TVerdict::Passes;
