@@ -2,6 +2,10 @@
 
 namespace zutools {
 
+namespace {
+constexpr std::size_t SmallTable = 256; // slots
+}
+
 TZUItemName& TZUItemName::operator=(std::u16string Text) {
     if (FIndex != nullptr) FIndex->Invalidate();
     FText = std::move(Text);
@@ -17,7 +21,8 @@ void TNameIndex::Reset(const TNameMatch& Match) {
 
 bool TNameIndex::Enter(TZUItemName& Name, TObject& Item, int Position) {
     if (Name.FIndex != nullptr && Name.FIndex != this) return false;
-    if ((FUsed + 1) * 2 > FSlots.size()) Grow();
+    // Small tables are kept emptier: they cost little, and a probe too many is much of a short look-up.
+    if ((FUsed + 1) * (FSlots.size() <= SmallTable ? 4 : 2) > FSlots.size()) Grow();
     const TNameMatch::THash Hash = FMatch->Hash(Name.FText);
     Name.FIndex = this;
     Name.FItem = &Item;

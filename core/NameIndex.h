@@ -107,7 +107,7 @@ private:
     [[nodiscard]] std::size_t Home(std::uint64_t Hash) const { return Hash & (FSlots.size() - 1); }
 
     const TNameMatch* FMatch = nullptr; // null: not valid
-    std::vector<TSlot> FSlots;          // a power of two, at most half full, probed in steps of one
+    std::vector<TSlot> FSlots;          // a power of two, a quarter to half full, probed in steps of one
     std::size_t FUsed = 0;
     std::size_t FComplex = 0; // names about which only the collator decides
 };

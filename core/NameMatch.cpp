@@ -1,7 +1,12 @@
 #include "core/NameMatch.h"
 
+#include "platform/Random.h"
+
 #include <algorithm>
+#include <bit>
 #include <cstring>
+#include <ranges>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -67,26 +72,85 @@ std::vector<char16_t> Candidates(const TProbe& Probe) {
     return Result;
 }
 
-// Four units make one step of the hash.
-constexpr std::uint64_t Multiplier = 0x9E3779B97F4A7C15u;
-constexpr std::uint64_t ComplexSeed = 0xD6E8FEB86659FD93u;
+// ---- four characters in a word
 
-std::uint64_t Step(std::uint64_t Hash, std::uint64_t Word) {
-    Hash = (Hash ^ Word) * Multiplier;
-    return Hash ^ (Hash >> 32);
+using TWord = std::uint64_t;
+using TLanes = std::array<char16_t, 4>;
+constexpr char16_t Padding = u' ';
+
+constexpr TWord Each(std::uint16_t Lane) {
+    return Lane * TWord{0x0001000100010001};
 }
 
-std::uint64_t HashUnits(std::u16string_view Name) {
-    std::uint64_t Hash = ComplexSeed ^ Name.size();
-    for (const char16_t Unit : Name) Hash = Step(Hash, Unit);
-    return Hash;
+TWord Load(const char16_t* At) {
+    TWord Word;
+    std::memcpy(&Word, At, sizeof Word);
+    return Word;
+}
+
+/// Up to three characters, some of them twice: texts of one length that differ give words that do.
+TWord LoadShort(std::u16string_view Name) {
+    TLanes Lanes;
+    Lanes.fill(Padding);
+    if (!Name.empty()) {
+        Lanes[0] = Name.front();
+        Lanes[1] = Name[Name.size() / 2];
+        Lanes[2] = Name.back();
+    }
+    return std::bit_cast<TWord>(Lanes);
+}
+
+/// Calls `Take(At1, At2)` with the places of the words of a name of at least four characters, two at a time;
+/// they may overlap. Ends when `Take` gives false, and gives that. Up to sixteen characters take one way
+/// without a branch on the length: names come in all lengths, and a branch that goes wrong costs more than a
+/// word taken twice.
+template <class TTake>
+[[gnu::always_inline]] inline bool ForEachPair(std::size_t Size, const TTake& Take) {
+    const std::size_t Last = Size - 4;
+    std::size_t At = 0;
+    for (; Size - At > 16; At += 8)
+        if (!Take(At, At + 4)) return false;
+    return Take(At, std::min(At + 4, Last)) && Take(std::max(At + 4, Last) - 4, Last);
+}
+
+/// Eight characters side by side, which both compilers turn into vector instructions.
+using TBlock [[gnu::vector_size(16)]] = std::uint16_t;
+using TWordPair = std::array<TWord, 2>;
+
+TBlock BlockOf(TWord First, TWord Second) {
+    return std::bit_cast<TBlock>(TWordPair{First, Second});
+}
+
+/// Of a comparison, lane by lane.
+bool AnyLane(const auto& Mask) {
+    const auto Words = std::bit_cast<TWordPair>(Mask);
+    return (Words[0] | Words[1]) != 0;
+}
+
+// ---- hashing
+
+constexpr std::uint64_t ComplexSeed = 0xD6E8FEB86659FD93u;
+
+__extension__ using TDoubleWord = unsigned __int128;
+
+/// Both halves of a product: every bit of the factors reaches every bit of it.
+std::uint64_t Fold(std::uint64_t Left, std::uint64_t Right) {
+    const TDoubleWord Product = TDoubleWord{Left} * Right;
+    return static_cast<std::uint64_t>(Product) ^ static_cast<std::uint64_t>(Product >> 64);
+}
+
+std::uint64_t RandomNumber() {
+    std::uint64_t Number = 0;
+    platform::FillRandom(std::as_writable_bytes(std::span(&Number, 1)));
+    return Number;
 }
 
 } // namespace
 
 TNameMatch::TNameMatch(const TCollator& Collator, bool CaseSensitive)
     : FCollator(Collator)
-    , FCaseSensitive(CaseSensitive) {
+    , FCaseSensitive(CaseSensitive)
+    , FSecrets{RandomNumber(), RandomNumber()} {
     Build();
 }
 
@@ -101,7 +165,8 @@ void TNameMatch::Build() {
     // Inserted one by one: std::sort may run out of its range under an order that contradicts itself, and
     // this one is the system's.
     std::vector<char16_t> Order;
-    for (const char16_t Character : Candidates(Probe))
+    for (const char16_t Character :
+         std::views::reverse(Candidates(Probe))) // small letters before capital ones
         Order.insert(std::ranges::upper_bound(
                          Order, Character,
                          [&](char16_t Left, char16_t Right) { return Probe.Compare(Left, Right) < 0; }),
@@ -132,6 +197,20 @@ void TNameMatch::Build() {
         First = End;
     }
     BuildPairs(Oddities);
+    FindPlainAscii();
+}
+
+void TNameMatch::FindPlainAscii() {
+    FPlainAscii = true;
+    for (char16_t Character = u' '; Character <= u'~'; ++Character) {
+        const bool Capital = Character >= u'A' && Character <= u'Z';
+        const int Wanted = Capital && !FCaseSensitive ? Character + 0x20 : Character;
+        if (FFold[Character] == Wanted) continue;
+        if (FFold[Character] == 0 && (Character == u'-' || Character == u'\''))
+            FMarksAside = true;
+        else
+            FPlainAscii = false;
+    }
 }
 
 void TNameMatch::BuildPairs(const platform::TCollationOddities& Oddities) {
@@ -159,33 +238,81 @@ bool TNameMatch::HoldsPair(std::u16string_view Name) const {
     return false;
 }
 
-TNameMatch::THash TNameMatch::Hash(std::u16string_view Name) const {
-    const char16_t* At = Name.data();
-    std::size_t Left = Name.size();
-    std::uint64_t Hash = Left;
-    std::uint64_t Undecidable = 0; // the topmost bit is set by the first fold of 0
-    const auto Fold = [&](char16_t Character) -> std::uint64_t {
-        const std::uint64_t Result = FFold[Place(Character)];
-        Undecidable |= Result - 1;
-        return Result;
-    };
-    for (; Left >= 4; Left -= 4, At += 4)
-        Hash = Step(Hash, Fold(At[0]) | Fold(At[1]) << 16 | Fold(At[2]) << 32 | Fold(At[3]) << 48);
-    if (Left != 0) {
-        std::uint64_t Word = 0;
-        for (std::size_t Index = 0; Index < Left; ++Index) Word = Word << 16 | Fold(At[Index]);
-        Hash = Step(Hash, Word);
+// Four or eight characters become their folds; false when one of them is not decidable. Most names are
+// printable ASCII, and there the fold is arithmetic, in registers as long as it is not called.
+[[gnu::always_inline]] inline bool TNameMatch::FoldWords(std::uint64_t& First, std::uint64_t& Second) const {
+    TBlock Block = BlockOf(First, Second);
+    if (!FPlainAscii || AnyLane(Block - u' ' > u'~' - u' ') ||
+        (FMarksAside && AnyLane((Block == u'-') | (Block == u'\'')))) {
+        bool Decided = true;
+        First = FoldByTable(First, Decided);
+        Second = FoldByTable(Second, Decided);
+        return Decided;
     }
-    if ((Undecidable >> 63) != 0 || (FHasPairs && HoldsPair(Name))) return {HashUnits(Name), false};
+    if (!FCaseSensitive) {
+        Block |= std::bit_cast<TBlock>(Block - u'A' <= u'Z' - u'A') & 0x20;
+        const auto Words = std::bit_cast<TWordPair>(Block);
+        First = Words[0];
+        Second = Words[1];
+    }
+    return true;
+}
+
+std::uint64_t TNameMatch::FoldByTable(std::uint64_t Word, bool& Decided) const {
+    auto Lanes = std::bit_cast<TLanes>(Word);
+    for (char16_t& Lane : Lanes) {
+        Lane = FFold[Place(Lane)];
+        Decided &= Lane != 0;
+    }
+    return std::bit_cast<TWord>(Lanes);
+}
+
+// Names come from requests too: nobody outside can know the secrets and send names that collide. The products
+// do not wait for one another.
+std::uint64_t TNameMatch::Step(std::uint64_t Hash, std::uint64_t First, std::uint64_t Second) const {
+    return std::rotl(Hash, 27) ^ Fold(First ^ FSecrets[0], Second ^ FSecrets[1]);
+}
+
+std::uint64_t TNameMatch::HashAsSpelled(std::u16string_view Name) const {
+    std::uint64_t Hash = ComplexSeed ^ Name.size();
+    if (Name.size() < 4) return Step(Hash, LoadShort(Name), 0);
+    ForEachPair(Name.size(), [&](std::size_t First, std::size_t Second) {
+        Hash = Step(Hash, Load(Name.data() + First), Load(Name.data() + Second));
+        return true;
+    });
+    return Hash;
+}
+
+TNameMatch::THash TNameMatch::Hash(std::u16string_view Name) const {
+    std::uint64_t Hash = Name.size();
+    const auto Take = [&](TWord First, TWord Second) {
+        const bool Decided = FoldWords(First, Second);
+        Hash = Step(Hash, First, Second);
+        return Decided;
+    };
+    const char16_t* const Data = Name.data();
+    const bool Decided = Name.size() < 4 ? Take(LoadShort(Name), Each(Padding))
+                                         : ForEachPair(
+                                               Name.size(),
+                                               [&](std::size_t First, std::size_t Second) {
+                                                   return Take(Load(Data + First), Load(Data + Second));
+                                               });
+    if (!Decided || (FHasPairs && HoldsPair(Name))) return {HashAsSpelled(Name), false};
     return {Hash, true};
 }
 
 bool TNameMatch::SameSimple(std::u16string_view Left, std::u16string_view Right) const {
     if (Left.size() != Right.size()) return false;
-    for (std::size_t Index = 0; Index < Left.size(); ++Index)
-        if (Left[Index] != Right[Index] && FFold[Place(Left[Index])] != FFold[Place(Right[Index])])
-            return false;
-    return true;
+    // Mostly they are spelled alike, and that is seen without folding.
+    const auto Same = [this](TWord Left1, TWord Right1, TWord Left2, TWord Right2) {
+        if (((Left1 ^ Right1) | (Left2 ^ Right2)) == 0) return true;
+        return FoldWords(Left1, Left2) && FoldWords(Right1, Right2) && Left1 == Right1 && Left2 == Right2;
+    };
+    if (Left.size() < 4) return Same(LoadShort(Left), LoadShort(Right), Each(Padding), Each(Padding));
+    return ForEachPair(Left.size(), [&](std::size_t First, std::size_t Second) {
+        return Same(Load(Left.data() + First), Load(Right.data() + First), Load(Left.data() + Second),
+                    Load(Right.data() + Second));
+    });
 }
 
 // Letters decide before accents and case do, and the first letter that differs decides: so the walk ends

@@ -57,12 +57,21 @@ private:
     [[nodiscard]] TVerdict Decide(std::u16string_view Left, std::u16string_view Right) const;
     [[nodiscard]] int Ask(std::u16string_view Left, std::u16string_view Right) const;
     [[nodiscard]] bool HoldsPair(std::u16string_view Name) const;
+    [[nodiscard]] bool FoldWords(std::uint64_t& First, std::uint64_t& Second) const;
+    [[nodiscard]] std::uint64_t Step(std::uint64_t Hash, std::uint64_t First, std::uint64_t Second) const;
+    [[nodiscard]] std::uint64_t HashAsSpelled(std::u16string_view Name) const;
+    [[nodiscard]] std::uint64_t FoldByTable(std::uint64_t Word, bool& Decided) const;
     void Build();
+    void FindPlainAscii();
     void BuildPairs(const platform::TCollationOddities& Oddities);
 
     const platform::TCollator& FCollator;
     const bool FCaseSensitive;
-    bool FHasPairs = false;                         // names are looked through for pairs that are one letter
+    const std::array<std::uint64_t, 2> FSecrets; // of the hash, random
+    bool FHasPairs = false;                      // names are looked through for pairs that are one letter
+    bool FPlainAscii =
+        false; // printable ASCII folds as A to Z to a to z (or not at all), each else to itself
+    bool FMarksAside = false;                       // ... but for "-" and "'", which are not decidable
     std::array<char16_t, Limit + 1> FFold{};        // equal characters share one; 0: the collator decides
     std::array<std::uint8_t, Limit + 1> FRank{};    // place in the order by letter, accents and case aside
     std::array<std::uint8_t, Limit + 1> FPairing{}; // Begins, Ends

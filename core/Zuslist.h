@@ -230,6 +230,7 @@ private:
     [[nodiscard]] bool InOrder(int Left, int Right) const;
     [[nodiscard]] TNameIndex::TFound AskIndex(std::u16string_view Name) const;
     [[nodiscard]] int PositionOf(const TZUItemName& Name) const;
+    [[nodiscard]] int SearchOrder(std::u16string_view Name) const;
     void RefreshIndex();
     void InsertFound(int Index, TObject* Item);
 

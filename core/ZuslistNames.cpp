@@ -34,18 +34,21 @@ int TZUNameSortedList::FindNameIndex(std::u16string_view Name) const {
     const TNameIndex::TFound Found = AskIndex(Name);
     if (Found.Answer == TNameIndex::TAnswer::Found) return PositionOf(*Found.Name);
     if (Found.Answer == TNameIndex::TAnswer::Absent) return -1;
-    const TNameMatch& Names = Match();
-    return LookUp([&](TObject* Item) { return Names.Compare(NameOf(*Item), Name); });
+    return SearchOrder(Name);
 }
 
 TObject* TZUNameSortedList::FindName(std::u16string_view Name) const {
-    if (OwnCompare()) {
-        const TNameIndex::TFound Found = AskIndex(Name);
-        if (Found.Answer == TNameIndex::TAnswer::Found) return TNameIndex::ItemOf(*Found.Name);
-        if (Found.Answer == TNameIndex::TAnswer::Absent) return nullptr;
-    }
-    const int Index = FindNameIndex(Name);
+    if (!OwnCompare()) return FindElement(TKXVariant(Name));
+    const TNameIndex::TFound Found = AskIndex(Name);
+    if (Found.Answer == TNameIndex::TAnswer::Found) return TNameIndex::ItemOf(*Found.Name);
+    if (Found.Answer == TNameIndex::TAnswer::Absent) return nullptr;
+    const int Index = SearchOrder(Name);
     return Index >= 0 ? At(Index) : nullptr;
+}
+
+int TZUNameSortedList::SearchOrder(std::u16string_view Name) const {
+    const TNameMatch& Names = Match();
+    return LookUp([&](TObject* Item) { return Names.Compare(NameOf(*Item), Name); });
 }
 
 // The remembered position is right unless items came or went before it; then the order tells the new one.
@@ -203,8 +206,9 @@ void TZUSortedNamedObjects::SetObjects(int Index, TObject* Object) {
 }
 
 const std::u16string& TZUSortedNamedObjects::Names(int Index) const {
+    if (Index >= 0 && Index < Count()) return AsNamedObject(At(Index)).Name.Text();
     static const std::u16string Empty;
-    return Index >= 0 && Index < Count() ? AsNamedObject(At(Index)).Name.Text() : Empty;
+    return Empty;
 }
 
 TObject* TZUSortedNamedObjects::ObjectByName(std::u16string_view Name) const {

@@ -28,6 +28,15 @@ const T* Cast(const TObject& Object) {
     return Object.ClassInfo().InheritsFrom(T::StaticClass()) ? static_cast<const T*>(&Object) : nullptr;
 }
 
+const std::u16string& EmptyText() {
+    static const std::u16string Text;
+    return Text;
+}
+const std::string& EmptyAnsiText() {
+    static const std::string Text;
+    return Text;
+}
+
 template <class TString>
 struct TNameValue {
     TString Name;
@@ -189,19 +198,19 @@ void TZUSortedParams::Assign(const TObject& Source) {
 }
 
 const std::u16string& TZUSortedParams::Param(int Index) const {
-    static const std::u16string Empty;
-    return Index >= 0 && Index < Count() ? AsParam(At(Index)).FName.Text() : Empty;
+    if (Index >= 0 && Index < Count()) return AsParam(At(Index)).FName.Text();
+    return EmptyText();
 }
 
 const std::u16string& TZUSortedParams::Value(std::u16string_view ParamName) const {
-    static const std::u16string Empty;
     const TZUParamObject* const Param = FindParam(ParamName);
-    return Param != nullptr ? Param->FValue : Empty;
+    if (Param != nullptr) return Param->FValue;
+    return EmptyText();
 }
 
 const std::u16string& TZUSortedParams::Values(int Index) const {
-    static const std::u16string Empty;
-    return Index >= 0 && Index < Count() ? AsParam(At(Index)).FValue : Empty;
+    if (Index >= 0 && Index < Count()) return AsParam(At(Index)).FValue;
+    return EmptyText();
 }
 
 void TZUSortedParams::SetValues(int Index, std::u16string_view ParamValue) {
@@ -339,9 +348,9 @@ void TZUSortedParamsA::Assign(const TObject& Source) {
 }
 
 const std::string& TZUSortedParamsA::Param(int Index) const {
-    static const std::string Empty;
     const TZUParamObjectA* const Param = ParamAt(Index);
-    return Param != nullptr ? Param->FName : Empty;
+    if (Param != nullptr) return Param->FName;
+    return EmptyAnsiText();
 }
 
 const std::string& TZUSortedParamsA::Value(std::string_view ParamName) const {
@@ -349,9 +358,9 @@ const std::string& TZUSortedParamsA::Value(std::string_view ParamName) const {
 }
 
 const std::string& TZUSortedParamsA::Values(int Index) const {
-    static const std::string Empty;
     const TZUParamObjectA* const Param = ParamAt(Index);
-    return Param != nullptr ? Param->FValue : Empty;
+    if (Param != nullptr) return Param->FValue;
+    return EmptyAnsiText();
 }
 
 void TZUSortedParamsA::SetValues(int Index, std::string_view ParamValue) {
@@ -421,8 +430,8 @@ void TZUSortedVariantParams::Assign(const TObject& Source) {
 }
 
 const std::u16string& TZUSortedVariantParams::Param(int Index) const {
-    static const std::u16string Empty;
-    return Index >= 0 && Index < Count() ? AsVariantParam(At(Index)).Name.Text() : Empty;
+    if (Index >= 0 && Index < Count()) return AsVariantParam(At(Index)).Name.Text();
+    return EmptyText();
 }
 
 const TKXVariant& TZUSortedVariantParams::Value(std::u16string_view ParamName) const {
