@@ -167,7 +167,8 @@ protected:
 /// The checker of the process; made and freed by package start and stop, switched off and empty at first.
 extern std::unique_ptr<TParamsChecker> ParamsChecker;
 
-/// Enters and removes the script names of TParamsChecker: CheckParamValue, AddParams, Clear.
+/// Enters and removes the script names of TParamsChecker: CheckParamValue, LoadFilter (by ID, from the
+/// database), AddParams and Clear. Scripts change a checker under its write side.
 void RegisterChekprms(TScriptRegistry& Registry);
 void UnregisterChekprms(TScriptRegistry& Registry);
 

@@ -18,6 +18,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import traceback
 import urllib.error
 import urllib.request
@@ -51,11 +52,14 @@ class Server:
                 break
         else:
             raise RuntimeError("zuhost did not start:\n" + "".join(self.lines))
+        # Read on, or a full pipe would hold the service up.
+        self.reader = threading.Thread(target=lambda: self.lines.extend(self.process.stderr), daemon=True)
+        self.reader.start()
 
     def stop(self):
         self.process.send_signal(signal.SIGTERM)
-        _, rest = self.process.communicate(timeout=WAIT_SECONDS)
-        self.lines.append(rest)
+        self.process.wait(timeout=WAIT_SECONDS)
+        self.reader.join(timeout=WAIT_SECONDS)
         self.folder.cleanup()
         return self.process.returncode
 
