@@ -93,10 +93,11 @@ TThreadObjects::TNamed* TThreadObjects::FindOwn() const {
     if (Remembered.Container == FNumber) return static_cast<TNamed*>(Remembered.Named);
     const std::lock_guard Guard(FMutex);
     const auto Found = FThreads.find(ThreadNumber());
-    if (Found == FThreads.end()) return nullptr;
-    // The address holds until this thread clears its objects: the map moves no element.
-    Remembered = {FNumber, &Found->second};
-    return &Found->second;
+    // The address holds until this thread clears its objects: the map moves no element. That there are none
+    // is remembered too: nobody but this thread can add any.
+    TNamed* const Own = Found == FThreads.end() ? nullptr : &Found->second;
+    Remembered = {FNumber, Own};
+    return Own;
 }
 
 void TThreadObjects::Add(std::u16string_view Name, std::unique_ptr<TObject> Object) {
@@ -105,6 +106,7 @@ void TThreadObjects::Add(std::u16string_view Name, std::unique_ptr<TObject> Obje
     if (Own == nullptr) {
         const std::lock_guard Guard(FMutex);
         Own = &FThreads[ThreadNumber()];
+        Remembered = {FNumber, Own};
     }
     // Swapped in before the old object dies, for its destructor may ask for the name.
     (*Own)[std::u16string(Name)].swap(Object);

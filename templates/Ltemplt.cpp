@@ -121,7 +121,7 @@ TTemplate::TTemplate(const TTemplate& Parent, const TPart& Part)
     TakeText(Parent.FParsed, Part);
     FCaretOfText = FParsedHere;
     if (FParsedHere && FPart->Fault != TParsedTemplate::TFault::None) {
-        FLastError = FaultText(FPart->Fault, FPart->Name, sName);
+        FLastError = FaultText(FPart->Fault, FPart->Name, Name());
     }
 }
 
@@ -151,11 +151,17 @@ std::u16string TTemplate::GetDebugInfo() const {
 
 void TTemplate::SetTemplateName(std::u16string_view Name) {
     // Kept on purpose: a change of letter case only does not load again.
-    if (SameText(Name, sName)) return;
+    if (SameText(Name, this->Name())) return;
     if (Name.empty()) Loosen().Body.clear();
-    sName = Name;
-    if (!sName.empty() && Cache() != nullptr && Cache()->TryGetTemplate(FLanguageID, sName, *this)) return;
+    // A template from the cache brings its name along.
+    if (!Name.empty() && Cache() != nullptr && Cache()->TryGetTemplate(FLanguageID, Name, *this)) return;
+    SetName(Name);
     ReadTemplate();
+}
+
+void TTemplate::SetName(std::u16string_view Name) {
+    sName = Name;
+    FNameOfText = false;
 }
 
 void TTemplate::SetLanguageID(std::u16string_view Value) {
@@ -164,7 +170,7 @@ void TTemplate::SetLanguageID(std::u16string_view Value) {
     if (FLanguageID.empty()) FLanguageID = Services().ApplicationManager->GetDefaultLanguageID();
     // Kept on purpose: the cache is asked without asking first whether it is enabled, so that a template does
     // not load again when it is not.
-    if (!sName.empty() && Cache() != nullptr) Cache()->GetTemplate(FLanguageID, sName, *this);
+    if (!Name().empty() && Cache() != nullptr) Cache()->GetTemplate(FLanguageID, Name(), *this);
 }
 
 void TTemplate::SetBody(std::u16string Text) {
@@ -189,10 +195,10 @@ void TTemplate::LoadFile() {
     ClearTagsList();
     SettlePlaces();
     FPlaces.Caret = FPlaces.Begin = {};
-    if (sName.empty()) return;
+    if (Name().empty()) return;
     const TZTSTemplateCache* const Cached = Cache();
     std::u16string Text =
-        ReadTemplateFile(Cached != nullptr ? Cached->GetTemplateDirectory() : std::u16string(), sName,
+        ReadTemplateFile(Cached != nullptr ? Cached->GetTemplateDirectory() : std::u16string(), Name(),
                          Cached != nullptr ? Cached->GetMaxFileSize() : DefaultMaxTemplateSize);
     ReplaceLanguageTags(Text);
     Parse(std::move(Text), 0, {}, true);
@@ -231,14 +237,14 @@ void TTemplate::Parse(std::u16string Text, std::size_t Start, std::u16string_vie
     FLastError.clear();
     SettlePlaces();
     std::shared_ptr<const TParsedTemplate> Parsed = TParsedTemplate::Parse(
-        std::move(Text), Start, {FLanguageID, FRaiseException, FromFile, !PartName.empty(), FPlaces});
+        std::move(Text), Start, {FLanguageID, FRaiseException, FromFile, !PartName.empty(), FPlaces, Name()});
     FPartsBefore = LParts().size();
     FParsedHere = true;
     const TPart& Root = Parsed->Root();
     TakeText(std::move(Parsed), Root);
     FCaretOfText = true;
     if (FPart->Fault != TParsedTemplate::TFault::None) {
-        HandleError(FaultText(FPart->Fault, PartName, sName));
+        HandleError(FaultText(FPart->Fault, PartName, Name()));
     } else if (FParsed->Raised()) {
         const TPart& Faulty = *FParsed->FirstFault();
         throw ETemplate(FaultText(Faulty.Fault, Faulty.Name, {}));
@@ -259,6 +265,7 @@ int TTemplate::AddPart(int CurPos, std::u16string TBuff, std::u16string_view Par
 }
 
 void TTemplate::TakeText(std::shared_ptr<const TParsedTemplate> Parsed, const TPart& Part) {
+    if (FNameOfText) SetName(std::u16string(Name())); // it stands in the text that goes
     FParsed = std::move(Parsed);
     FPart = &Part;
     FNames = FParsed->Names(Part);
@@ -298,7 +305,7 @@ void TTemplate::CopyTextOf(const TTemplate& Source) {
     FRaiseException = Source.FRaiseException;
     FLanguageID = Source.FLanguageID;
     FsIdentName = Source.FsIdentName;
-    sName = Source.sName;
+    FNameOfText = false;
     if (Source.FParsed) {
         TakeText(Source.FParsed, *Source.FPart);
     } else {
@@ -308,6 +315,8 @@ void TTemplate::CopyTextOf(const TTemplate& Source) {
         FValues.Reset(0);
         FLoose.reset();
     }
+    FNameOfText = Source.FNameOfText;
+    if (!FNameOfText) sName = Source.sName;
     FPartsBefore = Source.FPartsBefore;
     FPartsOfText = Source.FPartsOfText;
     FParsedHere = false;
@@ -410,7 +419,7 @@ std::u16string TTemplate::GetTagValue(std::u16string_view TagName) {
     } else if (const std::uint32_t Slot = FindSlot(TagName); Slot != NoSlot) {
         return std::u16string(FValues.Get(Slot));
     }
-    HandleError(Format(UnknownTagText, {TagName, sName}));
+    HandleError(Format(UnknownTagText, {TagName, Name()}));
     return {};
 }
 
@@ -613,7 +622,7 @@ TTemplate* TTemplate::GetPartByName(std::u16string_view Name) {
                    : FParsed->PartIdent(FParsed->Child(*FPart, Index - FPartsBefore));
         if (Names.Same(Ident, Name)) return &PartAt(Index);
     }
-    HandleError(Format(UnknownPartText, {Name, sName}));
+    HandleError(Format(UnknownPartText, {Name, this->Name()}));
     return nullptr;
 }
 

@@ -112,7 +112,7 @@ public:
     /// another letter case does nothing. An empty name empties the body.
     /// @throws TSystemError, ETemplate as told above.
     void SetTemplateName(std::u16string_view Name);
-    [[nodiscard]] const std::u16string& Name() const { return sName; }
+    [[nodiscard]] const std::u16string& Name() const { return FNameOfText ? FParsed->Origin().Name : sName; }
 
     /// Changes the language and loads a named template again. The same language in another letter case does
     /// nothing; a blank one means the application's default.
@@ -248,6 +248,7 @@ private:
     [[nodiscard]] TZTSTemplateCache* Cache() const;
     [[nodiscard]] const TServices& Services() const;
 
+    void SetName(std::u16string_view Name);
     void LoadFile();
     void Parse(std::u16string Text, std::size_t Start, std::u16string_view PartName, bool FromFile);
     void TakeText(std::shared_ptr<const TParsedTemplate> Parsed, const TParsedTemplate::TPart& Part);
@@ -297,7 +298,9 @@ private:
     std::u16string FLanguageID;
     std::u16string FLastError;
     std::u16string FsIdentName;
-    std::u16string sName;
+    bool FNameOfText =
+        false;            // the name stands in FParsed, so that a copy from the cache makes none of its own
+    std::u16string sName; // while FNameOfText is not set
 };
 
 class TScriptRegistry;

@@ -66,6 +66,7 @@ public:
         bool FromFile = false;
         bool IsPart = false; // the root was given a part name, so its closing mark must come
         TPlaces Before;
+        std::u16string Name; // of the template; empty for a part
     };
 
     /// Parses `Text` from the 0-based `Start`.

@@ -73,13 +73,31 @@ void TZTSTemplateCache::SetTemplateDirectory(std::u16string_view Value) {
     FDirectory = Value;
 }
 
+void TZTSTemplateCache::TShard::Clear() {
+    Recent.fill(nullptr);
+    Masters.clear();
+}
+
+TTemplate* TZTSTemplateCache::TShard::Find(const TKeyView& Key) {
+    // A few characters tell most names apart; a whole hash would cost more than all the rest.
+    const std::u16string_view Name = Key.Name;
+    const std::size_t Language = Key.LanguageID.empty() ? 0U : Key.LanguageID.back();
+    const std::size_t Mixed = Name.size() * 5 + Name.back() + Name[Name.size() / 2] * 3U + Language * 7;
+    TMasters::value_type*& Place = Recent[Mixed % Recent.size()];
+    if (Place != nullptr && TKeyEqual{}(Place->first, Key)) return Place->second.get();
+    const auto Found = Masters.find(Key);
+    if (Found == Masters.end()) return nullptr;
+    Place = &*Found; // its address holds until it is erased
+    return Found->second.get();
+}
+
 void TZTSTemplateCache::Clear() {
     const TLockScope Guard(*this);
     FVersion.fetch_add(1, std::memory_order_acq_rel);
     FMasters.clear();
     for (TShard& Shard : FShards) {
-        const std::lock_guard ShardGuard(Shard.Mutex);
-        Shard.Masters.clear();
+        const std::lock_guard ShardGuard(Shard.Lock);
+        Shard.Clear();
     }
 }
 
@@ -94,30 +112,30 @@ bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16s
     const TKeyView Key{LanguageID, TemplateName};
     TShard& Shard = ShardOfThread();
     {
-        const std::lock_guard Guard(Shard.Mutex);
+        const std::lock_guard Guard(Shard.Lock);
         const std::uint64_t Version = FVersion.load(std::memory_order_acquire);
         if (Shard.Version != Version) {
-            Shard.Masters.clear();
+            Shard.Clear();
             Shard.Version = Version;
         }
-        const auto Found = Shard.Masters.find(Key);
-        if (Found != Shard.Masters.end()) {
-            Target.Assign(Found->second.get());
+        if (const TTemplate* const Found = Shard.Find(Key)) {
+            Target.Assign(Found);
             return true;
         }
     }
 
+    const std::u16string Name(TemplateName); // a copy: it may be a piece of the target's own
+    if (Target.Name() != Name) Target.SetName(Name);
     auto Local = std::make_unique<TTemplate>(FEnvironment);
     TKey StoredKey;
     std::uint64_t Version = 0;
     try {
         const TLockScope Guard(*this);
-        auto Found = FMasters.find(Key);
+        auto Found = FMasters.find(TKeyView{LanguageID, Name});
         if (Found == FMasters.end()) {
             // Nothing is kept when the master cannot be read: the next request tries again.
-            std::unique_ptr<TTemplate> Master = ReadMaster(LanguageID, TemplateName);
-            Found = FMasters.emplace(TKey{LowerCase(LanguageID), LowerCase(TemplateName)}, std::move(Master))
-                        .first;
+            std::unique_ptr<TTemplate> Master = ReadMaster(LanguageID, Name);
+            Found = FMasters.emplace(TKey{LowerCase(LanguageID), LowerCase(Name)}, std::move(Master)).first;
         }
         StoredKey = Found->first;
         Local->Assign(Found->second.get());
@@ -130,7 +148,7 @@ bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16s
     }
     Local->CountApart();
     Target.Assign(Local.get());
-    const std::lock_guard Guard(Shard.Mutex);
+    const std::lock_guard Guard(Shard.Lock);
     if (Shard.Version == Version) Shard.Masters.try_emplace(std::move(StoredKey), std::move(Local));
     return true;
 }
@@ -139,7 +157,7 @@ std::unique_ptr<TTemplate> TZTSTemplateCache::ReadMaster(std::u16string_view Lan
                                                          std::u16string_view Name) {
     auto Master = std::make_unique<TTemplate>(FEnvironment);
     Master->SetLanguageID(LanguageID);
-    Master->sName = Name;
+    Master->SetName(Name);
     try {
         Master->LoadFile();
     } catch (const ETemplateFile& Error) {
@@ -148,6 +166,7 @@ std::unique_ptr<TTemplate> TZTSTemplateCache::ReadMaster(std::u16string_view Lan
         // told. The log is.
         Master->HandleError(Error.Message());
     }
+    Master->FNameOfText = Master->FParsed != nullptr;
     if (!Master->LastError().empty()) Master->Services().Logger->Log(TLogLevel::Warning, Master->LastError());
     return Master;
 }

@@ -21,6 +21,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 
 namespace zutools {
@@ -77,12 +78,29 @@ private:
     };
     using TMasters = std::unordered_map<TKey, std::unique_ptr<TTemplate>, TKeyHash, TKeyEqual>;
 
+    /// Held for a look-up and a copy only, mostly by the one thread that uses the shard: giving it back is a
+    /// plain store, and who finds it taken lets the other go on.
+    class TBriefLock {
+    public:
+        void lock() {
+            while (FTaken.exchange(true, std::memory_order_acquire)) std::this_thread::yield();
+        }
+        void unlock() { FTaken.store(false, std::memory_order_release); }
+
+    private:
+        std::atomic<bool> FTaken{false};
+    };
+
     /// Masters for a few threads: their reference to the shared text has a counter of its own, so that
     /// threads of different shards write to no common memory.
     struct alignas(64) TShard {
-        std::mutex Mutex;
+        TBriefLock Lock;
         std::uint64_t Version = 0; // of the dictionary that the masters were taken from
         TMasters Masters;
+        std::array<TMasters::value_type*, 32> Recent{}; // of Masters, looked at first
+
+        void Clear();
+        [[nodiscard]] TTemplate* Find(const TKeyView& Key);
     };
 
     TShard& ShardOfThread();

@@ -163,7 +163,7 @@ TEST(FoldPass, BothPathsAgree) {
         std::u16string Text = RandomText(
             Random, 70, u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ 0123456789<>{}~`@[^");
         if (Round % 3 == 0) Text += RandomText(Random, 40, Odd);
-        std::u16string Cyrillic = RandomText(Random, Round % 2 * 60, u" ");
+        std::u16string Cyrillic = RandomText(Random, Round % 2 == 0 ? 0 : 60, u" ");
         for (char16_t& Unit : Cyrillic)
             Unit = static_cast<char16_t>(Random() % 4 == 0 ? u',' : 0x400 + Random() % 0x80);
         Text += Cyrillic + RandomText(Random, 20, u"abc{}");
