@@ -22,8 +22,8 @@ public:
 
     enum class TVerdict {
         Passes,
-        Refused, // at the first sign: the plain way finds the reason, or none if a character behind it
-                 // changes what was seen
+        Refused,        // at the first sign: the plain way finds the reason, or none if a character behind it
+                        // changes what was seen
         UpperCaseFirst, // holds a character that cannot be folded by itself: ask again with the value
                         // upper-cased
     };
