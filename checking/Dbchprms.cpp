@@ -92,21 +92,6 @@ void WriteRules(TDatabase& Database, int ID, const TParamsConfig& Config) {
     }
 }
 
-/// Closes the bracket of a list's update, also when an error passes.
-class TUpdateScope {
-public:
-    explicit TUpdateScope(TStrings& List)
-        : FList(List) {
-        FList.BeginUpdate();
-    }
-    ~TUpdateScope() { FList.EndUpdate(); }
-    TUpdateScope(const TUpdateScope&) = delete;
-    TUpdateScope& operator=(const TUpdateScope&) = delete;
-
-private:
-    TStrings& FList;
-};
-
 } // namespace
 
 TDatabase* TCheckParamsDBConfig::Database() const {

@@ -59,20 +59,6 @@ std::u16string TakePlain(std::u16string_view& Rest, char16_t Delimiter) {
     return Item;
 }
 
-class TUpdateScope {
-public:
-    explicit TUpdateScope(TStrings& List)
-        : FList(List) {
-        FList.BeginUpdate();
-    }
-    ~TUpdateScope() { FList.EndUpdate(); }
-    TUpdateScope(const TUpdateScope&) = delete;
-    TUpdateScope& operator=(const TUpdateScope&) = delete;
-
-private:
-    TStrings& FList;
-};
-
 } // namespace
 
 const TClassInfo& TStrings::StaticClass() {

@@ -61,6 +61,21 @@ public:
     void SetDelimitedText(std::u16string_view Value, char16_t Delimiter, char16_t Quote);
 };
 
+/// Brackets a batch of changes of a list, also when an error passes.
+class TUpdateScope {
+public:
+    explicit TUpdateScope(TStrings& List)
+        : FList(List) {
+        FList.BeginUpdate();
+    }
+    ~TUpdateScope() { FList.EndUpdate(); }
+    TUpdateScope(const TUpdateScope&) = delete;
+    TUpdateScope& operator=(const TUpdateScope&) = delete;
+
+private:
+    TStrings& FList;
+};
+
 class TStringList : public TStrings {
 public:
     static const TClassInfo& StaticClass();

@@ -1,13 +1,13 @@
 // zuhost filters: the filters in a database, listed and changed.
 
 #include "apps/zuhost/Commands.h"
+#include "apps/zuhost/DatabaseManager.h"
 
 #include "checking/Dbchprms.h"
 #include "checking/Presets.h"
 #include "host/Exception.h"
 #include "host/Numbers.h"
 #include "hosting/sql/Schema.h"
-#include "hosting/sql/SqlDatabase.h"
 #include "platform/File.h"
 #include "platform/Text.h"
 
@@ -49,19 +49,6 @@ struct TOptions {
     int ID = 0;
     bool HasID = false;
     bool Json = false;
-};
-
-/// A manager of one database, for one thread.
-class TFiltersManager : public TSimpleApplicationManager {
-public:
-    explicit TFiltersManager(std::u16string_view Url)
-        : FDatabase(hosting::ParseDatabaseUrl(Url)) {
-        hosting::UpgradeSchema(FDatabase);
-    }
-    [[nodiscard]] TDatabase* GetDatabase() override { return &FDatabase; }
-
-private:
-    hosting::TSqlDatabase FDatabase;
 };
 
 [[nodiscard]] std::string Utf8(std::u16string_view Value) {
@@ -201,7 +188,8 @@ int RunFilters(const TArguments& Arguments) {
     if (Words.empty()) throw EUsage("the action is missing");
     if (Database.empty()) throw EUsage("--database is missing");
 
-    TFiltersManager Manager(Text(Database));
+    TDatabaseManager Manager(u"en", Text(Database));
+    hosting::UpgradeSchema(Manager.Connection());
     const TCheckParamsDBConfig Filters(Manager);
     SeedReservedFilters(Filters);
     const std::string& Action = Words.front();

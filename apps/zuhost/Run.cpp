@@ -1,17 +1,15 @@
 // zuhost run: a Lua script with the library's objects, for one job.
 
 #include "apps/zuhost/Commands.h"
+#include "apps/zuhost/DatabaseManager.h"
 
 #include "checking/Chekprms.h"
 #include "host/Session.h"
 #include "host/ThreadContainer.h"
 #include "hosting/lua/LuaEngine.h"
-#include "hosting/sql/SqlDatabase.h"
 #include "hosting/web/Config.h"
 
 #include <CLI/CLI.hpp>
-
-#include <optional>
 
 namespace zutools::zuhost {
 
@@ -27,22 +25,6 @@ Examples:
   zuhost run letters.lua --all
   zuhost run --templates pages --strings texts --database sqlite3://orders.db letters.lua
   zuhost run --config orders.toml letters.lua)";
-
-/// The default language and the database of the job. Connections are opened by the threads that ask.
-class TScriptManager : public TSimpleApplicationManager {
-public:
-    TScriptManager(std::u16string DefaultLanguage, std::u16string_view DatabaseUrl)
-        : TSimpleApplicationManager(std::move(DefaultLanguage)) {
-        if (!DatabaseUrl.empty()) FPool.emplace(DatabaseUrl);
-    }
-    [[nodiscard]] TDatabase* GetDatabase() override { return FPool ? &FPool->Get() : nullptr; }
-    void ReleaseThread() {
-        if (FPool) FPool->ReleaseThread();
-    }
-
-private:
-    std::optional<hosting::TDatabasePool> FPool;
-};
 
 /// The session of the main thread while the script runs.
 class TSessionScope {
@@ -104,7 +86,7 @@ int RunScript(const TArguments& Arguments) {
         Config.Database = Text(Database);
     }
 
-    const auto Manager = std::make_shared<TScriptManager>(Config.DefaultLanguage, Config.Database);
+    const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
     const TLibrary Library(Manager, Config.Templates, Config.Strings);
     const TSessionScope Session;
     hosting::TLuaOptions Options;

@@ -1,5 +1,6 @@
 #include "apps/zuhost/Serve.h"
 
+#include "apps/zuhost/DatabaseManager.h"
 #include "checking/Chekprms.h"
 #include "checking/Dbchprms.h"
 #include "checking/Presets.h"
@@ -7,7 +8,6 @@
 #include "host/Services.h"
 #include "hosting/lua/LuaEngine.h"
 #include "hosting/sql/Schema.h"
-#include "hosting/sql/SqlDatabase.h"
 #include "hosting/strings/JsonLocalizator.h"
 #include "hosting/web/Config.h"
 #include "hosting/web/LuaModuleRunner.h"
@@ -64,26 +64,6 @@ private:
     sigset_t FSignals;
 };
 
-class TServeManager : public TSimpleApplicationManager {
-public:
-    explicit TServeManager(const TWebConfig& Config)
-        : TSimpleApplicationManager(Config.DefaultLanguage) {
-        if (!Config.Database.empty()) FPool = std::make_unique<TDatabasePool>(Config.Database);
-    }
-
-    [[nodiscard]] TDatabase* GetDatabase() override { return FPool ? &FPool->Get() : nullptr; }
-    /// The same; only with a database.
-    [[nodiscard]] TSqlDatabase& Connection() { return FPool->Get(); }
-
-    /// The calling thread needs its connection no more.
-    void ReleaseThread() {
-        if (FPool) FPool->ReleaseThread();
-    }
-
-private:
-    std::unique_ptr<TDatabasePool> FPool;
-};
-
 /// The library with its services while it lives.
 class TLibraryScope {
 public:
@@ -112,7 +92,7 @@ std::shared_ptr<TLocalizatorTable> MakeLocalizer(const TWebConfig& Config, TLogg
     return Strings;
 }
 
-TLuaOptions LuaOptions(const TWebConfig& Config, TServeManager& Manager) {
+TLuaOptions LuaOptions(const TWebConfig& Config, TDatabaseManager& Manager) {
     TLuaOptions Options = WebLuaOptions(Config);
     Options.Database = [&Manager] { return Manager.GetDatabase(); };
     Options.ThreadEnd = [&Manager] { Manager.ReleaseThread(); };
@@ -120,7 +100,7 @@ TLuaOptions LuaOptions(const TWebConfig& Config, TServeManager& Manager) {
 }
 
 /// The host's own tables, the reserved filters, and the filter that is to be used.
-void PrepareDatabase(const TWebConfig& Config, TServeManager& Manager) {
+void PrepareDatabase(const TWebConfig& Config, TDatabaseManager& Manager) {
     if (Config.Database.empty()) return;
     UpgradeSchema(Manager.Connection());
     SeedReservedFilters(TCheckParamsDBConfig(Manager));
@@ -129,7 +109,7 @@ void PrepareDatabase(const TWebConfig& Config, TServeManager& Manager) {
 }
 
 /// The application's own preparations: as a module, but without a request and without an end to its work.
-void RunSetup(const TWebConfig& Config, TServeManager& Manager) {
+void RunSetup(const TWebConfig& Config, TDatabaseManager& Manager) {
     if (Config.Setup.empty()) return;
     TLuaOptions Options = LuaOptions(Config, Manager);
     Options.InstructionLimit = 0;
@@ -140,7 +120,7 @@ void RunSetup(const TWebConfig& Config, TServeManager& Manager) {
 void Serve(TWebConfig Config) {
     const TStopSignals Signals;
     const auto Logger = std::make_shared<TSpdLogger>(Config.Log.Level, Config.Log.File);
-    const auto Manager = std::make_shared<TServeManager>(Config);
+    const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
     const auto Localizer = MakeLocalizer(Config, *Logger);
     const TLibraryScope Library({Manager, Localizer, Logger});
     if (!Config.Templates.empty()) ZTSTemplateCache->SetTemplateDirectory(Config.Templates);

@@ -1,0 +1,39 @@
+// The application manager of zuhost: a default language, and a database of which every thread has a
+// connection of its own.
+
+#pragma once
+
+#include "host/Services.h"
+#include "hosting/sql/SqlDatabase.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace zutools::zuhost {
+
+/// Any thread may ask; a thread that asked for the database gives it back with ReleaseThread before it ends.
+/// Made on the main thread.
+class TDatabaseManager : public TSimpleApplicationManager {
+public:
+    /// Without a URL there is no database. Connects to nothing yet. @throws EDatabaseError for a malformed
+    /// URL.
+    TDatabaseManager(std::u16string DefaultLanguage, std::u16string_view DatabaseUrl)
+        : TSimpleApplicationManager(std::move(DefaultLanguage)) {
+        if (!DatabaseUrl.empty()) FPool.emplace(DatabaseUrl);
+    }
+
+    [[nodiscard]] TDatabase* GetDatabase() override { return FPool ? &FPool->Get() : nullptr; }
+    /// The same; only with a database.
+    [[nodiscard]] hosting::TSqlDatabase& Connection() { return FPool->Get(); }
+    /// The calling thread needs its connection no more.
+    void ReleaseThread() {
+        if (FPool) FPool->ReleaseThread();
+    }
+
+private:
+    std::optional<hosting::TDatabasePool> FPool;
+};
+
+} // namespace zutools::zuhost
