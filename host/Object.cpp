@@ -82,4 +82,9 @@ TObjectRef TObject::Reference() {
     return TObjectRef(*Cell);
 }
 
+void TObject::Retire() {
+    // Also when nobody has asked yet: who asks later gets an empty reference.
+    Reference().FCell->store(nullptr, std::memory_order_release);
+}
+
 } // namespace zutools

@@ -133,6 +133,14 @@ public:
     /// empties when the destructor of the root runs, after those of the descendants: nobody may follow it
     /// while the object is being destroyed.
     [[nodiscard]] TObjectRef Reference();
+    /// For objects that several threads hold (record blocks): what keeps the memory of this object from going
+    /// while the result lives. Null for objects with one owner. Whoever keeps a TObjectRef beside it may
+    /// follow that without fear of another thread.
+    [[nodiscard]] virtual std::shared_ptr<const void> KeepAlive() { return nullptr; }
+
+protected:
+    /// Empties the references to this object now, although somebody keeps it alive: for scripts it is gone.
+    void Retire();
 
 private:
     std::atomic<std::shared_ptr<std::atomic<TObject*>>*> FCell{nullptr}; // owned; null until asked for

@@ -1,6 +1,9 @@
 #include "host/Services.h"
 
+#include "host/Dictionary.h"
+#include "host/Security.h"
 #include "host/Session.h"
+#include "host/UserTables.h"
 
 #include <utility>
 
@@ -12,6 +15,8 @@ TServices WithDefaults(TServices Given) {
     if (!Given.ApplicationManager) Given.ApplicationManager = std::make_shared<TSimpleApplicationManager>();
     if (!Given.Localizer) Given.Localizer = std::make_shared<TEmptyLocalizatorTable>();
     if (!Given.Logger) Given.Logger = std::make_shared<TNullLogger>();
+    if (!Given.Security) Given.Security = std::make_shared<TOpenSecurityManager>();
+    if (!Given.Dictionary) Given.Dictionary = std::make_shared<TNoDictionary>();
     return Given;
 }
 
@@ -21,6 +26,10 @@ TServices& Current() {
 }
 
 } // namespace
+
+std::unique_ptr<TUserTable> TApplicationManager::GetTable(std::u16string_view /*TableName*/) {
+    return nullptr;
+}
 
 TSimpleApplicationManager::TSimpleApplicationManager(std::u16string DefaultLanguageID)
     : FDefault(std::move(DefaultLanguageID)) {}

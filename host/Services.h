@@ -13,6 +13,9 @@
 namespace zutools {
 
 class TDatabase;
+class TDictionaryService;
+class TSecurityManager;
+class TUserTable;
 
 /// Languages and the database of the running application.
 class TApplicationManager {
@@ -25,6 +28,9 @@ public:
     /// database. It is the application manager's, and lives as long as the thread's work.
     /// @throws EDatabaseError when it cannot be opened.
     [[nodiscard]] virtual TDatabase* GetDatabase() { return nullptr; }
+    /// The table of that name, not opened on a record yet; null when the application has no user tables.
+    /// @throws EUserTableError when there is no such table, EDatabaseError from the database.
+    [[nodiscard]] virtual std::unique_ptr<TUserTable> GetTable(std::u16string_view TableName);
 };
 
 /// Texts by key and language.
@@ -73,6 +79,8 @@ struct TServices {
     std::shared_ptr<TApplicationManager> ApplicationManager;
     std::shared_ptr<TLocalizatorTable> Localizer;
     std::shared_ptr<TLogger> Logger;
+    std::shared_ptr<TSecurityManager> Security{};     // default: everybody may do everything
+    std::shared_ptr<TDictionaryService> Dictionary{}; // default: there are no documents
 };
 
 /// Hands services over (null members mean the plain defaults). Only while no other thread uses the package.

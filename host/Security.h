@@ -1,0 +1,65 @@
+// Who may do what with which record.
+//
+// The record blocker asks in three steps: the user as stored now, what that user may do with a table, and
+// whether that covers a record. Any thread may ask; implementations guard themselves.
+
+#pragma once
+
+#include "host/UserTables.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zutools {
+
+/// Operations on a record; the ordinals are those that rights are stored with.
+enum class TRecordRight : std::uint8_t { View = 0, Edit = 1, Delete = 2, Insert = 3 };
+
+/// One line of a profile.
+struct TPrivilege {
+    std::u16string TableName; // "*" means every table
+    TRecordRight Right = TRecordRight::View;
+    std::u16string RecordFilter; // empty: every record
+};
+
+/// A user with profile and privileges, as read at one moment.
+struct TUserInfo {
+    std::u16string UserName;
+    std::u16string Profile;
+    bool Administrator = false;                          // may look at and release the blocks of others
+    std::map<std::u16string, std::u16string> Attributes; // what record filters speak of: "Department", ...
+    std::vector<TPrivilege> Privileges;
+};
+
+/// What one user may do with one table.
+struct TTableRights {
+    bool Granted = false;
+    std::vector<std::u16string> RecordFilters; // one of them must cover the record; none: every record
+    TUserInfo User;
+};
+
+class TSecurityManager {
+public:
+    virtual ~TSecurityManager() = default;
+    /// The user as stored now; an unknown one has no privileges. May raise.
+    [[nodiscard]] virtual TUserInfo RefreshUserInfo(std::u16string_view UserName) = 0;
+    /// What the user's privileges say about a table and an operation. May raise.
+    [[nodiscard]] virtual TTableRights
+    BuildTableRightsFilter(const TUserInfo& User, std::u16string_view Table, TRecordRight Right) = 0;
+    /// Whether the rights cover the record: as it was read and as it is to be written. May raise.
+    [[nodiscard]] virtual bool CheckRecordRights(const TTableRights& Rights, const TUserTable& Record) = 0;
+};
+
+/// For applications without users: everybody may do everything.
+class TOpenSecurityManager : public TSecurityManager {
+public:
+    [[nodiscard]] TUserInfo RefreshUserInfo(std::u16string_view UserName) override;
+    [[nodiscard]] TTableRights BuildTableRightsFilter(const TUserInfo& User, std::u16string_view Table,
+                                                      TRecordRight Right) override;
+    [[nodiscard]] bool CheckRecordRights(const TTableRights& Rights, const TUserTable& Record) override;
+};
+
+} // namespace zutools
