@@ -2,6 +2,7 @@
 
 #include "checking/Chekprms.h"
 #include "core/Lparams.h"
+#include "core/Lthdata.h"
 #include "host/ScriptObjects.h"
 #include "package/Version.h"
 #include "templates/Ltemplt.h"
@@ -23,6 +24,9 @@ struct TUnit {
 // In the order of their start. A unit stands after those that it uses.
 constexpr TUnit Units[] = {
     {[] { RegisterLparams(ScriptRegistry()); }, [] { UnregisterLparams(ScriptRegistry()); }},
+    {[] { RegisterLthdata(ScriptRegistry()); }, [] { UnregisterLthdata(ScriptRegistry()); }},
+    {[] { ZUThreadDataContainer = std::make_unique<TZUThreadDataContainer>(); },
+     [] { ZUThreadDataContainer.reset(); }},
     {[] { ZTSTemplateCache = std::make_unique<TZTSTemplateCache>(); }, [] { ZTSTemplateCache.reset(); }},
     {[] { ParamsChecker = std::make_unique<TParamsChecker>(); }, [] { ParamsChecker.reset(); }},
     {[] { RegisterChekprms(ScriptRegistry()); }, [] { UnregisterChekprms(ScriptRegistry()); }},
