@@ -1,5 +1,6 @@
 #include "hosting/lua/LuaEngine.h"
 
+#include "core/Lthdata.h"
 #include "host/Session.h"
 #include "hosting/lua/LuaGlobals.h"
 #include "hosting/lua/LuaState.h"
@@ -75,6 +76,7 @@ void Run(TLuaEngine::TImpl& State, std::string_view Script, bool FreshGlobals, c
     State.Traceback.clear();
     State.SessionError.clear();
     State.Limits.Start(L);
+    const TScriptExecutorScope Executor(State.Executor);
     const int Status = Protected(
         L,
         [&](lua_State*) {
@@ -144,6 +146,7 @@ TLuaEngine::TImpl::TImpl(TLuaOptions AOptions)
     , L(luaL_newstate()) {
     if (L == nullptr) throw std::bad_alloc();
     *static_cast<TImpl**>(lua_getextraspace(L)) = this;
+    Executor.Main = L;
 }
 
 TLuaEngine::TImpl::~TImpl() {
@@ -166,6 +169,9 @@ TLuaEngine::TLuaEngine(TLuaOptions Options)
         return 0;
     });
     SetGlobal("Session", [] { return CurrentSession(); });
+    SetGlobal("ThreadData", []() -> TObject* {
+        return ZUThreadDataContainer ? ZUThreadDataContainer->CurrentData() : nullptr;
+    });
 }
 
 TLuaEngine::~TLuaEngine() = default;

@@ -1,5 +1,6 @@
 #include "hosting/lua/LuaGlobals.h"
 
+#include "core/Lthdata.h"
 #include "host/Exception.h"
 #include "host/Format.h"
 #include "host/Session.h"
@@ -147,7 +148,9 @@ int NoteSessionError(lua_State* L) {
 // The work of a session's thread. The state is its own until it ends: the calling thread waits.
 int RunSession(lua_State* L, int ArgCount, std::unique_ptr<TSession> Session) {
     ThreadObjects().Add(SessionObjectName, std::move(Session));
+    const TScriptExecutorScope Executor(StateOf(L).Executor);
     const int Status = lua_pcall(L, ArgCount, LUA_MULTRET, 3);
+    ReleaseCurrentThreadData();
     ThreadObjects().Clear();
     if (const auto& ThreadEnd = StateOf(L).Options.ThreadEnd) ThreadEnd();
     return Status;

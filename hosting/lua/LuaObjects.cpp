@@ -23,6 +23,7 @@ struct THandle {
     const void* Tag = &TagByte;
     TObjectRef Object;
     std::unique_ptr<TObject> Owned;
+    std::shared_ptr<const void> Alive; // of an object that several threads hold: its memory
     const TClassCache* Class = nullptr;
     enum TUserValue { Owner = 1, Indexed = 2 };
 };
@@ -247,6 +248,7 @@ int CollectHandle(lua_State* L) {
     // Not destroyed: another finaliser may still look at it, and must find it gone.
     Handle->Owned.reset();
     Handle->Object = {};
+    Handle->Alive.reset();
     return 0;
 }
 
@@ -503,6 +505,7 @@ THandle& NewHandle(lua_State* L, TObject& Object) {
     lua_rawgeti(L, LUA_REGISTRYINDEX, Class.Metatable);
     lua_setmetatable(L, -2); // from here on it is collected as a handle
     Handle->Class = &Class;
+    Handle->Alive = Object.KeepAlive();
     Handle->Object = Object.Reference();
     lua_pushvalue(L, -1);
     lua_rawsetp(L, -3, &Object);

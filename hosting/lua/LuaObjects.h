@@ -1,9 +1,9 @@
 // Objects of the library as Lua sees them. For the sources of this folder.
 //
 // A handle is one userdata per object and state. It holds a TObjectRef, so it notices the object's death; the
-// object itself when a script made it; and the userdata that it was reached through, so that an owner
-// outlives its parts' handles. What a name means is looked up once per class and spelling and then kept in a
-// Lua table.
+// object itself when a script made it, or what keeps an object that several threads hold; and the userdata
+// that it was reached through, so that an owner outlives its parts' handles. What a name means is looked up
+// once per class and spelling and then kept in a Lua table.
 
 #pragma once
 

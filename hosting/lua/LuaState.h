@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include "host/ScriptExecutor.h"
 #include "hosting/lua/ChunkNames.h"
 #include "hosting/lua/LuaEngine.h"
 #include "hosting/lua/LuaLimits.h"
@@ -17,8 +18,24 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace zutools::hosting {
+
+/// The running script as the package sees it: the calls at this moment, from where the script left for C++.
+class TLuaExecutor : public TScriptExecutor {
+public:
+    explicit TLuaExecutor(const TChunkNames& Names)
+        : FNames(Names) {}
+    /// At most 4096 units, whole lines, the innermost calls. Asks Lua for nothing that could raise.
+    [[nodiscard]] std::u16string CallStack() override;
+
+    lua_State* Main = nullptr;    // of the engine
+    lua_State* Current = nullptr; // the state or coroutine that called C++ last; null: none
+
+private:
+    const TChunkNames& FNames;
+};
 
 struct TLuaEngine::TImpl {
     explicit TImpl(TLuaOptions AOptions);
@@ -31,6 +48,7 @@ struct TLuaEngine::TImpl {
     TChunkNames ChunkNames;
     TObjectBridge Objects;
     TLuaModules Modules;
+    TLuaExecutor Executor{ChunkNames};
     bool Running = false;
     std::string Traceback;        // of the run's last uncaught error
     std::string SessionTraceback; // of the last error that left a zu.as_session,
@@ -43,6 +61,21 @@ struct TLuaEngine::TImpl {
     return **static_cast<TLuaEngine::TImpl**>(lua_getextraspace(L));
 }
 
+/// While C++ that Lua called is running.
+class TCallScope {
+public:
+    explicit TCallScope(lua_State* L)
+        : FCurrent(StateOf(L).Executor.Current)
+        , FBefore(std::exchange(FCurrent, L)) {}
+    ~TCallScope() { FCurrent = FBefore; }
+    TCallScope(const TCallScope&) = delete;
+    TCallScope& operator=(const TCallScope&) = delete;
+
+private:
+    lua_State*& FCurrent;
+    lua_State* const FBefore;
+};
+
 /// Leaves the text of an exception on the stack, with the place in the script that made the call.
 void PushError(lua_State* L, const std::exception& Error);
 
@@ -50,6 +83,7 @@ void PushError(lua_State* L, const std::exception& Error);
 template <int (*Body)(lua_State*)>
 int Border(lua_State* L) {
     try {
+        const TCallScope Scope(L);
         return Body(L);
     } catch (const std::exception& Error) {
         PushError(L, Error);

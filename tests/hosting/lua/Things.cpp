@@ -1,6 +1,7 @@
 #include "tests/hosting/lua/Things.h"
 
 #include "host/Exception.h"
+#include "host/ScriptExecutor.h"
 #include "platform/Text.h"
 
 namespace zutools::hosting::tests {
@@ -114,6 +115,9 @@ void RegisterThings() {
         default:
             return TKXVariant(std::int64_t{1} << 40);
         }
+    });
+    Registry.RegisterFunction(Class, u"CallStack", 0, [](TObject&, TScriptArgs) {
+        return TKXVariant(CurrentScriptExecutor()->CallStack());
     });
     Registry.RegisterProcedure(Class, u"Fail", 0, [](TObject&, TScriptArgs) { throw Exception(u"сбой"); });
     Registry.RegisterProcedure(Class, u"DropChild", 0,
