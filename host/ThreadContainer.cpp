@@ -2,6 +2,7 @@
 
 #include "host/StringHelpers.h"
 
+#include <algorithm>
 #include <atomic>
 #include <utility>
 
@@ -81,10 +82,6 @@ void TThreadContainer::ReleaseThreadData() {
     FItems.erase(Found);
 }
 
-bool TThreadObjects::TNoCase::operator()(std::u16string_view Left, std::u16string_view Right) const {
-    return CompareText(Left, Right) < 0;
-}
-
 TThreadObjects::TThreadObjects()
     : FNumber(NextContainerNumber()) {}
 TThreadObjects::~TThreadObjects() = default;
@@ -108,15 +105,29 @@ void TThreadObjects::Add(std::u16string_view Name, std::unique_ptr<TObject> Obje
         Own = &FThreads[ThreadNumber()];
         Remembered = {FNumber, Own};
     }
+    TEntry* Entry = Find(Own, Name);
+    if (Entry == nullptr) {
+        const auto Free =
+            std::find_if(Own->begin(), Own->end(), [](const TEntry& Each) { return Each.Object == nullptr; });
+        Entry = Free != Own->end() ? &*Free : &Own->emplace_back();
+        Entry->Name = Name;
+    }
     // Swapped in before the old object dies, for its destructor may ask for the name.
-    (*Own)[std::u16string(Name)].swap(Object);
+    Entry->Object.swap(Object);
+}
+
+TThreadObjects::TEntry* TThreadObjects::Find(TNamed* Own, std::u16string_view Name) {
+    if (Own == nullptr) return nullptr;
+    for (TEntry& Entry : *Own)
+        if (Entry.Name == Name) return &Entry;
+    for (TEntry& Entry : *Own)
+        if (SameText(Entry.Name, Name)) return &Entry;
+    return nullptr;
 }
 
 TObject* TThreadObjects::Get(std::u16string_view Name) const {
-    const TNamed* Own = FindOwn();
-    if (Own == nullptr) return nullptr;
-    const auto Found = Own->find(Name);
-    return Found == Own->end() ? nullptr : Found->second.get();
+    const TEntry* const Entry = Find(FindOwn(), Name);
+    return Entry == nullptr ? nullptr : Entry->Object.get();
 }
 
 void TThreadObjects::Remove(std::u16string_view Name) {
@@ -124,13 +135,8 @@ void TThreadObjects::Remove(std::u16string_view Name) {
 }
 
 std::unique_ptr<TObject> TThreadObjects::Take(std::u16string_view Name) {
-    TNamed* Own = FindOwn();
-    if (Own == nullptr) return nullptr;
-    const auto Found = Own->find(Name);
-    if (Found == Own->end()) return nullptr;
-    std::unique_ptr<TObject> Result = std::move(Found->second);
-    Own->erase(Found);
-    return Result;
+    TEntry* const Entry = Find(FindOwn(), Name);
+    return Entry == nullptr ? nullptr : std::move(Entry->Object);
 }
 
 void TThreadObjects::Clear() {

@@ -13,7 +13,6 @@
 #include "host/Object.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -78,12 +77,15 @@ public:
     void Clear();
 
 private:
-    struct TNoCase {
-        using is_transparent = void;
-        [[nodiscard]] bool operator()(std::u16string_view Left, std::u16string_view Right) const;
+    // A few at a time, looked through one by one. An entry without an object is free, and keeps its name for
+    // the objects that come and go under one name with every call.
+    struct TEntry {
+        std::u16string Name;
+        std::unique_ptr<TObject> Object;
     };
-    using TNamed = std::map<std::u16string, std::unique_ptr<TObject>, TNoCase>;
+    using TNamed = std::vector<TEntry>;
 
+    [[nodiscard]] static TEntry* Find(TNamed* Own, std::u16string_view Name);
     [[nodiscard]] TNamed* FindOwn() const;
 
     const std::uint64_t

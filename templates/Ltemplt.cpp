@@ -126,7 +126,7 @@ TTemplate::TTemplate(const TTemplate& Parent, const TPart& Part)
 }
 
 TTemplate::~TTemplate() {
-    ClearParts();
+    if (!FParts.empty()) FreeParts(std::move(FParts));
 }
 
 TZTSTemplateCache* TTemplate::Cache() const {
@@ -151,7 +151,8 @@ std::u16string TTemplate::GetDebugInfo() const {
 
 void TTemplate::SetTemplateName(std::u16string_view Name) {
     // Kept on purpose: a change of letter case only does not load again.
-    if (SameText(Name, this->Name())) return;
+    const std::u16string& Known = this->Name();
+    if (Name.size() == Known.size() && SameText(Name, Known)) return;
     if (Name.empty()) Loosen().Body.clear();
     // A template from the cache brings its name along.
     if (!Name.empty() && Cache() != nullptr && Cache()->TryGetTemplate(FLanguageID, Name, *this)) return;
@@ -236,12 +237,12 @@ int TTemplate::ComposeTemplate(int CurPos, std::u16string TBuff, std::u16string_
 void TTemplate::Parse(std::u16string Text, std::size_t Start, std::u16string_view PartName, bool FromFile) {
     FLastError.clear();
     SettlePlaces();
-    std::shared_ptr<const TParsedTemplate> Parsed = TParsedTemplate::Parse(
+    const std::shared_ptr<const TParsedTemplate> Parsed = TParsedTemplate::Parse(
         std::move(Text), Start, {FLanguageID, FRaiseException, FromFile, !PartName.empty(), FPlaces, Name()});
     FPartsBefore = LParts().size();
     FParsedHere = true;
     const TPart& Root = Parsed->Root();
-    TakeText(std::move(Parsed), Root);
+    TakeText(Parsed, Root);
     FCaretOfText = true;
     if (FPart->Fault != TParsedTemplate::TFault::None) {
         HandleError(FaultText(FPart->Fault, PartName, Name()));
@@ -264,9 +265,9 @@ int TTemplate::AddPart(int CurPos, std::u16string TBuff, std::u16string_view Par
     return Next;
 }
 
-void TTemplate::TakeText(std::shared_ptr<const TParsedTemplate> Parsed, const TPart& Part) {
+void TTemplate::TakeText(const std::shared_ptr<const TParsedTemplate>& Parsed, const TPart& Part) {
     if (FNameOfText) SetName(std::u16string(Name())); // it stands in the text that goes
-    FParsed = std::move(Parsed);
+    FParsed = Parsed;
     FPart = &Part;
     FNames = FParsed->Names(Part);
     FNextSlot = 0;
@@ -278,11 +279,19 @@ void TTemplate::TakeText(std::shared_ptr<const TParsedTemplate> Parsed, const TP
 
 void TTemplate::Assign(const TTemplate* Source) {
     if (Source == nullptr || Source == this) return;
+    if (FParts.empty() && Source->FParts.empty()) {
+        CopyTextOf(*Source);
+    } else {
+        CopyWithParts(*Source);
+    }
+}
+
+void TTemplate::CopyWithParts(const TTemplate& Source) {
     // Freed last: the source may be one of them.
     TPartList Old = std::exchange(FParts, {});
     // A work list instead of recursion, for parts nested without limit.
     std::vector<std::pair<const TTemplate*, TTemplate*>> Work;
-    std::pair<const TTemplate*, TTemplate*> Next{Source, this};
+    std::pair<const TTemplate*, TTemplate*> Next{&Source, this};
     for (;;) {
         const auto [From, To] = Next;
         To->CopyTextOf(*From);
@@ -303,8 +312,9 @@ void TTemplate::Assign(const TTemplate* Source) {
 void TTemplate::CopyTextOf(const TTemplate& Source) {
     if (FCaretOfText) SettlePlaces();
     FRaiseException = Source.FRaiseException;
-    FLanguageID = Source.FLanguageID;
-    FsIdentName = Source.FsIdentName;
+    // A copy from the cache asked in its own language, and is no part.
+    if (!SameUnits(FLanguageID, Source.FLanguageID)) FLanguageID = Source.FLanguageID;
+    if (!FsIdentName.empty() || !Source.FsIdentName.empty()) FsIdentName = Source.FsIdentName;
     FNameOfText = false;
     if (Source.FParsed) {
         TakeText(Source.FParsed, *Source.FPart);

@@ -251,8 +251,9 @@ private:
     void SetName(std::u16string_view Name);
     void LoadFile();
     void Parse(std::u16string Text, std::size_t Start, std::u16string_view PartName, bool FromFile);
-    void TakeText(std::shared_ptr<const TParsedTemplate> Parsed, const TParsedTemplate::TPart& Part);
+    void TakeText(const std::shared_ptr<const TParsedTemplate>& Parsed, const TParsedTemplate::TPart& Part);
     void CopyTextOf(const TTemplate& Source);
+    void CopyWithParts(const TTemplate& Source);
     static void FreeParts(TPartList Parts);
     void CountApart();
     TLoose& Loosen();

@@ -84,7 +84,10 @@ TTemplate* TZTSTemplateCache::TShard::Find(const TKeyView& Key) {
     const std::size_t Language = Key.LanguageID.empty() ? 0U : Key.LanguageID.back();
     const std::size_t Mixed = Name.size() * 5 + Name.back() + Name[Name.size() / 2] * 3U + Language * 7;
     TMasters::value_type*& Place = Recent[Mixed % Recent.size()];
-    if (Place != nullptr && TKeyEqual{}(Place->first, Key)) return Place->second.get();
+    if (Place != nullptr && SameUnits(Place->first.Name, Name) &&
+        SameUnits(Place->first.LanguageID, Key.LanguageID)) {
+        return Place->second.get();
+    }
     const auto Found = Masters.find(Key);
     if (Found == Masters.end()) return nullptr;
     Place = &*Found; // its address holds until it is erased
