@@ -10,9 +10,8 @@ TUserInfo TOpenSecurityManager::RefreshUserInfo(std::u16string_view UserName) {
 }
 
 TTableRights TOpenSecurityManager::BuildTableRightsFilter(const TUserInfo& User,
-                                                          std::u16string_view /*Table*/,
-                                                          TRecordRight /*Right*/) {
-    return {.Granted = true, .RecordFilters = {}, .User = User};
+                                                          std::u16string_view /*Table*/, TRecordRight Right) {
+    return {.Granted = true, .RecordFilters = {}, .User = User, .Right = Right};
 }
 
 bool TOpenSecurityManager::CheckRecordRights(const TTableRights& Rights, const TUserTable& /*Record*/) {

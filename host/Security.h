@@ -39,6 +39,7 @@ struct TTableRights {
     bool Granted = false;
     std::vector<std::u16string> RecordFilters; // one of them must cover the record; none: every record
     TUserInfo User;
+    TRecordRight Right = TRecordRight::View; // the operation that was asked for
 };
 
 class TSecurityManager {
