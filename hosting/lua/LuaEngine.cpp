@@ -166,6 +166,7 @@ TLuaEngine::TLuaEngine(TLuaOptions Options)
         }
         OpenZu(L);
         OpenDatabase(L);
+        if (State.Options.Session) OpenSession(L);
         return 0;
     });
     SetGlobal("Session", [] { return CurrentSession(); });

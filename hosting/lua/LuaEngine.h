@@ -41,6 +41,8 @@ private:
     std::shared_ptr<const std::u16string> FTraceback;
 };
 
+class TSessionControl;
+
 struct TLuaOptions {
     /// For web modules: no os.execute, io, debug, native modules; no reading of files by load, dofile or
     /// loadfile, `require` finds Lua files in ModuleDirectory only, `print` goes to the log, and no run sees
@@ -60,6 +62,9 @@ struct TLuaOptions {
     /// Called at the end of each thread that `zu.as_session` made, to release what is kept by thread (the
     /// database connection); may be empty.
     std::function<void()> ThreadEnd;
+    /// The session of the page that runs, for the global `session` (SessionControl.h); null when none runs.
+    /// Empty: scripts have no such global.
+    std::function<TSessionControl*()> Session;
 };
 
 class TLuaEngine {

@@ -293,6 +293,13 @@ void ReadRoute(const TSection& Routes, const toml::key& Key, const toml::node& N
         Module = Section.Text("module");
         Section.Boolean("form_token", Route.FormToken);
         Section.Boolean("filter", Route.Filter);
+        Section.Boolean("user", Route.User);
+        Section.Boolean("admin", Route.Administrator);
+        if ((Route.User || Route.Administrator) && Config.Session.SignIn.empty()) {
+            Routes.Fail(Node,
+                        "route " + Quoted(Path) +
+                            " is for users and needs the key \"session.sign_in\", the path to sign in at");
+        }
         Section.Finish();
         if (Module == nullptr) Routes.Fail(Node, "route " + Quoted(Path) + " has no \"module\"");
     }
@@ -331,12 +338,47 @@ void ReadLimits(TSection Section, TLimitsConfig& Limits) {
 }
 
 void ReadSession(TSection Section, TSessionConfig& Session) {
-    std::int64_t Minutes = Session.Idle.count();
-    Section.Integer("idle_minutes", Minutes, 1, 60 * 24 * 31);
-    Session.Idle = std::chrono::minutes{Minutes};
+    constexpr std::int64_t LongestMinutes = 60 * 24 * 31;
+    std::int64_t Minutes = 0;
+    std::int64_t Seconds = 0;
+    Section.Integer("idle_minutes", Minutes, 1, LongestMinutes);
+    Section.Integer("idle_seconds", Seconds, 1, LongestMinutes * 60);
+    if (Minutes != 0 && Seconds != 0) {
+        Section.Fail(*Section.FindNode("idle_seconds"),
+                     "\"session.idle_seconds\" and \"session.idle_minutes\" exclude each other");
+    }
+    if (Minutes != 0) Session.Idle = std::chrono::minutes{Minutes};
+    if (Seconds != 0) Session.Idle = std::chrono::seconds{Seconds};
     Section.Integer("count", Session.Count, 1, 10'000'000);
     Section.Boolean("secure", Session.Secure);
+    if (const auto* Path = Section.Text("sign_in")) {
+        Session.SignIn = Wide(Path->get());
+        if (!IsLocalPath(Session.SignIn) || Path->get().find_first_of("?#%") != std::string::npos) {
+            Section.Fail(*Path, "\"session.sign_in\" must be a path that begins with \"/\", not " +
+                                    Quoted(Path->get()));
+        }
+    }
     Section.Finish();
+}
+
+void ReadAdmin(TSection Section, TAdminConfig& Admin) {
+    Section.Boolean("enabled", Admin.Enabled);
+    if (const auto* Socket = Section.Text("socket")) {
+        if (Socket->get().empty()) Section.Fail(*Socket, "\"admin.socket\" must not be empty");
+        Admin.Socket = Section.File().Resolve(Socket->get()).u16string();
+    }
+    Section.Finish();
+}
+
+/// A user who is sent to sign in must be let in there.
+void CheckSignIn(const TSection& Section, const TWebConfig& Config) {
+    const std::u16string& Path = Config.Session.SignIn;
+    if (Path.empty()) return;
+    const TRoute* const Route = FindRoute(Config.Routes, Path);
+    if (Route != nullptr && !Route->User && !Route->Administrator) return;
+    const toml::node& Node = *Section.Entries().at_path("session.sign_in").node();
+    Section.Fail(Node, "\"session.sign_in\": " + Quoted(platform::Utf16ToUtf8(Path)) +
+                           (Route == nullptr ? " has no route" : " must not be for users only"));
 }
 
 void ReadSecurity(TSection Section, TWebConfig& Config) {
@@ -400,12 +442,14 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
     ReadLimits(Section.Table("limits"), Config.Limits);
     ReadSession(Section.Table("session"), Config.Session);
     ReadSecurity(Section.Table("security"), Config);
+    ReadAdmin(Section.Table("admin"), Config.Admin);
     ReadLog(Section.Table("log"), Config.Log);
     const TSection Routes = Section.Table("routes");
     // A misspelt "modules" is told as that, not as modules that are missing.
     Section.Finish();
     if (Setup != nullptr) Config.Setup = ModuleFile(Section, Config, *Setup);
     for (const auto& [Key, Node] : Routes.Entries()) ReadRoute(Routes, Key, Node, Config);
+    CheckSignIn(Section, Config);
     return Config;
 }
 

@@ -24,12 +24,14 @@ public:
 
 /// One path of the service and the module that answers it.
 struct TRoute {
-    std::u16string Path;       // as a request has it after decoding, without the "/*"
-    bool Below = false;        // everything below Path, not Path itself
-    std::u16string Module;     // file name as configured, below the modules folder
-    std::u16string ModuleFile; // the whole path
-    bool FormToken = true;     // writes need the session's form token
-    bool Filter = true;        // parameters pass the value filter, when there is one
+    std::u16string Path;        // as a request has it after decoding, without the "/*"
+    bool Below = false;         // everything below Path, not Path itself
+    std::u16string Module;      // file name as configured, below the modules folder
+    std::u16string ModuleFile;  // the whole path
+    bool FormToken = true;      // writes need the session's form token
+    bool User = false;          // for signed-in users only, others are sent to Session.SignIn
+    bool Administrator = false; // for administrators only, who are signed in
+    bool Filter = true;         // parameters pass the value filter, when there is one
 };
 
 struct TStaticConfig {
@@ -53,9 +55,15 @@ struct TLimitsConfig {
 };
 
 struct TSessionConfig {
-    std::chrono::minutes Idle{20};
+    std::chrono::seconds Idle{20 * 60};
+    std::u16string SignIn; // path of the page where users sign in; empty: there is none
     std::size_t Count = 10'000;
     bool Secure = false; // the cookie travels over HTTPS only
+};
+
+struct TAdminConfig {
+    bool Enabled = true;
+    std::u16string Socket; // whole path; empty: made from the configuration file's name
 };
 
 struct TLogConfig {
@@ -79,6 +87,7 @@ struct TWebConfig {
     TStaticConfig Static;
     TLimitsConfig Limits;
     TSessionConfig Session;
+    TAdminConfig Admin;
     TLogConfig Log;
 };
 

@@ -314,6 +314,11 @@ std::optional<std::string> RedirectLocation(std::u16string_view Url, std::string
     return Location;
 }
 
+bool IsLocalPath(std::u16string_view Path) {
+    return Path.starts_with(u'/') && !Path.starts_with(u"//") &&
+           RedirectLocation(Path, {}, false).has_value();
+}
+
 std::string_view ContentTypeOf(std::u16string_view FileName) {
     const std::size_t Dot = FileName.rfind(u'.');
     if (Dot != std::u16string_view::npos) {

@@ -67,6 +67,11 @@ struct TRequestTarget {
 [[nodiscard]] std::optional<std::string> RedirectLocation(std::u16string_view Url, std::string_view Host,
                                                           bool Outside);
 
+/// True for "/..." on this host: a place to send a browser on to that came with a request. False for
+/// "//host",
+/// "\" anywhere, control characters and unpaired surrogates.
+[[nodiscard]] bool IsLocalPath(std::u16string_view Path);
+
 /// The media type by a file name's suffix; application/octet-stream for an unknown one.
 [[nodiscard]] std::string_view ContentTypeOf(std::u16string_view FileName);
 

@@ -15,6 +15,7 @@ TLuaOptions WebLuaOptions(const TWebConfig& Config) {
 
 TLuaModuleRunner::TLuaModuleRunner(TLuaOptions Options)
     : FThreadEnd(Options.ThreadEnd) {
+    Options.Session = [this] { return FSession; };
     FEngine.emplace(std::move(Options));
     if (ParamsChecker) FEngine->SetGlobal("ParamsChecker", *ParamsChecker);
 }
@@ -27,7 +28,8 @@ TLuaModuleRunner::~TLuaModuleRunner() {
 void TLuaModuleRunner::Run(std::u16string_view ModuleFile, TWebRequest& Request, TWebResponse& Response) {
     FEngine->SetGlobal("request", Request);
     FEngine->SetGlobal("response", Response);
-    FEngine->RunModule(ModuleFile);
+    FSession = Request.Session;
+    FEngine->RunModule(ModuleFile); // after an error nobody asks for the session before the next page sets it
 }
 
 } // namespace zutools::hosting

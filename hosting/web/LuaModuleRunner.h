@@ -26,6 +26,7 @@ public:
 
 private:
     const std::function<void()> FThreadEnd;
+    TSessionControl* FSession = nullptr; // of the page that runs
     std::optional<TLuaEngine> FEngine;
 };
 

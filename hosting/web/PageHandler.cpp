@@ -1,8 +1,8 @@
 #include "hosting/web/PageHandler.h"
 
 #include "host/Exception.h"
-#include "host/Session.h"
-#include "host/ThreadContainer.h"
+#include "host/Security.h"
+#include "hosting/lua/Escape.h"
 #include "hosting/lua/LuaEngine.h"
 #include "hosting/web/HttpText.h"
 #include "platform/Random.h"
@@ -26,21 +26,6 @@ std::string_view RawHeader(const TRawRequest& Raw, std::string_view Name) {
     }
     return {};
 }
-
-/// The calling thread serves this session while the scope lives.
-class TSessionScope {
-public:
-    TSessionScope(const TSessionState& State, std::u16string_view LanguageID) {
-        auto Session = std::make_unique<TSession>();
-        Session->SID = State.SID;
-        Session->USR = State.USR;
-        Session->LanguageID = LanguageID;
-        ThreadObjects().Add(SessionObjectName, std::move(Session));
-    }
-    ~TSessionScope() { ThreadObjects().Remove(SessionObjectName); }
-    TSessionScope(const TSessionScope&) = delete;
-    TSessionScope& operator=(const TSessionScope&) = delete;
-};
 
 /// A name for one failure that a user can read out and a log can be searched for.
 std::u16string FailureId() {
@@ -127,15 +112,39 @@ TReply ReplyOf(TWebResponse& Response) {
     return Reply;
 }
 
+/// The sign-in page, told where the user wanted to go; of a request that writes, its path only.
+std::string SignInLocation(std::u16string_view SignIn, const TRawRequest& Raw) {
+    constexpr std::size_t LongestBack = 2000;
+    const auto Escaped = [](std::u16string_view Path) {
+        std::string Result;
+        const std::string Bytes = platform::Utf16ToUtf8(Path);
+        for (std::string_view Rest = Bytes; !Rest.empty();) {
+            const std::size_t End = std::min(Rest.find('/'), Rest.size());
+            Result += UrlEscape(Rest.substr(0, End));
+            if (End < Rest.size()) Result += '/';
+            Rest.remove_prefix(std::min(End + 1, Rest.size()));
+        }
+        return Result;
+    };
+    std::string Back = Escaped(Raw.Path);
+    if (Raw.Method != "POST" && !Raw.Query.empty()) Back += "?" + Raw.Query;
+    std::string Location = Escaped(SignIn);
+    if (Back.size() <= LongestBack)
+        Location += "?" + platform::Utf16ToUtf8(BackParam) + "=" + UrlEscape(Back);
+    return Location;
+}
+
 } // namespace
 
 TPageHandler::TPageHandler(const TWebConfig& Config, TSessions& Sessions, TLogger& Logger,
-                           TLocalizatorTable& Localizer, std::vector<TRequestFilter> Filters)
+                           TLocalizatorTable& Localizer, std::vector<TRequestFilter> Filters,
+                           TSignInHook SignIn)
     : FConfig(Config)
     , FSessions(Sessions)
     , FLogger(Logger)
     , FLocalizer(Localizer)
-    , FFilters(std::move(Filters)) {}
+    , FFilters(std::move(Filters))
+    , FSignIn(std::move(SignIn)) {}
 
 std::u16string TPageHandler::LanguageWithoutSession(const TRawRequest& Raw) const {
     return ChooseLanguage(RawHeader(Raw, "Accept-Language"), FConfig.Languages, FConfig.DefaultLanguage);
@@ -160,13 +169,16 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
     Request.Language = Session.LanguageID.empty() ? LanguageWithoutSession(Raw) : Session.LanguageID;
     Request.FormToken = Widened(Session.FormToken);
 
-    TPageResult Result{{}, Session.SID, Request.Language};
-    if (Raw.Method == "POST" && Route.FormToken && !BringsToken(Fields, Session.FormToken)) {
+    TPageResult Result{{}, {}, Request.Language};
+    if (auto Reply = Barred(Route, Raw, Request, Session)) {
+        Result.Reply = std::move(*Reply);
+    } else if (Raw.Method == "POST" && Route.FormToken && !BringsToken(Fields, Session.FormToken)) {
         Result.Reply = ErrorReply(403, FLocalizer, Request.Language);
     } else {
-        const TSessionScope Scope(Session, Request.Language);
+        const TPageSession Page(Lease, Request, FSignIn, FLogger);
         Result.Reply = RunModule(Route, Raw, Request, Worker);
     }
+    Result.SID = Session.SID; // the last one: signing in and out changes it
     if (Session.New) {
         Result.Reply.Headers.emplace_back("Set-Cookie", std::string(SessionCookieName) + "=" +
                                                             Session.Secret +
@@ -174,6 +186,32 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
                                                             (FConfig.Session.Secure ? "; Secure" : ""));
     }
     return Result;
+}
+
+std::optional<TReply> TPageHandler::Barred(const TRoute& Route, const TRawRequest& Raw,
+                                           const TWebRequest& Request, const TSessionState& Session) const {
+    if (!Route.User && !Route.Administrator) return std::nullopt;
+    if (Session.USR.empty()) {
+        TReply Reply;
+        Reply.Status = 303;
+        Reply.Headers.emplace_back("Location", SignInLocation(FConfig.Session.SignIn, Raw));
+        Reply.Headers.emplace_back("Cache-Control", "no-store");
+        return Reply;
+    }
+    if (!Route.Administrator) return std::nullopt;
+    try {
+        if (Services().Security->RefreshUserInfo(Session.USR).Administrator) return std::nullopt;
+    } catch (const std::exception& Error) {
+        return Failed(Route, Request, MessageOf(Error));
+    }
+    return ErrorReply(403, FLocalizer, Request.Language);
+}
+
+TReply TPageHandler::Failed(const TRoute& Route, const TWebRequest& Request, std::u16string_view What) const {
+    const std::u16string Id = FailureId();
+    FLogger.Log(TLogLevel::Error,
+                u"page error " + Id + u" in " + Route.Module + u": " + std::u16string(What));
+    return ErrorReply(500, FLocalizer, Request.Language, Id);
 }
 
 TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWebRequest& Request,
@@ -196,9 +234,7 @@ TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWeb
     } catch (const std::exception& Error) {
         What = MessageOf(Error);
     }
-    const std::u16string Id = FailureId();
-    FLogger.Log(TLogLevel::Error, u"page error " + Id + u" in " + Route.Module + u": " + What);
-    return ErrorReply(500, FLocalizer, Request.Language, Id);
+    return Failed(Route, Request, What);
 }
 
 } // namespace zutools::hosting

@@ -8,6 +8,7 @@
 #include "host/Services.h"
 #include "hosting/web/Config.h"
 #include "hosting/web/Multipart.h"
+#include "hosting/web/PageSession.h"
 #include "hosting/web/Reply.h"
 #include "hosting/web/Sessions.h"
 #include "hosting/web/WorkerPool.h"
@@ -60,7 +61,7 @@ class TPageHandler {
 public:
     /// Everything must outlive the handler.
     TPageHandler(const TWebConfig& Config, TSessions& Sessions, TLogger& Logger, TLocalizatorTable& Localizer,
-                 std::vector<TRequestFilter> Filters);
+                 std::vector<TRequestFilter> Filters, TSignInHook SignIn = {});
 
     /// Runs the page. Never throws but for want of memory: what went wrong is in the reply and in the log.
     [[nodiscard]] TPageResult Handle(const TRawRequest& Raw, const TRoute& Route, TWorker& Worker) const;
@@ -69,6 +70,12 @@ public:
     [[nodiscard]] std::u16string LanguageWithoutSession(const TRawRequest& Raw) const;
 
 private:
+    /// The answer for somebody who may not see the page; nothing for the others.
+    [[nodiscard]] std::optional<TReply> Barred(const TRoute& Route, const TRawRequest& Raw,
+                                               const TWebRequest& Request,
+                                               const TSessionState& Session) const;
+    [[nodiscard]] TReply Failed(const TRoute& Route, const TWebRequest& Request,
+                                std::u16string_view What) const;
     [[nodiscard]] TReply RunModule(const TRoute& Route, const TRawRequest& Raw, TWebRequest& Request,
                                    TWorker& Worker) const;
 
@@ -77,6 +84,7 @@ private:
     TLogger& FLogger;
     TLocalizatorTable& FLocalizer;
     const std::vector<TRequestFilter> FFilters;
+    const TSignInHook FSignIn;
 };
 
 } // namespace zutools::hosting

@@ -194,6 +194,18 @@ MHD_Response* MakeResponse(TReply& Reply) {
     return Response;
 }
 
+/// The hook, whose errors go to the log: leases tell it from their destructors.
+TSessions::TEndHook GuardedHook(TSessions::TEndHook Hook, TLogger& Logger) {
+    if (!Hook) return {};
+    return [Hook = std::move(Hook), &Logger](const TSessionState& Session) {
+        try {
+            Hook(Session);
+        } catch (const std::exception& Error) {
+            Logger.Log(TLogLevel::Error, u"end of session " + Session.SID + u": " + MessageOf(Error));
+        }
+    };
+}
+
 } // namespace
 
 struct TWebServer::TImpl {
@@ -203,8 +215,8 @@ struct TWebServer::TImpl {
         , Localizer(Texts)
         , Static(Config.Static)
         , Sessions(Config.Session.Idle, Config.Session.Count, std::move(Hooks.Clock),
-                   std::move(Hooks.SessionEnded))
-        , Handler(Config, Sessions, Logger, Localizer, std::move(Hooks.Filters))
+                   GuardedHook(std::move(Hooks.SessionEnded), Log))
+        , Handler(Config, Sessions, Logger, Localizer, std::move(Hooks.Filters), std::move(Hooks.SignIn))
         , Pool(std::in_place, Config.Limits.Threads, Config.Limits.Queue, std::move(Hooks.MakeRunner)) {}
 
     ~TImpl() { Stop(); }

@@ -26,7 +26,8 @@ struct TWebServerHooks {
     TModuleRunnerFactory MakeRunner;
     std::vector<TRequestFilter> Filters; // asked in order before each module
     TSessions::TClock Clock = std::chrono::steady_clock::now;
-    TSessions::TEndHook SessionEnded;
+    TSessions::TEndHook SessionEnded; // what it raises is logged
+    TSignInHook SignIn;               // empty: there are no users
 };
 
 class TWebServer {

@@ -16,6 +16,8 @@
 
 namespace zutools::hosting {
 
+class TSessionControl;
+
 /// One uploaded file, in memory.
 struct TWebFile {
     std::u16string Name;        // of the form's field
@@ -51,6 +53,7 @@ public:
     std::u16string RemoteAddress; // of the connection
 
     std::vector<std::pair<std::string, std::string>> Headers; // as sent, not published
+    TSessionControl* Session = nullptr;                       // of the page while it runs, not published
 
     /// A header as sent, ignoring the case of its name; empty when it is not there.
     [[nodiscard]] std::string_view FindHeader(std::string_view Name) const;

@@ -1,5 +1,6 @@
 #include "hosting/web/WorkerPool.h"
 
+#include "core/Lthdata.h"
 #include "host/ThreadContainer.h"
 
 namespace zutools::hosting {
@@ -58,6 +59,7 @@ void TWorkerPool::Work() {
         }
     }
     // After the runner: its scripts may have used what the thread keeps.
+    ReleaseCurrentThreadData();
     ThreadObjects().Clear();
 }
 

@@ -66,6 +66,8 @@ default_language = "en"
 [routes]
 "/orders" = "orders.lua"
 "/hooks/*" = { module = "sub/hook.lua", form_token = false }
+"/mine" = { module = "orders.lua", user = true }
+"/all" = { module = "orders.lua", admin = true }
 
 [static]
 folder = "static"
@@ -79,6 +81,11 @@ threads = 2
 [session]
 idle_minutes = 5
 secure = true
+sign_in = "/orders"
+
+[admin]
+enabled = false
+socket = "run/admin.socket"
 
 [security]
 content_security_policy = "default-src 'none'"
@@ -94,7 +101,13 @@ file = "site.log"
     EXPECT_EQ(Config.Setup, Folder.File(u"modules/orders.lua"));
     EXPECT_EQ(Config.Database, u"sqlite3://" + Folder.File(u"data.db"));
     EXPECT_EQ(Config.DefaultLanguage, u"en");
-    ASSERT_EQ(Config.Routes.size(), 2U);
+    ASSERT_EQ(Config.Routes.size(), 4U);
+    EXPECT_TRUE(FindRoute(Config.Routes, u"/mine")->User);
+    EXPECT_FALSE(FindRoute(Config.Routes, u"/mine")->Administrator);
+    EXPECT_TRUE(FindRoute(Config.Routes, u"/all")->Administrator);
+    EXPECT_EQ(Config.Session.SignIn, u"/orders");
+    EXPECT_FALSE(Config.Admin.Enabled);
+    EXPECT_EQ(Config.Admin.Socket, Folder.File(u"run/admin.socket"));
     const TRoute* Hook = FindRoute(Config.Routes, u"/hooks/a/b");
     ASSERT_NE(Hook, nullptr);
     EXPECT_EQ(Hook->ModuleFile, Folder.File(u"modules/sub/hook.lua"));
@@ -188,9 +201,29 @@ TEST_F(ConfigTest, WhatIsWrongIsToldWithItsPlace) {
          "\"%\""},
         {"modules = \"modules\"\n[routes]\n\"/\" = { form_token = false }",
          "site.toml:3:7: route \"/\" has no \"module\""},
-        {"modules = \"modules\"\n[routes]\n\"/\" = { module = \"orders.lua\", token = false }",
-         "site.toml:3:32: unknown key \"routes.\"/\".token\"; the nearest known one is "
-         "\"routes.\"/\".module\""},
+        {"modules = \"modules\"\n[routes]\n\"/\" = { module = \"orders.lua\", form_tokens = false }",
+         "site.toml:3:32: unknown key \"routes.\"/\".form_tokens\"; the nearest known one is "
+         "\"routes.\"/\".form_token\""},
+        {"modules = \"modules\"\n[routes]\n\"/\" = { module = \"orders.lua\", usr = true }",
+         "site.toml:3:32: unknown key \"routes.\"/\".usr\"; the nearest known one is \"routes.\"/\".user\""},
+        {"modules = \"modules\"\n[routes]\n\"/\" = { module = \"orders.lua\", admin = true }",
+         "site.toml:3:7: route \"/\" is for users and needs the key \"session.sign_in\", the path to sign in "
+         "at"},
+        {"[session]\nsign_in = \"signin\"",
+         "site.toml:2:11: \"session.sign_in\" must be a path that begins with \"/\", not \"signin\""},
+        {"[session]\nsign_in = \"//host/\"",
+         "site.toml:2:11: \"session.sign_in\" must be a path that begins with \"/\", not \"//host/\""},
+        {"[session]\nsign_in = \"/signin\"", "site.toml:2:11: \"session.sign_in\": \"/signin\" has no route"},
+        {"modules = \"modules\"\nsession.sign_in = \"/\"\n[routes]\n\"/\" = { module = \"orders.lua\", user "
+         "= true }",
+         "site.toml:2:19: \"session.sign_in\": \"/\" must not be for users only"},
+        {"[session]\nidle_minutes = 1\nidle_seconds = 1",
+         "site.toml:3:16: \"session.idle_seconds\" and \"session.idle_minutes\" exclude each other"},
+        {"[session]\nidle_seconds = 0",
+         "site.toml:2:16: \"session.idle_seconds\" must be a whole number from 1 to 2678400, not 0"},
+        {"[admin]\nsocket = \"\"", "site.toml:2:10: \"admin.socket\" must not be empty"},
+        {"[admin]\nenable = false",
+         "site.toml:2:1: unknown key \"admin.enable\"; the nearest known one is \"admin.enabled\""},
         {"[static]\nprefix = \"static\"",
          "site.toml:2:10: \"static.prefix\" must begin and end with \"/\", not \"static\""},
         {"[security]\ncontent_security_policy = \"a\\r\\nb\"",

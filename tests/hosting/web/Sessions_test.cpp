@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -99,6 +103,113 @@ TEST_F(SessionsTest, LanguageIsKeptForLaterPages) {
     Lease.SetLanguage(u"en");
     EXPECT_EQ(Lease.State().LanguageID, u"en");
     EXPECT_EQ(Sessions.Acquire(Lease.State().Secret).State().LanguageID, u"en");
+}
+
+// ---- signing in and out
+
+TEST_F(SessionsTest, RenewGoesOnInAFreshSession) {
+    TSessionLease Lease = Sessions.Acquire("");
+    Lease.SetLanguage(u"en");
+    const TSessionState Old = Lease.State();
+    Lease.Renew(u"Anna");
+    const TSessionState New = Lease.State();
+    EXPECT_EQ(New.USR, u"Anna");
+    EXPECT_EQ(New.LanguageID, u"en");
+    EXPECT_TRUE(New.New);
+    EXPECT_NE(New.Secret, Old.Secret);
+    EXPECT_NE(New.FormToken, Old.FormToken);
+    EXPECT_NE(New.SID, Old.SID);
+    EXPECT_EQ(Ended, std::vector{Old.SID});
+    EXPECT_EQ(Sessions.Acquire(New.Secret).State().USR, u"Anna");
+    const TSessionLease Late = Sessions.Acquire(Old.Secret);
+    EXPECT_TRUE(Late.State().New);
+    EXPECT_EQ(Late.State().USR, u"");
+}
+
+TEST_F(SessionsTest, APageThatRunsInAnEndedSessionIsToldOfAtItsEnd) {
+    std::optional<TSessionLease> Slow(Sessions.Acquire(""));
+    const TSessionState Old = Slow->State();
+    {
+        TSessionLease Lease = Sessions.Acquire(Old.Secret);
+        Lease.Renew(u"Anna");
+        EXPECT_EQ(Ended, std::vector{Old.SID});
+    }
+    EXPECT_EQ(Sessions.Count(), 1U);
+    Slow->SetLanguage(u"ru");
+    EXPECT_EQ(Ended.size(), 1U);
+    Slow.reset();
+    EXPECT_EQ(Ended, (std::vector{Old.SID, Old.SID}));
+    EXPECT_EQ(Sessions.Count(), 1U);
+}
+
+TEST_F(SessionsTest, TwoPagesOfOneSessionSignInAtOnce) {
+    TSessionLease First = Sessions.Acquire("");
+    TSessionLease Second = Sessions.Acquire(First.State().Secret);
+    const std::u16string Old = First.State().SID;
+    First.Renew(u"Anna");
+    Second.Renew(u"Boris");
+    EXPECT_EQ(Ended, (std::vector{Old, Old}));
+    EXPECT_EQ(First.State().USR, u"Anna");
+    EXPECT_EQ(Second.State().USR, u"Boris");
+    EXPECT_NE(First.State().Secret, Second.State().Secret);
+    First.Renew({});
+    EXPECT_EQ(Ended.size(), 3U);
+    EXPECT_EQ(Sessions.Count(), 2U);
+}
+
+TEST_F(SessionsTest, AnonymousSessionsMakeRoomBeforeUsers) {
+    std::string Secret;
+    {
+        TSessionLease Lease = Sessions.Acquire("");
+        Lease.Renew(u"Anna");
+        Secret = Lease.State().Secret;
+    }
+    for (int Count = 0; Count < 10; ++Count) Visit();
+    EXPECT_EQ(Sessions.Acquire(Secret).State().USR, u"Anna");
+    Now += 20min;
+    EXPECT_EQ(Sessions.Acquire(Secret).State().USR, u"");
+}
+
+TEST(Sessions, EverySessionIsToldOfAfterItsLastPage) {
+    std::mutex Mutex;
+    std::map<std::u16string, int> InUse;
+    std::set<std::u16string> Quiet; // ended, and told of when no page ran in it
+    TSessions Sessions(20min, 1000, std::chrono::steady_clock::now, [&](const TSessionState& State) {
+        const std::lock_guard Guard(Mutex);
+        if (InUse[State.SID] == 0) Quiet.insert(State.SID);
+    });
+    const auto Count = [&](const std::u16string& SID, int Change) {
+        const std::lock_guard Guard(Mutex);
+        InUse[SID] += Change;
+    };
+    std::string Shared = Sessions.Acquire("").State().Secret;
+    std::vector<std::thread> Threads;
+    for (int Index = 0; Index < 4; ++Index) {
+        Threads.emplace_back([&, Index] {
+            for (int Round = 0; Round < 300; ++Round) {
+                std::string Secret;
+                {
+                    const std::lock_guard Guard(Mutex);
+                    Secret = Shared;
+                }
+                TSessionLease Lease = Sessions.Acquire(Secret);
+                Count(Lease.State().SID, 1);
+                std::u16string SID = Lease.State().SID;
+                if ((Round + Index) % 3 == 0) {
+                    Count(SID, -1);
+                    Lease.Renew(Round % 2 == 0 ? u"Anna" : u"");
+                    SID = Lease.State().SID;
+                    Count(SID, 1);
+                    const std::lock_guard Guard(Mutex);
+                    Shared = Lease.State().Secret;
+                }
+                Count(SID, -1);
+            }
+        });
+    }
+    for (std::thread& Thread : Threads) Thread.join();
+    // What lives can still be found by nobody but the table: the rest was told of in quiet.
+    EXPECT_EQ(InUse.size(), Quiet.size() + Sessions.Count());
 }
 
 TEST(Sessions, ManyThreadsShareTheTable) {
