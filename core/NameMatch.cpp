@@ -344,6 +344,20 @@ TNameMatch::TVerdict TNameMatch::Decide(std::u16string_view Left, std::u16string
     return SameFolds ? TVerdict::Same : TVerdict::SameLetters;
 }
 
+// Of names that the tables decide about wholly the first letters that differ decide, and the shorter name
+// comes first.
+TNameMatch::TOrderKey TNameMatch::OrderKey(std::u16string_view Name) const {
+    constexpr std::size_t Held = 15; // the lowest byte of the second number stays even
+    std::array<std::uint64_t, 2> Words{};
+    for (std::size_t Index = 0; Index < Name.size(); ++Index) {
+        const std::size_t At = Place(Name[Index]);
+        if (FFold[At] == 0) return {};
+        if (Index < Held) Words[Index / 8] |= std::uint64_t{FRank[At]} << (56 - Index % 8 * 8);
+    }
+    if (FHasPairs && HoldsPair(Name)) return {};
+    return {Words[0], Words[1]};
+}
+
 int TNameMatch::Ask(std::u16string_view Left, std::u16string_view Right) const {
     const int Answer = FCollator.Compare(Left, Right, FCaseSensitive);
     return (Answer > 0) - (Answer < 0);

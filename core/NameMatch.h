@@ -40,6 +40,20 @@ public:
     /// The sign of the collator's `Compare`: -1, 0 or 1.
     [[nodiscard]] int Compare(std::u16string_view Left, std::u16string_view Right) const;
 
+    /// The beginning of a name as a number, for trees of names: most questions are answered without the
+    /// names.
+    struct TOrderKey {
+        std::uint64_t First = 0;
+        std::uint64_t Second = 1; // odd: says nothing
+        /// The sign of `Compare` of the names when it is not 0; 0 says nothing.
+        [[nodiscard]] int Compare(const TOrderKey& Right) const {
+            if (((Second | Right.Second) & 1) != 0) return 0;
+            if (First != Right.First) return First < Right.First ? -1 : 1;
+            return (Second > Right.Second) - (Second < Right.Second);
+        }
+    };
+    [[nodiscard]] TOrderKey OrderKey(std::u16string_view Name) const;
+
     /// True for a character that the tables decide about when it stands alone.
     [[nodiscard]] bool Decidable(char16_t Character) const { return FFold[Place(Character)] != 0; }
 

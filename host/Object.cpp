@@ -54,9 +54,21 @@ std::vector<const TPropInfo*> TClassInfo::AllProperties() const {
     return Found;
 }
 
+namespace {
+
+// The cell of all objects that were retired before anybody asked for a reference to them.
+std::shared_ptr<std::atomic<TObject*>>& RetiredCell() {
+    // Never destroyed: objects of other statics may die after it.
+    static auto& Cell =
+        *new std::shared_ptr<std::atomic<TObject*>>(std::make_shared<std::atomic<TObject*>>(nullptr));
+    return Cell;
+}
+
+} // namespace
+
 TObject::~TObject() {
     const auto* Cell = FCell.load(std::memory_order_acquire);
-    if (Cell == nullptr) return;
+    if (Cell == nullptr || Cell == &RetiredCell()) return;
     (*Cell)->store(nullptr, std::memory_order_release);
     delete Cell;
 }
@@ -84,7 +96,9 @@ TObjectRef TObject::Reference() {
 
 void TObject::Retire() {
     // Also when nobody has asked yet: who asks later gets an empty reference.
-    Reference().FCell->store(nullptr, std::memory_order_release);
+    std::shared_ptr<std::atomic<TObject*>>* Cell = nullptr;
+    if (FCell.compare_exchange_strong(Cell, &RetiredCell(), std::memory_order_acq_rel)) return;
+    (*Cell)->store(nullptr, std::memory_order_release);
 }
 
 } // namespace zutools

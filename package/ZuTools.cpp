@@ -5,6 +5,7 @@
 #include "core/Lthdata.h"
 #include "host/ScriptObjects.h"
 #include "package/Version.h"
+#include "recordlock/Zurecblk.h"
 #include "templates/Ltemplt.h"
 #include "templates/Ztstmplcache.h"
 
@@ -30,6 +31,8 @@ constexpr TUnit Units[] = {
     {[] { ZTSTemplateCache = std::make_unique<TZTSTemplateCache>(); }, [] { ZTSTemplateCache.reset(); }},
     {[] { ParamsChecker = std::make_unique<TParamsChecker>(); }, [] { ParamsChecker.reset(); }},
     {[] { RegisterChekprms(ScriptRegistry()); }, [] { UnregisterChekprms(ScriptRegistry()); }},
+    {[] { ZURecordBlocker = std::make_unique<TZURecordBlocker>(); }, [] { ZURecordBlocker.reset(); }},
+    {[] { RegisterZurecblk(ScriptRegistry()); }, [] { UnregisterZurecblk(ScriptRegistry()); }},
     {[] { RegisterLtemplt(ScriptRegistry()); }, [] { UnregisterLtemplt(ScriptRegistry()); }},
 };
 

@@ -20,6 +20,9 @@ public:
     [[nodiscard]] virtual std::chrono::system_clock::time_point Wall() const = 0;
 };
 
+/// How far local time is ahead of UTC at a moment, as the system's time zone has it; 0 when it cannot tell.
+[[nodiscard]] std::chrono::seconds LocalTimeOffset(std::chrono::system_clock::time_point Moment);
+
 /// The system's clock; lives for the whole process.
 [[nodiscard]] const TClock& SystemClock();
 

@@ -1,0 +1,62 @@
+#include "recordlock/BlockID.h"
+
+#include "platform/Random.h"
+
+#include <span>
+
+namespace zutools {
+
+namespace {
+
+constexpr std::size_t Digits = 32;
+
+void PutNumber(std::uint64_t Number, char16_t* At) {
+    for (int Shift = 60; Shift >= 0; Shift -= 4) *At++ = u"0123456789ABCDEF"[(Number >> Shift) & 0xF];
+}
+
+std::optional<std::uint64_t> ReadNumber(std::u16string_view Text) {
+    std::uint64_t Number = 0;
+    for (const char16_t Character : Text) {
+        unsigned Digit = 0;
+        if (Character >= u'0' && Character <= u'9')
+            Digit = Character - u'0';
+        else if (Character >= u'A' && Character <= u'F')
+            Digit = Character - u'A' + 10u;
+        else if (Character >= u'a' && Character <= u'f')
+            Digit = Character - u'a' + 10u;
+        else
+            return std::nullopt;
+        Number = Number << 4 | Digit;
+    }
+    return Number;
+}
+
+} // namespace
+
+std::u16string TBlockID::Text() const {
+    std::u16string Result(Digits, u'0');
+    PutNumber(High, Result.data());
+    PutNumber(Low, Result.data() + Digits / 2);
+    return Result;
+}
+
+std::optional<TBlockID> TBlockID::Parse(std::u16string_view Text) {
+    if (Text.size() != Digits) return std::nullopt;
+    const auto First = ReadNumber(Text.substr(0, Digits / 2));
+    const auto Second = ReadNumber(Text.substr(Digits / 2));
+    if (!First || !Second) return std::nullopt;
+    return TBlockID{*First, *Second};
+}
+
+TBlockID TBlockIDSource::Next() {
+    if (FLeft == 0) {
+        platform::FillRandom(std::as_writable_bytes(std::span(FReady)));
+        FLeft = FReady.size();
+    }
+    TBlockID ID = FReady[--FLeft];
+    ID.High = (ID.High & ~0xF000ULL) | 0x4000ULL;                      // version 4: random
+    ID.Low = (ID.Low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL; // the variant with this layout
+    return ID;
+}
+
+} // namespace zutools

@@ -1,0 +1,38 @@
+// Identifiers of blocks: 128 bits, as text 32 hexadecimal digits.
+
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zutools {
+
+/// Their order is that of their texts.
+struct TBlockID {
+    std::uint64_t High = 0;
+    std::uint64_t Low = 0;
+    friend auto operator<=>(const TBlockID&, const TBlockID&) = default;
+
+    /// In capitals.
+    [[nodiscard]] std::u16string Text() const;
+    /// In either case; nothing for a text that is not exactly 32 hexadecimal digits.
+    [[nodiscard]] static std::optional<TBlockID> Parse(std::u16string_view Text);
+};
+
+/// New identifiers: random GUIDs (version 4) from the system's source, which is asked for many at a time. One
+/// thread at a time.
+class TBlockIDSource {
+public:
+    [[nodiscard]] TBlockID Next();
+
+private:
+    std::array<TBlockID, 128> FReady{};
+    std::size_t FLeft = 0;
+};
+
+} // namespace zutools

@@ -1,0 +1,204 @@
+#include "recordlock/BlockLists.h"
+
+#include <utility>
+
+namespace zutools {
+
+namespace {
+
+int Sign(auto Order) {
+    return Order < 0 ? -1 : Order > 0 ? 1 : 0;
+}
+
+} // namespace
+
+TBlockLists::TBlockLists()
+    : Match(UserNameMatch(false)) {}
+
+TBlockLists::~TBlockLists() {
+    FTables.ForEachFrom({}, [](const TNamed<TBlockTable>& Entry) {
+        delete Entry.Item;
+        return true;
+    });
+}
+
+template <class TItem>
+typename TChunkedList<TNamed<TItem>>::TPlace TBlockLists::FindName(const TChunkedList<TNamed<TItem>>& List,
+                                                                   TNameMatch::TOrderKey Key,
+                                                                   std::u16string_view Name) const {
+    return List.Find([&](const TNamed<TItem>& Entry) {
+        if (const int Order = Entry.Key.Compare(Key)) return Order;
+        if constexpr (std::is_same_v<TItem, TBlockTable>)
+            return Match.Compare(*Entry.Item->Name, Name);
+        else
+            return Match.Compare(Entry.Item->FRecordID, Name);
+    });
+}
+
+TBlockLists::TIDs::TPlace TBlockLists::FindID(const TIDs& List, TBlockID ID) {
+    return List.Find([ID](const TIdentified& Entry) { return Sign(Entry.ID <=> ID); });
+}
+
+TBlockLists::TBlock* TBlockLists::FindBlock(std::u16string_view ID) const {
+    const std::optional<TBlockID> Parsed = TBlockID::Parse(ID);
+    if (!Parsed) return nullptr;
+    const auto Place = FindID(Blocks, *Parsed);
+    return Place.Found ? Blocks.At(Place).Block : nullptr;
+}
+
+TBlockTable* TBlockLists::FindTable(std::u16string_view Name) const {
+    const auto Place = FindName(FTables, Match.OrderKey(Name), Name);
+    return Place.Found ? FTables.At(Place).Item : nullptr;
+}
+
+TBlockLists::TRecord* TBlockLists::FindRecord(const TBlockTable& Table, std::u16string_view RecordID) const {
+    const auto Place = FindName(Table.Records, Match.OrderKey(RecordID), RecordID);
+    return Place.Found ? Table.Records.At(Place).Item : nullptr;
+}
+
+TBlockLists::TRecord* TBlockLists::FindRecord(std::u16string_view TableName,
+                                              std::u16string_view RecordID) const {
+    const TBlockTable* const Table = FindTable(TableName);
+    return Table == nullptr ? nullptr : FindRecord(*Table, RecordID);
+}
+
+TBlockSession* TBlockLists::FindSession(std::u16string_view SID) {
+    const auto Found = FSessions.find(SID);
+    return Found == FSessions.end() ? nullptr : &Found->second;
+}
+
+std::shared_ptr<const TZUBlockOwner> TBlockLists::OwnerOf(std::u16string_view SID,
+                                                          std::u16string_view UserName) {
+    TBlockSession* const Session = FindSession(SID);
+    if (Session != nullptr && Session->Owner->UserName == UserName) return Session->Owner;
+    auto Owner =
+        std::make_shared<const TZUBlockOwner>(TZUBlockOwner{std::u16string(SID), std::u16string(UserName)});
+    if (Session != nullptr) Session->Owner = Owner;
+    return Owner;
+}
+
+std::shared_ptr<const std::u16string> TBlockLists::SharedName(std::u16string_view TableName) const {
+    const TBlockTable* const Table = FindTable(TableName);
+    if (Table != nullptr && *Table->Name == TableName) return Table->Name;
+    return std::make_shared<const std::u16string>(TableName);
+}
+
+void TBlockLists::Enter(const std::shared_ptr<TBlock>& Block) {
+    ++Changes;
+    TIDs::TPlace Place;
+    do {
+        Block->FID = FIDs.Next();
+        Place = FindID(Blocks, Block->FID);
+    } while (Place.Found);
+    Blocks.Insert(Place, {Block->FID, Block.get()});
+    EnterTable(*Block);
+    EnterSession(*Block);
+    Block->FSelf = Block;
+}
+
+std::shared_ptr<TBlockLists::TBlock> TBlockLists::Remove(TBlock& Block) {
+    ++Changes;
+    LeaveSession(Block);
+    LeaveTable(Block);
+    EraseID(Blocks, Block);
+    return std::move(Block.FSelf);
+}
+
+// ---- by table
+
+TBlockTable& TBlockLists::TableOf(const TBlock& Block) {
+    const std::u16string& Name = *Block.FTableName;
+    const TNameMatch::TOrderKey Key = Match.OrderKey(Name);
+    const auto Place = FindName(FTables, Key, Name);
+    if (Place.Found) return *FTables.At(Place).Item;
+    auto Table = std::make_unique<TBlockTable>();
+    Table->Name = Block.FTableName;
+    Table->Key = Key;
+    FTables.Insert(Place, {Key, Table.get()});
+    return *Table.release();
+}
+
+void TBlockLists::DropTable(TBlockTable& Table) {
+    auto Place = FindName(FTables, Table.Key, *Table.Name);
+    if (!Place.Found || FTables.At(Place).Item != &Table)
+        Place = FTables.Scan([&](const TNamed<TBlockTable>& Entry) { return Entry.Item == &Table; });
+    FTables.Erase(Place);
+    delete &Table;
+}
+
+void TBlockLists::EnterTable(TBlock& Block) {
+    TBlockTable& Table = TableOf(Block);
+    Block.FTableEntry = &Table;
+    switch (Block.FRecAction) {
+    case otTable:
+        Table.Lock = &Block;
+        return;
+    case otInsert:
+        Table.Inserts.Insert(FindID(Table.Inserts, Block.FID), {Block.FID, &Block});
+        return;
+    case otEdit:
+    case otDelete:
+        break;
+    }
+    auto& Record = static_cast<TRecord&>(Block);
+    Record.FOrderKey = Match.OrderKey(Record.FRecordID);
+    const auto Place = FindName(Table.Records, Record.FOrderKey, Record.FRecordID);
+    Table.Records.Insert(Place, {Record.FOrderKey, &Record});
+}
+
+void TBlockLists::LeaveTable(TBlock& Block) {
+    TBlockTable& Table = *Block.FTableEntry;
+    switch (Block.FRecAction) {
+    case otTable:
+        Table.Lock = nullptr;
+        break;
+    case otInsert:
+        EraseID(Table.Inserts, Block);
+        break;
+    case otEdit:
+    case otDelete: {
+        const auto& Record = static_cast<const TRecord&>(Block);
+        auto Place = FindName(Table.Records, Record.FOrderKey, Record.FRecordID);
+        // The system's order may contradict itself for strange texts: the block must go all the same.
+        if (!Place.Found || Table.Records.At(Place).Item != &Record)
+            Place = Table.Records.Scan([&](const TNamed<TRecord>& Entry) { return Entry.Item == &Record; });
+        Table.Records.Erase(Place);
+        break;
+    }
+    }
+    Block.FTableEntry = nullptr;
+    if (Table.Empty()) DropTable(Table);
+}
+
+void TBlockLists::EraseID(TIDs& List, const TBlock& Block) {
+    List.Erase(FindID(List, Block.FID));
+}
+
+// ---- by session
+
+void TBlockLists::EnterSession(TBlock& Block) {
+    TBlockSession* Session = FindSession(Block.FOwner->SID);
+    if (Session == nullptr) {
+        Session = &FSessions[Block.FOwner->SID];
+        Session->Owner = Block.FOwner;
+    }
+    Block.FSession = Session;
+    Block.FNextOfSession = Session->First;
+    if (Session->First != nullptr) Session->First->FPreviousOfSession = &Block;
+    Session->First = &Block;
+}
+
+void TBlockLists::LeaveSession(TBlock& Block) {
+    TBlock* const Next = std::exchange(Block.FNextOfSession, nullptr);
+    TBlock* const Previous = std::exchange(Block.FPreviousOfSession, nullptr);
+    TBlockSession& Session = *std::exchange(Block.FSession, nullptr);
+    if (Next != nullptr) Next->FPreviousOfSession = Previous;
+    if (Previous != nullptr) {
+        Previous->FNextOfSession = Next;
+        return;
+    }
+    Session.First = Next;
+    if (Next == nullptr) FSessions.erase(FSessions.find(Block.FOwner->SID));
+}
+
+} // namespace zutools

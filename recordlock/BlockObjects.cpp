@@ -1,0 +1,197 @@
+// The blocks: their fields, their log, their published properties.
+
+#include "recordlock/Zurecblk.h"
+
+#include <utility>
+
+namespace zutools {
+
+namespace {
+
+const std::u16string NoText;
+
+const std::u16string& TextOf(const std::shared_ptr<const std::u16string>& Text) {
+    return Text ? *Text : NoText;
+}
+
+TDateTime LocalDays(std::chrono::system_clock::time_point Moment) {
+    using TDays = std::chrono::duration<double, std::ratio<86400>>;
+    constexpr double DaysTo1970 = 25569;
+    const auto Local = Moment.time_since_epoch() + platform::LocalTimeOffset(Moment);
+    return {DaysTo1970 + std::chrono::duration_cast<TDays>(Local).count()};
+}
+
+const TZURecordBlockerTableObject& AsBlock(const TObject& Self) {
+    return static_cast<const TZURecordBlockerTableObject&>(Self);
+}
+const TZURecordBlockerObject& AsRecord(const TObject& Self) {
+    return static_cast<const TZURecordBlockerObject&>(Self);
+}
+
+constexpr std::u16string_view ActionNames[] = {u"otEdit", u"otDelete", u"otInsert", u"otTable"};
+
+constexpr TPropInfo BlockProperties[] = {
+    {u"ID", TTypeKind::tkUString, u"string",
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).ID()); }, nullptr},
+    {u"SID", TTypeKind::tkUString, u"string",
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).SID()); }, nullptr},
+    {u"UserName", TTypeKind::tkUString, u"string",
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).UserName()); }, nullptr},
+    {u"TableName", TTypeKind::tkUString, u"string",
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).TableName()); }, nullptr},
+    {u"RecAction", TTypeKind::tkEnumeration, u"TZUBlockerObjectType",
+     [](const TObject& Self) { return TKXVariant(int{AsBlock(Self).RecAction()}); }, nullptr, ActionNames},
+    {u"LastErrorMessage", TTypeKind::tkUString, u"string",
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).LastErrorMessage()); }, nullptr},
+    {u"LastErrorCode", TTypeKind::tkInteger, u"Integer",
+     [](const TObject& Self) { return TKXVariant(int{AsBlock(Self).LastErrorCode()}); }, nullptr},
+    {u"CreateTime", TTypeKind::tkFloat, u"TDateTime",
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).CreateTime()); }, nullptr},
+};
+
+constexpr TPropInfo RecordProperties[] = {
+    {u"RecordID", TTypeKind::tkUString, u"string",
+     [](const TObject& Self) { return TKXVariant(AsRecord(Self).RecordID()); }, nullptr},
+    {u"RecordInterface", TTypeKind::tkClass, u"TRecordInterface",
+     [](const TObject& Self) { return PointerAsLVar(AsRecord(Self).RecordInterface()); }, nullptr},
+};
+
+} // namespace
+
+std::u16string_view ObjectTypeToStr(TZUBlockerObjectType ObjectType) {
+    switch (ObjectType) {
+    case otEdit:
+        return u"Edit";
+    case otDelete:
+        return u"Delete";
+    case otInsert:
+        return u"Insert";
+    case otTable:
+        return u"LockTable";
+    }
+    return u"Unknown";
+}
+
+const TClassInfo& TZURecordBlockerTableObject::StaticClass() {
+    static constexpr TClassInfo Info{u"TZURecordBlockerTableObject", &TIObject::StaticClass, BlockProperties};
+    return Info;
+}
+const TClassInfo& TZURecordBlockerTableObject::ClassInfo() const {
+    return StaticClass();
+}
+
+TZURecordBlockerTableObject::TFieldLock::TFieldLock(const TZURecordBlockerTableObject& Block)
+    : FLocked(Block.FBlocker.load(std::memory_order_acquire)) {
+    if (FLocked != nullptr) FLocked->Lock();
+}
+TZURecordBlockerTableObject::TFieldLock::~TFieldLock() {
+    if (FLocked != nullptr) FLocked->UnLock();
+}
+
+std::u16string TZURecordBlockerTableObject::ID() const {
+    return FID == TBlockID() ? std::u16string() : FID.Text();
+}
+const std::u16string& TZURecordBlockerTableObject::SID() const {
+    return FOwner ? FOwner->SID : NoText;
+}
+const std::u16string& TZURecordBlockerTableObject::UserName() const {
+    return FOwner ? FOwner->UserName : NoText;
+}
+const std::u16string& TZURecordBlockerTableObject::TableName() const {
+    return TextOf(FTableName);
+}
+TDateTime TZURecordBlockerTableObject::CreateTime() const {
+    return FCreateTime == std::chrono::system_clock::time_point() ? TDateTime() : LocalDays(FCreateTime);
+}
+std::u16string TZURecordBlockerTableObject::LastErrorMessage() const {
+    return FMessageByCode ? BlockerErrorText(FlastErrorCode) : TextOf(FLastErrorMessage);
+}
+
+void TZURecordBlockerTableObject::CopyFields(const TZURecordBlockerTableObject& Source) {
+    FID = Source.FID;
+    FRecAction = Source.FRecAction;
+    FlastErrorCode = Source.FlastErrorCode;
+    FMessageByCode = Source.FMessageByCode;
+    FTableName = Source.FTableName;
+    FOwner = Source.FOwner;
+    FLastErrorMessage = Source.FLastErrorMessage;
+    FCreateTime = Source.FCreateTime;
+}
+
+void TZURecordBlockerTableObject::Assign(const TZURecordBlockerTableObject& Source) {
+    CopyFields(Source);
+    FHistory.Assign(Source.ActionHistory());
+}
+
+void TZURecordBlockerTableObject::AddToHistory(TBlockEvent Event, std::u16string_view Text) {
+    FHistory.Add(Event, Text);
+}
+
+void TZURecordBlockerTableObject::AddToHistroy(std::u16string_view Text) {
+    const TFieldLock Lock(*this);
+    if (!FReleased.load(std::memory_order_acquire)) AddToHistory(TBlockEvent::Text, Text);
+}
+
+std::vector<std::u16string> TZURecordBlockerTableObject::ActionHistory() const {
+    const TFieldLock Lock(*this);
+    return HistoryTexts();
+}
+
+std::vector<std::u16string> TZURecordBlockerTableObject::HistoryTexts() const {
+    std::u16string Created;
+    if (FRecAction == otTable) {
+        Created = u"LockTable create new object TableName: " + TableName();
+    } else {
+        Created = u"GetRecord create new object TableName: " + TableName();
+        Created.append(u" RecordID: ").append(HistoryRecordID());
+        Created.append(u" ActionType: ").append(ObjectTypeToStr(FRecAction));
+    }
+    return FHistory.Texts(Created);
+}
+
+const TClassInfo& TZURecordBlockerObject::StaticClass() {
+    static constexpr TClassInfo Info{u"TZURecordBlockerObject", &TZURecordBlockerTableObject::StaticClass,
+                                     RecordProperties};
+    return Info;
+}
+const TClassInfo& TZURecordBlockerObject::ClassInfo() const {
+    return StaticClass();
+}
+
+std::u16string TZURecordBlockerObject::RecordID() const {
+    const TFieldLock Lock(*this);
+    return FRecordID;
+}
+
+TRecordInterface* TZURecordBlockerObject::RecordInterface() const {
+    return FTable ? &FTable->RecordInterface() : nullptr;
+}
+
+void TZURecordBlockerObject::CopyFields(const TZURecordBlockerTableObject& Source) {
+    TZURecordBlockerTableObject::CopyFields(Source);
+    if (Source.ClassInfo().InheritsFrom(StaticClass()))
+        FRecordID = static_cast<const TZURecordBlockerObject&>(Source).RecordID();
+}
+
+// The record itself stays with the source.
+void TZURecordBlockerObject::Assign(const TZURecordBlockerTableObject& Source) {
+    TZURecordBlockerTableObject::Assign(Source);
+}
+
+void TZURecordBlockerObject::RetireForScripts() {
+    TZURecordBlockerTableObject::RetireForScripts();
+    if (FTable) FTable->RecordInterface().RetireForScripts();
+}
+
+bool TZURecordBlockerObject::GetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount,
+                                                 TKXVariant& Result) {
+    if (TIObject::GetPropertyInternal(Name, Args, ArgCount, Result)) return true;
+    return FTable && FTable->RecordInterface().GetPropertyInternal(Name, Args, ArgCount, Result);
+}
+
+bool TZURecordBlockerObject::SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount) {
+    if (TIObject::SetPropertyInternal(Name, Args, ArgCount)) return true;
+    return FTable && FTable->RecordInterface().SetPropertyInternal(Name, Args, ArgCount);
+}
+
+} // namespace zutools

@@ -1,0 +1,168 @@
+// An ordered list in pieces of a bounded size: finding costs two binary searches over neighbouring memory,
+// inserting and erasing moves part of one piece, and a place by number is a walk over sums of pieces.
+//
+// Entries are plain data (a key and a pointer) whose order the caller's comparison tells: `Compare(Entry)` is
+// negative when the entry stands before what is looked for, zero when it is that. One thread at a time.
+
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace zutools {
+
+template <class TEntry>
+class TChunkedList {
+    static_assert(std::is_trivially_copyable_v<TEntry>);
+
+public:
+    /// Where an entry stands, or would stand; good until the list changes.
+    struct TPlace {
+        std::size_t Chunk = 0;
+        std::size_t At = 0;
+        bool Found = false;
+    };
+
+    [[nodiscard]] std::size_t Count() const { return FCount; }
+    [[nodiscard]] bool Empty() const { return FCount == 0; }
+    [[nodiscard]] const TEntry& First() const { return FChunks.front()[0]; }
+    [[nodiscard]] const TEntry& At(const TPlace& Place) const { return FChunks[Place.Chunk][Place.At]; }
+
+    template <class TCompare>
+    [[nodiscard]] TPlace Find(const TCompare& Compare) const {
+        if (FChunks.empty()) return {};
+        // The last chunk that does not begin after it.
+        std::size_t Low = 0;
+        std::size_t High = FFirst.size();
+        while (High - Low > 1) {
+            const std::size_t Middle = Low + (High - Low) / 2;
+            const int Sign = Compare(FFirst[Middle]);
+            if (Sign == 0) return {Middle, 0, true};
+            (Sign < 0 ? Low : High) = Middle;
+        }
+        const TChunk& Chunk = FChunks[Low];
+        std::size_t Begin = 0;
+        std::size_t End = Chunk.size();
+        while (Begin < End) {
+            const std::size_t Middle = Begin + (End - Begin) / 2;
+            const int Sign = Compare(Chunk[Middle]);
+            if (Sign == 0) return {Low, Middle, true};
+            if (Sign < 0)
+                Begin = Middle + 1;
+            else
+                End = Middle;
+        }
+        return {Low, Begin, false};
+    }
+
+    /// Looks at every entry: for an order that contradicts itself, where Find may fail.
+    template <class TIs>
+    [[nodiscard]] TPlace Scan(const TIs& Is) const {
+        for (std::size_t Chunk = 0; Chunk < FChunks.size(); ++Chunk)
+            for (std::size_t Place = 0; Place < FChunks[Chunk].size(); ++Place)
+                if (Is(FChunks[Chunk][Place])) return {Chunk, Place, true};
+        return {};
+    }
+
+    /// Enters at a place that Find gave for it.
+    void Insert(TPlace Place, const TEntry& Entry) {
+        if (FChunks.empty()) AddChunk(0, TChunk());
+        if (FChunks[Place.Chunk].size() == Capacity) Split(Place);
+        TChunk& Chunk = FChunks[Place.Chunk];
+        if (Chunk.size() == Chunk.capacity()) Chunk.reserve(std::min(Capacity, Chunk.size() * 2 + 4));
+        Chunk.insert(Chunk.begin() + static_cast<std::ptrdiff_t>(Place.At), Entry);
+        if (Place.At == 0) FFirst[Place.Chunk] = Entry;
+        ++FGroups[Place.Chunk / Group];
+        ++FCount;
+    }
+
+    void Erase(const TPlace& Place) {
+        TChunk& Chunk = FChunks[Place.Chunk];
+        Chunk.erase(Chunk.begin() + static_cast<std::ptrdiff_t>(Place.At));
+        --FGroups[Place.Chunk / Group];
+        --FCount;
+        if (Chunk.empty()) return DropChunk(Place.Chunk);
+        if (Place.At == 0) FFirst[Place.Chunk] = Chunk[0];
+        if (Chunk.size() < Capacity / 4) Merge(Place.Chunk);
+    }
+
+    /// The entry with that number from 0; it must exist.
+    [[nodiscard]] const TEntry& ByNumber(std::size_t Number) const {
+        std::size_t Chunk = 0;
+        for (std::size_t Each = 0; Number >= FGroups[Each]; ++Each) {
+            Number -= FGroups[Each];
+            Chunk += Group;
+        }
+        for (; Number >= FChunks[Chunk].size(); ++Chunk) Number -= FChunks[Chunk].size();
+        return FChunks[Chunk][Number];
+    }
+
+    /// Calls `Take(Entry)` for the entries from a place on, in order, while it gives true.
+    template <class TTake>
+    void ForEachFrom(TPlace Place, const TTake& Take) const {
+        for (; Place.Chunk < FChunks.size(); ++Place.Chunk, Place.At = 0)
+            for (; Place.At < FChunks[Place.Chunk].size(); ++Place.At)
+                if (!Take(FChunks[Place.Chunk][Place.At])) return;
+    }
+
+private:
+    using TChunk = std::vector<TEntry>;
+    static constexpr std::size_t Capacity = 128;
+    static constexpr std::size_t Group = 64; // chunks that are counted together
+
+    void AddChunk(std::size_t At, TChunk Chunk) {
+        FFirst.insert(FFirst.begin() + static_cast<std::ptrdiff_t>(At), Chunk.empty() ? TEntry() : Chunk[0]);
+        FChunks.insert(FChunks.begin() + static_cast<std::ptrdiff_t>(At), std::move(Chunk));
+        CountGroups(At / Group);
+    }
+    void DropChunk(std::size_t At) {
+        FFirst.erase(FFirst.begin() + static_cast<std::ptrdiff_t>(At));
+        FChunks.erase(FChunks.begin() + static_cast<std::ptrdiff_t>(At));
+        CountGroups(At / Group);
+    }
+    void Split(TPlace& Place) {
+        TChunk& Full = FChunks[Place.Chunk];
+        // Entries that come in order fill their chunks.
+        const bool AtEnd = Place.Chunk + 1 == FChunks.size() && Place.At == Full.size();
+        const std::size_t Kept = AtEnd ? Capacity - 8 : Capacity / 2;
+        TChunk Second;
+        Second.reserve(Capacity);
+        Second.assign(Full.begin() + static_cast<std::ptrdiff_t>(Kept), Full.end());
+        Full.resize(Kept);
+        AddChunk(Place.Chunk + 1, std::move(Second));
+        if (Place.At > Kept) Place = {Place.Chunk + 1, Place.At - Kept, false};
+    }
+    void Merge(std::size_t At) {
+        if (At + 1 == FChunks.size()) {
+            if (At == 0) return;
+            --At;
+        }
+        TChunk& Left = FChunks[At];
+        const TChunk& Right = FChunks[At + 1];
+        if (Left.size() + Right.size() > Capacity / 2) return;
+        Left.insert(Left.end(), Right.begin(), Right.end());
+        DropChunk(At + 1);
+    }
+    void CountGroups(std::size_t From) {
+        FGroups.resize((FChunks.size() + Group - 1) / Group);
+        for (std::size_t Each = From; Each < FGroups.size(); ++Each) {
+            std::size_t Sum = 0;
+            const std::size_t End = std::min(FChunks.size(), (Each + 1) * Group);
+            for (std::size_t Chunk = Each * Group; Chunk < End; ++Chunk) Sum += FChunks[Chunk].size();
+            FGroups[Each] = Sum;
+        }
+    }
+
+    std::vector<TEntry> FFirst;  // the first entry of each chunk, side by side for the search
+    std::vector<TChunk> FChunks; // none is empty
+    std::vector<std::size_t> FGroups;
+    std::size_t FCount = 0;
+};
+
+} // namespace zutools

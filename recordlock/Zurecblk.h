@@ -1,0 +1,379 @@
+// The record blocker: which session has which record for editing, deletion or insertion, and which table
+// locked whole. docs/record-blocking.md explains it with examples.
+//
+//     auto Block = ZURecordBlocker->GetRecord(u"Orders", u"17", otEdit);
+//     if (!Block) return ShowReason();           // the reason stands in the last-error object of this thread
+//     Block->Table().SetField(u"Customer", u"Lee");
+//     ZURecordBlocker->DoneByObject(Block.get(), true, false, false); // write it and give it back
+//
+// One blocker serves all threads of the process; every public operation runs under its re-entrant lock, the
+// database calls included, so a caller must not hold a transaction that others wait for around one. Refusals
+// and failures of the host are never raised: operations give false or null and leave the reason in a
+// last-error object of the calling thread, under LastErrorObjectName in ThreadObjects(). The next operation
+// on that thread removes it.
+//
+// Blocks are shared: a block may be released by another session's thread or by an administrator while
+// somebody still holds it. Its memory then stays, its fields read as they were, operations with it give "not
+// found" and script handles to it are dead.
+
+#pragma once
+
+#include "core/NameMatch.h"
+#include "host/Exception.h"
+#include "host/Locks.h"
+#include "host/ScriptObjects.h"
+#include "host/Services.h"
+#include "host/UserTables.h"
+#include "platform/Clock.h"
+#include "recordlock/BlockHistory.h"
+#include "recordlock/BlockID.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zutools {
+
+class TZURecordBlocker;
+struct TBlockLists;
+struct TBlockSession;
+struct TBlockTable;
+
+/// What a block is for. The ordinals are published and part of the codes below.
+enum TZUBlockerObjectType : std::uint8_t { otEdit = 0, otDelete = 1, otInsert = 2, otTable = 3 };
+
+/// "Edit", "Delete", "Insert", "LockTable"; "Unknown" for any other value.
+[[nodiscard]] std::u16string_view ObjectTypeToStr(TZUBlockerObjectType ObjectType);
+
+/// Codes of the last-error object.
+enum TZUBlockerErrorCode : std::int32_t {
+    ErrorNone = 0,                   // left by a successful Done
+    ErrorTableLocked = 101,          // carries the table lock
+    ErrorTableHasEditRecord = 102,   // carries the first such block in order of record ID
+    ErrorTableHasInsertRecord = 103, // carries the first such block in order of ID
+    ErrorEditInOtherSession = 201,   // carries the block, as do the three below
+    ErrorDeleteInOtherSession = 202,
+    ErrorInsertInOtherSession = 203, // in the table of messages only
+    ErrorEditInThisSession = 211,
+    ErrorDeleteInThisSession = 212,
+    ErrorRecordNotFound = 220,
+    ErrorOpenTable = 301, // the message is the host's when it raised
+    ErrorRecordIDNotFound = 302,
+    ErrorCommitFailed = 303,    // the message is the host's; the block stays and nothing is lost
+    ErrorRightsException = 401, // the message is the host's
+    ErrorNoRights = 402,
+};
+
+/// The text for a code; "Unknown error code: " and the number for one without a text, 0 included.
+[[nodiscard]] std::u16string BlockerErrorText(std::int32_t Code);
+
+/// The name of the last-error object in ThreadObjects().
+inline constexpr std::u16string_view LastErrorObjectName = u"ZURecordBlockerLastErrorObject";
+
+/// Whose a block is; shared by all blocks of a session.
+struct TZUBlockOwner {
+    std::u16string SID;
+    std::u16string UserName;
+};
+
+/// A block; of this very class for a table lock. Also the class of last-error objects. Any thread may read
+/// it.
+class TZURecordBlockerTableObject : public TIObject,
+                                    public std::enable_shared_from_this<TZURecordBlockerTableObject> {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    TZURecordBlockerTableObject() = default;
+    ~TZURecordBlockerTableObject() override = default;
+
+    // Published under these names. They do not change while the block lives.
+
+    /// 32 hexadecimal digits in capitals; empty when there is none.
+    [[nodiscard]] std::u16string ID() const;
+    /// The identifier of the owner's session.
+    [[nodiscard]] const std::u16string& SID() const;
+    [[nodiscard]] const std::u16string& UserName() const;
+    /// As spelled by the caller that took the block.
+    [[nodiscard]] const std::u16string& TableName() const;
+    [[nodiscard]] TZUBlockerObjectType RecAction() const { return FRecAction; }
+    /// Local time.
+    [[nodiscard]] TDateTime CreateTime() const;
+    /// Of last-error objects; empty and 0 in blocks.
+    [[nodiscard]] std::u16string LastErrorMessage() const;
+    [[nodiscard]] std::int32_t LastErrorCode() const { return FlastErrorCode; }
+
+    /// Copies the fields, the history included. Not for blocks that a blocker holds: for copies of them.
+    virtual void Assign(const TZURecordBlockerTableObject& Source);
+    /// Appends an entry: the text, a line break, and the call stack of the script that runs on this thread
+    /// (empty when none does, or when it cannot be told). The newest 100 entries are kept, each cut at 4096
+    /// UTF-16 units. The history of a released block is closed: nothing happens.
+    void AddToHistroy(std::u16string_view Text);
+    /// The entries, oldest first.
+    [[nodiscard]] std::vector<std::u16string> ActionHistory() const;
+
+    /// False once the block was released, and for objects that never were in a blocker.
+    [[nodiscard]] bool Held() const { return FBlocker.load(std::memory_order_acquire) != nullptr; }
+    [[nodiscard]] std::shared_ptr<const void> KeepAlive() override { return weak_from_this().lock(); }
+
+protected:
+    /// Holds the lock of the blocker that has this block, if one has: for fields that change.
+    class TFieldLock {
+    public:
+        explicit TFieldLock(const TZURecordBlockerTableObject& Block);
+        ~TFieldLock();
+        TFieldLock(const TFieldLock&) = delete;
+        TFieldLock& operator=(const TFieldLock&) = delete;
+
+    private:
+        const TZURecordBlocker* FLocked;
+    };
+    /// What a block tells of itself in a last-error object: everything but the history, which may be long
+    /// and is not for the session that was refused.
+    virtual void CopyFields(const TZURecordBlockerTableObject& Source);
+    /// The record that the entry about the block's creation names.
+    [[nodiscard]] virtual std::u16string_view HistoryRecordID() const { return {}; }
+    /// For scripts the block is gone.
+    virtual void RetireForScripts() { Retire(); }
+
+private:
+    friend class TZURecordBlocker;
+    friend struct TBlockLists;
+
+    void AddToHistory(TBlockEvent Event, std::u16string_view Text = {});
+    [[nodiscard]] std::vector<std::u16string> HistoryTexts() const;
+
+    // Set once, before anybody else knows the block.
+    TBlockID FID;
+    TZUBlockerObjectType FRecAction = otEdit;
+    std::int32_t FlastErrorCode = 0;
+    bool FMessageByCode = false; // the message is the text for the code, made when it is read
+    std::shared_ptr<const std::u16string> FTableName;
+    std::shared_ptr<const TZUBlockOwner> FOwner;
+    std::shared_ptr<const std::u16string> FLastErrorMessage;
+    std::chrono::system_clock::time_point FCreateTime{};
+
+    // Guarded by the blocker's lock; of the blocker's lists.
+    TBlockHistory FHistory;
+    std::shared_ptr<TZURecordBlockerTableObject> FSelf; // the blocker's ownership
+    TBlockSession* FSession = nullptr;
+    TBlockTable* FTableEntry = nullptr;
+    TZURecordBlockerTableObject* FNextOfSession = nullptr;
+    TZURecordBlockerTableObject* FPreviousOfSession = nullptr;
+
+    std::atomic<const TZURecordBlocker*> FBlocker{nullptr}; // the one that holds the block
+    std::atomic<bool> FReleased{false};
+};
+
+/// A block on a record.
+class TZURecordBlockerObject : public TZURecordBlockerTableObject {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    /// The key that the record was asked for with; of an insert, once committed, the new record's. Published.
+    [[nodiscard]] std::u16string RecordID() const;
+    /// The record, for C++ callers; a last-error object has none. Lives as long as the block's memory.
+    [[nodiscard]] bool HasTable() const { return FTable != nullptr; }
+    [[nodiscard]] TUserTable& Table() const { return *FTable; }
+    /// The record's fields for scripts, or null. Published.
+    [[nodiscard]] TRecordInterface* RecordInterface() const;
+
+    void Assign(const TZURecordBlockerTableObject& Source) override;
+
+    /// Names that nobody else knows are fields of the record.
+    bool GetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount,
+                             TKXVariant& Result) override;
+    bool SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount) override;
+
+protected:
+    void CopyFields(const TZURecordBlockerTableObject& Source) override;
+    [[nodiscard]] std::u16string_view HistoryRecordID() const override { return FRecordID; }
+    void RetireForScripts() override;
+
+private:
+    friend class TZURecordBlocker;
+    friend struct TBlockLists;
+
+    std::unique_ptr<TUserTable> FTable; // set once
+    TNameMatch::TOrderKey FOrderKey;    // of the record ID, for edit and delete; set once
+    std::u16string FRecordID;           // guarded by the blocker's lock once the block is held
+};
+
+/// A wrong call of the script interface.
+class EZURecordBlockerInterface : public Exception {
+public:
+    using Exception::Exception;
+};
+
+/// What scripts see of a blocker.
+class TZURecordBlockerInterface : public TIRegObject {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    explicit TZURecordBlockerInterface(TZURecordBlocker& Owner)
+        : FOwnerRecordBlocker(Owner) {}
+    [[nodiscard]] TZURecordBlocker& OwnerRecordBlocker() const { return FOwnerRecordBlocker; }
+
+private:
+    TZURecordBlocker& FOwnerRecordBlocker;
+};
+
+/// One block as administration pages show it: a copy of the moment.
+struct TZUBlockInfo {
+    std::u16string ID;
+    std::u16string TableName;
+    std::u16string RecordID; // empty for a table lock
+    std::u16string SID;      // may be the key of a signed-in session: not for pages and logs
+    std::u16string UserName;
+    TZUBlockerObjectType RecAction = otEdit;
+    TDateTime CreateTime;
+    std::vector<std::u16string> History; // oldest first
+};
+
+class TZURecordBlocker : public TKXThreadSafetyClass {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    /// Null members of `Host` mean those of Services() at the time of each call. `Clock` outlives the
+    /// blocker.
+    explicit TZURecordBlocker(TServices Host = {}, const platform::TClock& Clock = platform::SystemClock());
+    /// Releases every block. No other thread may use the blocker any more.
+    ~TZURecordBlocker() override;
+
+    /// Takes a record. A record that this session has for the same action already gives the block again.
+    /// A `RecordID` that is not empty must exist: an insert then starts from a copy of it. An insert with an
+    /// empty one starts from an empty record.
+    /// @returns null with 101, 201, 202, 211, 212, 301, 302, 401, 402, and with 220 for an action that is
+    /// none of the three.
+    std::shared_ptr<TZURecordBlockerObject>
+    GetRecord(std::u16string_view TableName, std::u16string_view RecordID, TZUBlockerObjectType ActionType);
+    /// A living block, a table lock included, whoever has it; null with 220. Identifiers are 32 hexadecimal
+    /// digits in either case.
+    std::shared_ptr<TZURecordBlockerTableObject> GetRecordByID(std::u16string_view ID);
+
+    // The state of a block: 0 when there is none; 1 to 4 (edit, delete, insert, table) when this session has
+    // it, 11 to 14 when another one has. Looking adds to the block's history; there is no last error.
+
+    std::int32_t CheckRecordByObject(TZURecordBlockerTableObject* CurObject);
+    std::int32_t CheckRecordByID(std::u16string_view ID);
+    /// Of the edit or delete block on the record.
+    std::int32_t CheckRecordByTableNameRecordID(std::u16string_view TableName, std::u16string_view RecordID);
+
+    // Give blocks back, after writing the record when `CommitChanges` (as a document when `AsDoc`). A block
+    // stays held when `KeepInCashe`. Success leaves a last-error object with code 0, which after a commit
+    // carries the block and with it the new record's ID. False with 200 + RecAction (another session has it;
+    // with CheckForRights only), 220, 303 (writing failed), 401 (rights could not be told) - in these the
+    // block stays - and with 402 (no right to write), after which the block is given back without a commit.
+
+    /// CheckForRights is true. No object: true at once. A block that was released already: 220.
+    bool DoneByObject(TZURecordBlockerTableObject* CurObject, bool CommitChanges, bool AsDoc,
+                      bool KeepInCashe);
+    /// One ID or several with commas between; the first failure ends the list. An unknown one is 220, with
+    /// the ID in the message.
+    bool DoneByID(std::u16string_view IDs, bool CommitChanges, bool CheckForRights, bool AsDoc,
+                  bool KeepInCashe);
+    /// The edit or delete block on a record. Its flags count one place on: CheckForRights is `AsDoc`, AsDoc
+    /// is `KeepInCashe`, and the block is always given back.
+    bool DoneByTableNameRecordID(std::u16string_view TableName, std::u16string_view RecordID,
+                                 bool CommitChanges, bool AsDoc, bool KeepInCashe);
+    /// Gives back every block of a session, without commit. Costs what the session has, not what others have.
+    void DoneBySID(std::u16string_view SID);
+
+    /// Locks a table whole; this session's own lock is given again. Null with 101, 102, 103.
+    std::shared_ptr<TZURecordBlockerTableObject> LockTable(std::u16string_view TableName);
+    /// False, with the lock in place, when another session has it or the object is no table lock; 220 for no
+    /// object and a released one.
+    bool UnLockTableByObject(TZURecordBlockerTableObject* CurObject);
+    /// 220 when the table is not locked.
+    bool UnLockTableByTableName(std::u16string_view TableName);
+
+    /// Made at the first call; lives as long as the blocker.
+    TZURecordBlockerInterface& GetInterface();
+
+    /// The object "Session" of the calling thread, or null.
+    [[nodiscard]] TObject* CetCurrentSession() const;
+    /// Its identifier; empty without a session.
+    [[nodiscard]] std::u16string CurrentSID() const;
+
+    /// Leaves a last-error object on the calling thread: the fields of `Object` if given, the code, the
+    /// message of `Error` or else the text for the code, and " AddInfo: " with `AddInfo` unless it is empty.
+    void HandleError(std::int32_t Code, const TZURecordBlockerTableObject* Object = nullptr,
+                     const std::exception* Error = nullptr, std::u16string_view AddInfo = {});
+    /// Removes it.
+    void ClearLastError();
+    /// The calling thread's last-error object, until its next operation; null when there is none.
+    [[nodiscard]] TZURecordBlockerObject* LastError() const;
+
+    /// Published: the living blocks in order of ID; null out of range.
+    [[nodiscard]] std::shared_ptr<TZURecordBlockerTableObject> Objects(int Index) const;
+    [[nodiscard]] int Count() const;
+
+    // For administration: on any thread, without a session, without history entries or last errors. Whether
+    // the caller may ask is the caller's to check.
+
+    /// At most `Limit` blocks after `AfterID` (empty: from the start) in order of ID. Blocks that come and go
+    /// between pages, or while a long page is made, may be missed. The lock is held for a few dozen at a
+    /// time.
+    [[nodiscard]] std::vector<TZUBlockInfo> ListBlocks(std::u16string_view AfterID, std::size_t Limit) const;
+    /// Drops a block whoever has it, without commit, and logs it with the name `By`. False for an unknown ID.
+    bool ReleaseBlock(std::u16string_view ID, std::u16string_view By);
+    [[nodiscard]] std::size_t BlockCount() const;
+    /// Who has a record for editing or deletion, or else its table locked; without the history.
+    [[nodiscard]] std::optional<TZUBlockInfo> FindHolder(std::u16string_view TableName,
+                                                         std::u16string_view RecordID) const;
+
+private:
+    enum class TRights : std::uint8_t { Granted, Refused, Unknown };
+    using TBlock = TZURecordBlockerTableObject;
+    using TBlockPtr = std::shared_ptr<TBlock>;
+    using TRecordPtr = std::shared_ptr<TZURecordBlockerObject>;
+
+    [[nodiscard]] TApplicationManager& ApplicationManager() const;
+    [[nodiscard]] TSecurityManager& Security() const;
+    [[nodiscard]] TDictionaryService& Dictionary() const;
+    [[nodiscard]] TLogger& Logger() const;
+
+    bool FindTaken(std::u16string_view TableName, std::u16string_view RecordID,
+                   TZUBlockerObjectType ActionType, TRecordPtr& Own);
+    [[nodiscard]] std::unique_ptr<TUserTable>
+    OpenTable(std::u16string_view TableName, std::u16string_view RecordID, TZUBlockerObjectType ActionType);
+    void FillObjectParams(TBlock& Block, std::u16string_view TableName, TZUBlockerObjectType ActionType);
+    TRights CheckUserRights(TZURecordBlockerObject& Block);
+    std::int32_t CheckRecordInternal(TBlock* Block);
+    bool DoneInternal(TBlock& Block, bool CommitChanges, bool CheckForRights, bool AsDoc, bool KeepInCashe,
+                      TBlockPtr& Gone);
+    void Commit(TZURecordBlockerObject& Block, bool AsDoc);
+    bool UnLockTableInternal(TBlock* Block, TBlockPtr& Gone);
+    [[nodiscard]] bool Holds(const TBlock* Block) const {
+        return Block != nullptr && Block->FBlocker.load(std::memory_order_relaxed) == this;
+    }
+    [[nodiscard]] TBlockPtr RemoveObject(TBlock& Block);
+    [[nodiscard]] TZUBlockInfo InfoOf(const TBlock& Block) const;
+    bool CopySlice(TBlockID& After, std::size_t Most, std::vector<TZUBlockInfo>& Slice) const;
+
+    const TServices FHost;
+    const platform::TClock& FClock;
+
+    // Guarded by the lock.
+    const std::unique_ptr<TBlockLists> FLists;
+    std::unique_ptr<TZURecordBlockerInterface> IRegObject;
+};
+
+/// The blocker of the process; made and freed by the package's start and stop.
+extern std::unique_ptr<TZURecordBlocker> ZURecordBlocker;
+
+/// Makes the blocker's interface and the blocks known to scripts; the package's start and stop call these.
+void RegisterZurecblk(TScriptRegistry& Registry);
+void UnregisterZurecblk(TScriptRegistry& Registry);
+
+} // namespace zutools
