@@ -14,6 +14,8 @@ namespace zutools::zuhost {
 [[nodiscard]] int RunApi(const TArguments& Arguments);
 [[nodiscard]] int RunCheck(const TArguments& Arguments);
 [[nodiscard]] int RunFilters(const TArguments& Arguments);
+[[nodiscard]] int RunUsers(const TArguments& Arguments);
+[[nodiscard]] int RunBlocks(const TArguments& Arguments);
 [[nodiscard]] int RunServeCommand(const TArguments& Arguments);
 
 } // namespace zutools::zuhost

@@ -31,6 +31,8 @@ constexpr TCommand Commands[] = {
     {"serve", "Answer web requests with script modules", RunServeCommand},
     {"check", "Check a value against a rule", RunCheck},
     {"filters", "List and change the value filters in a database", RunFilters},
+    {"users", "List and change the users in a database, and what they may do", RunUsers},
+    {"blocks", "List and release the record blocks of a running service", RunBlocks},
     {"lint", "List what templates hold and report what is wrong in them", RunLint},
     {"api", "Print the reference of what scripts can use", RunApi},
 };

@@ -1,5 +1,6 @@
 #include "apps/zuhost/Serve.h"
 
+#include "apps/zuhost/Blocks.h"
 #include "apps/zuhost/DatabaseManager.h"
 #include "checking/Chekprms.h"
 #include "checking/Dbchprms.h"
@@ -7,8 +8,11 @@
 #include "host/Exception.h"
 #include "host/Services.h"
 #include "hosting/lua/LuaEngine.h"
+#include "hosting/rights/SqlSecurity.h"
+#include "hosting/rights/Users.h"
 #include "hosting/sql/Schema.h"
 #include "hosting/strings/JsonLocalizator.h"
+#include "hosting/web/AdminSocket.h"
 #include "hosting/web/Config.h"
 #include "hosting/web/LuaModuleRunner.h"
 #include "hosting/web/Server.h"
@@ -17,16 +21,20 @@
 #include "hosting/web/WebObjects.h"
 #include "package/ZuTools.h"
 #include "platform/Text.h"
+#include "recordlock/Zurecblk.h"
 #include "templates/Ztstmplcache.h"
 
 #include <pthread.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace zutools::zuhost {
@@ -51,12 +59,12 @@ public:
         signal(SIGPIPE, SIG_IGN);
     }
 
-    /// Blocks until one comes, calling `EachMinute` now and then.
+    /// Blocks until one comes, calling `NowAndThen` after each `Pause`.
     template <class TFunction>
-    void Wait(const TFunction& EachMinute) const {
-        const timespec Minute{60, 0};
-        while (sigtimedwait(&FSignals, nullptr, &Minute) < 0) {
-            if (errno == EAGAIN) EachMinute();
+    void Wait(std::chrono::seconds Pause, const TFunction& NowAndThen) const {
+        const timespec Time{static_cast<std::time_t>(Pause.count()), 0};
+        while (sigtimedwait(&FSignals, nullptr, &Time) < 0) {
+            if (errno == EAGAIN) NowAndThen();
         }
     }
 
@@ -117,26 +125,82 @@ void RunSetup(const TWebConfig& Config, TDatabaseManager& Manager) {
     Manager.ReleaseThread();
 }
 
-void Serve(TWebConfig Config) {
+/// The application's preparations may have made users, so it is asked after them.
+void WarnWithoutRights(const TWebConfig& Config, TSqlSecurityManager& Security, TLogger& Logger) {
+    if (Config.Database.empty() || Security.IsSetUp()) return;
+    Logger.Log(TLogLevel::Warning,
+               u"the database has no users, so everybody may do everything with its records; "
+               u"make users with `zuhost users`");
+}
+
+/// Passwords are those of the users in the database.
+TSignInHook MakeSignIn(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager) {
+    if (Config.Database.empty()) return {};
+    const auto Users = std::make_shared<TUsers>(DatabaseOfManager(Manager));
+    return [Users](std::u16string_view User, std::u16string_view Password) -> TSignInReply {
+        TSignInReply Reply;
+        switch (Users->SignIn(User, Password, Reply.User)) {
+        case TSignInResult::Ok:
+            Reply.Answer = TSignInAnswer::Ok;
+            break;
+        case TSignInResult::Refused:
+            Reply.Answer = TSignInAnswer::Refused;
+            break;
+        case TSignInResult::Wait:
+            Reply.Answer = TSignInAnswer::Wait;
+            break;
+        }
+        return Reply;
+    };
+}
+
+/// A service without the endpoint still serves.
+std::unique_ptr<TAdminSocket> StartAdmin(const TAdminConfig& Admin, std::u16string_view ConfigFile,
+                                         TLogger& Logger) {
+    if (!Admin.Enabled) return nullptr;
+    try {
+        std::u16string Path = Admin.Socket.empty() ? DefaultAdminSocket(ConfigFile) : Admin.Socket;
+        return std::make_unique<TAdminSocket>(std::move(Path), AnswerAboutBlocks, Logger);
+    } catch (const std::exception& Error) {
+        Logger.Log(TLogLevel::Warning, u"no administrative endpoint: " + MessageOf(Error));
+        return nullptr;
+    }
+}
+
+/// Between two looks for sessions that are over: short against their time.
+std::chrono::seconds SweepPause(std::chrono::seconds Idle) {
+    return std::clamp(Idle / 4, std::chrono::seconds(1), std::chrono::seconds(15));
+}
+
+void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     const TStopSignals Signals;
     const auto Logger = std::make_shared<TSpdLogger>(Config.Log.Level, Config.Log.File);
     const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
     const auto Localizer = MakeLocalizer(Config, *Logger);
-    const TLibraryScope Library({Manager, Localizer, Logger});
+    const auto Security = std::make_shared<TSqlSecurityManager>(DatabaseOfManager(Manager));
+    const TLibraryScope Library({Manager, Localizer, Logger, Security});
     if (!Config.Templates.empty()) ZTSTemplateCache->SetTemplateDirectory(Config.Templates);
     ZTSTemplateCache->SetEnabled(true);
     PrepareDatabase(Config, *Manager);
     RunSetup(Config, *Manager);
+    WarnWithoutRights(Config, *Security, *Logger);
+    Manager->ReleaseThread();
 
     TWebServerHooks Hooks;
     if (!Config.Filter.empty()) Hooks.Filters.push_back(MakeValueFilter(*ParamsChecker, *Localizer));
     Hooks.MakeRunner = [Config, Manager] {
         return std::make_unique<TLuaModuleRunner>(LuaOptions(Config, *Manager));
     };
+    Hooks.SessionEnded = [](const TSessionState& Session) { ZURecordBlocker->DoneBySID(Session.SID); };
+    Hooks.SignIn = MakeSignIn(Config, Manager);
+    const TAdminConfig AdminConfig = Config.Admin;
+    const std::chrono::seconds Pause = SweepPause(Config.Session.Idle);
     TWebServer Server(std::move(Config), std::move(Hooks), *Logger, *Localizer);
     Server.Start();
+    auto Admin = StartAdmin(AdminConfig, ConfigFile, *Logger);
     Tell("serving on " + Server.Url());
-    Signals.Wait([&Server] { Server.SweepSessions(); });
+    Signals.Wait(Pause, [&Server] { Server.SweepSessions(); });
+    Admin.reset();
 
     if (!Server.Stop()) {
         // A module that does not end cannot be taken off its thread: the process takes it along.
@@ -152,7 +216,7 @@ int RunServe(const TServeOptions& Options) {
     try {
         TWebConfig Config = LoadWebConfig(Options.ConfigFile);
         if (Options.Port) Config.Port = *Options.Port;
-        Serve(std::move(Config));
+        Serve(std::move(Config), Options.ConfigFile);
         return 0;
     } catch (const EScriptError& Error) {
         Tell(platform::Utf16ToUtf8(Error.Message() + u"\n" + Error.Traceback()));

@@ -1,6 +1,7 @@
 #include "apps/zuhost/Shell.h"
 
 #include "host/Exception.h"
+#include "hosting/rights/SqlSecurity.h"
 #include "hosting/strings/JsonLocalizator.h"
 #include "package/ZuTools.h"
 #include "platform/File.h"
@@ -111,6 +112,9 @@ void TShellLogger::Log(TLogLevel Level, std::u16string_view Text) noexcept {
 TLibrary::TLibrary(std::shared_ptr<TApplicationManager> Manager, std::u16string_view Templates,
                    std::u16string_view Strings) {
     TServices Services{std::move(Manager), nullptr, std::make_shared<TShellLogger>()};
+    if (const auto& Given = Services.ApplicationManager; Given != nullptr) {
+        Services.Security = std::make_shared<hosting::TSqlSecurityManager>(hosting::DatabaseOfManager(Given));
+    }
     if (!Strings.empty()) Services.Localizer = std::make_shared<hosting::TJsonLocalizator>(Strings);
     SetServices(std::move(Services));
     StartZuTools();

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <algorithm>
+#include <utility>
 
 namespace zutools::hosting {
 
@@ -31,6 +32,10 @@ void Bind(TQuery& Query, TRightsParams Params) {
 }
 
 } // namespace
+
+TDatabaseOfThread DatabaseOfManager(std::shared_ptr<TApplicationManager> Manager) {
+    return [Manager = std::move(Manager)] { return dynamic_cast<TSqlDatabase*>(Manager->GetDatabase()); };
+}
 
 std::optional<std::u16string> UserKey(std::u16string_view Name) {
     if (!IsGoodName(Name)) return std::nullopt;

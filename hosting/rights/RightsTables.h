@@ -4,12 +4,14 @@
 
 #pragma once
 
+#include "host/Services.h"
 #include "hosting/rights/Passwords.h"
 #include "hosting/sql/SqlDatabase.h"
 
 #include <cstddef>
 #include <functional>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +20,9 @@ namespace zutools::hosting {
 
 /// The calling thread's connection; null when the application has no database.
 using TDatabaseOfThread = std::function<TSqlDatabase*()>;
+
+/// The one of an application manager, which it keeps alive; null when its database is none of hosting/sql.
+[[nodiscard]] TDatabaseOfThread DatabaseOfManager(std::shared_ptr<TApplicationManager> Manager);
 
 /// The most characters in the name of a user, profile, table or attribute.
 inline constexpr std::size_t MaxRightsName = 100;

@@ -4,6 +4,7 @@
 import http.client
 import json
 import os
+import pty
 import re
 import signal
 import subprocess
@@ -280,6 +281,73 @@ class ApiTest(Shell):
                       ["BuildTemplate", "function", "0", "arguments"], ["FillTemplate", "procedure", "1", "argument"],
                       ["LastError", "published", "property", "0", "arguments", "read/write", "string"]):
             self.assertIn(words, [line.split() for line in template.splitlines()])
+
+
+class UsersTest(Shell):
+    def users(self, *arguments, typed=None):
+        result = subprocess.run([ZUHOST, "users", "--database", "sqlite3://users.db", *arguments], cwd=self.folder,
+                                input=typed, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=100)
+        return result.returncode, result.stdout.decode()
+
+    def test_users_and_rights_from_the_shell(self):
+        for arguments, typed, expected in (
+                (["grant", "Clerks", "Orders", "all"], None, (0, "")),
+                (["revoke", "Clerks", "orders", "delete"], None, (0, "")),
+                (["rights", "Clerks"], None, (0, "Orders\tview\nOrders\tedit\nOrders\tinsert\n")),
+                (["revoke", "Clerks", "Goods"], None, (1, "zuhost: the profile has no such right\n")),
+                (["add", "Анна", "--profile", "Clerks"], "пароль12\r\n".encode(), (0, "")),
+                (["add", "анна"], b"long enough", (1, 'zuhost: there is a user "анна" already\n')),
+                (["add", "boris", "--administrator"], b"long enough", (0, "")),
+                (["remove-profile", "Clerks"], None,
+                 (1, 'zuhost: The profile "Clerks" is that of the user "Анна"; give its users another one first.\n')),
+                (["set", "АННА", "Department", "Sales"], None, (0, "")),
+                (["disable", "Boris"], None, (0, "")),
+                (["list"], None, (0, "boris\t-\tadministrator\tdisabled\nАнна\tClerks\tDepartment=Sales\n")),
+                (["administrator", "boris", "maybe"], None,
+                 (2, 'zuhost: users: "maybe" is neither yes nor no\nSee zuhost users --help\n')),
+                (["remove", "anna"], None, (1, 'zuhost: there is no user "anna"\n')),
+                (["remove", "анна"], None, (0, "")),
+                (["remove", "boris"], None,
+                 (0, "zuhost: warning: no user is left, so everybody may do everything now\n"))):
+            with self.subTest(arguments):
+                self.assertEqual(self.users(*arguments, typed=typed), expected)
+
+    def test_passwords_that_are_none(self):
+        self.users("add", "anna", typed=b"long enough")
+        for typed, part in ((b"", "there is no password"), (b"\n", "too short"), (b"seven77", "too short"),
+                            (b"long enough\nx", "more than one line"), (b"x" * 5000, "longer than 1024 bytes"),
+                            (b"long enough\xff", "malformed UTF-8")):
+            with self.subTest(typed[:20]):
+                code, out = self.users("password", "anna", typed=typed)
+                self.assertEqual(code, 1)
+                self.assertIn(part, out)
+                self.assertFalse(typed.strip() and typed.strip().decode(errors="replace") in out)
+
+    def test_terminal_does_not_show_the_password(self):
+        def answer(*lines):
+            child, terminal = pty.fork()
+            if child == 0:
+                os.chdir(self.folder)
+                os.execv(ZUHOST, [ZUHOST, "users", "--database", "sqlite3://users.db", "add", "anna"])
+            shown = b""
+            try:
+                for line in lines:
+                    while not shown.endswith(b": "):
+                        shown += os.read(terminal, 1000)
+                    os.write(terminal, line + b"\n")
+                    shown += b"|"
+                while True:
+                    shown += os.read(terminal, 1000)
+            except OSError:
+                pass  # the terminal is gone with its program
+            os.close(terminal)
+            return os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), shown.decode()
+
+        asked = "Password of anna: |\r\nOnce more: |\r\n"
+        self.assertEqual(answer(b"long enough", b"long enouhg"),
+                         (1, asked + "zuhost: the two passwords differ; nothing was changed\r\n"))
+        self.assertEqual(answer(b"long enough", b"long enough"), (0, asked))
+        self.assertEqual(self.users("list"), (0, "anna\t-\n"))
 
 
 class GuideTest(Shell):
