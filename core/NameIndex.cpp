@@ -1,10 +1,12 @@
 #include "core/NameIndex.h"
 
+#include "host/StringHelpers.h"
+
 namespace zutools {
 
 namespace {
 constexpr std::size_t SmallTable = 256; // slots
-}
+} // namespace
 
 TZUItemName& TZUItemName::operator=(std::u16string Text) {
     if (FIndex != nullptr) FIndex->Invalidate();
@@ -76,7 +78,7 @@ TNameIndex::TFound TNameIndex::Find(std::u16string_view Name) const {
         if (FSlots[At].Hash != Hash.Value || Candidate.FSimple != Hash.Simple) continue;
         // Complex names spelled alike are the same; spelled differently they may be too, which the order
         // tells.
-        if (Hash.Simple ? FMatch->SameSimple(Candidate.FText, Name) : Candidate.FText == Name)
+        if (SameUnits(Candidate.FText, Name) || (Hash.Simple && FMatch->SameSimple(Candidate.FText, Name)))
             return {TAnswer::Found, &Candidate};
     }
     return {Hash.Simple && FComplex == 0 ? TAnswer::Absent : TAnswer::AskTheOrder};

@@ -69,6 +69,10 @@ public:
     /// True while the index answers for its list: it holds every item, and their names rise strictly under
     /// `Match`.
     [[nodiscard]] bool ValidFor(const TNameMatch& Match) const { return FMatch == &Match; }
+    /// The same for the user's match of that kind, without asking for it.
+    [[nodiscard]] bool ValidFor(bool CaseSensitive) const {
+        return FMatch != nullptr && FMatch->CaseSensitive() == CaseSensitive;
+    }
     /// Empty and valid.
     void Reset(const TNameMatch& Match);
     /// The order is not known to hold any more: answers nothing until Reset.

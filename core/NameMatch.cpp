@@ -58,17 +58,20 @@ bool IsDigit(char16_t Character) {
     return Character >= u'0' && Character <= u'9';
 }
 
+/// Asked for the tables of the order. The signs between are left out: Catalan "l\u00B7" is one of the pairs
+/// there.
+constexpr bool StandsInOrder(char16_t Character) {
+    return (Character >= 0x20 && Character <= 0x7E) || (Character >= 0xC0 && Character <= 0x17F) ||
+           (Character >= 0x400 && Character <= 0x45F);
+}
+
 std::vector<char16_t> Candidates(const TProbe& Probe) {
     const bool NumericDigits = Probe.NumericDigits();
     std::vector<char16_t> Result;
-    const auto Take = [&](char16_t First, char16_t Last) {
-        for (char16_t Character = First; Character <= Last; ++Character)
-            if (Probe.HasLetterWeight(Character) && !(NumericDigits && IsDigit(Character)))
-                Result.push_back(Character);
-    };
-    Take(0x20, 0x7E);
-    Take(0xC0, 0x17F); // the signs below are left to the collator: Catalan "l·" is one of the pairs there
-    Take(0x400, 0x45F);
+    for (char16_t Character = 0; Character < 0x460; ++Character)
+        if (StandsInOrder(Character) && Probe.HasLetterWeight(Character) &&
+            !(NumericDigits && IsDigit(Character)))
+            Result.push_back(Character);
     return Result;
 }
 
@@ -101,29 +104,33 @@ TWord LoadShort(std::u16string_view Name) {
 }
 
 /// Calls `Take(At1, At2)` with the places of the words of a name of at least four characters, two at a time;
-/// they may overlap. Ends when `Take` gives false, and gives that. Up to sixteen characters take one way
-/// without a branch on the length: names come in all lengths, and a branch that goes wrong costs more than a
-/// word taken twice.
+/// they may overlap. Up to sixteen characters take one way without a branch on the length: names come in all
+/// lengths, and a branch that goes wrong costs more than a word taken twice.
 template <class TTake>
-[[gnu::always_inline]] inline bool ForEachPair(std::size_t Size, const TTake& Take) {
+void ForEachPair(std::size_t Size, const TTake& Take) {
     const std::size_t Last = Size - 4;
     std::size_t At = 0;
-    for (; Size - At > 16; At += 8)
-        if (!Take(At, At + 4)) return false;
-    return Take(At, std::min(At + 4, Last)) && Take(std::max(At + 4, Last) - 4, Last);
+    for (; Size - At > 16; At += 8) Take(At, At + 4);
+    Take(At, std::min(At + 4, Last));
+    Take(std::max(At + 4, Last) - 4, Last);
 }
 
 /// Eight characters side by side, which both compilers turn into vector instructions.
 using TBlock [[gnu::vector_size(16)]] = std::uint16_t;
-using TWordPair = std::array<TWord, 2>;
+
+using TWordBlock [[gnu::vector_size(16)]] = TWord;
 
 TBlock BlockOf(TWord First, TWord Second) {
-    return std::bit_cast<TBlock>(TWordPair{First, Second});
+    return std::bit_cast<TBlock>(TWordBlock{First, Second});
+}
+
+TBlock LowerAscii(TBlock Block) {
+    return Block | (std::bit_cast<TBlock>(Block - u'A' <= u'Z' - u'A') & 0x20);
 }
 
 /// Of a comparison, lane by lane.
 bool AnyLane(const auto& Mask) {
-    const auto Words = std::bit_cast<TWordPair>(Mask);
+    const auto Words = std::bit_cast<TWordBlock>(Mask);
     return (Words[0] | Words[1]) != 0;
 }
 
@@ -197,19 +204,88 @@ void TNameMatch::Build() {
         First = End;
     }
     BuildPairs(Oddities);
-    FindPlainAscii();
+    BuildLigatures(Oddities);
+    FindQuickAscii();
 }
 
-void TNameMatch::FindPlainAscii() {
-    FPlainAscii = true;
+// Where "\u00DF" is two letters s with a mark of its own between them, it equals nothing but itself, and a
+// table can say so. It has no one place in the order, though.
+void TNameMatch::BuildLigatures(const platform::TCollationOddities& Oddities) {
+    struct TLigature {
+        char16_t Small, Capital, First, Second;
+    };
+    constexpr TLigature Known[] = {{u'\u00DF', 0, u's', u's'},
+                                   {u'\u00E6', u'\u00C6', u'a', u'e'},
+                                   {u'\u0153', u'\u0152', u'o', u'e'},
+                                   {u'\u0133', u'\u0132', u'i', u'j'}};
+    const TProbe Probe(FCollator, FCaseSensitive);
+    const auto SameRank = [this](char16_t Letter) {
+        std::u16string Result;
+        for (char16_t Character = 0; Character < Limit; ++Character)
+            if (FFold[Character] != 0 && FRank[Character] == FRank[Letter]) Result += Character;
+        return Result;
+    };
+    const auto Qualifies = [&](char16_t Character, const TLigature& Ligature) {
+        if (FFold[Character] != 0 || Oddities.Expansions.find(Character) == std::u16string::npos)
+            return false;
+        const std::u16string Letters = Text(Ligature.First, Ligature.Second);
+        const std::u16string_view One(&Character, 1);
+        const auto With = [](std::u16string_view Start, char16_t Digit) {
+            return std::u16string(Start) + Digit;
+        };
+        if (Probe.Compare(With(One, u'0'), With(Letters, u'9')) >= 0 ||
+            Probe.Compare(With(One, u'9'), With(Letters, u'0')) <= 0)
+            return false;
+        for (const char16_t First : SameRank(Ligature.First))
+            for (const char16_t Second : SameRank(Ligature.Second))
+                if (Probe.Compare(One, Text(First, Second)) == 0) return false;
+        return true;
+    };
+    for (const TLigature& Ligature : Known) {
+        if (!FCollator.IsLoneLetter(Ligature.First) || !FCollator.IsLoneLetter(Ligature.Second) ||
+            !Decidable(Ligature.First) || !Decidable(Ligature.Second) || !Qualifies(Ligature.Small, Ligature))
+            continue;
+        FLigatures[Ligature.Small] = Ligature.Small;
+        if (Ligature.Capital == 0 || !Qualifies(Ligature.Capital, Ligature)) continue;
+        const bool Same = Probe.Compare(Ligature.Small, Ligature.Capital) == 0;
+        FLigatures[Ligature.Capital] = Same ? Ligature.Small : Ligature.Capital;
+    }
+}
+
+// Made when a name first holds a character of it, so that nobody pays for scripts that nobody uses.
+const TNameMatch::TPage& TNameMatch::MakePage(std::size_t Number) const {
+    const std::lock_guard Guard(FPagesMutex);
+    if (const TPage* const Made = FPages[Number].load(std::memory_order_acquire)) return *Made;
+    auto Page = std::make_unique<TPage>();
+    for (std::size_t Index = 0; Index < Page->size(); ++Index) {
+        const auto Character = static_cast<char16_t>(Number * Page->size() + Index);
+        char16_t& Fold = (*Page)[Index];
+        if (StandsInOrder(Character)) {
+            const auto Ligature = FLigatures.find(Character);
+            Fold = Ligature != FLigatures.end() ? Ligature->second : FFold[Character];
+        } else if (FCollator.IsLoneLetter(Character)) {
+            NoteKeys();
+            Fold = FByKey.try_emplace(FCollator.SortKey({&Character, 1}, FCaseSensitive), Character)
+                       .first->second;
+        }
+    }
+    FPages[Number].store(Page.get(), std::memory_order_release);
+    return *FOwnedPages.emplace_back(std::move(Page));
+}
+
+/// Letters beyond the tables may equal some in them: a wide "A" and "a".
+void TNameMatch::NoteKeys() const {
+    if (!FByKey.empty()) return;
+    for (char16_t Character = 0; Character < Limit; ++Character)
+        if (FFold[Character] == Character)
+            FByKey.try_emplace(FCollator.SortKey({&Character, 1}, FCaseSensitive), Character);
+}
+
+void TNameMatch::FindQuickAscii() {
+    FQuickAscii = !FHasPairs;
     for (char16_t Character = u' '; Character <= u'~'; ++Character) {
         const bool Capital = Character >= u'A' && Character <= u'Z';
-        const int Wanted = Capital && !FCaseSensitive ? Character + 0x20 : Character;
-        if (FFold[Character] == Wanted) continue;
-        if (FFold[Character] == 0 && (Character == u'-' || Character == u'\''))
-            FMarksAside = true;
-        else
-            FPlainAscii = false;
+        FQuickAscii &= FFold[Character] == (Capital && !FCaseSensitive ? Character + 0x20 : Character);
     }
 }
 
@@ -238,81 +314,72 @@ bool TNameMatch::HoldsPair(std::u16string_view Name) const {
     return false;
 }
 
-// Four or eight characters become their folds; false when one of them is not decidable. Most names are
-// printable ASCII, and there the fold is arithmetic, in registers as long as it is not called.
-[[gnu::always_inline]] inline bool TNameMatch::FoldWords(std::uint64_t& First, std::uint64_t& Second) const {
-    TBlock Block = BlockOf(First, Second);
-    if (!FPlainAscii || AnyLane(Block - u' ' > u'~' - u' ') ||
-        (FMarksAside && AnyLane((Block == u'-') | (Block == u'\'')))) {
-        bool Decided = true;
-        First = FoldByTable(First, Decided);
-        Second = FoldByTable(Second, Decided);
-        return Decided;
-    }
-    if (!FCaseSensitive) {
-        Block |= std::bit_cast<TBlock>(Block - u'A' <= u'Z' - u'A') & 0x20;
-        const auto Words = std::bit_cast<TWordPair>(Block);
-        First = Words[0];
-        Second = Words[1];
-    }
-    return true;
-}
-
-std::uint64_t TNameMatch::FoldByTable(std::uint64_t Word, bool& Decided) const {
-    auto Lanes = std::bit_cast<TLanes>(Word);
-    for (char16_t& Lane : Lanes) {
-        Lane = FFold[Place(Lane)];
-        Decided &= Lane != 0;
-    }
-    return std::bit_cast<TWord>(Lanes);
-}
-
 // Names come from requests too: nobody outside can know the secrets and send names that collide. The products
 // do not wait for one another.
-std::uint64_t TNameMatch::Step(std::uint64_t Hash, std::uint64_t First, std::uint64_t Second) const {
+inline std::uint64_t TNameMatch::Step(std::uint64_t Hash, std::uint64_t First, std::uint64_t Second) const {
     return std::rotl(Hash, 27) ^ Fold(First ^ FSecrets[0], Second ^ FSecrets[1]);
 }
 
-std::uint64_t TNameMatch::HashAsSpelled(std::u16string_view Name) const {
-    std::uint64_t Hash = ComplexSeed ^ Name.size();
-    if (Name.size() < 4) return Step(Hash, LoadShort(Name), 0);
-    ForEachPair(Name.size(), [&](std::size_t First, std::size_t Second) {
-        Hash = Step(Hash, Load(Name.data() + First), Load(Name.data() + Second));
-        return true;
-    });
-    return Hash;
+// Most names are printable ASCII and not long. The same words as below, folded in registers.
+TNameMatch::THash TNameMatch::Hash(std::u16string_view Name) const {
+    const std::size_t Size = Name.size();
+    if (!FQuickAscii || Size < 4) return HashByTable(Name);
+    const char16_t* Data = Name.data();
+    std::size_t Left = Size;
+    std::uint64_t Hash = Size;
+    for (; Left > 16; Left -= 8, Data += 8) {
+        TBlock Block = BlockOf(Load(Data), Load(Data + 4));
+        if (AnyLane(Block - u' ' > u'~' - u' ')) return HashByTable(Name);
+        if (!FCaseSensitive) Block = LowerAscii(Block);
+        const auto Words = std::bit_cast<TWordBlock>(Block);
+        Hash = Step(Hash, Words[0], Words[1]);
+    }
+    const std::size_t Last = Left - 4;
+    TBlock Front = BlockOf(Load(Data), Load(Data + std::min<std::size_t>(4, Last)));
+    TBlock Back = BlockOf(Load(Data + std::max<std::size_t>(4, Last) - 4), Load(Data + Last));
+    if (AnyLane((Front - u' ' > u'~' - u' ') | (Back - u' ' > u'~' - u' '))) return HashByTable(Name);
+    if (!FCaseSensitive) {
+        Front = LowerAscii(Front);
+        Back = LowerAscii(Back);
+    }
+    const auto First = std::bit_cast<TWordBlock>(Front);
+    const auto Second = std::bit_cast<TWordBlock>(Back);
+    return {Step(Step(Hash, First[0], First[1]), Second[0], Second[1]), true};
 }
 
-TNameMatch::THash TNameMatch::Hash(std::u16string_view Name) const {
-    std::uint64_t Hash = Name.size();
-    const auto Take = [&](TWord First, TWord Second) {
-        const bool Decided = FoldWords(First, Second);
-        Hash = Step(Hash, First, Second);
-        return Decided;
-    };
-    const char16_t* const Data = Name.data();
-    const bool Decided = Name.size() < 4 ? Take(LoadShort(Name), Each(Padding))
-                                         : ForEachPair(
-                                               Name.size(),
-                                               [&](std::size_t First, std::size_t Second) {
-                                                   return Take(Load(Data + First), Load(Data + Second));
-                                               });
-    if (!Decided || (FHasPairs && HoldsPair(Name))) return {HashAsSpelled(Name), false};
-    return {Hash, true};
+TNameMatch::THash TNameMatch::HashByTable(std::u16string_view Name) const {
+    char16_t Few[64];
+    std::u16string Many;
+    char16_t* Folds = Few;
+    if (Name.size() > std::size(Few)) {
+        Many.resize(Name.size());
+        Folds = Many.data();
+    }
+    for (std::size_t Index = 0; Index < Name.size(); ++Index) {
+        Folds[Index] = FoldOf(Name[Index]);
+        if (Folds[Index] == 0) return {HashAsSpelled(Name), false};
+    }
+    if (FHasPairs && HoldsPair(Name)) return {HashAsSpelled(Name), false};
+    return {HashUnits(Name.size(), {Folds, Name.size()}), true};
+}
+
+std::uint64_t TNameMatch::HashAsSpelled(std::u16string_view Name) const {
+    return HashUnits(ComplexSeed ^ Name.size(), Name);
+}
+
+std::uint64_t TNameMatch::HashUnits(std::uint64_t Seed, std::u16string_view Units) const {
+    if (Units.size() < 4) return Step(Seed, LoadShort(Units), Each(Padding));
+    ForEachPair(Units.size(), [&](std::size_t First, std::size_t Second) {
+        Seed = Step(Seed, Load(Units.data() + First), Load(Units.data() + Second));
+    });
+    return Seed;
 }
 
 bool TNameMatch::SameSimple(std::u16string_view Left, std::u16string_view Right) const {
     if (Left.size() != Right.size()) return false;
-    // Mostly they are spelled alike, and that is seen without folding.
-    const auto Same = [this](TWord Left1, TWord Right1, TWord Left2, TWord Right2) {
-        if (((Left1 ^ Right1) | (Left2 ^ Right2)) == 0) return true;
-        return FoldWords(Left1, Left2) && FoldWords(Right1, Right2) && Left1 == Right1 && Left2 == Right2;
-    };
-    if (Left.size() < 4) return Same(LoadShort(Left), LoadShort(Right), Each(Padding), Each(Padding));
-    return ForEachPair(Left.size(), [&](std::size_t First, std::size_t Second) {
-        return Same(Load(Left.data() + First), Load(Right.data() + First), Load(Left.data() + Second),
-                    Load(Right.data() + Second));
-    });
+    for (std::size_t Index = 0; Index < Left.size(); ++Index)
+        if (Left[Index] != Right[Index] && FoldOf(Left[Index]) != FoldOf(Right[Index])) return false;
+    return true;
 }
 
 // Letters decide before accents and case do, and the first letter that differs decides: so the walk ends

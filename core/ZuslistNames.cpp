@@ -13,8 +13,8 @@ TZUNameSortedList::TZUNameSortedList() {
 
 // The index answers only where its answer is that of the search over the order: names that rise strictly
 // under the class's own comparison. There no two names are equal, and any search finds the one that is.
-TNameIndex::TFound TZUNameSortedList::AskIndex(std::u16string_view Name) const {
-    if (MethodID != midBinary || !FIndex.ValidFor(Match())) return {};
+inline TNameIndex::TFound TZUNameSortedList::AskIndex(std::u16string_view Name) const {
+    if (MethodID != midBinary || !FIndex.ValidFor(CaseSensitivity)) return {};
     return FIndex.Find(Name);
 }
 

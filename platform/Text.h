@@ -91,6 +91,12 @@ public:
     /// For those who build tables of single characters from this collation: what such a table cannot hold,
     /// among the characters below `Limit` (at most U+0460). Takes milliseconds.
     [[nodiscard]] TCollationOddities Oddities(char16_t Limit) const;
+    /// Whether a character is one letter, with or without accents, wherever it stands: two texts of such
+    /// characters compare equal exactly when they are of one length and their characters have the same keys
+    /// one by one. False for all on systems that do not tell (NLS). The first call takes milliseconds.
+    [[nodiscard]] bool IsLoneLetter(char16_t Character) const;
+    /// Bytes that are the same for two texts exactly when these compare equal.
+    [[nodiscard]] std::string SortKey(std::u16string_view Text, bool CaseSensitive) const;
 
     /// The tag this collator was made for; empty for the root collation.
     [[nodiscard]] const std::string& Locale() const;

@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include "host/StringHelpers.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -69,32 +71,6 @@ inline char16_t* CopyUnits(char16_t* Target, const char16_t* Source, std::size_t
         *Target = *Source;
     }
     return Target + Count;
-}
-
-/// Whether two names are spelled alike, unit by unit; the same idea as CopyUnits.
-[[nodiscard]] inline bool SameUnits(std::u16string_view Left, std::u16string_view Right) {
-    const std::size_t Count = Left.size();
-    if (Count != Right.size()) return false;
-    struct TPair { // sixteen bytes
-        std::uint64_t First, Second;
-        TPair operator^(const TPair& Other) const { return {First ^ Other.First, Second ^ Other.Second}; }
-        TPair operator|(const TPair& Other) const { return {First | Other.First, Second | Other.Second}; }
-        bool operator==(int) const { return (First | Second) == 0; }
-    };
-    const auto Ends = [&]<class TWord>(TWord) {
-        constexpr std::size_t Units = sizeof(TWord) / sizeof(char16_t);
-        TWord Words[4];
-        std::memcpy(&Words[0], Left.data(), sizeof(TWord));
-        std::memcpy(&Words[1], Right.data(), sizeof(TWord));
-        std::memcpy(&Words[2], Left.data() + (Count - Units), sizeof(TWord));
-        std::memcpy(&Words[3], Right.data() + (Count - Units), sizeof(TWord));
-        return ((Words[0] ^ Words[1]) | (Words[2] ^ Words[3])) == 0;
-    };
-    if (Count > 16) return std::memcmp(Left.data(), Right.data(), Count * sizeof(char16_t)) == 0;
-    if (Count >= 8) return Ends(TPair{});
-    if (Count >= 4) return Ends(std::uint64_t{});
-    if (Count >= 2) return Ends(std::uint32_t{});
-    return Count == 0 || Left[0] == Right[0];
 }
 
 } // namespace zutools

@@ -2,18 +2,20 @@
 
 #include "platform/CodePages.h"
 #include "platform/TextRules.h"
+#include "platform/posix/LoneLetters.h"
 
 #include <unicode/uchar.h>
 #include <unicode/ucnv.h>
 #include <unicode/ucol.h>
 #include <unicode/uloc.h>
-#include <unicode/uset.h>
 #include <unicode/ustring.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <stdexcept>
 
 namespace zutools::platform {
@@ -57,11 +59,6 @@ struct TCloseCollator {
     void operator()(UCollator* Collator) const { ucol_close(Collator); }
 };
 using TCollatorHandle = std::unique_ptr<UCollator, TCloseCollator>;
-
-struct TCloseSet {
-    void operator()(USet* Set) const { uset_close(Set); }
-};
-using TSetHandle = std::unique_ptr<USet, TCloseSet>;
 
 // "root" for the empty tag and for what is no tag. The POSIX variant is taken off: it orders A to Z before a
 // to z and keeps their case apart at every strength.
@@ -145,6 +142,8 @@ struct TCollator::TImpl {
     std::string Locale;
     TCollatorHandle CaseSensitive;
     TCollatorHandle CaseInsensitive;
+    std::once_flag LoneLettersOnce;
+    std::optional<TLoneLetters> LoneLetters;
 };
 
 TCollator::TCollator(std::string_view Locale)
@@ -168,28 +167,25 @@ int TCollator::Compare(std::u16string_view Left, std::u16string_view Right, bool
 }
 
 TCollationOddities TCollator::Oddities(char16_t Limit) const {
-    const TSetHandle Sequences(uset_openEmpty());
-    const TSetHandle Expansions(uset_openEmpty());
-    UErrorCode Status = U_ZERO_ERROR;
-    ucol_getContractionsAndExpansions(FImpl->CaseSensitive.get(), Sequences.get(), Expansions.get(), true,
-                                      &Status);
-    if (U_FAILURE(Status)) FailWith("ask a collator for its contractions", Status);
-
+    const TTogether Together(FImpl->CaseSensitive.get());
     TCollationOddities Result;
-    for (std::int32_t Item = 0; Item < uset_getItemCount(Sequences.get()); ++Item) {
-        char16_t Units[64];
-        UChar32 First = 0;
-        UChar32 Last = 0;
-        // 0 for a range of single characters, else the length of a sequence.
-        const std::int32_t Length = uset_getItem(Sequences.get(), Item, &First, &Last, Units, 64, &Status);
-        if (U_FAILURE(Status)) FailWith("read the contractions of a collator", Status);
-        const std::u16string_view Sequence(Units, static_cast<std::size_t>(Length));
-        if (Length >= 2 && std::ranges::all_of(Sequence, [Limit](char16_t Unit) { return Unit < Limit; }))
+    Together.ForEachSequence([&](std::u16string_view Sequence) {
+        if (std::ranges::all_of(Sequence, [Limit](char16_t Unit) { return Unit < Limit; }))
             Result.Sequences.emplace_back(Sequence);
-    }
+    });
     for (char16_t Character = 0; Character < Limit; ++Character)
-        if (uset_contains(Expansions.get(), Character)) Result.Expansions += Character;
+        if (Together.Expands(Character)) Result.Expansions += Character;
     return Result;
+}
+
+bool TCollator::IsLoneLetter(char16_t Character) const {
+    std::call_once(FImpl->LoneLettersOnce,
+                   [this] { FImpl->LoneLetters.emplace(FImpl->CaseInsensitive.get()); });
+    return FImpl->LoneLetters->Has(Character);
+}
+
+std::string TCollator::SortKey(std::u16string_view Text, bool CaseSensitive) const {
+    return SortKeyOf((CaseSensitive ? FImpl->CaseSensitive : FImpl->CaseInsensitive).get(), Text);
 }
 
 const std::string& TCollator::Locale() const {

@@ -152,6 +152,26 @@ TCollationOddities TCollator::Oddities(char16_t Limit) const {
     return Result;
 }
 
+bool TCollator::IsLoneLetter(char16_t /*Character*/) const {
+    return false;
+}
+
+std::string TCollator::SortKey(std::u16string_view Text, bool CaseSensitive) const {
+    if (Text.empty()) return {};
+    const DWORD Flags = LCMAP_SORTKEY | (CaseSensitive ? 0 : NORM_IGNORECASE | NORM_LINGUISTIC_CASING);
+    const auto Map = [&](std::string& Key) {
+        const int Length = LCMapStringEx(FImpl->Name.c_str(), Flags, AddressOf(Text), LengthOf(Text),
+                                         reinterpret_cast<wchar_t*>(Key.data()), static_cast<int>(Key.size()),
+                                         nullptr, nullptr, 0);
+        if (Length <= 0) FailWith("make a sort key");
+        return static_cast<std::size_t>(Length);
+    };
+    std::string Key;
+    Key.resize(Map(Key));
+    Map(Key);
+    return Key;
+}
+
 const std::string& TCollator::Locale() const {
     return FImpl->Locale;
 }

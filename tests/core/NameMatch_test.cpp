@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -87,12 +88,29 @@ TEST_P(NameMatchOfLocale, AnswersAsTheCollatorOnRandomPairs) {
         std::u16string Decidable;
         for (char16_t Character = 0; Character < 0x460; ++Character)
             if (Match.Decidable(Character)) Decidable += Character;
+        std::u16string Beyond; // of every script a little
+        for (char32_t Character = 0x460; Character < 0x10000; Character += 1 + Character % 61)
+            if (Character < 0xD800 || Character > 0xDFFF) Beyond += static_cast<char16_t>(Character);
         const std::u16string Alphabets[] = {
             Everything,
             Decidable,
             // Letters that join their neighbours somewhere: ch, aa, dž, lj, nj, cs, sz, l·, ij, ss, й of two.
             u"aAcChHsSzZdDlLjJnNiIyYgGtT\u010D\u017E\u00B7\u00DF\u00E5\u0131\u0130'",
             u"abcABC\u0301\u0306\u0308\u030A\u0438\u0418\u0439\u0419\u0435\u0451\u00E4\u00E5-' ",
+            // Letters worth two, and the two.
+            u"sS\u00DF\u1E9E\u015B\u0161\u017FaeAE\u00E6\u00C6oe\u0153\u0152ijIJ\u0133\u0132\u00E9\u00E0",
+            // Greek with accents, wide Latin, signs that equal letters.
+            u"\u03B1\u03AC\u0391\u0386\u03C3\u03C2\u03A3\u03B9\u03CA\u0390\u0301\u0308aAbB\uFF21\uFF41\uFF42"
+            u"\u212A\u212Bk\u00E5",
+            // Kana in both shapes, with voice marks, narrow, long; ideographs and their doubles.
+            u"\u304B\u304C\u30AB\u30AC\uFF76\uFF9E\u3099\u30FC\u309D\u3042\u30A2\u3041\u8BA2\u5355\u4E00"
+            u"\uF900\u8C48\u3400",
+            // Syllables and the letters that they consist of.
+            u"\uAC00\uAC01\uAC04\uB098\u1100\u1161\u11A8\u11AB\u3131\u314F\uFFA1\uFFC2\u1102",
+            // Letters that join, vowels that stand before, marks that count and marks that do not.
+            u"\u0627\u0622\u0653\u0644\uFEFB\u0640\u064E\u05D0\u05B7\uFB2E\u0E01\u0E40\u0E02\u0E33\u0E4D"
+            u"\u0E32\u0915\u093C\u0958\u00AD",
+            Beyond,
         };
         for (const std::u16string& Alphabet : Alphabets) {
             TPairs Pairs(Alphabet);
@@ -118,11 +136,31 @@ TEST_P(NameMatchOfLocale, AnswersAsTheCollatorOnPairsOfCharacters) {
         }
 }
 
+// Every character above the tables of the order against the one whose fold it shares, and against its
+// neighbours.
+TEST_P(NameMatchOfLocale, AnswersAsTheCollatorBeyondTheOrdersTables) {
+    const TCollator Collator(GetParam());
+    const TNameMatch Match(Collator, false);
+    std::map<std::uint64_t, char16_t> ByHash;
+    for (char32_t Unit = 0; Unit < 0x10000; Unit += Unit >= 0x460 ? 1 + Unit % 5 : 1) {
+        const auto Character = static_cast<char16_t>(Unit);
+        const auto Hash = Match.Hash({&Character, 1});
+        if (!Hash.Simple) continue;
+        const char16_t Other = ByHash.try_emplace(Hash.Value, Character).first->second;
+        for (const char16_t Right : {Other, static_cast<char16_t>(Character + 1), u'a'}) {
+            ExpectCollatorsAnswers(Collator, Match, false, {Character}, {Right});
+            ExpectCollatorsAnswers(Collator, Match, false, {Character, Right}, {Right, Character});
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
 // Contractions (cs, da, hr, hu), letters of their own (da, sv), dotless i (tr), accents weighed from the end
-// (fr-CA), digits as numbers (kn), letters worth two (phonebk).
+// (fr-CA), digits as numbers (kn), letters worth two (phonebk), orders of ideographs (zh, ja, ko).
 INSTANTIATE_TEST_SUITE_P(Locales, NameMatchOfLocale,
                          testing::Values("", "ru-RU", "cs-CZ", "tr-TR", "de-DE", "da-DK", "hr-HR", "hu-HU",
-                                         "sv-SE", "fr-CA", "uk-UA", "lt-LT", "en-u-kn", "de-u-co-phonebk"),
+                                         "sv-SE", "fr-CA", "uk-UA", "lt-LT", "en-u-kn", "de-u-co-phonebk",
+                                         "zh-CN", "ja-JP", "ko-KR", "ar", "el-GR", "th-TH", "vi-VN"),
                          [](const auto& Info) {
                              std::string Name;
                              for (const char Character : std::string(Info.param))
@@ -138,8 +176,14 @@ TEST(NameMatch, DecidesAboutCommonNames) {
     for (const std::u16string_view Name :
          {u"Customer_ID", u"order.lines[12]", u"x", u"", u"\u0417\u0430\u043A\u0430\u0437\u0447\u0438\u043A"})
         EXPECT_TRUE(Match.Hash(Name).Simple) << platform::Utf16ToUtf8(Name);
-    for (const std::u16string_view Name : {u"stra\u00DFe", u"e\u0301", u"\u4E00", u"a\u0001"})
+    for (const std::u16string_view Name : {u"e\u0301", u"\U0001F600", u"a\u0001"})
         EXPECT_FALSE(Match.Hash(Name).Simple) << platform::Utf16ToUtf8(Name);
+    // Where the system tells what its letters weigh.
+    if (Root.IsLoneLetter(u'a')) {
+        for (const std::u16string_view Name :
+             {u"stra\u00DFe", u"\u8BA2\u5355", u"\u03C4\u03B9\u03BC\u03AE", u"\uC8FC\uBB38", u"\u304B\u304C"})
+            EXPECT_TRUE(Match.Hash(Name).Simple) << platform::Utf16ToUtf8(Name);
+    }
     const TCollator Czech("cs-CZ");
     EXPECT_FALSE(TNameMatch(Czech, false).Hash(u"chyba").Simple);
     EXPECT_TRUE(TNameMatch(Czech, false).Hash(u"cena").Simple);

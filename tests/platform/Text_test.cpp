@@ -127,6 +127,18 @@ INSTANTIATE_TEST_SUITE_P(Locales, Collation, testing::Values("", "ru-RU", "en-US
                              return Name.empty() ? "root" : Name.substr(0, 2);
                          });
 
+TEST_P(Collation, SortKeysAreTheSameExactlyForEqualTexts) {
+    const TCollator Collator(GetParam());
+    const std::u16string_view Texts[] = {u"",  u"a",      u"A",      u"\u00E4",      u"a\u0308", u"ae",
+                                         u"b", u"\u0451", u"\u0401", u"stra\u00DFe", u"strasse", u"a b"};
+    for (const bool CaseSensitive : {false, true})
+        for (const std::u16string_view Left : Texts)
+            for (const std::u16string_view Right : Texts)
+                EXPECT_EQ(Collator.SortKey(Left, CaseSensitive) == Collator.SortKey(Right, CaseSensitive),
+                          Collator.Compare(Left, Right, CaseSensitive) == 0)
+                    << Utf16ToUtf8(Left) << " and " << Utf16ToUtf8(Right) << " case " << CaseSensitive;
+}
+
 TEST(Collation, AnUnknownLocaleIsTheRoot) {
     const TCollator Root("");
     for (const char* const Locale : {"no such locale!", "en-US-posix", "en-US-u-va-posix"}) {
