@@ -5,6 +5,7 @@
 #include "hosting/lua/LuaGlobals.h"
 #include "hosting/lua/LuaState.h"
 #include "platform/Text.h"
+#include "recordlock/Zurecblk.h"
 
 #include <functional>
 #include <new>
@@ -173,6 +174,8 @@ TLuaEngine::TLuaEngine(TLuaOptions Options)
     SetGlobal("ThreadData", []() -> TObject* {
         return ZUThreadDataContainer ? ZUThreadDataContainer->CurrentData() : nullptr;
     });
+    SetGlobal("RecordBlocker",
+              []() -> TObject* { return ZURecordBlocker ? &ZURecordBlocker->GetInterface() : nullptr; });
 }
 
 TLuaEngine::~TLuaEngine() = default;

@@ -217,6 +217,8 @@ void OpenZu(lua_State* L) {
     luaL_newlib(L, Functions);
     PushCache(L);
     lua_setfield(L, -2, "cache");
+    PushBlocks(L);
+    lua_setfield(L, -2, "blocks");
     StateOf(L).Modules.AddLibrary(L, "zu");
 }
 

@@ -10,6 +10,8 @@ namespace zutools::hosting {
 void OpenZu(lua_State* L);
 /// `db`: the calling thread's database.
 void OpenDatabase(lua_State* L);
+/// Leaves `zu.blocks` on the stack: who has which record.
+void PushBlocks(lua_State* L);
 /// `session`: signing in and out, for engines of pages.
 void OpenSession(lua_State* L);
 /// Message handler of protected calls: turns any error into its text, and notes the traceback.
