@@ -10,6 +10,7 @@
 #include <QByteArray>
 #include <QCryptographicHash>
 
+#include <algorithm>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -23,7 +24,13 @@ constexpr std::u16string_view NothingWritten =
 
 using TShape = std::shared_ptr<const TTableShape>;
 
-enum class TRecordMode { Closed, Opened, New, Deleted };
+enum class TRecordMode {
+    Closed,
+    Opened,
+    New,
+    Inserted, // as opened, but not to be inserted again by mistake
+    Deleted,
+};
 
 /// All that a record is in memory. A value, so that database work is done on a copy and adopted at its end.
 struct TRecordState {
@@ -272,7 +279,7 @@ void RequireValue(const TTableShape& Shape, std::size_t Index, const TKXVariant&
 /// Runs a statement that ends in RETURNING with the table's columns; the row that it wrote, as the database
 /// keeps it once all triggers are through.
 std::optional<TRow> WriteRow(TSqlDatabase& Database, const TTableShape& Shape, std::u16string Statement,
-                             const std::vector<std::size_t>& Written, const TRecordState& State) {
+                             const std::vector<std::size_t>& Written, const TRecordState& State, bool ByKey) {
     Statement += u" RETURNING ";
     for (std::size_t Index = 0; Index < Shape.Columns.size(); ++Index) {
         if (Index != 0) Statement += u", ";
@@ -281,10 +288,29 @@ std::optional<TRow> WriteRow(TSqlDatabase& Database, const TTableShape& Shape, s
     const auto Query = Database.CreateSelectQuery();
     Query->SetSQL(Statement);
     for (const std::size_t Index : Written) BindValue(*Query, ParamName(u'V', Index), State.Values[Index]);
-    if (!State.Stored.empty()) BindKey(*Query, Shape, State.Stored);
+    if (ByKey) BindKey(*Query, Shape, State.Stored);
     const auto Row = ReadOnlyRow(*Query, Shape);
     Query->Close();
     return Row ? LoadByKey(Database, Shape, *Row, false) : std::nullopt;
+}
+
+bool IsInTable(const TRecordState& State) {
+    return State.Mode == TRecordMode::Opened || State.Mode == TRecordMode::Inserted;
+}
+
+/// Whether a copy of an opened record takes a column over: all but what the database gives anew.
+bool IsCopied(const TRecordState& State, std::size_t Index) {
+    const TTableShape& Shape = *State.Shape;
+    const TColumn& Column = Shape.Columns[Index];
+    if (Column.Computed) return false;
+    const TCell& Cell = State.Stored[Index];
+    if (Cell.Binary && !Cell.Value.IsNull()) {
+        throw EUserTableError(Format(u"The record %s of %s cannot be copied, because its field %s is binary",
+                                     {State.RecordID, Shape.Name, Column.Name}));
+    }
+    const bool IsKey = std::find(Shape.Key.begin(), Shape.Key.end(), Index) != Shape.Key.end();
+    if (IsKey && Column.HasDefault) return State.Values[Index] != State.Read[Index];
+    return Column.Kind != TFieldKind::Blob;
 }
 
 class TSqlUserTable final : public TUserTable {
@@ -368,7 +394,7 @@ public:
     void Post() override {
         const TWriting Writing(*this);
         const TRecordState& State = Writing.State();
-        if (State.Mode != TRecordMode::Opened) RefuseMode(State, u"posted");
+        if (!IsInTable(State)) RefuseMode(State, u"posted");
         const TTableShape& Shape = *State.Shape;
         std::u16string Assignments;
         std::vector<std::size_t> Written;
@@ -386,17 +412,17 @@ public:
         if (!Written.empty()) {
             auto Row = WriteRow(Database, Shape,
                                 u"UPDATE " + Shape.Quoted + u" SET " + Assignments + WhereKey(Shape), Written,
-                                State);
+                                State, true);
             if (!Row) RefuseUnwritten(State, u"change");
             Now = std::move(*Row);
         }
-        Finish(Scope, State, std::move(Now));
+        Finish(Scope, State, std::move(Now), State.Mode);
     }
 
     void Delete() override {
         const TWriting Writing(*this);
         const TRecordState& State = Writing.State();
-        if (State.Mode != TRecordMode::Opened) RefuseMode(State, u"deleted");
+        if (!IsInTable(State)) RefuseMode(State, u"deleted");
         const TTableShape& Shape = *State.Shape;
         TSqlDatabase& Database = Connection();
         TWriteScope Scope(Database);
@@ -414,14 +440,15 @@ public:
     void Insert() override {
         const TWriting Writing(*this);
         const TRecordState& State = Writing.State();
-        if (State.Mode != TRecordMode::New) RefuseMode(State, u"inserted");
+        const bool Copy = State.Mode == TRecordMode::Opened;
+        if (State.Mode != TRecordMode::New && !Copy) RefuseMode(State, u"inserted");
         const TTableShape& Shape = *State.Shape;
         std::u16string Names;
         std::u16string Values;
         std::vector<std::size_t> Written;
         for (std::size_t Index = 0; Index < State.Values.size(); ++Index) {
             const TColumn& Column = Shape.Columns[Index];
-            if (!State.Touched[Index]) continue; // its default
+            if (Copy ? !IsCopied(State, Index) : !State.Touched[Index]) continue; // its default
             // A form sends the number that the database gives as an empty one.
             if (State.Values[Index].IsNull() && Column.NotNull && Column.HasDefault) continue;
             RequireValue(Shape, Index, State.Values[Index]);
@@ -439,14 +466,14 @@ public:
                             u"INSERT INTO " + Shape.Quoted +
                                 (Written.empty() ? std::u16string(u" DEFAULT VALUES")
                                                  : u" (" + Names + u") VALUES (" + Values + u")"),
-                            Written, State);
+                            Written, State, false);
         if (!Row) {
             throw EUserTableError(
                 Format(u"The database did not keep the new record of %s and gave no reason; a "
                        u"trigger or a rule of the table decides so, or its key is null",
                        {Shape.Name}));
         }
-        Finish(Scope, State, std::move(*Row));
+        Finish(Scope, State, std::move(*Row), TRecordMode::Inserted);
     }
 
     [[nodiscard]] TRecordState Snapshot() const {
@@ -536,6 +563,7 @@ private:
             Why = u"it is new; insert it first";
             break;
         case TRecordMode::Opened:
+        case TRecordMode::Inserted:
             Why = u"it is in the table already; post it, or open a new one";
             break;
         case TRecordMode::Deleted:
@@ -545,9 +573,10 @@ private:
         throw EUserTableError(Format(u"The record of %s cannot be %s: %s", {State.Shape->Name, Verb, Why}));
     }
 
-    void Finish(TWriteScope& Scope, const TRecordState& Was, TRow Row) {
+    void Finish(TWriteScope& Scope, const TRecordState& Was, TRow Row, TRecordMode Mode) {
         std::u16string RecordID = IDOfRow(*Was.Shape, Row);
         TRecordState Now = OpenedState(Was.Shape, std::move(Row), std::move(RecordID), Was.Opening);
+        Now.Mode = Mode;
         Scope.Commit();
         const std::lock_guard Lock(FMutex);
         if (FState.Opening != Was.Opening) return; // somebody opened another record meanwhile

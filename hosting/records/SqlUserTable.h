@@ -7,7 +7,8 @@
 //
 // A write compares the row with what was opened, field by field, with the row locked. While one request
 // writes a record, a second one that wants to write the same object is refused; reading and setting fields
-// goes on.
+// goes on. Insert of a record that was opened writes a copy: under the key that was set, or under a new one
+// where the database numbers the rows.
 //
 //     auto Table = MakeUserTable(u"Orders", [&] { return &Pool.Get(); });
 //     if (!Table->Open(u"17")) return;

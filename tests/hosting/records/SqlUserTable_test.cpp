@@ -336,6 +336,32 @@ TEST_P(SqlUserTable, InsertTakesDefaultsAndGivesTheNumber) {
     EXPECT_EQ(Defaults->Field(u"D"), TKXVariant(u"ab"));
 }
 
+TEST_P(SqlUserTable, InsertOfAnOpenedRecordIsACopy) {
+    MakeOrders();
+    const auto Record = Opened(u"Orders", u"1");
+    Record->SetField(u"Note", u"copied");
+    Record->Insert();
+    EXPECT_TRUE(Record->RecordID() == u"2");
+    EXPECT_EQ(Record->Field(u"Customer"), TKXVariant(u"Smith"));
+    EXPECT_EQ(Stored(u"Note"), TKXVariant(u"first"));
+    ExpectError<EUserTableError>([&] { Record->Insert(); }, {"in the table already"}); // once
+    Record->SetField(u"Note", u"later");
+    Record->Post();
+    EXPECT_EQ(One(Db(), u"SELECT Note FROM Orders WHERE ID = 2"), TKXVariant(u"later"));
+    ASSERT_TRUE(Record->Open(u"1"));
+    Record->SetField(u"ID", 7);
+    Record->Insert();
+    EXPECT_TRUE(Record->RecordID() == u"7");
+
+    Exec(Db(), IsSqlite() ? SqliteTypes : PostgresTypes);
+    Exec(Db(), IsSqlite() ? u"INSERT INTO Types (I, X) VALUES (1, NULL), (2, x'00')"
+                          : u"INSERT INTO Types (I, X) VALUES (1, NULL), (2, '\\x00')");
+    const auto Plain = Opened(u"Types", u"1");
+    Plain->Insert();
+    EXPECT_EQ(Plain->Field(u"G"), TKXVariant(std::int64_t{2}));
+    ExpectError<EUserTableError>([&] { Opened(u"Types", u"2")->Insert(); }, {"cannot be copied", "binary"});
+}
+
 TEST_P(SqlUserTable, ChangesOfOthersStopAWrite) {
     MakeOrders();
     struct TCase {
