@@ -31,6 +31,16 @@ void Bind(TQuery& Query, TRightsParams Params) {
     }
 }
 
+/// PostgreSQL shows the row that it refuses, with the hash.
+[[nodiscard]] std::u16string WithoutHashes(std::u16string Message) {
+    constexpr std::u16string_view Start = u"$argon2";
+    for (std::size_t At = Message.find(Start); At != Message.npos; At = Message.find(Start, At)) {
+        const std::size_t End = std::min(Message.find_first_of(u" )\"'\n", At), Message.size());
+        Message.replace(At, End - At, u"...");
+    }
+    return Message;
+}
+
 } // namespace
 
 TDatabaseOfThread DatabaseOfManager(std::shared_ptr<TApplicationManager> Manager) {
@@ -63,7 +73,11 @@ int ExecRights(TSqlDatabase& Database, std::u16string_view Statement, TRightsPar
     const auto Query = Database.CreateExecQuery();
     Query->SetSQL(Statement);
     Bind(*Query, Params);
-    Query->Execute();
+    try {
+        Query->Execute();
+    } catch (const EDatabaseError& Error) {
+        throw EDatabaseError(WithoutHashes(Error.Message()));
+    }
     return Query->RowsAffected();
 }
 

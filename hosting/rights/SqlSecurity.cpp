@@ -40,7 +40,9 @@ TSqlSecurityManager::TSqlSecurityManager(TDatabaseOfThread Database)
     : FDatabase(std::move(Database)) {}
 
 bool TSqlSecurityManager::HasTables(TSqlDatabase& Database) {
-    return Database.TableExists(u"ZuUsers");
+    // Only that they are there is remembered: should they vanish, questions raise, and nothing is granted.
+    if (!FHasTables) FHasTables = Database.TableExists(u"ZuUsers");
+    return FHasTables;
 }
 
 bool TSqlSecurityManager::IsSetUp() {

@@ -5,6 +5,7 @@
 #include "host/Security.h"
 #include "hosting/rights/RightsTables.h"
 
+#include <atomic>
 #include <string_view>
 
 namespace zutools::hosting {
@@ -37,6 +38,7 @@ private:
     [[nodiscard]] bool HasTables(TSqlDatabase& Database);
 
     const TDatabaseOfThread FDatabase;
+    std::atomic<bool> FHasTables = false;
 };
 
 } // namespace zutools::hosting

@@ -183,6 +183,13 @@ TEST_P(Rights, WithoutTablesOrDatabaseEverybodyMayDoEverything) {
     EXPECT_TRUE(Without.BuildTableRightsFilter(Info, u"Orders", TRecordRight::Edit).Granted);
 }
 
+TEST_P(Rights, TablesThatVanishGrantNothing) {
+    AddUser(u"anna", u"");
+    EXPECT_FALSE(May(u"anna", u"Orders", TRecordRight::View, FSales));
+    Exec(Db(), u"ALTER TABLE ZuUsers RENAME TO Hidden");
+    EXPECT_THROW((void)May(u"anna", u"Orders", TRecordRight::View, FSales), EDatabaseError);
+}
+
 TEST_P(Rights, ProfilesAreKeptWithTheirLines) {
     EXPECT_TRUE(FProfiles.Add(u"Readers"));
     EXPECT_FALSE(FProfiles.Add(u"Readers"));

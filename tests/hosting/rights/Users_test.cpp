@@ -287,6 +287,21 @@ TEST_P(UserAccounts, UnknownProfilesAndBadAttributesAreRefused) {
     }
 }
 
+// A server likes to show the row that it refuses.
+TEST_P(UserAccounts, DatabaseThatRefusesDoesNotShowTheHash) {
+    TUsers Users = Make();
+    if (IsSqlite()) {
+        Exec(Db(),
+             u"CREATE TRIGGER NoMore BEFORE INSERT ON ZuUsers BEGIN SELECT RAISE(ABORT, 'no more'); END");
+    } else {
+        Exec(Db(), u"ALTER TABLE ZuUsers ADD CONSTRAINT NoMore CHECK (Disabled = 1)");
+    }
+    const std::string Message = Refusal([&] { Users.Add(u"anna", Good, u"", false); });
+    EXPECT_NE(Message, "nothing raised");
+    EXPECT_EQ(Message.find("argon2"), std::string::npos) << Message;
+    EXPECT_EQ(Message.find("horse"), std::string::npos) << Message;
+}
+
 TEST(UserAccountsWithoutDatabase, IsSaid) {
     TUsers Users([] { return nullptr; });
     EXPECT_THROW((void)Users.List(), ERightsError);
