@@ -33,9 +33,9 @@ struct TFakeApplication {
     using TRecords = std::map<std::u16string, std::u16string, TNoCaseLess>; // the name in each record
 
     std::map<std::u16string, TRecords, TNoCaseLess> Tables;
-    std::set<std::u16string> Forbidden;  // "User Table right", as "Lee Orders 1"
-    bool NullTables = false;             // GetTable gives none
-    std::int64_t InsertDocResult = 1000; // of InsertDoc, unless it raises
+    std::set<std::u16string, TNoCaseLess> Forbidden; // "User Table right", as "Lee Orders 1"
+    bool NullTables = false;                         // GetTable gives none
+    std::int64_t InsertDocResult = 1000;             // of InsertDoc, unless it raises
     int NewRecords = 0;
 
     int FailAt = 0; // the number of the call that raises; 0: none
