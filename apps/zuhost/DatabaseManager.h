@@ -4,8 +4,10 @@
 #pragma once
 
 #include "host/Services.h"
+#include "hosting/records/SqlUserTable.h"
 #include "hosting/sql/SqlDatabase.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,7 +27,12 @@ public:
     }
 
     [[nodiscard]] TDatabase* GetDatabase() override { return FPool ? &FPool->Get() : nullptr; }
-    /// The same; only with a database.
+    /// Of any table with a primary key; null without a database. The tables handed out must not outlive this.
+    [[nodiscard]] std::unique_ptr<TUserTable> GetTable(std::u16string_view TableName) override {
+        if (!FPool) return nullptr;
+        return hosting::MakeUserTable(TableName, [this] { return &FPool->Get(); });
+    }
+    /// The same as GetDatabase; only with a database.
     [[nodiscard]] hosting::TSqlDatabase& Connection() { return FPool->Get(); }
     /// The calling thread needs its connection no more.
     void ReleaseThread() {

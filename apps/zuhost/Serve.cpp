@@ -8,6 +8,7 @@
 #include "host/Exception.h"
 #include "host/Services.h"
 #include "hosting/lua/LuaEngine.h"
+#include "hosting/records/SqlDictionary.h"
 #include "hosting/rights/SqlSecurity.h"
 #include "hosting/rights/Users.h"
 #include "hosting/sql/Schema.h"
@@ -178,7 +179,8 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
     const auto Localizer = MakeLocalizer(Config, *Logger);
     const auto Security = std::make_shared<TSqlSecurityManager>(DatabaseOfManager(Manager));
-    const TLibraryScope Library({Manager, Localizer, Logger, Security});
+    const auto Dictionary = std::make_shared<TSqlDictionary>(DatabaseOfManager(Manager));
+    const TLibraryScope Library({Manager, Localizer, Logger, Security, Dictionary});
     if (!Config.Templates.empty()) ZTSTemplateCache->SetTemplateDirectory(Config.Templates);
     ZTSTemplateCache->SetEnabled(true);
     PrepareDatabase(Config, *Manager);

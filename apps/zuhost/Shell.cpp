@@ -1,6 +1,7 @@
 #include "apps/zuhost/Shell.h"
 
 #include "host/Exception.h"
+#include "hosting/records/SqlDictionary.h"
 #include "hosting/rights/SqlSecurity.h"
 #include "hosting/strings/JsonLocalizator.h"
 #include "package/ZuTools.h"
@@ -114,6 +115,7 @@ TLibrary::TLibrary(std::shared_ptr<TApplicationManager> Manager, std::u16string_
     TServices Services{std::move(Manager), nullptr, std::make_shared<TShellLogger>()};
     if (const auto& Given = Services.ApplicationManager; Given != nullptr) {
         Services.Security = std::make_shared<hosting::TSqlSecurityManager>(hosting::DatabaseOfManager(Given));
+        Services.Dictionary = std::make_shared<hosting::TSqlDictionary>(hosting::DatabaseOfManager(Given));
     }
     if (!Strings.empty()) Services.Localizer = std::make_shared<hosting::TJsonLocalizator>(Strings);
     SetServices(std::move(Services));
