@@ -47,19 +47,27 @@ TBlockLists::TBlock* TBlockLists::FindBlock(std::u16string_view ID) const {
 }
 
 TBlockTable* TBlockLists::FindTable(std::u16string_view Name) const {
-    const auto Place = FindName(FTables, Match.OrderKey(Name), Name);
-    return Place.Found ? FTables.At(Place).Item : nullptr;
+    return SpotOf(Name).Table;
 }
 
-TBlockLists::TRecord* TBlockLists::FindRecord(const TBlockTable& Table, std::u16string_view RecordID) const {
-    const auto Place = FindName(Table.Records, Match.OrderKey(RecordID), RecordID);
-    return Place.Found ? Table.Records.At(Place).Item : nullptr;
+TBlockSpot TBlockLists::SpotOf(std::u16string_view TableName) const {
+    TBlockSpot Spot;
+    Spot.TableKey = Match.OrderKey(TableName);
+    const auto Place = FindName(FTables, Spot.TableKey, TableName);
+    if (Place.Found) Spot.Table = FTables.At(Place).Item;
+    return Spot;
+}
+
+TBlockSpot TBlockLists::SpotOf(std::u16string_view TableName, std::u16string_view RecordID) const {
+    TBlockSpot Spot = SpotOf(TableName);
+    Spot.RecordKey = Match.OrderKey(RecordID);
+    if (Spot.Table != nullptr) Spot.Place = FindName(Spot.Table->Records, Spot.RecordKey, RecordID);
+    return Spot;
 }
 
 TBlockLists::TRecord* TBlockLists::FindRecord(std::u16string_view TableName,
                                               std::u16string_view RecordID) const {
-    const TBlockTable* const Table = FindTable(TableName);
-    return Table == nullptr ? nullptr : FindRecord(*Table, RecordID);
+    return RecordAt(SpotOf(TableName, RecordID));
 }
 
 TBlockSession* TBlockLists::FindSession(std::u16string_view SID) {
@@ -67,23 +75,9 @@ TBlockSession* TBlockLists::FindSession(std::u16string_view SID) {
     return Found == FSessions.end() ? nullptr : &Found->second;
 }
 
-std::shared_ptr<const TZUBlockOwner> TBlockLists::OwnerOf(std::u16string_view SID,
-                                                          std::u16string_view UserName) {
-    TBlockSession* const Session = FindSession(SID);
-    if (Session != nullptr && Session->Owner->UserName == UserName) return Session->Owner;
-    auto Owner =
-        std::make_shared<const TZUBlockOwner>(TZUBlockOwner{std::u16string(SID), std::u16string(UserName)});
-    if (Session != nullptr) Session->Owner = Owner;
-    return Owner;
-}
-
-std::shared_ptr<const std::u16string> TBlockLists::SharedName(std::u16string_view TableName) const {
-    const TBlockTable* const Table = FindTable(TableName);
-    if (Table != nullptr && *Table->Name == TableName) return Table->Name;
-    return std::make_shared<const std::u16string>(TableName);
-}
-
-void TBlockLists::Enter(const std::shared_ptr<TBlock>& Block) {
+void TBlockLists::Enter(const std::shared_ptr<TBlock>& Block, const TBlockSpot& Spot,
+                        std::u16string_view TableName, std::u16string_view SID,
+                        std::u16string_view UserName) {
     ++Changes;
     TIDs::TPlace Place;
     do {
@@ -91,8 +85,8 @@ void TBlockLists::Enter(const std::shared_ptr<TBlock>& Block) {
         Place = FindID(Blocks, Block->FID);
     } while (Place.Found);
     Blocks.Insert(Place, {Block->FID, Block.get()});
-    EnterTable(*Block);
-    EnterSession(*Block);
+    EnterTable(*Block, Spot, TableName);
+    EnterSession(*Block, SID, UserName);
     Block->FSelf = Block;
 }
 
@@ -106,15 +100,11 @@ std::shared_ptr<TBlockLists::TBlock> TBlockLists::Remove(TBlock& Block) {
 
 // ---- by table
 
-TBlockTable& TBlockLists::TableOf(const TBlock& Block) {
-    const std::u16string& Name = *Block.FTableName;
-    const TNameMatch::TOrderKey Key = Match.OrderKey(Name);
-    const auto Place = FindName(FTables, Key, Name);
-    if (Place.Found) return *FTables.At(Place).Item;
+TBlockTable& TBlockLists::NewTable(const TBlockSpot& Spot, std::u16string_view Name) {
     auto Table = std::make_unique<TBlockTable>();
-    Table->Name = Block.FTableName;
-    Table->Key = Key;
-    FTables.Insert(Place, {Key, Table.get()});
+    Table->Name = std::make_shared<const std::u16string>(Name);
+    Table->Key = Spot.TableKey;
+    FTables.Insert(FindName(FTables, Spot.TableKey, Name), {Spot.TableKey, Table.get()});
     return *Table.release();
 }
 
@@ -126,9 +116,11 @@ void TBlockLists::DropTable(TBlockTable& Table) {
     delete &Table;
 }
 
-void TBlockLists::EnterTable(TBlock& Block) {
-    TBlockTable& Table = TableOf(Block);
+void TBlockLists::EnterTable(TBlock& Block, const TBlockSpot& Spot, std::u16string_view TableName) {
+    TBlockTable& Table = Spot.Table != nullptr ? *Spot.Table : NewTable(Spot, TableName);
     Block.FTableEntry = &Table;
+    Block.FTableName =
+        *Table.Name == TableName ? Table.Name : std::make_shared<const std::u16string>(TableName);
     switch (Block.FRecAction) {
     case otTable:
         Table.Lock = &Block;
@@ -141,9 +133,8 @@ void TBlockLists::EnterTable(TBlock& Block) {
         break;
     }
     auto& Record = static_cast<TRecord&>(Block);
-    Record.FOrderKey = Match.OrderKey(Record.FRecordID);
-    const auto Place = FindName(Table.Records, Record.FOrderKey, Record.FRecordID);
-    Table.Records.Insert(Place, {Record.FOrderKey, &Record});
+    Record.FOrderKey = Spot.RecordKey;
+    Table.Records.Insert(Spot.Place, {Record.FOrderKey, &Record});
 }
 
 void TBlockLists::LeaveTable(TBlock& Block) {
@@ -158,7 +149,11 @@ void TBlockLists::LeaveTable(TBlock& Block) {
     case otEdit:
     case otDelete: {
         const auto& Record = static_cast<const TRecord&>(Block);
-        auto Place = FindName(Table.Records, Record.FOrderKey, Record.FRecordID);
+        auto Place = Table.Records.Find([&](const TNamed<TRecord>& Entry) {
+            if (Entry.Item == &Record) return 0;
+            const int Order = Entry.Key.Compare(Record.FOrderKey);
+            return Order != 0 ? Order : Match.Compare(Entry.Item->FRecordID, Record.FRecordID);
+        });
         // The system's order may contradict itself for strange texts: the block must go all the same.
         if (!Place.Found || Table.Records.At(Place).Item != &Record)
             Place = Table.Records.Scan([&](const TNamed<TRecord>& Entry) { return Entry.Item == &Record; });
@@ -176,12 +171,20 @@ void TBlockLists::EraseID(TIDs& List, const TBlock& Block) {
 
 // ---- by session
 
-void TBlockLists::EnterSession(TBlock& Block) {
-    TBlockSession* Session = FindSession(Block.FOwner->SID);
-    if (Session == nullptr) {
-        Session = &FSessions[Block.FOwner->SID];
-        Session->Owner = Block.FOwner;
-    }
+/// The owner that the blocks of a session share; made anew when the user's name changed.
+std::shared_ptr<const TZUBlockOwner> TBlockLists::OwnerOf(std::u16string_view SID,
+                                                          std::u16string_view UserName) {
+    if (!FLastOwner || FLastOwner->SID != SID || FLastOwner->UserName != UserName)
+        FLastOwner = std::make_shared<const TZUBlockOwner>(
+            TZUBlockOwner{std::u16string(SID), std::u16string(UserName)});
+    return FLastOwner;
+}
+
+void TBlockLists::EnterSession(TBlock& Block, std::u16string_view SID, std::u16string_view UserName) {
+    TBlockSession* Session = FindSession(SID);
+    if (Session == nullptr) Session = &FSessions[std::u16string(SID)];
+    if (!Session->Owner || Session->Owner->UserName != UserName) Session->Owner = OwnerOf(SID, UserName);
+    Block.FOwner = Session->Owner;
     Block.FSession = Session;
     Block.FNextOfSession = Session->First;
     if (Session->First != nullptr) Session->First->FPreviousOfSession = &Block;

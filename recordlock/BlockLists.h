@@ -39,6 +39,15 @@ struct TBlockTable {
     [[nodiscard]] bool Empty() const { return Lock == nullptr && Records.Empty() && Inserts.Empty(); }
 };
 
+/// Where a block stands, or will stand: found once, used when it is entered. Table and place are good
+/// until the lists change.
+struct TBlockSpot {
+    TNameMatch::TOrderKey TableKey;
+    TNameMatch::TOrderKey RecordKey;
+    TBlockTable* Table = nullptr; // null: there is no block in it
+    TChunkedList<TNamed<TZURecordBlockerObject>>::TPlace Place;
+};
+
 struct TBlockLists {
     using TBlock = TZURecordBlockerTableObject;
     using TRecord = TZURecordBlockerObject;
@@ -55,7 +64,6 @@ struct TBlockLists {
     // Look-ups; null when there is none.
     [[nodiscard]] TBlock* FindBlock(std::u16string_view ID) const;
     [[nodiscard]] TBlockTable* FindTable(std::u16string_view Name) const;
-    [[nodiscard]] TRecord* FindRecord(const TBlockTable& Table, std::u16string_view RecordID) const;
     [[nodiscard]] TRecord* FindRecord(std::u16string_view TableName, std::u16string_view RecordID) const;
     [[nodiscard]] TBlockSession* FindSession(std::u16string_view SID);
     /// Calls `Take(Entry)` for the blocks with a greater ID, in order, while it gives true.
@@ -66,14 +74,17 @@ struct TBlockLists {
         Blocks.ForEachFrom(Place, Take);
     }
 
-    /// The owner that the blocks of a session share; made anew when the user's name changed.
-    [[nodiscard]] std::shared_ptr<const TZUBlockOwner> OwnerOf(std::u16string_view SID,
-                                                               std::u16string_view UserName);
-    /// The name as spelled, shared with the table's entry when that spells it so.
-    [[nodiscard]] std::shared_ptr<const std::u16string> SharedName(std::u16string_view TableName) const;
+    [[nodiscard]] TBlockSpot SpotOf(std::u16string_view TableName) const;
+    [[nodiscard]] TBlockSpot SpotOf(std::u16string_view TableName, std::u16string_view RecordID) const;
+    /// The edit or delete block there, or null.
+    [[nodiscard]] static TRecord* RecordAt(const TBlockSpot& Spot) {
+        return Spot.Place.Found ? Spot.Table->Records.At(Spot.Place).Item : nullptr;
+    }
 
-    /// Gives the block an identifier and enters it everywhere. No such record is held.
-    void Enter(const std::shared_ptr<TBlock>& Block);
+    /// Gives the block its names, its owner and an identifier, and enters it everywhere. No such record is
+    /// held, and the lists have not changed since the spot was found.
+    void Enter(const std::shared_ptr<TBlock>& Block, const TBlockSpot& Spot, std::u16string_view TableName,
+               std::u16string_view SID, std::u16string_view UserName);
     /// Takes it out of everything and gives the ownership back.
     [[nodiscard]] std::shared_ptr<TBlock> Remove(TBlock& Block);
 
@@ -95,15 +106,18 @@ private:
              std::u16string_view Name) const;
     [[nodiscard]] static TIDs::TPlace FindID(const TIDs& List, TBlockID ID);
     static void EraseID(TIDs& List, const TBlock& Block);
-    [[nodiscard]] TBlockTable& TableOf(const TBlock& Block);
+    [[nodiscard]] TBlockTable& NewTable(const TBlockSpot& Spot, std::u16string_view Name);
     void DropTable(TBlockTable& Table);
-    void EnterTable(TBlock& Block);
+    void EnterTable(TBlock& Block, const TBlockSpot& Spot, std::u16string_view TableName);
     void LeaveTable(TBlock& Block);
-    void EnterSession(TBlock& Block);
+    void EnterSession(TBlock& Block, std::u16string_view SID, std::u16string_view UserName);
+    [[nodiscard]] std::shared_ptr<const TZUBlockOwner> OwnerOf(std::u16string_view SID,
+                                                               std::u16string_view UserName);
     void LeaveSession(TBlock& Block);
 
     TBlockIDSource FIDs;
-    TTables FTables; // owns its items
+    std::shared_ptr<const TZUBlockOwner> FLastOwner; // sessions mostly come back for more
+    TTables FTables;                                 // owns its items
     std::unordered_map<std::u16string, TBlockSession, THash, std::equal_to<>> FSessions;
 };
 

@@ -150,21 +150,22 @@ std::shared_ptr<TZURecordBlockerObject> TZURecordBlocker::GetRecord(std::u16stri
     TBlockPtr Refused; // freed without the lock
     const TLockScope Lock(*this);
     TRecordPtr Block;
-    if (FindTaken(TableName, RecordID, ActionType, Block)) return Block;
+    TBlockSpot Spot = FLists->SpotOf(TableName, RecordID);
+    if (FindTaken(Spot, TableName, RecordID, ActionType, Block)) return Block;
 
     const std::uint64_t Before = FLists->Changes;
     std::unique_ptr<TUserTable> Table = OpenTable(TableName, RecordID, ActionType);
     if (!Table) return nullptr;
     // The host may have come back to the blocker on this very thread.
-    if (FLists->Changes != Before && FindTaken(TableName, RecordID, ActionType, Block)) return Block;
+    if (FLists->Changes != Before) {
+        Spot = FLists->SpotOf(TableName, RecordID);
+        if (FindTaken(Spot, TableName, RecordID, ActionType, Block)) return Block;
+    }
 
     Block = std::make_shared<TZURecordBlockerObject>();
     Block->FTable = std::move(Table);
     Block->FRecordID = RecordID;
-    FillObjectParams(*Block, TableName, ActionType);
-    FLists->Enter(Block);
-    Block->FBlocker.store(this, std::memory_order_release);
-
+    FillObjectParams(Block, Spot, TableName, ActionType);
     if (ActionType != otInsert && CheckUserRights(*Block) != TRights::Granted) {
         Refused = RemoveObject(*Block);
         return nullptr;
@@ -180,16 +181,17 @@ std::shared_ptr<TZURecordBlockerObject> TZURecordBlocker::GetRecord(std::u16stri
 }
 
 /// True when the lists answer already: with `Own`, or with null and a last error.
-bool TZURecordBlocker::FindTaken(std::u16string_view TableName, std::u16string_view RecordID,
-                                 TZUBlockerObjectType ActionType, TRecordPtr& Own) {
-    const TBlockTable* const Table = FLists->FindTable(TableName);
+bool TZURecordBlocker::FindTaken(const TBlockSpot& Spot, std::u16string_view TableName,
+                                 std::u16string_view RecordID, TZUBlockerObjectType ActionType,
+                                 TRecordPtr& Own) {
+    const TBlockTable* const Table = Spot.Table;
     if (Table == nullptr) return false;
     if (Table->Lock != nullptr) {
         HandleError(ErrorTableLocked, Table->Lock);
         return true;
     }
     if (ActionType == otInsert) return false;
-    TZURecordBlockerObject* const Block = FLists->FindRecord(*Table, RecordID);
+    TZURecordBlockerObject* const Block = TBlockLists::RecordAt(Spot);
     if (Block == nullptr) return false;
     if (Block->SID() != TBlockCaller().SID) {
         HandleError(Block->FRecAction == otEdit ? ErrorEditInOtherSession : ErrorDeleteInOtherSession, Block);
@@ -230,13 +232,14 @@ std::unique_ptr<TUserTable> TZURecordBlocker::OpenTable(std::u16string_view Tabl
     return nullptr;
 }
 
-void TZURecordBlocker::FillObjectParams(TBlock& Block, std::u16string_view TableName,
-                                        TZUBlockerObjectType ActionType) {
+/// Names, owner and identifier; the block is held from here on.
+void TZURecordBlocker::FillObjectParams(const TBlockPtr& Block, const TBlockSpot& Spot,
+                                        std::u16string_view TableName, TZUBlockerObjectType ActionType) {
     const TBlockCaller Caller;
-    Block.FTableName = FLists->SharedName(TableName);
-    Block.FOwner = FLists->OwnerOf(Caller.SID, Caller.UserName);
-    Block.FRecAction = ActionType;
-    Block.FCreateTime = FClock.Wall();
+    Block->FRecAction = ActionType;
+    Block->FCreateTime = FClock.Wall();
+    FLists->Enter(Block, Spot, TableName, Caller.SID, Caller.UserName);
+    Block->FBlocker.store(this, std::memory_order_release);
 }
 
 TZURecordBlocker::TRights TZURecordBlocker::CheckUserRights(TZURecordBlockerObject& Block) {
@@ -266,7 +269,8 @@ std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::GetRecordByID(std
 std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::LockTable(std::u16string_view TableName) {
     ClearLastError();
     const TLockScope Lock(*this);
-    if (const TBlockTable* const Table = FLists->FindTable(TableName)) {
+    const TBlockSpot Spot = FLists->SpotOf(TableName);
+    if (const TBlockTable* const Table = Spot.Table) {
         if (TBlock* const Held = Table->Lock) {
             if (Held->SID() != TBlockCaller().SID) {
                 HandleError(ErrorTableLocked, Held);
@@ -283,9 +287,7 @@ std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::LockTable(std::u1
         return nullptr;
     }
     auto Block = std::make_shared<TZURecordBlockerTableObject>();
-    FillObjectParams(*Block, TableName, otTable);
-    FLists->Enter(Block);
-    Block->FBlocker.store(this, std::memory_order_release);
+    FillObjectParams(Block, Spot, TableName, otTable);
     Block->AddToHistory(TBlockEvent::Created);
     return Block;
 }

@@ -44,6 +44,7 @@ namespace zutools {
 class TZURecordBlocker;
 struct TBlockLists;
 struct TBlockSession;
+struct TBlockSpot;
 struct TBlockTable;
 
 /// What a block is for. The ordinals are published and part of the codes below.
@@ -343,11 +344,12 @@ private:
     [[nodiscard]] TDictionaryService& Dictionary() const;
     [[nodiscard]] TLogger& Logger() const;
 
-    bool FindTaken(std::u16string_view TableName, std::u16string_view RecordID,
+    bool FindTaken(const TBlockSpot& Spot, std::u16string_view TableName, std::u16string_view RecordID,
                    TZUBlockerObjectType ActionType, TRecordPtr& Own);
     [[nodiscard]] std::unique_ptr<TUserTable>
     OpenTable(std::u16string_view TableName, std::u16string_view RecordID, TZUBlockerObjectType ActionType);
-    void FillObjectParams(TBlock& Block, std::u16string_view TableName, TZUBlockerObjectType ActionType);
+    void FillObjectParams(const TBlockPtr& Block, const TBlockSpot& Spot, std::u16string_view TableName,
+                          TZUBlockerObjectType ActionType);
     TRights CheckUserRights(TZURecordBlockerObject& Block);
     std::int32_t CheckRecordInternal(TBlock* Block);
     bool DoneInternal(TBlock& Block, bool CommitChanges, bool CheckForRights, bool AsDoc, bool KeepInCashe,

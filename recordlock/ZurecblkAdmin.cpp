@@ -119,10 +119,10 @@ bool TZURecordBlocker::ReleaseBlock(std::u16string_view ID, std::u16string_view 
 std::optional<TZUBlockInfo> TZURecordBlocker::FindHolder(std::u16string_view TableName,
                                                          std::u16string_view RecordID) const {
     const TLockScope Lock(*this);
-    const TBlockTable* const Table = FLists->FindTable(TableName);
-    if (Table == nullptr) return std::nullopt;
-    if (Table->Lock != nullptr) return InfoOf(*Table->Lock);
-    const TZURecordBlockerObject* const Block = FLists->FindRecord(*Table, RecordID);
+    const TBlockSpot Spot = FLists->SpotOf(TableName, RecordID);
+    if (Spot.Table == nullptr) return std::nullopt;
+    if (Spot.Table->Lock != nullptr) return InfoOf(*Spot.Table->Lock);
+    const TZURecordBlockerObject* const Block = TBlockLists::RecordAt(Spot);
     if (Block == nullptr) return std::nullopt;
     return InfoOf(*Block);
 }

@@ -66,6 +66,18 @@ public:
     }
 };
 
+/// What both ask the application for one record: the record, and the three steps of its rights.
+std::unique_ptr<TUserTable> AskHost(TApplicationManager& Manager, std::u16string_view Table,
+                                    std::u16string_view Record) {
+    static TOpenSecurityManager Security;
+    auto Opened = Manager.GetTable(Table);
+    if (!Opened->Open(Record)) std::abort();
+    const TTableRights Rights = Security.BuildTableRightsFilter(
+        Security.RefreshUserInfo(u"user of the bench"), Table, TRecordRight::Edit);
+    if (!Security.CheckRecordRights(Rights, *Opened)) std::abort();
+    return Opened;
+}
+
 /// The least that does the job without rules, history, states or errors.
 class TFloor {
 public:
@@ -76,8 +88,7 @@ public:
         Key.append(1, u'\x1').append(Record);
         const auto [Place, Fresh] = FBlocks.try_emplace(std::move(Key));
         if (!Fresh) return false;
-        Place->second.Record = Manager.GetTable(Table);
-        if (!Place->second.Record->Open(Record)) return false;
+        Place->second.Record = AskHost(Manager, Table, Record);
         Place->second.SID = SID;
         FSessions[Place->second.SID].insert(&Place->first);
         return true;
@@ -204,8 +215,7 @@ double Measure(std::size_t Threads, std::size_t Turns, const TTurn& Turn) {
 TTurn TurnOf(TWorld& World, std::string_view Who) {
     if (Who == "host")
         return [&World](const TAsked& Asked, std::size_t Number) {
-            const auto Table = World.Manager->GetTable(Asked.Table);
-            if (!Table->Open(Asked.Records[Number % 1024])) std::abort();
+            (void)AskHost(*World.Manager, Asked.Table, Asked.Records[Number % 1024]);
         };
     if (Who == "floor")
         return [&World](const TAsked& Asked, std::size_t Number) {
