@@ -67,42 +67,61 @@ const checking::TCompiledRule* TParamValueChecker::Compiled() const {
     return Fresh ? FCompiled.get() : nullptr;
 }
 
+bool TParamValueChecker::Passes(std::u16string_view Value) const {
+    using TVerdict = checking::TCompiledRule::TVerdict;
+    if (Value.empty()) return true;
+    if (const checking::TCompiledRule* const Rule = Compiled()) {
+        const TVerdict Verdict = Rule->CheckWhole(Value);
+        if (Verdict != TVerdict::UpperCaseFirst) return Verdict == TVerdict::Passes;
+    }
+    return Reason(Value) == nullptr;
+}
+
 void TParamValueChecker::CheckValue(std::u16string_view Value) const {
     using TVerdict = checking::TCompiledRule::TVerdict;
     if (Value.empty()) return;
     const checking::TCompiledRule* const Rule = Compiled();
-    if (Rule == nullptr && RefusesNothing(*this)) return;
-    const TVerdict Verdict = Rule != nullptr ? Rule->Check(Value) : TVerdict::UpperCaseFirst;
-    if (Verdict == TVerdict::Passes) return;
+    if (Rule != nullptr && Rule->Check(Value) == TVerdict::Passes) return;
+    // Out of its owner first: an object that is destroyed while an exception passes costs more than the
+    // check.
+    std::u16string* const Message = Reason(Value).release();
+    if (Message != nullptr) throw EParamValueChecker(std::move(*std::unique_ptr<std::u16string>(Message)));
+}
+
+/// The message for a value that is refused, or was when this began to look; null when it passes.
+std::unique_ptr<std::u16string> TParamValueChecker::Reason(std::u16string_view Value) const {
+    const checking::TCompiledRule* const Rule = Compiled();
+    if (Rule == nullptr && RefusesNothing(*this)) return nullptr;
     // Kept on purpose: messages quote the upper-cased value, and positions are those in it.
     const std::u16string Upper = AnsiUpperCase(Value);
-    if (Rule != nullptr && Verdict == TVerdict::UpperCaseFirst && Rule->PassesUpper(Upper)) return;
+    const auto Tell = [](std::u16string_view Pattern, std::initializer_list<TFormatArg> Args) {
+        return std::make_unique<std::u16string>(Format(Pattern, Args));
+    };
 
-    // The value is refused, or the rule was changed by hand: the plain way, which finds the reason.
+    // The plain way, but for words that are certain not to be there.
     const int FirstWord = Rule != nullptr ? Rule->FirstWrongWord(Upper) : 0;
     for (int Index = std::max(FirstWord, 0); Index < WrongWords.Count() && FirstWord >= 0; ++Index) {
         const std::u16string& Word = WrongWords.Strings(Index);
         const int Position = KX_PosText(Word, Upper);
-        if (Position > 0) throw EParamValueChecker(Format(WrongWordMessage, {Upper, Word, Position}));
+        if (Position > 0) return Tell(WrongWordMessage, {Upper, Word, Position});
     }
     if (WrongSymbols.NOTEmpty()) {
         for (std::size_t Index = 0; Index < Upper.size(); ++Index) {
             if (!WrongSymbols.Exists(Upper[Index])) continue;
-            throw EParamValueChecker(
-                Format(WrongSymbolMessage, {Upper, std::u16string_view(&Upper[Index], 1), Index + 1}));
+            return Tell(WrongSymbolMessage, {Upper, std::u16string_view(&Upper[Index], 1), Index + 1});
         }
     }
     for (int Index = 0; Index < RightWords.Count(); ++Index) {
         if (KX_PosText(RightWords.Strings(Index), Upper) > 0) continue;
-        throw EParamValueChecker(Format(RightWordsMessage, {Upper, RightWords.CommaText()}));
+        return Tell(RightWordsMessage, {Upper, RightWords.CommaText()});
     }
     if (RightSymbols.NOTEmpty()) {
         for (std::size_t Index = 0; Index < Upper.size(); ++Index) {
             if (RightSymbols.Exists(Upper[Index])) continue;
-            throw EParamValueChecker(
-                Format(RightSymbolMessage, {Upper, std::u16string_view(&Upper[Index], 1), Index + 1}));
+            return Tell(RightSymbolMessage, {Upper, std::u16string_view(&Upper[Index], 1), Index + 1});
         }
     }
+    return nullptr;
 }
 
 TParamsChecker::TParamsChecker()
@@ -165,6 +184,7 @@ bool TParamsChecker::CheckParamValue(std::u16string_view ParamName, std::u16stri
         Checker = static_cast<const TParamValueChecker*>(Found);
     }
     try {
+        if (!RaiseException) return Checker->Passes(Value);
         Checker->CheckValue(Value);
         return true;
     } catch (const std::exception& Error) {

@@ -63,6 +63,8 @@ public:
     /// upper-cased value from 1.
     /// @throws EParamValueChecker for the first failure.
     void CheckValue(std::u16string_view Value) const;
+    /// Whether CheckValue returns. Does not look for the reason where it can do without.
+    [[nodiscard]] bool Passes(std::u16string_view Value) const;
 
     /// Makes the fast form anew after the fields were changed by hand; without it such a checker is only
     /// slower.
@@ -70,6 +72,7 @@ public:
 
 private:
     [[nodiscard]] const checking::TCompiledRule* Compiled() const;
+    [[nodiscard]] std::unique_ptr<std::u16string> Reason(std::u16string_view Value) const;
     [[nodiscard]] std::array<std::uint64_t, 4> Changes() const;
 
     std::unique_ptr<const checking::TCompiledRule> FCompiled; // null for a rule that refuses nothing

@@ -39,6 +39,16 @@ TCompiledRule::TVerdict TCompiledRule::Check(std::u16string_view Value) const {
     return Scan(Value, false);
 }
 
+TCompiledRule::TVerdict TCompiledRule::CheckWhole(std::u16string_view Value) const {
+    const TVerdict Verdict = Scan(Value, false);
+    if (Verdict != TVerdict::Refused || Value.size() <= PieceUnits) return Verdict; // or seen whole already
+    std::array<std::uint8_t, PieceUnits + FoldPadding> Narrow;
+    for (std::size_t Start = 0; Start < Value.size(); Start += PieceUnits)
+        if (FPass.Run(Value.substr(Start, PieceUnits), Narrow.data()).Special)
+            return TVerdict::UpperCaseFirst;
+    return Verdict;
+}
+
 bool TCompiledRule::PassesUpper(std::u16string_view Upper) const {
     return Scan(Upper, true) == TVerdict::Passes;
 }

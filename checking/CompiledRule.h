@@ -29,6 +29,8 @@ public:
     };
     /// Allocates nothing unless a word is longer than 512 units.
     [[nodiscard]] TVerdict Check(std::u16string_view Value) const;
+    /// The same, but a refusal stands: no character behind what was seen can change it.
+    [[nodiscard]] TVerdict CheckWhole(std::u16string_view Value) const;
     /// The same for a value that is upper-cased already; never UpperCaseFirst.
     [[nodiscard]] bool PassesUpper(std::u16string_view Upper) const;
 

@@ -13,12 +13,14 @@
 
 namespace zutools::tests {
 
-/// The message that a checker gives for a value; empty when the value passes.
+/// The message that a checker gives for a value; empty when the value passes. "Passes" must say the same.
 inline std::string Message(const TParamValueChecker& Checker, std::u16string_view Value) {
+    const bool Passes = Checker.Passes(Value);
     try {
         Checker.CheckValue(Value);
-        return {};
+        return Passes ? "" : "Passes refuses what CheckValue lets through";
     } catch (const EParamValueChecker& Error) {
+        if (Passes) return "Passes lets through what CheckValue refuses";
         return platform::Utf16ToUtf8(Error.Message());
     }
 }
