@@ -28,10 +28,8 @@ typename TChunkedList<TNamed<TItem>>::TPlace TBlockLists::FindName(const TChunke
                                                                    std::u16string_view Name) const {
     return List.Find([&](const TNamed<TItem>& Entry) {
         if (const int Order = Entry.Key.Compare(Key)) return Order;
-        if constexpr (std::is_same_v<TItem, TBlockTable>)
-            return Match.Compare(*Entry.Item->Name, Name);
-        else
-            return Match.Compare(Entry.Item->FRecordID, Name);
+        const std::u16string& Own = NameOf(*Entry.Item);
+        return SameSpelling(Own, Name) ? 0 : Match.Compare(Own, Name);
     });
 }
 
@@ -120,7 +118,7 @@ void TBlockLists::EnterTable(TBlock& Block, const TBlockSpot& Spot, std::u16stri
     TBlockTable& Table = Spot.Table != nullptr ? *Spot.Table : NewTable(Spot, TableName);
     Block.FTableEntry = &Table;
     Block.FTableName =
-        *Table.Name == TableName ? Table.Name : std::make_shared<const std::u16string>(TableName);
+        SameSpelling(*Table.Name, TableName) ? Table.Name : std::make_shared<const std::u16string>(TableName);
     switch (Block.FRecAction) {
     case otTable:
         Table.Lock = &Block;
@@ -174,7 +172,7 @@ void TBlockLists::EraseID(TIDs& List, const TBlock& Block) {
 /// The owner that the blocks of a session share; made anew when the user's name changed.
 std::shared_ptr<const TZUBlockOwner> TBlockLists::OwnerOf(std::u16string_view SID,
                                                           std::u16string_view UserName) {
-    if (!FLastOwner || FLastOwner->SID != SID || FLastOwner->UserName != UserName)
+    if (!FLastOwner || !SameSpelling(FLastOwner->SID, SID) || !SameSpelling(FLastOwner->UserName, UserName))
         FLastOwner = std::make_shared<const TZUBlockOwner>(
             TZUBlockOwner{std::u16string(SID), std::u16string(UserName)});
     return FLastOwner;
@@ -183,7 +181,8 @@ std::shared_ptr<const TZUBlockOwner> TBlockLists::OwnerOf(std::u16string_view SI
 void TBlockLists::EnterSession(TBlock& Block, std::u16string_view SID, std::u16string_view UserName) {
     TBlockSession* Session = FindSession(SID);
     if (Session == nullptr) Session = &FSessions[std::u16string(SID)];
-    if (!Session->Owner || Session->Owner->UserName != UserName) Session->Owner = OwnerOf(SID, UserName);
+    if (!Session->Owner || !SameSpelling(Session->Owner->UserName, UserName))
+        Session->Owner = OwnerOf(SID, UserName);
     Block.FOwner = Session->Owner;
     Block.FSession = Session;
     Block.FNextOfSession = Session->First;

@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include "recordlock/Caller.h"
 #include "recordlock/ChunkedList.h"
 #include "recordlock/Zurecblk.h"
 
@@ -100,6 +101,15 @@ private:
         }
     };
 
+    struct TSame {
+        using is_transparent = void;
+        [[nodiscard]] bool operator()(std::u16string_view Left, std::u16string_view Right) const {
+            return SameSpelling(Left, Right);
+        }
+    };
+
+    [[nodiscard]] static const std::u16string& NameOf(const TBlockTable& Table) { return *Table.Name; }
+    [[nodiscard]] static const std::u16string& NameOf(const TRecord& Record) { return Record.FRecordID; }
     template <class TItem>
     [[nodiscard]] typename TChunkedList<TNamed<TItem>>::TPlace
     FindName(const TChunkedList<TNamed<TItem>>& List, TNameMatch::TOrderKey Key,
@@ -118,7 +128,7 @@ private:
     TBlockIDSource FIDs;
     std::shared_ptr<const TZUBlockOwner> FLastOwner; // sessions mostly come back for more
     TTables FTables;                                 // owns its items
-    std::unordered_map<std::u16string, TBlockSession, THash, std::equal_to<>> FSessions;
+    std::unordered_map<std::u16string, TBlockSession, THash, TSame> FSessions;
 };
 
 } // namespace zutools
