@@ -9,6 +9,7 @@ import re
 import signal
 import subprocess
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -410,6 +411,92 @@ class ServeTest(Shell):
                 finally:
                     if server.poll() is None:
                         server.kill()
+
+    def start(self, config):
+        """A service with that configuration, ended with the test; its address."""
+        self.write("zuhost.toml", config)
+        server = subprocess.Popen([ZUHOST, "serve"], cwd=self.folder, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.PIPE, text=True)
+        self.addCleanup(server.stderr.close)
+        self.addCleanup(server.wait, 60)
+        self.addCleanup(server.terminate)
+        for line in server.stderr:
+            if "serving on http://" in line:
+                return server, line.split("http://")[1].strip().rstrip("/")
+        self.fail("it does not serve")
+
+    def get(self, address, target, cookie=None):
+        connection = http.client.HTTPConnection(address, timeout=30)
+        self.addCleanup(connection.close)
+        connection.request("GET", target, headers={"Cookie": cookie} if cookie else {})
+        answer = connection.getresponse()
+        return answer.status, answer.read().decode(), (answer.getheader("Set-Cookie") or "").split(";")[0]
+
+    def test_blocks_of_a_running_service(self):
+        self.write("modules/lock.lua", """
+            local name = request.Params.Value["t"]
+            if name ~= "" then RecordBlocker:LockTable(name) end
+            response:Write(tostring(zu.blocks.holder("Orders", "1") ~= nil))""")
+        config = self.CONFIG + '"/lock" = "lock.lua"\n[admin]\nsocket = "run/admin.socket"\n'
+        server, address = self.start(config)
+        self.expect(["blocks", "list"], 0, "no blocks\n")
+        self.expect(["blocks", "list", "--json"], 0, "[]\n")
+        _, held, cookie = self.get(address, "/lock?t=Orders")
+        self.assertEqual(held, "true")
+
+        code, out, error = self.run_zuhost("blocks", "list")
+        self.assertEqual((code, error), (0, ""))
+        first, newest = out.splitlines()
+        self.assertRegex(first, r"^[0-9A-F]{32} LockTable Orders, not signed in, since \d{4}-\d\d-\d\d \d\d:\d\d:\d\d")
+        block = first.split()[0]
+        history = self.run_zuhost("blocks", "list", "--history")[1]
+        self.assertIn("lock.lua:3: in main chunk", history)
+        listed = json.loads(self.run_zuhost("blocks", "list", "--json")[1])
+        self.assertEqual([(one["id"], one["table"], one["action"]) for one in listed], [(block, "Orders", "LockTable")])
+
+        unknown = "0" * 32
+        self.expect(["blocks", "release", unknown], 1, "", f"zuhost: there is no block {unknown}\n")
+        self.expect(["blocks", "release", block], 0, f"released {block}\n")
+        self.expect(["blocks", "list"], 0, "no blocks\n")
+        self.assertEqual(self.get(address, "/lock", cookie)[1], "false")
+
+        server.terminate()
+        log = server.stderr.read()
+        self.assertRegex(log, r"released by \S.*: LockTable of table Orders")
+        self.assertEqual(self.run_zuhost("blocks", "list")[0], 1)
+
+    def test_blocks_go_with_their_session(self):
+        self.write("modules/lock.lua", """
+            if request.Params.Value["t"] ~= "" then RecordBlocker:LockTable(request.Params.Value["t"]) end
+            if request.Params.Value["out"] ~= "" then session.sign_out() end
+            response:Write(tostring(zu.blocks.holder("Orders", "1") ~= nil))""")
+        config = self.CONFIG + '"/lock" = "lock.lua"\n[session]\nidle_seconds = 1\n'
+        _, address = self.start(config)
+        self.assertEqual(self.get(address, "/lock?t=Orders&out=1")[1], "false")
+        self.assertEqual(self.get(address, "/lock?t=Orders")[1], "true")
+        deadline = time.monotonic() + 60
+        while "no blocks" not in self.run_zuhost("blocks", "list")[1]:
+            self.assertLess(time.monotonic(), deadline, "the block outlives its session")
+
+    def test_blocks_without_a_service(self):
+        self.write("zuhost.toml", self.CONFIG)
+        code, out, error = self.run_zuhost("blocks", "list")
+        self.assertEqual((code, out), (1, ""))
+        self.assertTrue(error.startswith("zuhost: the service is not running"), error)
+        self.write("off.toml", self.CONFIG + "[admin]\nenabled = false\n")
+        self.expect(["blocks", "list", "--config", "off.toml"], 1, "",
+                    "zuhost: the configuration says admin.enabled = false\n")
+        cases = {
+            "no action": (["blocks"], "blocks: the action is missing; there are list, release"),
+            "unknown action": (["blocks", "drop"], 'blocks: unknown action "drop"; there are list, release'),
+            "release without ID": (["blocks", "release"], "blocks: release takes the ID of one block"),
+            "list with a name": (["blocks", "list", "x"], "blocks: list takes no further names"),
+        }
+        for name, (arguments, message) in cases.items():
+            with self.subTest(name):
+                code, out, error = self.run_zuhost(*arguments)
+                self.assertEqual((code, out), (2, ""))
+                self.assertTrue(error.startswith("zuhost: " + message), error)
 
     def test_bad_configurations(self):
         self.write("typo.toml", "tempaltes = 'x'\n" + self.CONFIG)
