@@ -48,13 +48,14 @@ std::optional<TBlockID> TBlockID::Parse(std::u16string_view Text) {
     return TBlockID{*First, *Second};
 }
 
-TBlockID TBlockIDSource::Next() {
+TBlockID TBlockIDSource::Next(std::chrono::system_clock::time_point Now) {
     if (FLeft == 0) {
         platform::FillRandom(std::as_writable_bytes(std::span(FReady)));
         FLeft = FReady.size();
     }
     TBlockID ID = FReady[--FLeft];
-    ID.High = (ID.High & ~0xF000ULL) | 0x4000ULL;                      // version 4: random
+    const auto Moment = std::chrono::duration_cast<std::chrono::milliseconds>(Now.time_since_epoch()).count();
+    ID.High = static_cast<std::uint64_t>(Moment) << 16 | (ID.High & 0xFFF) | 0x7000; // version 7
     ID.Low = (ID.Low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL; // the variant with this layout
     return ID;
 }

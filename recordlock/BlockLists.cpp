@@ -79,7 +79,7 @@ void TBlockLists::Enter(const std::shared_ptr<TBlock>& Block, const TBlockSpot& 
     ++Changes;
     TIDs::TPlace Place;
     do {
-        Block->FID = FIDs.Next();
+        Block->FID = FIDs.Next(Block->FCreateTime);
         Place = FindID(Blocks, Block->FID);
     } while (Place.Found);
     Blocks.Insert(Place, {Block->FID, Block.get()});
