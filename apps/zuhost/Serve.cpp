@@ -2,6 +2,7 @@
 
 #include "apps/zuhost/Blocks.h"
 #include "apps/zuhost/DatabaseManager.h"
+#include "apps/zuhost/SetupUsers.h"
 #include "checking/Chekprms.h"
 #include "checking/Dbchprms.h"
 #include "checking/Presets.h"
@@ -80,8 +81,10 @@ public:
         SetServices(std::move(Given));
         StartZuTools();
         RegisterWebObjects(ScriptRegistry());
+        RegisterSetupUsers(ScriptRegistry());
     }
     ~TLibraryScope() {
+        UnregisterSetupUsers(ScriptRegistry());
         UnregisterWebObjects(ScriptRegistry());
         StopZuTools();
         SetServices({});
@@ -117,13 +120,17 @@ void PrepareDatabase(const TWebConfig& Config, TDatabaseManager& Manager) {
     Manager.ReleaseThread();
 }
 
-/// The application's own preparations: as a module, but without a request and without an end to its work.
-void RunSetup(const TWebConfig& Config, TDatabaseManager& Manager) {
+/// The application's own preparations: as a module, but without a request and without an end to its work, and
+/// with SetupUsers to make the first users.
+void RunSetup(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager) {
     if (Config.Setup.empty()) return;
-    TLuaOptions Options = LuaOptions(Config, Manager);
+    TLuaOptions Options = LuaOptions(Config, *Manager);
     Options.InstructionLimit = 0;
-    TLuaEngine(std::move(Options)).RunModule(Config.Setup);
-    Manager.ReleaseThread();
+    TLuaEngine Engine(std::move(Options));
+    std::optional<TSetupUsers> Users;
+    if (!Config.Database.empty()) Engine.SetGlobal("SetupUsers", Users.emplace(DatabaseOfManager(Manager)));
+    Engine.RunModule(Config.Setup);
+    Manager->ReleaseThread();
 }
 
 /// The application's preparations may have made users, so it is asked after them.
@@ -184,7 +191,7 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     if (!Config.Templates.empty()) ZTSTemplateCache->SetTemplateDirectory(Config.Templates);
     ZTSTemplateCache->SetEnabled(true);
     PrepareDatabase(Config, *Manager);
-    RunSetup(Config, *Manager);
+    RunSetup(Config, Manager);
     WarnWithoutRights(Config, *Security, *Logger);
     Manager->ReleaseThread();
 

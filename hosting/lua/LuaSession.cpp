@@ -54,6 +54,8 @@ int ReadSession(lua_State* L) {
         lua_pushboolean(L, Is ? 1 : 0);
     } else if (SameText(Name, u"back")) {
         PushText(L, Control(L).Back(), {u"session", u"back", 0});
+    } else if (SameText(Name, u"idle_seconds")) {
+        lua_pushinteger(L, Control(L).Idle().count());
     } else if (SameText(Name, u"sign_in")) {
         lua_pushcfunction(L, Border<SignIn>);
     } else if (SameText(Name, u"sign_out")) {

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -26,6 +27,8 @@ public:
     /// Where the user wanted to go before he was asked to sign in: a path on this host, "/" when nothing good
     /// was sent.
     [[nodiscard]] virtual std::u16string Back() const = 0;
+    /// The session ends when nothing was asked for so long; zero: not known.
+    [[nodiscard]] virtual std::chrono::seconds Idle() const { return {}; }
 };
 
 } // namespace zutools::hosting

@@ -168,14 +168,15 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
     FillRequest(Request, Raw, Fields);
     Request.Language = Session.LanguageID.empty() ? LanguageWithoutSession(Raw) : Session.LanguageID;
     Request.FormToken = Widened(Session.FormToken);
+    Request.FormTokenGood = BringsToken(Fields, Session.FormToken);
 
     TPageResult Result{{}, {}, Request.Language};
     if (auto Reply = Barred(Route, Raw, Request, Session)) {
         Result.Reply = std::move(*Reply);
-    } else if (Raw.Method == "POST" && Route.FormToken && !BringsToken(Fields, Session.FormToken)) {
+    } else if (Raw.Method == "POST" && Route.FormToken && !Request.FormTokenGood) {
         Result.Reply = ErrorReply(403, FLocalizer, Request.Language);
     } else {
-        const TPageSession Page(Lease, Request, FSignIn, FLogger);
+        const TPageSession Page(Lease, Request, FSignIn, FConfig.Session.Idle, FLogger);
         Result.Reply = RunModule(Route, Raw, Request, Worker);
     }
     Result.SID = Session.SID; // the last one: signing in and out changes it

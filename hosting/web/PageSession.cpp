@@ -7,10 +7,11 @@
 namespace zutools::hosting {
 
 TPageSession::TPageSession(TSessionLease& Lease, TWebRequest& Request, const TSignInHook& Hook,
-                           TLogger& Logger)
+                           std::chrono::seconds Idle, TLogger& Logger)
     : FLease(Lease)
     , FRequest(Request)
     , FHook(Hook)
+    , FIdle(Idle)
     , FLogger(Logger) {
     auto Session = std::make_unique<TSession>();
     FSession = Session.get();

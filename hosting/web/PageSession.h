@@ -8,6 +8,7 @@
 #include "hosting/web/Sessions.h"
 #include "hosting/web/WebObjects.h"
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -31,7 +32,8 @@ using TSignInHook = std::function<TSignInReply(std::u16string_view User, std::u1
 /// it.
 class TPageSession : public TSessionControl {
 public:
-    TPageSession(TSessionLease& Lease, TWebRequest& Request, const TSignInHook& Hook, TLogger& Logger);
+    TPageSession(TSessionLease& Lease, TWebRequest& Request, const TSignInHook& Hook,
+                 std::chrono::seconds Idle, TLogger& Logger);
     ~TPageSession() override;
     TPageSession(const TPageSession&) = delete;
     TPageSession& operator=(const TPageSession&) = delete;
@@ -39,6 +41,7 @@ public:
     [[nodiscard]] TSignInAnswer SignIn(std::u16string_view User, std::u16string_view Password) override;
     void SignOut() override;
     [[nodiscard]] std::u16string Back() const override;
+    [[nodiscard]] std::chrono::seconds Idle() const override { return FIdle; }
 
 private:
     void CheckThread() const;
@@ -47,6 +50,7 @@ private:
     TSessionLease& FLease;
     TWebRequest& FRequest;
     const TSignInHook& FHook;
+    const std::chrono::seconds FIdle;
     TLogger& FLogger;
     TSession* FSession; // in ThreadObjects()
 };

@@ -110,6 +110,9 @@ void RegisterRequest(TScriptRegistry& Registry) {
     Property(u"Language", TextField<&TWebRequest::Language>);
     Property(u"FormToken", TextField<&TWebRequest::FormToken>);
     Property(u"RemoteAddress", TextField<&TWebRequest::RemoteAddress>);
+    Property(u"FormTokenGood", [](TObject& Target, TScriptArgs) -> TKXVariant {
+        return static_cast<TWebRequest&>(Target).FormTokenGood;
+    });
     Registry.RegisterFunction(Class, u"Header", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
         const std::string Name = platform::Utf16ToUtf8(Args[0].AsString());
         if (SameHeader(Name, "Cookie")) return u"";

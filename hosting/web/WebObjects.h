@@ -51,6 +51,7 @@ public:
     std::u16string Language;      // what the page is to be in
     std::u16string FormToken;     // for the hidden field "form_token" of forms that write
     std::u16string RemoteAddress; // of the connection
+    bool FormTokenGood = false;   // the form brought the session's token; routes without the check ask it
 
     std::vector<std::pair<std::string, std::string>> Headers; // as sent, not published
     TSessionControl* Session = nullptr;                       // of the page while it runs, not published

@@ -1,0 +1,32 @@
+// SetupUsers: the first users of an application and what they may do, for its setup module and for nobody
+// else. Pages never see it.
+
+#pragma once
+
+#include "host/ScriptObjects.h"
+#include "hosting/rights/Profiles.h"
+#include "hosting/rights/Users.h"
+
+#include <utility>
+
+namespace zutools::zuhost {
+
+/// Script names: .Count (of users), Add(name, password, profile, administrator),
+/// SetAttribute(name, attribute, value), Grant(profile, table, operation, filter). Each raises what Users.h
+/// and Profiles.h say.
+class TSetupUsers : public TIObject {
+public:
+    explicit TSetupUsers(const hosting::TDatabaseOfThread& Database)
+        : Users(Database)
+        , Profiles(Database) {}
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    hosting::TUsers Users;
+    hosting::TProfiles Profiles;
+};
+
+void RegisterSetupUsers(TScriptRegistry& Registry);
+void UnregisterSetupUsers(TScriptRegistry& Registry);
+
+} // namespace zutools::zuhost
