@@ -119,7 +119,7 @@ void TThreadObjects::Add(std::u16string_view Name, std::unique_ptr<TObject> Obje
 TThreadObjects::TEntry* TThreadObjects::Find(TNamed* Own, std::u16string_view Name) {
     if (Own == nullptr) return nullptr;
     for (TEntry& Entry : *Own)
-        if (Entry.Name == Name) return &Entry;
+        if (SameUnits(Entry.Name, Name)) return &Entry;
     for (TEntry& Entry : *Own)
         if (SameText(Entry.Name, Name)) return &Entry;
     return nullptr;

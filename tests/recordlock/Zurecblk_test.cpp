@@ -217,7 +217,7 @@ TEST_F(Zurecblk, ABlockTellsAboutItself) {
     EXPECT_FALSE(Block->SetPropertyInternal(u"Nobody", {&New, 1}, 0));
     EXPECT_THROW(Block->SetPropertyInternal(u"RecordID", {&New, 1}, 0), EIObjectError);
     EXPECT_THAT(Block->ID(), SizeIs(32));
-    EXPECT_EQ(Block->ID()[12], u'4') << "a random GUID";
+    EXPECT_EQ(Block->ID()[12], u'7') << "a GUID that begins with the moment";
 
     const double Utc =
         25569 + std::chrono::duration<double, std::ratio<86400>>(Clock.Wall().time_since_epoch()).count();
