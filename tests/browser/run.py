@@ -10,116 +10,17 @@ through it, and stops it again. Every test prints a line; the last line counts t
 """
 
 import argparse
-import contextlib
 import pathlib
 import re
-import shutil
-import signal
-import subprocess
 import sys
-import tempfile
-import threading
 import traceback
 import urllib.error
 import urllib.request
 
-from selenium import webdriver
-from selenium.webdriver.chrome.options import Options
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
-from selenium.webdriver.support.ui import WebDriverWait
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-WAIT_SECONDS = 30  # a limit for a hung page, not a delay: every wait ends when its condition holds
-
-
-class Server:
-    """`zuhost serve` in a temporary copy of the example."""
-
-    def __init__(self, zuhost):
-        self.folder = tempfile.TemporaryDirectory(prefix="zuhost-orders-")
-        application = pathlib.Path(self.folder.name) / "orders"
-        shutil.copytree(ROOT / "examples" / "orders", application, ignore=shutil.ignore_patterns("*.db*"))
-        self.process = subprocess.Popen(
-            [zuhost, "serve", "--config", str(application / "orders.toml"), "--port", "0"],
-            stderr=subprocess.PIPE, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL, text=True, encoding="utf-8")
-        self.lines = []
-        for line in self.process.stderr:
-            self.lines.append(line)
-            found = re.search(r"serving on (http://[0-9.]+:\d+)/", line)
-            if found:
-                self.url = found.group(1)
-                break
-        else:
-            raise RuntimeError("zuhost did not start:\n" + "".join(self.lines))
-        # Read on, or a full pipe would hold the service up.
-        self.reader = threading.Thread(target=lambda: self.lines.extend(self.process.stderr), daemon=True)
-        self.reader.start()
-
-    def stop(self):
-        self.process.send_signal(signal.SIGTERM)
-        self.process.wait(timeout=WAIT_SECONDS)
-        self.reader.join(timeout=WAIT_SECONDS)
-        self.folder.cleanup()
-        return self.process.returncode
-
-
-def new_browser(width=1280, height=900, languages="ru-RU,ru"):
-    options = Options()
-    options.binary_location = "/usr/bin/chromium"
-    for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-                     "--disable-background-networking", "--disable-component-update", "--disable-sync",
-                     "--disable-dev-shm-usage", "--force-device-scale-factor=1", "--hide-scrollbars",
-                     f"--accept-lang={languages}", f"--window-size={width},{height}"):
-        options.add_argument(argument)
-    options.add_experimental_option("prefs", {"intl.accept_languages": languages})
-    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
-
-
-class Page:
-    """What the tests read off the order list."""
-
-    def __init__(self, browser, url):
-        self.browser, self.url = browser, url
-
-    def open(self, path):
-        self.browser.get(self.url + path)
-
-    def all(self, css):
-        return self.browser.find_elements(By.CSS_SELECTOR, css)
-
-    def one(self, css):
-        return self.browser.find_element(By.CSS_SELECTOR, css)
-
-    def column(self, name):
-        return [cell.text for cell in self.all(f"table.orders tbody td.{name}")]
-
-    def follow(self, element):
-        """Clicks a link or a button and waits for the next page."""
-        before = self.one("html")
-        element.click()
-        WebDriverWait(self.browser, WAIT_SECONDS).until(lambda _: self.gone(before))
-        WebDriverWait(self.browser, WAIT_SECONDS).until(
-            lambda browser: browser.execute_script("return document.readyState") == "complete")
-
-    @staticmethod
-    def gone(element):
-        with contextlib.suppress(Exception):
-            element.is_enabled()
-            return False
-        return True
-
-    def search(self, text):
-        field = self.one("#q")
-        field.clear()
-        field.send_keys(text)
-        self.follow(self.one(".search button"))
-
-
-def expect(condition, text):
-    if not condition:
-        raise AssertionError(text)
+import blocking
+from application import Page, Server, expect, new_browser
 
 
 def number_of(money):
@@ -234,6 +135,7 @@ def test_refused_value_names_the_field_and_not_the_value(page):
 
 
 def test_filters_are_tried_and_changed_while_requests_run(page):
+    page.sign_in("admin")
     page.open("/admin/filters")
     expect([link.text for link in page.all(".filters a")][:3] == ["High", "Medium", "Low"], "the reserved filters")
     page.one("textarea[name=value]").send_keys("тест <script>")
@@ -282,15 +184,18 @@ def take_pictures(zuhost, folder):
                 ("order.png", "/order?id=7&lang=ru", 1280, 700), ("orders-phone.png", "/orders?lang=ru", 500, 900)):
             browser = new_browser(width, height)
             try:
-                browser.get(server.url + path)
+                page = Page(browser, server.url)
                 if name == "filters.png":
-                    page = Page(browser, server.url)
+                    page.sign_in("admin")
+                page.open(path)
+                if name == "filters.png":
                     page.one("textarea[name=value]").send_keys("Доставка до обеда <script>alert(1)</script>")
                     page.follow(page.one("form.stack button"))
                 browser.save_screenshot(str(folder / name))
                 print(folder / name)
             finally:
                 browser.quit()
+        blocking.take_pictures(server, folder)
     finally:
         server.stop()
 
@@ -306,21 +211,32 @@ def main():
         return 0
 
     passed = failed = 0
+
+    def run(name, test, *arguments):
+        nonlocal passed, failed
+        if options.only not in name:
+            return
+        try:
+            test(*arguments)
+            passed += 1
+            print(f"ok      {name}", flush=True)
+        except Exception:  # a failed test must not hide the others
+            failed += 1
+            print(f"FAILED  {name}\n{traceback.format_exc()}", flush=True)
+
     server = Server(options.zuhost)
-    browser = new_browser()
+    browser, other = new_browser(), new_browser()
     try:
         for name, test in list(globals().items()):
-            if not name.startswith("test_") or options.only not in name:
-                continue
-            try:
-                test(Page(browser, server.url))
-                passed += 1
-                print(f"ok      {name}")
-            except Exception:  # a failed test must not hide the others
-                failed += 1
-                print(f"FAILED  {name}\n{traceback.format_exc()}")
+            if name.startswith("test_"):
+                run(name, test, Page(browser, server.url))
+        team = blocking.Team(server, Page(browser, server.url), Page(other, server.url))
+        for name, test in list(vars(blocking).items()):
+            if name.startswith("test_"):
+                run(name, test, team)
     finally:
         browser.quit()
+        other.quit()
         code = server.stop()
     if code == 0 and not any("traceback" in line for line in server.lines):
         passed += 1

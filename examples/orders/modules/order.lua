@@ -7,8 +7,9 @@ local id = page.number("id", 0, 0, math.maxinteger)
 local view = zu.create("TTemplate")
 view.Name = "order.html"
 
-local order = db.select("SELECT ID, Number, OrderDate, Customer" .. suffix .. " AS Customer, City" .. suffix ..
-  " AS City, Status, Total FROM Orders WHERE ID = :ID", { ID = id })[1]
+local order = db.select("SELECT o.ID, " .. page.order_number .. " AS Number, o.OrderDate, o.Customer" .. suffix ..
+  " AS Customer, o.City" .. suffix .. " AS City, o.Status, o.Total, o.Note, d.NumberText, d.DocumentDate, d.CreatedBy FROM " ..
+  "Orders o" .. page.order_document .. " WHERE o.ID = :ID", { ID = id })[1]
 local title = page.text(view, "TITLE")
 
 if not order then
@@ -34,6 +35,35 @@ else
   part.Tag["CITY"] = zu.html_escape(order.City)
   part.Tag["STATUS"] = order.Status
   part.Tag["STATUSTEXT"] = page.text(view, "STATUS_" .. order.Status:upper())
+  if order.Note ~= "" then
+    local note = part.Part["NOTE"]
+    note.Tag["TEXT"] = zu.html_escape(order.Note)
+    part.Tag["NOTE"] = note:BuildTemplate()
+  end
+  if order.NumberText then
+    local document = part.Part["DOCUMENT"]
+    document.Tag["NUMBER"] = zu.html_escape(order.NumberText)
+    document.Tag["DATE"] = page.date(order.DocumentDate)
+    document.Tag["USER"] = zu.html_escape(order.CreatedBy)
+    part.Tag["DOCUMENT"] = document:BuildTemplate()
+  end
+  local done = page.param("done")
+  if done == "saved" or done == "inserted" then
+    local notice = view.Part["DONE"]
+    notice.Tag["TEXT"] = page.string("edit.done." .. done)
+    view.Tag["DONE"] = notice:BuildTemplate()
+  end
+  local holder = zu.blocks.holder("Orders", string.format("%d", id))
+  if holder then
+    local held = view.Part["HELD"]
+    held.Tag["USER"] = zu.html_escape(holder.user)
+    held.Tag["SINCE"] = page.moment(holder.since)
+    view.Tag["HELD"] = held:BuildTemplate()
+  end
+  local actions = part.Part[session.user == "" and "SIGNIN" or "ACTIONS"]
+  actions.Tag["ID"] = id
+  actions.Tag["URL"] = page.url("/signin", { { "back", "/order?id=" .. id } })
+  part.Tag["ACTIONS"] = actions:BuildTemplate()
   part.Tag["TOTAL"] = page.money(order.Total)
   view.Tag["ORDER"] = part:BuildTemplate()
 end

@@ -5,7 +5,7 @@ local rows_per_page = 20
 
 -- What may be sorted, by the name in the address; nothing else ever reaches the statement.
 local columns = {
-  { name = "number", sql = "o.Number" },
+  { name = "number", sql = page.order_number },
   { name = "date", sql = "o.OrderDate" },
   { name = "customer", sql = "{customer}" },
   { name = "city", sql = "{city}" },
@@ -32,13 +32,14 @@ local function pattern(text)
   return "%" .. zu.lower(text):gsub("[\\%%_]", "\\%0") .. "%"
 end
 
+local from = " FROM Orders o" .. page.order_document
 local where, values = "", {}
 if query ~= "" then
-  where = " WHERE o.SearchText LIKE :Pattern ESCAPE '\\'"
+  where = " WHERE (o.SearchText LIKE :Pattern ESCAPE '\\' OR lower(d.NumberText) LIKE :Pattern ESCAPE '\\')"
   values.Pattern = pattern(query)
 end
 
-local count = db.select("SELECT count(*) AS Count FROM Orders o" .. where, values)[1].Count
+local count = db.select("SELECT count(*) AS Count" .. from .. where, values)[1].Count
 local pages = math.max(1, (count + rows_per_page - 1) // rows_per_page)
 local current = page.number("page", 1, 1, pages)
 
@@ -153,13 +154,16 @@ if query ~= "" then
   list.Tag["RESET"] = reset:BuildTemplate()
 end
 
+if session.user ~= "" then list.Tag["NEW"] = list.Part["NEW"]:BuildTemplate() end
+if page.param("done") == "deleted" then list.Tag["DONE"] = list.Part["DONE"]:BuildTemplate() end
+
 if count == 0 then
   list.Tag["RESULT"] = list.Part["EMPTY"]:BuildTemplate()
 else
   local offset = (current - 1) * rows_per_page
   values.Limit, values.Offset = rows_per_page, offset
-  local orders = db.select(localised("SELECT o.ID, o.Number, o.OrderDate, {customer} AS Customer, {city} AS City, " ..
-    "o.Status, o.Total FROM Orders o" .. where .. " ORDER BY " .. sortable[sort]) .. " " .. direction ..
+  local orders = db.select(localised("SELECT o.ID, " .. page.order_number .. " AS Number, o.OrderDate, {customer} AS Customer, {city} AS City, " ..
+    "o.Status, o.Total" .. from .. where .. " ORDER BY " .. sortable[sort]) .. " " .. direction ..
     ", o.ID " .. direction .. " LIMIT :Limit OFFSET :Offset", values)
   local result = list.Part["RESULT"]
   result.Tag["COUNT"] = count

@@ -1,9 +1,19 @@
 -- Run once when the service starts: makes the tables and seeds them when they are new. The seed is the same every
 -- time, so that tests and pictures can rely on it.
 
+local demo = require "demo"
+
+-- The tables of an earlier edition, which nobody could change, are made anew.
+if db.select("SELECT count(*) AS Count FROM sqlite_master WHERE name = 'Orders' AND sql NOT LIKE '%AUTOINCREMENT%'")[1]
+    .Count > 0 then
+  db.exec("DROP TABLE OrderLines")
+  db.exec("DROP TABLE Orders")
+end
+
+-- An order without a number is known by the number of its document. IDs do not come back: documents name them.
 db.exec([[CREATE TABLE IF NOT EXISTS Orders (
-  ID INTEGER PRIMARY KEY,
-  Number VARCHAR(20) NOT NULL UNIQUE,
+  ID INTEGER PRIMARY KEY AUTOINCREMENT,
+  Number VARCHAR(20) UNIQUE,
   OrderDate VARCHAR(10) NOT NULL,
   CustomerRu VARCHAR(100) NOT NULL,
   CustomerEn VARCHAR(100) NOT NULL,
@@ -11,10 +21,11 @@ db.exec([[CREATE TABLE IF NOT EXISTS Orders (
   CityEn VARCHAR(60) NOT NULL,
   Status VARCHAR(20) NOT NULL,
   Total BIGINT NOT NULL,
+  Note VARCHAR(500) DEFAULT '' NOT NULL,
   SearchText TEXT NOT NULL
 )]])
 db.exec([[CREATE TABLE IF NOT EXISTS OrderLines (
-  OrderID INTEGER NOT NULL REFERENCES Orders (ID),
+  OrderID INTEGER NOT NULL REFERENCES Orders (ID) ON DELETE CASCADE,
   LineNumber INTEGER NOT NULL,
   ProductRu VARCHAR(100) NOT NULL,
   ProductEn VARCHAR(100) NOT NULL,
@@ -22,6 +33,17 @@ db.exec([[CREATE TABLE IF NOT EXISTS OrderLines (
   Price BIGINT NOT NULL,
   PRIMARY KEY (OrderID, LineNumber)
 )]])
+
+db.exec("INSERT INTO ZuDocumentKinds (TableName, Kind, NumberPrefix) SELECT 'Orders', 'order', 'ORD-' " ..
+  "WHERE NOT EXISTS (SELECT 1 FROM ZuDocumentKinds WHERE TableName = 'Orders')")
+
+if demo.enabled and SetupUsers.Count == 0 then
+  for _, line in ipairs(demo.rights) do SetupUsers:Grant(table.unpack(line)) end
+  for _, user in ipairs(demo.users) do
+    SetupUsers:Add(user.name, user.password, user.profile or "", user.administrator or false)
+    if user.city then SetupUsers:SetAttribute(user.name, "City", user.city) end
+  end
+end
 
 if db.select("SELECT count(*) AS Count FROM Orders")[1].Count > 0 then return end
 
@@ -33,11 +55,7 @@ local customers = {
   { "ООО «Технологии <будущего>»", "Technologies <of Tomorrow> LLC" }, { "Библиотека им. Чехова", "Chekhov Library" },
   { "ООО «Мебель & Уют»", "Furniture & Comfort LLC" }, { "АО «Волжский кабель»", "Volga Cable JSC" },
 }
-local cities = {
-  { "Москва", "Moscow" }, { "Санкт-Петербург", "Saint Petersburg" }, { "Казань", "Kazan" },
-  { "Нижний Новгород", "Nizhny Novgorod" }, { "Екатеринбург", "Yekaterinburg" }, { "Самара", "Samara" },
-  { "Йошкар-Ола", "Yoshkar-Ola" }, { "Орёл", "Oryol" },
-}
+local cities = require "cities"
 local products = { -- price in kopecks
   { "Кабель сетевой, 10 м", "Network cable, 10 m", 45000 }, { "Лампа настольная", "Desk lamp", 189900 },
   { "Стул офисный", "Office chair", 654000 }, { "Бумага А4, 500 л.", "A4 paper, 500 sheets", 38950 },
