@@ -6,6 +6,7 @@
 #include "hosting/records/FieldValues.h"
 #include "hosting/records/TableShape.h"
 #include "hosting/records/WriteScope.h"
+#include "hosting/sql/Schema.h"
 
 #include <QByteArray>
 #include <QCryptographicHash>
@@ -605,6 +606,12 @@ std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName, TDataba
         throw EUserTableError(
             Format(u"The table %s cannot be reached: there is no database, none was named at the start",
                    {TableName}));
+    }
+    // Whoever may edit "every table" must not make an administrator of himself.
+    if (IsHostTable(TableName)) {
+        throw EUserTableError(Format(u"The table %s is the host's own and is not opened as records: use "
+                                     u"\"zuhost users\", or statements of your own",
+                                     {TableName}));
     }
     auto Shape = std::make_shared<const TTableShape>(ReadTableShape(*Connection, TableName));
     return std::make_unique<TSqlUserTable>(std::move(Shape), std::move(Database));

@@ -31,8 +31,8 @@ using TDatabaseOfThread = std::function<TSqlDatabase*()>;
 
 /// The table of that name, read from the catalogue; a letter case of A to Z that differs is forgiven when
 /// only one table fits. `Database` is asked at each call that needs one and must outlive the table.
-/// @throws EUserTableError when there is no database or no such table, for views and tables without primary
-///         key; EDatabaseError.
+/// @throws EUserTableError when there is no database or no such table, for views, tables without primary key
+///         and the host's own tables (IsHostTable); EDatabaseError.
 [[nodiscard]] std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName,
                                                         TDatabaseOfThread Database);
 

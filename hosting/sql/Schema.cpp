@@ -1,6 +1,9 @@
 #include "hosting/sql/Schema.h"
 
 #include "host/Format.h"
+#include "host/StringHelpers.h"
+
+#include <algorithm>
 
 namespace zutools::hosting {
 
@@ -163,6 +166,13 @@ void Run(TSqlDatabase& Database, const TMigration& Migration) {
 
 std::span<const TMigration> HostMigrations() {
     return Migrations;
+}
+
+bool IsHostTable(std::u16string_view Table) {
+    constexpr std::u16string_view Names[] = {u"ZuDocumentKinds",  u"ZuDocuments",  u"ZuDocumentJournal",
+                                             u"ZuProfiles",       u"ZuPrivileges", u"ZuUsers",
+                                             u"ZuUserAttributes", u"ZuSignIns",    u"ZuSchemaVersion"};
+    return std::ranges::any_of(Names, [Table](std::u16string_view Name) { return SameText(Name, Table); });
 }
 
 int SchemaVersion(TSqlDatabase& Database) {

@@ -36,6 +36,10 @@ struct TMigration {
 ///         changed. Not inside a transaction.
 int UpgradeSchema(TSqlDatabase& Database, std::span<const TMigration> Migrations = HostMigrations());
 
+/// One of the host's tables that hold users, rights, documents and the schema's own version, ignoring the
+/// case of A to Z: the application does not open them as records, whatever rights its users have.
+[[nodiscard]] bool IsHostTable(std::u16string_view Table);
+
 /// The number of the last migration that was run; 0 for a database without the host's tables.
 [[nodiscard]] int SchemaVersion(TSqlDatabase& Database);
 
