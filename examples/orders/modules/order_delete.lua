@@ -12,7 +12,7 @@ if request.Method == "POST" then
   if RecordBlocker:CheckRecordAccess(block_id) == 2 and RecordBlocker:CommitRecord(block_id) then
     return response:Redirect("/orders?done=deleted")
   end
-  local why = RecordBlocker:LastError() and record.why() or { code = 220, message = "" }
+  local why = RecordBlocker:LastError() and record.why() or { code = 220, message = page.string("lock.220") }
   if why.code == 303 then RecordBlocker:RollBackRecord(block_id) end
   return record.refuse(why, id, "/order/delete")
 end
@@ -22,7 +22,7 @@ if not block then return record.refuse(why, id, "/order/delete") end
 
 local suffix = request.Language == "en" and "En" or "Ru"
 local order = db.select("SELECT " .. page.order_number .. " AS Number, o.OrderDate, o.Customer" .. suffix ..
-  " AS Customer FROM Orders o" .. page.order_document .. " WHERE o.ID = :ID", { ID = math.tointeger(id) })[1]
+  " AS Customer FROM Orders o" .. page.order_document .. " WHERE o.ID = :ID", { ID = page.integer(id) })[1]
 local view = zu.create("TTemplate")
 view.Name = "order_delete.html"
 view.Tag["NUMBER"] = zu.html_escape(order.Number)

@@ -59,20 +59,22 @@ local function is_one_of(list, text)
   return false
 end
 
-local function fault(field, value)
+local function fault(field, value, stored)
   if value == "" then return field.required and "field.required" or nil end
   if (utf8.len(value) or math.huge) > field.length then return "field.long" end
-  if not pcall(function() ParamsChecker:CheckParamValue(field.name, value, true) end) then return "field.refused" end
+  if value ~= stored and not pcall(function() ParamsChecker:CheckParamValue(field.name, value, true) end) then return "field.refused" end
   if field.name == "date" and not is_date(value) then return "field.date" end
   if field.name == "city" and not is_one_of(cities, value) then return "field.choice" end
   if field.name == "status" and not is_one_of(statuses, value) then return "field.choice" end
 end
 
---- Language keys by field of what is wrong with the values; nil when nothing is.
-function form.faults(values)
+--- Language keys by field of what is wrong with the values; nil when nothing is. A value that the record has already
+--- need not pass the value filter.
+function form.faults(values, block)
   local faults
+  local stored = form.values_of(block)
   for _, field in ipairs(fields) do
-    local found = fault(field, values[field.name])
+    local found = fault(field, values[field.name], stored[field.name])
     if found then
       faults = faults or {}
       faults[field.name] = found
@@ -91,7 +93,7 @@ function form.fill(block, kept)
   local words = { interface.Number or "", values.customer_ru, values.customer_en, interface.CityRu, interface.CityEn }
   if kept.id ~= "" then
     for _, line in ipairs(db.select("SELECT ProductRu, ProductEn FROM OrderLines WHERE OrderID = :ID ORDER BY LineNumber",
-        { ID = math.tointeger(kept.id) })) do
+        { ID = page.integer(kept.id) })) do
       words[#words + 1], words[#words + 2] = line.ProductRu, line.ProductEn
     end
   else
@@ -136,8 +138,8 @@ local function field_text(name, value)
   return value
 end
 
---- Shows the form. `says`: `banner` (a text), `faults` (language keys by field), `theirs` (values by field that somebody
---- else stored meanwhile), `lost` ("session", "block" or "deleted": the record must be taken again), `title`, `status`.
+--- Shows the form. `says`: `banner` (a text), `faults` (language keys by field), `theirs` (by field, what
+--- somebody else stored meanwhile: `now`, and `before`), `lost` ("session", "block" or "deleted": the record must be taken again), `title`, `status`.
 function form.show(kept, says)
   local view = zu.create("TTemplate")
   view.Name = "order_edit.html"
@@ -151,7 +153,9 @@ function form.show(kept, says)
       hints[#hints + 1], class = page.string(faults[name]), "wrong"
     end
     if theirs[name] then
-      hints[#hints + 1] = page.string("edit.theirs") .. " «" .. field_text(name, theirs[name]) .. "»"
+      local taken_over = theirs[name].now == kept.values[name]
+      hints[#hints + 1] = page.string(taken_over and "edit.taken_over" or "edit.theirs") .. " «" ..
+        field_text(name, taken_over and theirs[name].before or theirs[name].now) .. "»"
       class = class or "changed"
     end
     if #hints > 0 then
@@ -176,6 +180,7 @@ function form.show(kept, says)
   if says.banner or says.faults then
     local banner = view.Part["BANNER"]
     banner.Tag["TEXT"] = zu.html_escape(says.banner or page.string("edit.faults"))
+    if not marked then banner.Tag["FOCUS"] = " autofocus" end
     view.Tag["BANNER"] = banner:BuildTemplate()
   end
 
@@ -190,7 +195,7 @@ function form.show(kept, says)
   end
   local title = page.string(kept.id == "" and "edit.new" or "edit.title")
   local number = kept.id ~= "" and db.select("SELECT " .. page.order_number .. " AS Number FROM Orders o" ..
-    page.order_document .. " WHERE o.ID = :ID", { ID = math.tointeger(kept.id) or 0 })[1]
+    page.order_document .. " WHERE o.ID = :ID", { ID = page.integer(kept.id) or 0 })[1]
   if number then title = title .. " " .. number.Number end
   view.Tag["TITLE"] = zu.html_escape(title)
   response.Status = says.status or 200
@@ -220,12 +225,12 @@ function form.retake(kept, banner)
     return form.show(kept, { lost = why.code == 302 and "deleted" or "block", banner = record.message(why),
       status = why.code == 402 and 403 or 409 })
   end
-  local now, theirs, mine = form.values_of(block), {}, kept.was
+  local now, theirs, before = form.values_of(block), {}, kept.was
   kept.block, kept.was = block.ID, now
   for name, value in pairs(now) do
-    if kept.id ~= "" and value ~= mine[name] then
-      if kept.values[name] == mine[name] then kept.values[name] = value end
-      theirs[name] = value
+    if kept.id ~= "" and value ~= before[name] then
+      if kept.values[name] == before[name] then kept.values[name] = value end
+      theirs[name] = { now = value, before = before[name] }
     end
   end
   if next(theirs) then banner = page.string("edit.changed") end

@@ -25,13 +25,12 @@ if action == "insert" then -- what was typed for an order that somebody deleted
 end
 if action == "retake" then return form.retake(kept) end
 
-local faults = form.faults(kept.values)
-if faults then return form.show(kept, { faults = faults, status = 422 }) end
-
 local block = record.holds(kept.block) and RecordBlocker:GetLockRecord(kept.block)
 if not block or block.TableName ~= "Orders" or block.RecordID ~= kept.id then
   return form.show(kept, { lost = "block", banner = page.string("lost.block"), status = 409 })
 end
+local faults = form.faults(kept.values, block)
+if faults then return form.show(kept, { faults = faults, status = 422 }) end
 form.fill(block, kept)
 
 -- New orders get a document, whose number is theirs; what has one is journalled.

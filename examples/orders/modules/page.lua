@@ -65,9 +65,14 @@ function page.moment(text)
   return page.date(text:sub(1, 10)) .. text:sub(11, 16)
 end
 
+--- A text as a whole number; nil when it is none.
+function page.integer(text)
+  return math.tointeger(tonumber(text, 10))
+end
+
 --- A whole number from a request parameter within bounds, or the default.
 function page.number(name, default, lowest, highest)
-  local value = math.tointeger(tonumber(page.param(name), 10))
+  local value = page.integer(page.param(name))
   if not value then return default end
   return math.max(lowest, math.min(highest, value))
 end

@@ -38,7 +38,7 @@ if (live && order) {
 
 // A page that waits for a record: asks for it as soon as it is free.
 const retry = document.querySelector("form[data-retry]");
-if (retry) {
+if (retry && retry.dataset.retry) {
   const status = retry.querySelector("[role=status]");
   status.textContent = status.dataset.waiting;
   const timer = setInterval(async () => {
