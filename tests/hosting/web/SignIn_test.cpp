@@ -141,6 +141,24 @@ TEST_F(SignInTest, TheFormTokenOfBeforeIsWorthNothing) {
     EXPECT_EQ(Run("").Status, 200);
 }
 
+TEST_F(SignInTest, AModuleThatLooksAtTheTokenItselfIsToldAboutIt) {
+    Route.FormToken = false;
+    const std::string Token = Body("response:Write(request.FormToken)");
+    constexpr std::string_view Ask = "response:Write(tostring(request.FormTokenGood))";
+    EXPECT_EQ(Body(Ask), "false");
+    Raw.Method = "POST";
+    Raw.Form = "form_token=" + std::string(Token.size(), '0');
+    EXPECT_EQ(Body(Ask), "false");
+    Raw.Form = "form_token=" + Token;
+    EXPECT_EQ(Body(Ask), "true");
+    Cookie.clear(); // the session is over
+    EXPECT_EQ(Body(Ask), "false");
+}
+
+TEST_F(SignInTest, PagesKnowHowLongTheSessionLasts) {
+    EXPECT_EQ(Body("response:Write(session.idle_seconds)"), "1200");
+}
+
 TEST_F(SignInTest, RefusedAndWaitChangeNothing) {
     Run("");
     const std::string Before = Cookie;
