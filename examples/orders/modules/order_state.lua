@@ -7,8 +7,8 @@ local block = page.param("block")
 if session.user == "" then
   response:Write("signed-out")
 elseif block ~= "" then
-  local state = RecordBlocker:CheckRecordAccess(block)
-  response:Write(state >= 1 and state <= 3 and "held" or "lost")
+  local held = RecordBlocker:GetLockRecord(block) -- unlike CheckRecordAccess it leaves the block's history alone
+  response:Write(held and held.SID == Session.SID and "held" or "lost")
 else
   response:Write(zu.blocks.holder("Orders", page.param("id")) and "taken" or "free")
 end

@@ -4,7 +4,9 @@ local page = require "page"
 
 local kept = page.param("kept") == "order"
 local answer
-if request.Method == "POST" then
+if request.Method == "POST" and not request.FormTokenGood then
+  answer = "stale" -- the page with the form lay too long
+elseif request.Method == "POST" then
   answer = session.sign_in(page.param("user"), page.param("password"))
   if answer == "ok" and not kept then return response:Redirect(session.back) end
 end
