@@ -29,7 +29,7 @@ typename TChunkedList<TNamed<TItem>>::TPlace TBlockLists::FindName(const TChunke
     return List.Find([&](const TNamed<TItem>& Entry) {
         if (const int Order = Entry.Key.Compare(Key)) return Order;
         const std::u16string& Own = NameOf(*Entry.Item);
-        return SameSpelling(Own, Name) ? 0 : Match.Compare(Own, Name);
+        return SameUnits(Own, Name) ? 0 : Match.Compare(Own, Name);
     });
 }
 
@@ -118,7 +118,7 @@ void TBlockLists::EnterTable(TBlock& Block, const TBlockSpot& Spot, std::u16stri
     TBlockTable& Table = Spot.Table != nullptr ? *Spot.Table : NewTable(Spot, TableName);
     Block.FTableEntry = &Table;
     Block.FTableName =
-        SameSpelling(*Table.Name, TableName) ? Table.Name : std::make_shared<const std::u16string>(TableName);
+        SameUnits(*Table.Name, TableName) ? Table.Name : std::make_shared<const std::u16string>(TableName);
     switch (Block.FRecAction) {
     case otTable:
         Table.Lock = &Block;
@@ -172,7 +172,7 @@ void TBlockLists::EraseID(TIDs& List, const TBlock& Block) {
 /// The owner that the blocks of a session share; made anew when the user's name changed.
 std::shared_ptr<const TZUBlockOwner> TBlockLists::OwnerOf(std::u16string_view SID,
                                                           std::u16string_view UserName) {
-    if (!FLastOwner || !SameSpelling(FLastOwner->SID, SID) || !SameSpelling(FLastOwner->UserName, UserName))
+    if (!FLastOwner || !SameUnits(FLastOwner->SID, SID) || !SameUnits(FLastOwner->UserName, UserName))
         FLastOwner = std::make_shared<const TZUBlockOwner>(
             TZUBlockOwner{std::u16string(SID), std::u16string(UserName)});
     return FLastOwner;
@@ -181,7 +181,7 @@ std::shared_ptr<const TZUBlockOwner> TBlockLists::OwnerOf(std::u16string_view SI
 void TBlockLists::EnterSession(TBlock& Block, std::u16string_view SID, std::u16string_view UserName) {
     TBlockSession* Session = FindSession(SID);
     if (Session == nullptr) Session = &FSessions[std::u16string(SID)];
-    if (!Session->Owner || !SameSpelling(Session->Owner->UserName, UserName))
+    if (!Session->Owner || !SameUnits(Session->Owner->UserName, UserName))
         Session->Owner = OwnerOf(SID, UserName);
     Block.FOwner = Session->Owner;
     Block.FSession = Session;

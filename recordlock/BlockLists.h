@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include "host/StringHelpers.h"
 #include "recordlock/Caller.h"
 #include "recordlock/ChunkedList.h"
 #include "recordlock/Zurecblk.h"
@@ -104,7 +105,7 @@ private:
     struct TSame {
         using is_transparent = void;
         [[nodiscard]] bool operator()(std::u16string_view Left, std::u16string_view Right) const {
-            return SameSpelling(Left, Right);
+            return SameUnits(Left, Right);
         }
     };
 

@@ -3,6 +3,7 @@
 #include "host/Dictionary.h"
 #include "host/Security.h"
 #include "host/Session.h"
+#include "host/StringHelpers.h"
 #include "host/ThreadContainer.h"
 #include "recordlock/BlockLists.h"
 #include "recordlock/Caller.h"
@@ -193,7 +194,7 @@ bool TZURecordBlocker::FindTaken(const TBlockSpot& Spot, std::u16string_view Tab
     if (ActionType == otInsert) return false;
     TZURecordBlockerObject* const Block = TBlockLists::RecordAt(Spot);
     if (Block == nullptr) return false;
-    if (!SameSpelling(Block->SID(), TBlockCaller().SID)) {
+    if (!SameUnits(Block->SID(), TBlockCaller().SID)) {
         HandleError(Block->FRecAction == otEdit ? ErrorEditInOtherSession : ErrorDeleteInOtherSession, Block);
         return true;
     }
@@ -272,7 +273,7 @@ std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::LockTable(std::u1
     const TBlockSpot Spot = FLists->SpotOf(TableName);
     if (const TBlockTable* const Table = Spot.Table) {
         if (TBlock* const Held = Table->Lock) {
-            if (!SameSpelling(Held->SID(), TBlockCaller().SID)) {
+            if (!SameUnits(Held->SID(), TBlockCaller().SID)) {
                 HandleError(ErrorTableLocked, Held);
                 return nullptr;
             }
@@ -298,7 +299,7 @@ std::int32_t TZURecordBlocker::CheckRecordInternal(TBlock* Block) {
     if (!Holds(Block)) return 0;
     Block->AddToHistory(TBlockEvent::Checked);
     const std::int32_t State = Block->FRecAction + 1;
-    return SameSpelling(Block->SID(), TBlockCaller().SID) ? State : State + 10;
+    return SameUnits(Block->SID(), TBlockCaller().SID) ? State : State + 10;
 }
 
 std::int32_t TZURecordBlocker::CheckRecordByObject(TZURecordBlockerTableObject* CurObject) {

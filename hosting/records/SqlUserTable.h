@@ -26,9 +26,6 @@
 
 namespace zutools::hosting {
 
-/// The calling thread's connection; null when there is no database.
-using TDatabaseOfThread = std::function<TSqlDatabase*()>;
-
 /// The table of that name, read from the catalogue; a letter case of A to Z that differs is forgiven when
 /// only one table fits. `Database` is asked at each call that needs one and must outlive the table.
 /// @throws EUserTableError when there is no database or no such table, for views, tables without primary key

@@ -18,9 +18,6 @@
 
 namespace zutools::hosting {
 
-/// The calling thread's connection; null when the application has no database.
-using TDatabaseOfThread = std::function<TSqlDatabase*()>;
-
 /// The one of an application manager, which it keeps alive; null when its database is none of hosting/sql.
 [[nodiscard]] TDatabaseOfThread DatabaseOfManager(std::shared_ptr<TApplicationManager> Manager);
 

@@ -18,6 +18,7 @@
 #include "hosting/sql/ParamNames.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -88,6 +89,9 @@ private:
     class TExec;
     std::unique_ptr<TConnection> FConnection;
 };
+
+/// The calling thread's connection; null when there is no database.
+using TDatabaseOfThread = std::function<TSqlDatabase*()>;
 
 /// ParseDatabaseUrl and TSqlDatabase in one step.
 [[nodiscard]] std::unique_ptr<TDatabase> OpenDatabase(std::u16string_view Url,
