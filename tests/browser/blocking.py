@@ -372,6 +372,13 @@ class PlainClient:
         return answer.status, answer.read().decode(), answer.geturl()
 
 
+    def sign_in(self, user):
+        token = re.search(r'name="form_token" value="(\w+)"', self.ask("/signin")[1]).group(1)
+        answer = self.ask("/signin", form_token=token, user=user, password="demo-" + user, back="/orders")
+        expect(f">{user}</span>" in answer[1], f"{user} is signed in: {answer[0]}")
+        return self
+
+
 def fields_of(text):
     form = text[text.index("<form id=\"order\""):]
     fields = {name: html.unescape(value) for name, value in re.findall(r'<input[^>]* name="(\w+)"[^>]* value="([^"]*)"', form)}
@@ -402,6 +409,21 @@ def test_works_without_scripts_and_writes_nothing_without_token(team):
     expect(client.ask(f"/order?id={order}")[0] == 200, "the order is still there")
     other = PlainClient(team.server.url)
     expect(other.ask("/order/save", **good)[0] == 403, "a session without a user writes nothing")
+
+
+def test_a_block_is_of_no_use_to_others(team):
+    anna, mark = (PlainClient(team.server.url).sign_in(user) for user in ("anna", "mark"))
+    order, another = team.orders.pop(), team.orders.pop()
+    held = fields_of(anna.ask(f"/order/edit?id={order}")[1])
+    own = fields_of(mark.ask(f"/order/edit?id={another}")[1])
+    stolen = {**held, "form_token": own["form_token"], "note": "чужая рука"}
+    for path, action in (("/order/save", "save"), ("/order/save", "cancel"), ("/order/release", ""), ("/order/delete", "delete")):
+        status, text, _ = mark.ask(path, **{**stolen, "action": action})
+        expect(action != "save" or status == 409 and "блокировку снял" in text, f"another session's block saves nothing: {status}")
+    status, text, _ = mark.ask("/order/save", **{**own, "id": order, "note": "чужая рука"})
+    expect(status == 409, f"a block does not save another order: {status}")
+    status, text, _ = anna.ask("/order/save", **held)
+    expect(status == 200 and "чужая рука" not in text, f"whoever has the block still has it: {status}")
 
 
 def test_new_pages_fit_a_phone_and_complain_of_nothing(team):
