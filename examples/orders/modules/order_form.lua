@@ -62,7 +62,8 @@ end
 local function fault(field, value, stored)
   if value == "" then return field.required and "field.required" or nil end
   if (utf8.len(value) or math.huge) > field.length then return "field.long" end
-  if value ~= stored and not pcall(function() ParamsChecker:CheckParamValue(field.name, value, true) end) then return "field.refused" end
+  local passes = value == stored or pcall(function() ParamsChecker:CheckParamValue(field.name, value, true) end)
+  if not passes then return "field.refused" end
   if field.name == "date" and not is_date(value) then return "field.date" end
   if field.name == "city" and not is_one_of(cities, value) then return "field.choice" end
   if field.name == "status" and not is_one_of(statuses, value) then return "field.choice" end
@@ -139,7 +140,8 @@ local function field_text(name, value)
 end
 
 --- Shows the form. `says`: `banner` (a text), `faults` (language keys by field), `theirs` (by field, what
---- somebody else stored meanwhile: `now`, and `before`), `lost` ("session", "block" or "deleted": the record must be taken again), `title`, `status`.
+--- somebody else stored meanwhile: `now`, and `before`), `lost` ("session", "block" or "deleted": the
+--- record must be taken again), `status`.
 function form.show(kept, says)
   local view = zu.create("TTemplate")
   view.Name = "order_edit.html"

@@ -162,7 +162,8 @@ if count == 0 then
 else
   local offset = (current - 1) * rows_per_page
   values.Limit, values.Offset = rows_per_page, offset
-  local orders = db.select(localised("SELECT o.ID, " .. page.order_number .. " AS Number, o.OrderDate, {customer} AS Customer, {city} AS City, " ..
+  local orders = db.select(localised("SELECT o.ID, " .. page.order_number .. " AS Number, o.OrderDate, " ..
+    "{customer} AS Customer, {city} AS City, " ..
     "o.Status, o.Total" .. from .. where .. " ORDER BY " .. sortable[sort]) .. " " .. direction ..
     ", o.ID " .. direction .. " LIMIT :Limit OFFSET :Offset", values)
   local result = list.Part["RESULT"]

@@ -21,7 +21,8 @@ function record.take(id, action)
   local state = RecordBlocker:CheckRecordAccess("Orders", id)
   if state == 1 or state == 2 then
     local old
-    if state == 1 then old = RecordBlocker:GetLockRecord("Orders", id) else old = RecordBlocker:DeleteRecord("Orders", id) end
+    if state == 1 then old = RecordBlocker:GetLockRecord("Orders", id) end
+    if state == 2 then old = RecordBlocker:DeleteRecord("Orders", id) end
     if old then RecordBlocker:RollBackRecord(old.ID) end
   end
   local block
