@@ -117,8 +117,12 @@ void TWordScan::MakeFilter() {
             for (std::size_t Index = 0; Index < FRun; ++Index) Narrow[Index] = NarrowOf(Word[At + Index]);
             const std::uint32_t Key = KeyAt(Narrow.data());
             FBits[HashOf(Key) / 64] |= std::uint64_t{1} << (HashOf(Key) % 64);
-            Buckets[BucketOf(Key)].push_back(
-                {Key, static_cast<std::uint32_t>(Number), static_cast<std::uint32_t>(At)});
+            Buckets[BucketOf(Key)].push_back({.Key = Key,
+                                              .Word = static_cast<std::uint32_t>(Number),
+                                              .Offset = static_cast<std::uint32_t>(At),
+                                              .Length = static_cast<std::uint32_t>(Word.size()),
+                                              .First = NarrowOf(Word.front()),
+                                              .Last = NarrowOf(Word.back())});
         }
     }
     for (const auto& Bucket : Buckets) {
@@ -219,16 +223,19 @@ std::uint32_t TWordScan::KeyAt(const std::uint8_t* Narrow) const {
     return Key & FRunMask;
 }
 
-bool TWordScan::Verify(std::u16string_view Text, std::size_t At, std::uint32_t Key) const {
+bool TWordScan::Verify(std::u16string_view Text, const std::uint8_t* Narrow, std::size_t At,
+                       std::uint32_t Key) const {
     const char16_t* const Upper = KX_UpCaseTable();
     const std::uint32_t Bucket = BucketOf(Key);
     const std::uint32_t First = Bucket == 0 ? 0 : FBucketEnds[Bucket - 1];
     for (std::uint32_t Index = First; Index < FBucketEnds[Bucket]; ++Index) {
         const TEntry& Entry = FEntries[Index];
         if (Entry.Key != Key || At < Entry.Offset) continue;
-        const std::u16string& Word = FWords[Entry.Word];
         const std::size_t Start = At - Entry.Offset;
-        if (Word.size() > Text.size() - Start) continue;
+        if (Entry.Length > Text.size() - Start || Narrow[Start] != Entry.First ||
+            Narrow[Start + Entry.Length - 1] != Entry.Last)
+            continue;
+        const std::u16string& Word = FWords[Entry.Word];
         std::size_t Same = 0;
         while (Same < Word.size() && Upper[Text[Start + Same]] == Word[Same]) ++Same;
         if (Same == Word.size()) return true;
@@ -244,7 +251,7 @@ bool TWordScan::AnyFound(std::u16string_view Text, const std::uint8_t* Narrow) c
         const std::uint32_t Key = KeyAt(Narrow + At);
         const std::uint32_t Hash = HashOf(Key);
         if ((FBits[Hash / 64] >> (Hash % 64) & 1) == 0) continue;
-        if (Verify(Text, At, Key)) return true;
+        if (Verify(Text, Narrow, At, Key)) return true;
         // A text full of near misses costs more to verify than to run through the automaton.
         if (++NearMisses <= 4 + At / 32 || !HasAutomaton()) continue;
         return AnyFoundByAutomaton(Text.substr(At - std::min(At, FLongest)));

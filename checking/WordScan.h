@@ -48,6 +48,8 @@ private:
         std::uint32_t Key;
         std::uint32_t Word;
         std::uint32_t Offset;
+        std::uint32_t Length;     // of the word
+        std::uint8_t First, Last; // its ends, narrowed: most near misses fail there
     };
 
     void MakeFilter();
@@ -59,7 +61,8 @@ private:
     bool RunLanes(std::u16string_view Text, TFound Found) const;
     [[nodiscard]] bool HasAutomaton() const { return !FNext.empty(); }
     [[nodiscard]] std::uint32_t KeyAt(const std::uint8_t* Narrow) const;
-    [[nodiscard]] bool Verify(std::u16string_view Text, std::size_t At, std::uint32_t Key) const;
+    [[nodiscard]] bool Verify(std::u16string_view Text, const std::uint8_t* Narrow, std::size_t At,
+                              std::uint32_t Key) const;
     [[nodiscard]] std::uint32_t ClassOf(char16_t Character) const {
         return FPages[FPageOf[Character >> 8]][Character & 0xFF];
     }
