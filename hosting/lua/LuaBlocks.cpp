@@ -117,17 +117,8 @@ int ReadBlocks(lua_State* L) {
 
 } // namespace
 
-// No table: what one run changes in it the next would see.
 void PushBlocks(lua_State* L) {
-    lua_newuserdatauv(L, 0, 0);
-    lua_createtable(L, 0, 3);
-    lua_pushcfunction(L, Border<ReadBlocks>);
-    lua_setfield(L, -2, "__index");
-    lua_pushliteral(L, "zu.blocks");
-    lua_setfield(L, -2, "__name");
-    lua_pushboolean(L, 0);
-    lua_setfield(L, -2, "__metatable");
-    lua_setmetatable(L, -2);
+    PushGuarded(L, "zu.blocks", Border<ReadBlocks>, nullptr);
 }
 
 } // namespace zutools::hosting

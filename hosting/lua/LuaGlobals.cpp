@@ -120,21 +120,6 @@ int WriteCache(lua_State* L) {
     return 0;
 }
 
-// Not a table: a module could write fields into that past any guard, and the next would see them.
-void PushCache(lua_State* L) {
-    lua_newuserdatauv(L, 0, 0);
-    lua_createtable(L, 0, 4);
-    lua_pushcfunction(L, Border<ReadCache>);
-    lua_setfield(L, -2, "__index");
-    lua_pushcfunction(L, Border<WriteCache>);
-    lua_setfield(L, -2, "__newindex");
-    lua_pushliteral(L, "template cache");
-    lua_setfield(L, -2, "__name");
-    lua_pushboolean(L, 0);
-    lua_setfield(L, -2, "__metatable");
-    lua_setmetatable(L, -2);
-}
-
 // ---- zu.as_session
 
 // Message handler of a session's thread: leaves the error as it is.
@@ -206,6 +191,22 @@ int Upper(lua_State* L) {
 
 } // namespace
 
+void PushGuarded(lua_State* L, const char* Name, lua_CFunction Read, lua_CFunction Write) {
+    lua_newuserdatauv(L, 0, 0);
+    lua_createtable(L, 0, 4);
+    lua_pushcfunction(L, Read);
+    lua_setfield(L, -2, "__index");
+    if (Write != nullptr) {
+        lua_pushcfunction(L, Write);
+        lua_setfield(L, -2, "__newindex");
+    }
+    lua_pushstring(L, Name);
+    lua_setfield(L, -2, "__name");
+    lua_pushboolean(L, 0);
+    lua_setfield(L, -2, "__metatable");
+    lua_setmetatable(L, -2);
+}
+
 void OpenZu(lua_State* L) {
     const luaL_Reg Functions[] = {{"create", Border<Create>},
                                   {"as_session", Border<AsSession>},
@@ -215,7 +216,7 @@ void OpenZu(lua_State* L) {
                                   {"upper", Border<Upper>},
                                   {nullptr, nullptr}};
     luaL_newlib(L, Functions);
-    PushCache(L);
+    PushGuarded(L, "template cache", Border<ReadCache>, Border<WriteCache>);
     lua_setfield(L, -2, "cache");
     PushBlocks(L);
     lua_setfield(L, -2, "blocks");

@@ -75,17 +75,7 @@ int WriteSession(lua_State* L) {
 
 void OpenSession(lua_State* L) {
     StateOf(L).Modules.PushBase(L);
-    lua_newuserdatauv(L, 0, 0);
-    lua_createtable(L, 0, 4);
-    lua_pushcfunction(L, Border<ReadSession>);
-    lua_setfield(L, -2, "__index");
-    lua_pushcfunction(L, Border<WriteSession>);
-    lua_setfield(L, -2, "__newindex");
-    lua_pushliteral(L, "session");
-    lua_setfield(L, -2, "__name");
-    lua_pushboolean(L, 0);
-    lua_setfield(L, -2, "__metatable");
-    lua_setmetatable(L, -2);
+    PushGuarded(L, "session", Border<ReadSession>, Border<WriteSession>);
     lua_setfield(L, -2, "session");
     lua_pop(L, 1);
 }
