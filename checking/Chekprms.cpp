@@ -94,6 +94,7 @@ std::unique_ptr<std::u16string> TParamValueChecker::Reason(std::u16string_view V
     if (Rule == nullptr && RefusesNothing(*this)) return nullptr;
     // Kept on purpose: messages quote the upper-cased value, and positions are those in it.
     const std::u16string Upper = AnsiUpperCase(Value);
+    if (Rule != nullptr && Rule->PassesUpper(Upper)) return nullptr;
     const auto Tell = [](std::u16string_view Pattern, std::initializer_list<TFormatArg> Args) {
         return std::make_unique<std::u16string>(Format(Pattern, Args));
     };

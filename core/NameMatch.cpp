@@ -269,8 +269,9 @@ const TNameMatch::TPage& TNameMatch::MakePage(std::size_t Number) const {
                        .first->second;
         }
     }
-    FPages[Number].store(Page.get(), std::memory_order_release);
-    return *FOwnedPages.emplace_back(std::move(Page));
+    const TPage& Owned = *FOwnedPages.emplace_back(std::move(Page)); // before others see it: this may raise
+    FPages[Number].store(&Owned, std::memory_order_release);
+    return Owned;
 }
 
 /// Letters beyond the tables may equal some in them: a wide "A" and "a".
