@@ -13,7 +13,6 @@ function(zu_tests FOLDER)
     cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
     add_executable(zu_${FOLDER}_tests ${ARG_SOURCES})
     target_link_libraries(zu_${FOLDER}_tests PRIVATE zu_flags ${ARG_USES} zu_test_support)
-    target_compile_definitions(zu_${FOLDER}_tests PRIVATE ZU_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data")
     # PRE_TEST: asked for when ctest runs, so that Wine never starts during a build.
     gtest_discover_tests(zu_${FOLDER}_tests DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
         PROPERTIES TIMEOUT 120 LABELS "${FOLDER}")

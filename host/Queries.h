@@ -1,4 +1,4 @@
-// The database as the package sees it: select queries, statements, transactions. hosting/sql stands behind
+// The database as the package sees it: select queries, statements, transactions. server/sql stands behind
 // it.
 //
 // Parameters are named as written in the statement, `:Name`, without the colon here; names compare ignoring

@@ -4,7 +4,7 @@
 
 #include "host/ScriptObjects.h"
 #include "host/Session.h"
-#include "hosting/web/WebObjects.h"
+#include "server/web/WebObjects.h"
 
 #include <CLI/CLI.hpp>
 
@@ -146,7 +146,7 @@ int RunApi(const TArguments& Arguments) {
     if (!Parse(App, Arguments)) return ExitGood;
 
     const TLibrary Library(nullptr, {}, {});
-    hosting::RegisterWebObjects(ScriptRegistry());
+    server::RegisterWebObjects(ScriptRegistry());
     const std::vector<const TClassInfo*> Classes = ReachableClasses();
     if (Markdown) {
         WriteOut(std::u16string_view(u"# Script reference\n\nWhat scripts reach by name. Made by `zuhost api "
@@ -161,7 +161,7 @@ int RunApi(const TArguments& Arguments) {
         const TClassInfo* const Base = KnownBase(*Class, Classes);
         WriteOut(Markdown ? MarkdownClass(*Class, Base) : PlainClass(*Class, Base));
     }
-    hosting::UnregisterWebObjects(ScriptRegistry());
+    server::UnregisterWebObjects(ScriptRegistry());
     return ExitGood;
 }
 

@@ -3,9 +3,9 @@
 #include "apps/zuhost/Commands.h"
 
 #include "host/Exception.h"
-#include "hosting/web/AdminSocket.h"
-#include "hosting/web/Config.h"
 #include "platform/Text.h"
+#include "server/web/AdminSocket.h"
+#include "server/web/Config.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -38,7 +38,7 @@ struct TOptions {
 [[nodiscard]] TJson Ask(const std::u16string& Socket, const TJson& Question) {
     TJson Answer;
     try {
-        Answer = TJson::parse(hosting::AskAdminSocket(Socket, Question.dump()));
+        Answer = TJson::parse(server::AskAdminSocket(Socket, Question.dump()));
     } catch (const TJson::exception&) {
         throw Exception(u"the service gave an answer that is none; is it of another version?");
     }
@@ -119,10 +119,10 @@ int RunBlocks(const TArguments& Arguments) {
         throw EUsage(Lists ? "list takes no further names" : "release takes the ID of one block");
     }
 
-    const hosting::TWebConfig Config = hosting::LoadWebConfig(Text(ConfigFile));
+    const server::TWebConfig Config = server::LoadWebConfig(Text(ConfigFile));
     if (!Config.Admin.Enabled) throw Exception(u"the configuration says admin.enabled = false");
     const std::u16string Socket =
-        Config.Admin.Socket.empty() ? hosting::DefaultAdminSocket(Text(ConfigFile)) : Config.Admin.Socket;
+        Config.Admin.Socket.empty() ? server::DefaultAdminSocket(Text(ConfigFile)) : Config.Admin.Socket;
     if (Lists) {
         PrintList(AllBlocks(Socket, Options.History), Options);
         return ExitGood;

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "host/Services.h"
-#include "hosting/records/SqlUserTable.h"
-#include "hosting/sql/SqlDatabase.h"
+#include "server/records/SqlUserTable.h"
+#include "server/sql/SqlDatabase.h"
 
 #include <memory>
 #include <optional>
@@ -30,17 +30,17 @@ public:
     /// Of any table with a primary key; null without a database. The tables handed out must not outlive this.
     [[nodiscard]] std::unique_ptr<TUserTable> GetTable(std::u16string_view TableName) override {
         if (!FPool) return nullptr;
-        return hosting::MakeUserTable(TableName, [this] { return &FPool->Get(); });
+        return server::MakeUserTable(TableName, [this] { return &FPool->Get(); });
     }
     /// The same as GetDatabase; only with a database.
-    [[nodiscard]] hosting::TSqlDatabase& Connection() { return FPool->Get(); }
+    [[nodiscard]] server::TSqlDatabase& Connection() { return FPool->Get(); }
     /// The calling thread needs its connection no more.
     void ReleaseThread() {
         if (FPool) FPool->ReleaseThread();
     }
 
 private:
-    std::optional<hosting::TDatabasePool> FPool;
+    std::optional<server::TDatabasePool> FPool;
 };
 
 } // namespace zutools::zuhost

@@ -7,9 +7,9 @@
 #include "checking/Presets.h"
 #include "host/Exception.h"
 #include "host/Numbers.h"
-#include "hosting/sql/Schema.h"
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "server/sql/Schema.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -189,7 +189,7 @@ int RunFilters(const TArguments& Arguments) {
     if (Database.empty()) throw EUsage("--database is missing");
 
     TDatabaseManager Manager(u"en", Text(Database));
-    hosting::UpgradeSchema(Manager.Connection());
+    server::UpgradeSchema(Manager.Connection());
     const TCheckParamsDBConfig Filters(Manager);
     SeedReservedFilters(Filters);
     const std::string& Action = Words.front();

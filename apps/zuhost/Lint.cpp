@@ -3,9 +3,9 @@
 #include "apps/zuhost/Commands.h"
 
 #include "host/Exception.h"
-#include "hosting/strings/JsonLocalizator.h"
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "server/strings/JsonLocalizator.h"
 #include "templates/Lint.h"
 
 #include <CLI/CLI.hpp>
@@ -19,7 +19,7 @@ namespace zutools::zuhost {
 namespace {
 
 using TJson = nlohmann::ordered_json;
-using hosting::TJsonLocalizator;
+using server::TJsonLocalizator;
 
 constexpr const char* Footer =
     R"(NAME is a template file below the templates folder; without one, every file below

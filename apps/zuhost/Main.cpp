@@ -6,10 +6,10 @@
 #include "apps/zuhost/Commands.h"
 
 #include "host/Exception.h"
-#include "hosting/lua/LuaEngine.h"
 #include "package/ZuTools.h"
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "server/lua/LuaEngine.h"
 
 #include <algorithm>
 #include <csignal>
@@ -111,7 +111,7 @@ void CheckArguments(const TArguments& Arguments) {
     } catch (const EUsage& Error) {
         Complain(Text(Error.what()));
         return ExitUsage;
-    } catch (const hosting::EScriptError& Error) {
+    } catch (const server::EScriptError& Error) {
         const std::u16string& Traceback = Error.Traceback();
         Complain(Traceback.empty() ? Error.Message() : Error.Message() + u"\n" + Traceback);
     } catch (const platform::TSystemError& Error) {

@@ -2,9 +2,9 @@
 
 #include "apps/zuhost/Shell.h"
 #include "host/Exception.h"
-#include "hosting/rights/Passwords.h"
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "server/rights/Passwords.h"
 
 #include <signal.h>
 #include <termios.h>
@@ -18,7 +18,7 @@ namespace zutools::zuhost {
 
 namespace {
 
-constexpr std::size_t MaxBytes = hosting::TPasswordText::MaxBytes;
+constexpr std::size_t MaxBytes = server::TPasswordText::MaxBytes;
 
 /// The terminal shows nothing while it lives. Signals that end or stop the program wait until it shows again.
 class TNoEcho {
@@ -54,7 +54,7 @@ private:
 class TInput {
 public:
     TInput() = default;
-    ~TInput() { hosting::WipeText(FBytes); }
+    ~TInput() { server::WipeText(FBytes); }
     TInput(const TInput&) = delete;
     TInput& operator=(const TInput&) = delete;
 
@@ -108,7 +108,7 @@ void AskOnce(std::u16string_view Question, TTypedPassword& Password) {
 } // namespace
 
 TTypedPassword::~TTypedPassword() {
-    hosting::WipeText(Text);
+    server::WipeText(Text);
 }
 
 void ReadPassword(std::u16string_view User, TTypedPassword& Password) {

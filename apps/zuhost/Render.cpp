@@ -3,7 +3,7 @@
 #include "apps/zuhost/Commands.h"
 
 #include "host/Exception.h"
-#include "hosting/strings/JsonLocalizator.h"
+#include "server/strings/JsonLocalizator.h"
 #include "templates/Ltemplt.h"
 #include "templates/Ztstmplcache.h"
 
@@ -42,7 +42,7 @@ struct TValue {
 
 /// Keys would come out as they are, which is hard to tell from missing texts.
 void WarnOfLanguage(std::u16string_view Language) {
-    const auto* const Strings = dynamic_cast<const hosting::TJsonLocalizator*>(Services().Localizer.get());
+    const auto* const Strings = dynamic_cast<const server::TJsonLocalizator*>(Services().Localizer.get());
     if (Strings == nullptr || Strings->HasLanguage(Language)) return;
     Complain(u"warning: there is no language file for \"" + std::u16string(Language) + u"\"");
 }

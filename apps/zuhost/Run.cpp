@@ -6,8 +6,8 @@
 #include "checking/Chekprms.h"
 #include "host/Session.h"
 #include "host/ThreadContainer.h"
-#include "hosting/lua/LuaEngine.h"
-#include "hosting/web/Config.h"
+#include "server/lua/LuaEngine.h"
+#include "server/web/Config.h"
 
 #include <CLI/CLI.hpp>
 
@@ -41,7 +41,7 @@ public:
 
 void CheckDatabase(std::u16string_view Url) {
     try {
-        static_cast<void>(hosting::ParseDatabaseUrl(Url));
+        static_cast<void>(server::ParseDatabaseUrl(Url));
     } catch (const EDatabaseError& Error) {
         throw EUsage(Error.what());
     }
@@ -77,8 +77,8 @@ int RunScript(const TArguments& Arguments) {
     const std::u16string File = Text(Script.front());
     Script.erase(Script.begin());
 
-    hosting::TWebConfig Config;
-    if (!ConfigFile.empty()) Config = hosting::LoadWebConfig(Text(ConfigFile));
+    server::TWebConfig Config;
+    if (!ConfigFile.empty()) Config = server::LoadWebConfig(Text(ConfigFile));
     if (!Templates.empty()) Config.Templates = Text(Templates);
     if (!Strings.empty()) Config.Strings = Text(Strings);
     if (!Database.empty()) {
@@ -89,10 +89,10 @@ int RunScript(const TArguments& Arguments) {
     const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
     const TLibrary Library(Manager, Config.Templates, Config.Strings);
     const TSessionScope Session;
-    hosting::TLuaOptions Options;
+    server::TLuaOptions Options;
     Options.Database = [&Manager] { return Manager->GetDatabase(); };
     Options.ThreadEnd = [&Manager] { Manager->ReleaseThread(); };
-    hosting::TLuaEngine Engine(std::move(Options));
+    server::TLuaEngine Engine(std::move(Options));
     Engine.SetGlobal("ParamsChecker", *ParamsChecker);
     Engine.RunFile(File, Script);
     return ExitGood;

@@ -8,22 +8,22 @@
 #include "checking/Presets.h"
 #include "host/Exception.h"
 #include "host/Services.h"
-#include "hosting/lua/LuaEngine.h"
-#include "hosting/records/SqlDictionary.h"
-#include "hosting/rights/SqlSecurity.h"
-#include "hosting/rights/Users.h"
-#include "hosting/sql/Schema.h"
-#include "hosting/strings/JsonLocalizator.h"
-#include "hosting/web/AdminSocket.h"
-#include "hosting/web/Config.h"
-#include "hosting/web/LuaModuleRunner.h"
-#include "hosting/web/Server.h"
-#include "hosting/web/SpdLogger.h"
-#include "hosting/web/ValueFilter.h"
-#include "hosting/web/WebObjects.h"
 #include "package/ZuTools.h"
 #include "platform/Text.h"
 #include "recordlock/Zurecblk.h"
+#include "server/lua/LuaEngine.h"
+#include "server/records/SqlDictionary.h"
+#include "server/rights/SqlSecurity.h"
+#include "server/rights/Users.h"
+#include "server/sql/Schema.h"
+#include "server/strings/JsonLocalizator.h"
+#include "server/web/AdminSocket.h"
+#include "server/web/Config.h"
+#include "server/web/LuaModuleRunner.h"
+#include "server/web/Server.h"
+#include "server/web/SpdLogger.h"
+#include "server/web/ValueFilter.h"
+#include "server/web/WebObjects.h"
 #include "templates/Ztstmplcache.h"
 
 #include <pthread.h>
@@ -43,7 +43,7 @@ namespace zutools::zuhost {
 
 namespace {
 
-using namespace zutools::hosting;
+using namespace zutools::server;
 
 void Tell(std::string_view Message) {
     std::cerr << "zuhost: " << Message << std::endl;

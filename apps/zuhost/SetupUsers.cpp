@@ -7,7 +7,7 @@ namespace zutools::zuhost {
 
 namespace {
 
-using namespace zutools::hosting;
+using namespace zutools::server;
 
 TSetupUsers& Self(TObject& Target) {
     return static_cast<TSetupUsers&>(Target);

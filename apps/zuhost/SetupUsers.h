@@ -4,8 +4,8 @@
 #pragma once
 
 #include "host/ScriptObjects.h"
-#include "hosting/rights/Profiles.h"
-#include "hosting/rights/Users.h"
+#include "server/rights/Profiles.h"
+#include "server/rights/Users.h"
 
 #include <utility>
 
@@ -16,14 +16,14 @@ namespace zutools::zuhost {
 /// and Profiles.h say.
 class TSetupUsers : public TIObject {
 public:
-    explicit TSetupUsers(const hosting::TDatabaseOfThread& Database)
+    explicit TSetupUsers(const server::TDatabaseOfThread& Database)
         : Users(Database)
         , Profiles(Database) {}
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
-    hosting::TUsers Users;
-    hosting::TProfiles Profiles;
+    server::TUsers Users;
+    server::TProfiles Profiles;
 };
 
 void RegisterSetupUsers(TScriptRegistry& Registry);

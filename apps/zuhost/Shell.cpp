@@ -1,12 +1,12 @@
 #include "apps/zuhost/Shell.h"
 
 #include "host/Exception.h"
-#include "hosting/records/SqlDictionary.h"
-#include "hosting/rights/SqlSecurity.h"
-#include "hosting/strings/JsonLocalizator.h"
 #include "package/ZuTools.h"
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "server/records/SqlDictionary.h"
+#include "server/rights/SqlSecurity.h"
+#include "server/strings/JsonLocalizator.h"
 #include "templates/Ztstmplcache.h"
 
 #include <CLI/CLI.hpp>
@@ -114,10 +114,10 @@ TLibrary::TLibrary(std::shared_ptr<TApplicationManager> Manager, std::u16string_
                    std::u16string_view Strings) {
     TServices Services{std::move(Manager), nullptr, std::make_shared<TShellLogger>()};
     if (const auto& Given = Services.ApplicationManager; Given != nullptr) {
-        Services.Security = std::make_shared<hosting::TSqlSecurityManager>(hosting::DatabaseOfManager(Given));
-        Services.Dictionary = std::make_shared<hosting::TSqlDictionary>(hosting::DatabaseOfManager(Given));
+        Services.Security = std::make_shared<server::TSqlSecurityManager>(server::DatabaseOfManager(Given));
+        Services.Dictionary = std::make_shared<server::TSqlDictionary>(server::DatabaseOfManager(Given));
     }
-    if (!Strings.empty()) Services.Localizer = std::make_shared<hosting::TJsonLocalizator>(Strings);
+    if (!Strings.empty()) Services.Localizer = std::make_shared<server::TJsonLocalizator>(Strings);
     SetServices(std::move(Services));
     StartZuTools();
     ZTSTemplateCache->SetTemplateDirectory(Templates);

@@ -6,12 +6,12 @@
 
 #include "host/Exception.h"
 #include "host/StringHelpers.h"
-#include "hosting/rights/Profiles.h"
-#include "hosting/rights/SqlSecurity.h"
-#include "hosting/rights/Users.h"
-#include "hosting/sql/Schema.h"
-#include "hosting/web/Config.h"
 #include "platform/Text.h"
+#include "server/rights/Profiles.h"
+#include "server/rights/SqlSecurity.h"
+#include "server/rights/Users.h"
+#include "server/sql/Schema.h"
+#include "server/web/Config.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -23,7 +23,7 @@ namespace zutools::zuhost {
 namespace {
 
 using TJson = nlohmann::ordered_json;
-using namespace zutools::hosting;
+using namespace zutools::server;
 
 constexpr const char* Footer =
     R"(ACTION is one of

@@ -1,0 +1,106 @@
+// One Lua state with the script registry's objects in it.
+//
+// A worker thread makes one engine and runs scripts in it one after the other; an engine is used by one
+// thread at a time. Objects of the library are reached by their registered names first, then by their
+// published properties and methods, then by their own hooks: `tpl.Name = "page"`, `tpl.Tag["X"] = "1"`,
+// `tpl:BuildTemplate()`.
+//
+// An engine remembers what a class's names mean: register classes before the engines are made, and unregister
+// them after the engines are gone.
+
+#pragma once
+
+#include "host/Exception.h"
+#include "host/Object.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zutools {
+class TDatabase;
+}
+
+namespace zutools::server {
+
+/// A script that failed. The message begins with the place, `script.lua:12: what happened`, unless the script
+/// raised a text without one; the traceback is for the log, one call a line, and empty for a script that does
+/// not compile.
+class EScriptError : public Exception {
+public:
+    EScriptError(std::u16string Message, std::u16string Traceback)
+        : Exception(std::move(Message))
+        , FTraceback(std::make_shared<const std::u16string>(std::move(Traceback))) {}
+    [[nodiscard]] const std::u16string& Traceback() const { return *FTraceback; }
+
+private:
+    std::shared_ptr<const std::u16string> FTraceback;
+};
+
+class TSessionControl;
+
+struct TLuaOptions {
+    /// For web modules: no os.execute, io, debug, native modules; no reading of files by load, dofile or
+    /// loadfile, `require` finds Lua files in ModuleDirectory only, `print` goes to the log, and no run sees
+    /// what an earlier one left behind.
+    bool Sandboxed = false;
+    /// Where `require` looks; empty means nowhere when sandboxed, and Lua's own places otherwise.
+    std::u16string ModuleDirectory;
+    /// Virtual machine instructions a run may take, rounded up to a thousand; 0 means no limit. Passing it is
+    /// a script error that the script cannot go on from. Time spent inside one library function is not
+    /// counted.
+    std::uint64_t InstructionLimit = 0;
+    /// Bytes the state may hold; 0 means no limit. Passing it is a script error that the script cannot go on
+    /// from. The library's objects that scripts made are not counted.
+    std::size_t MemoryLimit = 0;
+    /// The calling thread's database for `db`; null, or an empty function, when there is none.
+    std::function<TDatabase*()> Database;
+    /// Called at the end of each thread that `zu.as_session` made, to release what is kept by thread (the
+    /// database connection); may be empty.
+    std::function<void()> ThreadEnd;
+    /// The session of the page that runs, for the global `session` (SessionControl.h); null when none runs.
+    /// Empty: scripts have no such global.
+    std::function<TSessionControl*()> Session;
+};
+
+class TLuaEngine {
+public:
+    /// @throws EScriptError when the memory limit is too small for the libraries.
+    explicit TLuaEngine(TLuaOptions Options);
+    ~TLuaEngine();
+    TLuaEngine(const TLuaEngine&) = delete;
+    TLuaEngine& operator=(const TLuaEngine&) = delete;
+
+    /// Makes an object a global of the scripts. Not owned: when it dies, scripts get an error instead of the
+    /// object. Between runs only, as everything below. `Name` is UTF-8.
+    void SetGlobal(std::string_view Name, TObject& Object);
+    /// Makes a global of what `Object` gives at each use, on the thread that uses it: data of the calling
+    /// thread. While it gives null, every name of the global reads as nil.
+    void SetGlobal(std::string_view Name, std::function<TObject*()> Object);
+    /// Makes a global nil again.
+    void ClearGlobal(std::string_view Name);
+
+    /// Runs a script file with `arg` as stand-alone Lua has it. Blocks until it ends.
+    /// @throws EScriptError for any error in it, platform::TSystemError when the file cannot be read,
+    /// Exception when
+    ///         called from inside a script of this engine.
+    void RunFile(std::u16string_view File, const std::vector<std::string>& Args = {});
+    /// Runs a web module: compiled at its first call, and again when the file's time or size changed; globals
+    /// that it sets do not stay for the next run.
+    /// @throws as RunFile.
+    void RunModule(std::u16string_view File);
+    /// Runs a text; `ChunkName` stands in messages.
+    /// @throws as RunFile.
+    void RunText(std::string_view Text, std::string_view ChunkName);
+
+    struct TImpl;
+
+private:
+    std::unique_ptr<TImpl> FImpl;
+};
+
+} // namespace zutools::server

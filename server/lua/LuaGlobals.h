@@ -1,0 +1,24 @@
+// The globals that every engine has. For the sources of this folder.
+
+#pragma once
+
+#include <lua.hpp>
+
+namespace zutools::server {
+
+/// `zu`: objects, the template cache, sessions, texts. Inside a protected call, as the next.
+void OpenZu(lua_State* L);
+/// `db`: the calling thread's database.
+void OpenDatabase(lua_State* L);
+/// Leaves `zu.blocks` on the stack: who has which record.
+void PushBlocks(lua_State* L);
+/// `session`: signing in and out, for engines of pages.
+void OpenSession(lua_State* L);
+/// Pushes an object named `Name` in messages whose names `Read` gives; `Write` may be null for one that is
+/// not written. Not a table: a module could write fields into that past any guard, and the next would see
+/// them.
+void PushGuarded(lua_State* L, const char* Name, lua_CFunction Read, lua_CFunction Write);
+/// Message handler of protected calls: turns any error into its text, and notes the traceback.
+int HandleMessage(lua_State* L);
+
+} // namespace zutools::server

@@ -1,0 +1,83 @@
+// `session`: signing in and out, for pages.
+
+#include "host/Exception.h"
+#include "host/Format.h"
+#include "host/Security.h"
+#include "host/Services.h"
+#include "host/Session.h"
+#include "host/StringHelpers.h"
+#include "server/lua/LuaGlobals.h"
+#include "server/lua/LuaState.h"
+#include "server/lua/LuaValues.h"
+#include "server/lua/SessionControl.h"
+
+namespace zutools::server {
+
+namespace {
+
+TSessionControl& Control(lua_State* L) {
+    TSessionControl* const Result = StateOf(L).Options.Session();
+    if (Result == nullptr) throw EIObjectError(u"session: no page is running");
+    return *Result;
+}
+
+int SignIn(lua_State* L) {
+    const std::u16string User = ToText(L, 1, {u"", u"session.sign_in", 1});
+    const std::u16string Password = ToText(L, 2, {u"", u"session.sign_in", 2});
+    switch (Control(L).SignIn(User, Password)) {
+    case TSignInAnswer::Ok:
+        lua_pushliteral(L, "ok");
+        break;
+    case TSignInAnswer::Refused:
+        lua_pushliteral(L, "refused");
+        break;
+    case TSignInAnswer::Wait:
+        lua_pushliteral(L, "wait");
+        break;
+    }
+    return 1;
+}
+
+int SignOut(lua_State* L) {
+    Control(L).SignOut();
+    return 0;
+}
+
+int ReadSession(lua_State* L) {
+    const std::u16string Name = ToText(L, 2, {u"", u"name of a property", -1});
+    const TSession* const Session = CurrentSession();
+    const std::u16string User = Session != nullptr ? Session->USR : std::u16string();
+    if (SameText(Name, u"user")) {
+        PushText(L, User, {u"session", u"user", 0});
+    } else if (SameText(Name, u"administrator")) {
+        const bool Is = !User.empty() && Services().Security->RefreshUserInfo(User).Administrator;
+        lua_pushboolean(L, Is ? 1 : 0);
+    } else if (SameText(Name, u"back")) {
+        PushText(L, Control(L).Back(), {u"session", u"back", 0});
+    } else if (SameText(Name, u"idle_seconds")) {
+        lua_pushinteger(L, Control(L).Idle().count());
+    } else if (SameText(Name, u"sign_in")) {
+        lua_pushcfunction(L, Border<SignIn>);
+    } else if (SameText(Name, u"sign_out")) {
+        lua_pushcfunction(L, Border<SignOut>);
+    } else {
+        throw EIObjectError(Format(u"session has no property \"%s\"", {Name}));
+    }
+    return 1;
+}
+
+int WriteSession(lua_State* L) {
+    throw EIObjectError(
+        Format(u"session has no property \"%s\" to write", {ToText(L, 2, {u"", u"name of a property", -1})}));
+}
+
+} // namespace
+
+void OpenSession(lua_State* L) {
+    StateOf(L).Modules.PushBase(L);
+    PushGuarded(L, "session", Border<ReadSession>, Border<WriteSession>);
+    lua_setfield(L, -2, "session");
+    lua_pop(L, 1);
+}
+
+} // namespace zutools::server

@@ -1,0 +1,410 @@
+#include "server/records/FieldValues.h"
+
+#include "host/Format.h"
+#include "host/Numbers.h"
+#include "host/StringHelpers.h"
+#include "host/UserTables.h"
+#include "platform/Text.h"
+#include "server/sql/SqlText.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace zutools::server {
+
+namespace {
+
+constexpr bool IsDigit(char16_t C) {
+    return C >= u'0' && C <= u'9';
+}
+
+std::size_t DigitsAt(std::u16string_view Text, std::size_t Pos) {
+    std::size_t Count = 0;
+    while (Pos + Count < Text.size() && IsDigit(Text[Pos + Count])) ++Count;
+    return Count;
+}
+
+[[noreturn]] void Refuse(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value,
+                         std::u16string_view Wanted) {
+    throw EUserTableError(Format(u"The field %s.%s cannot take %s; wanted is %s",
+                                 {Shape.Name, Column.Name, ShownValue(Value), Wanted}));
+}
+
+/// "1.50", "-3", "1e5": the digits before the point once the exponent is applied, and all that count.
+struct TDecimal {
+    std::int64_t WholeDigits = 0;
+    std::int64_t AllDigits = 0;
+};
+
+std::optional<TDecimal> ParseDecimal(std::u16string_view Text) {
+    std::size_t Pos = !Text.empty() && (Text[0] == u'-' || Text[0] == u'+') ? 1 : 0;
+    const std::size_t Whole = DigitsAt(Text, Pos);
+    std::u16string Digits(Text.substr(Pos, Whole));
+    Pos += Whole;
+    if (Pos < Text.size() && Text[Pos] == u'.') {
+        const std::size_t Fraction = DigitsAt(Text, Pos + 1);
+        Digits += Text.substr(Pos + 1, Fraction);
+        Pos += 1 + Fraction;
+    }
+    if (Digits.empty()) return std::nullopt;
+    std::int64_t Exponent = 0;
+    if (Pos < Text.size() && (Text[Pos] == u'e' || Text[Pos] == u'E')) {
+        const bool Sign = Pos + 1 < Text.size() && (Text[Pos + 1] == u'-' || Text[Pos + 1] == u'+');
+        const std::size_t First = Pos + (Sign ? 2 : 1);
+        const std::size_t Count = DigitsAt(Text, First);
+        if (Count == 0 || Count > 4) return std::nullopt;
+        Exponent = StrToIntDef(Text.substr(First, Count), 0);
+        if (Sign && Text[Pos + 1] == u'-') Exponent = -Exponent;
+        Pos = First + Count;
+    }
+    if (Pos != Text.size()) return std::nullopt;
+    const std::size_t Leading = std::min(Digits.find_first_not_of(u'0'), Digits.size());
+    const std::size_t Last = Digits.find_last_not_of(u'0');
+    TDecimal Result;
+    if (Last == Digits.npos) return Result; // zero
+    Result.WholeDigits = std::max<std::int64_t>(0, static_cast<std::int64_t>(Whole) -
+                                                       static_cast<std::int64_t>(Leading) + Exponent);
+    Result.AllDigits = static_cast<std::int64_t>(Last + 1 - Leading);
+    return Result;
+}
+
+TKXVariant FitInteger(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+    std::optional<std::int64_t> Number;
+    try {
+        Number = Value.AsInt64();
+    } catch (const EVariantError&) {
+        // Told below, with the range.
+    }
+    if (!Number || *Number < Column.Lowest || *Number > Column.Highest) {
+        Refuse(Shape, Column, Value,
+               Format(u"a whole number from %d to %d", {Column.Lowest, Column.Highest}));
+    }
+    return *Number;
+}
+
+TKXVariant FitFloat(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+    try {
+        if (const double Number = Value.AsFloat(); std::isfinite(Number)) return Number;
+    } catch (const EVariantError&) {
+        // Told below.
+    }
+    Refuse(Shape, Column, Value, u"a number");
+}
+
+TKXVariant FitDecimal(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+    std::u16string Text;
+    switch (Value.Kind()) {
+    case TVariantKind::vkBoolean:
+    case TVariantKind::vkWordBool:
+        Text = IntToStr(Value.AsInt64());
+        break;
+    case TVariantKind::vkDateTime:
+    case TVariantKind::vkObject:
+        break;
+    default:
+        Text = Trim(Value.AsString());
+    }
+    const std::optional<TDecimal> Decimal = ParseDecimal(Text);
+    if (!Decimal) Refuse(Shape, Column, Value, u"a decimal number with \".\" before its fraction");
+    if (Column.Precision > 0 && Decimal->WholeDigits > Column.Precision - Column.Scale) {
+        Refuse(Shape, Column, Value,
+               Format(u"a decimal number of at most %d digits before the point",
+                      {Column.Precision - Column.Scale}));
+    }
+    if (Shape.Dialect == TSqlDialect::Sqlite && Value.IsString() && Decimal->AllDigits > 15) {
+        Refuse(Shape, Column, Value, u"a decimal number of at most 15 digits, which SQLite keeps exactly");
+    }
+    if (Text[0] == u'+') Text.erase(0, 1);
+    return Text;
+}
+
+std::size_t CharacterCount(std::u16string_view Text) {
+    return static_cast<std::size_t>(
+        std::count_if(Text.begin(), Text.end(), [](char16_t C) { return (C & 0xFC00) != 0xDC00; }));
+}
+
+TKXVariant FitText(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+    if (Value.Kind() == TVariantKind::vkObject) Refuse(Shape, Column, Value, u"text");
+    std::u16string Text = Value.AsString();
+    if (const auto Fault = FindTextFault(Text, Shape.Dialect)) {
+        Refuse(Shape, Column, Value,
+               Format(u"text without %s (at character %d)", {Fault->Reason, Fault->Offset + 1}));
+    }
+    if (Column.Length > 0 && CharacterCount(Text) > static_cast<std::size_t>(Column.Length)) {
+        Refuse(Shape, Column, Value,
+               Format(u"text of at most %d characters, not %d", {Column.Length, CharacterCount(Text)}));
+    }
+    return Text;
+}
+
+TKXVariant FitBoolean(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+    try {
+        return Value.AsBoolean();
+    } catch (const EVariantError&) {
+        Refuse(Shape, Column, Value, u"true or false");
+    }
+}
+
+/// `YYYY-MM-DD HH:MM:SS[.ffffff]` of a moment that exists.
+std::optional<std::u16string> MomentText(std::u16string_view Text) {
+    std::u16string_view Base = Text;
+    std::u16string Fraction;
+    const std::size_t Colon = Text.rfind(u':');
+    const std::size_t Point = Colon == Text.npos ? Text.npos : Text.find(u'.', Colon);
+    if (Point != Text.npos) {
+        const std::size_t Digits = DigitsAt(Text, Point + 1);
+        if (Digits == 0 || Digits > 6 || Point + 1 + Digits != Text.size()) return std::nullopt;
+        // A fraction stands behind seconds only.
+        if (Point < 6 || Text[Point - 3] != u':' || Text[Point - 6] != u':') return std::nullopt;
+        Fraction = Text.substr(Point);
+        Fraction.erase(Fraction.find_last_not_of(u'0') + 1);
+        if (Fraction == u".") Fraction.clear();
+        Base = Text.substr(0, Point);
+    }
+    try {
+        return TKXVariant(TKXVariant(Base).AsDateTime()).AsString() + Fraction;
+    } catch (const EVariantError&) {
+        return std::nullopt;
+    }
+}
+
+/// Cuts "Z", "+03", "+03:00" or "-0330" off the end of a moment with a time.
+std::u16string CutOffset(std::u16string_view& Text) {
+    if (Text.ends_with(u'Z') || Text.ends_with(u'z')) {
+        Text.remove_suffix(1);
+        return u"+00";
+    }
+    const std::size_t Colon = Text.find(u':');
+    const std::size_t Sign = Colon == Text.npos ? Text.npos : Text.find_first_of(u"+-", Colon);
+    if (Sign == Text.npos) return u"+00";
+    std::u16string Offset(Text.substr(Sign));
+    const bool Form =
+        DigitsAt(Offset, 1) == 2
+            ? Offset.size() == 3 || (Offset.size() == 6 && Offset[3] == u':' && DigitsAt(Offset, 4) == 2)
+            : Offset.size() == 5 && DigitsAt(Offset, 1) == 4;
+    if (!Form) return {};
+    Text = Text.substr(0, Sign);
+    return Offset;
+}
+
+std::optional<std::u16string> FittingMoment(TFieldKind Kind, std::u16string_view Text) {
+    constexpr std::size_t DateLength = 10; // YYYY-MM-DD
+    if (Kind == TFieldKind::Time) {
+        if (Text.find(u'-') == Text.npos && Text.find(u' ') == Text.npos && Text.find(u'T') == Text.npos) {
+            const auto Moment = MomentText(u"2000-01-01 " + std::u16string(Text));
+            return Moment ? std::optional(Moment->substr(DateLength + 1)) : std::nullopt;
+        }
+        const auto Moment = MomentText(Text);
+        return Moment ? std::optional(Moment->substr(DateLength + 1)) : std::nullopt;
+    }
+    std::u16string Offset;
+    if (Kind == TFieldKind::DateTimeZone) {
+        Offset = CutOffset(Text);
+        if (Offset.empty()) return std::nullopt;
+    }
+    auto Moment = MomentText(Text);
+    if (!Moment || Kind != TFieldKind::Date) return Moment ? std::optional(*Moment + Offset) : std::nullopt;
+    if (std::u16string_view(*Moment).substr(DateLength) != u" 00:00:00") return std::nullopt;
+    return Moment->substr(0, DateLength);
+}
+
+TKXVariant FitMoment(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+    std::optional<std::u16string> Moment;
+    if (Value.IsString() || Value.Kind() == TVariantKind::vkDateTime) {
+        Moment = FittingMoment(Column.Kind, Trim(Value.AsString()));
+    }
+    if (Moment) return std::move(*Moment);
+    switch (Column.Kind) {
+    case TFieldKind::Date:
+        Refuse(Shape, Column, Value, u"a date as YYYY-MM-DD");
+    case TFieldKind::Time:
+        Refuse(Shape, Column, Value, u"a time as HH:MM:SS");
+    default:
+        Refuse(Shape, Column, Value, u"a date and time as YYYY-MM-DD HH:MM:SS");
+    }
+}
+
+TKXVariant FitUuid(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+    constexpr std::u16string_view Form = u"00000000-0000-0000-0000-000000000000";
+    std::u16string Text;
+    if (Value.IsString()) Text = FoldSqlName(Trim(Value.AsString()));
+    if (Text.size() == Form.size() + 2 && Text.front() == u'{' && Text.back() == u'}') {
+        Text = Text.substr(1, Form.size());
+    }
+    const bool Fits =
+        std::equal(Text.begin(), Text.end(), Form.begin(), Form.end(), [](char16_t C, char16_t F) {
+            return F == u'-' ? C == u'-' : IsDigit(C) || (C >= u'a' && C <= u'f');
+        });
+    if (!Fits) Refuse(Shape, Column, Value, u"an identifier as 123e4567-e89b-12d3-a456-426614174000");
+    return Text;
+}
+
+/// On SQLite a column without a type keeps what it is given.
+TKXVariant FitOther(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+    if (Shape.Dialect == TSqlDialect::Sqlite) {
+        switch (Value.Kind()) {
+        case TVariantKind::vkInteger:
+        case TVariantKind::vkInt64:
+        case TVariantKind::vkBoolean:
+        case TVariantKind::vkWordBool:
+            return Value.AsInt64();
+        case TVariantKind::vkFloat:
+            return FitFloat(Shape, Column, Value);
+        default:
+            break;
+        }
+    }
+    return FitText(Shape, Column, Value);
+}
+
+bool EmptyMeansNull(const TColumn& Column) {
+    if (Column.Kind == TFieldKind::Text || Column.Kind == TFieldKind::Other) return false;
+    return !Column.NotNull || Column.HasDefault;
+}
+
+/// 'it''s' with perhaps a cast behind it.
+std::optional<std::u16string> QuotedLiteral(std::u16string_view Text) {
+    std::u16string Value;
+    std::size_t Pos = 1;
+    for (;; ++Pos) {
+        if (Pos >= Text.size()) return std::nullopt;
+        if (Text[Pos] == u'\'') {
+            if (Pos + 1 >= Text.size() || Text[Pos + 1] != u'\'') break;
+            ++Pos;
+        }
+        Value += Text[Pos];
+    }
+    const std::u16string_view Rest = Text.substr(Pos + 1);
+    if (Rest.empty()) return Value;
+    if (!Rest.starts_with(u"::")) return std::nullopt;
+    const bool Name = std::all_of(Rest.begin() + 2, Rest.end(), [](char16_t C) {
+        return (C >= u'a' && C <= u'z') || IsDigit(C) || C == u' ' || C == u'(' || C == u')' || C == u',' ||
+               C == u'_';
+    });
+    return Name ? std::optional(Value) : std::nullopt;
+}
+
+} // namespace
+
+std::u16string ShownValue(const TKXVariant& Value) {
+    constexpr std::size_t Longest = 80;
+    if (Value.IsNull()) return u"null";
+    if (Value.Kind() == TVariantKind::vkObject) return u"an object";
+    std::u16string Text = Value.AsString();
+    const bool Cut = Text.size() > Longest;
+    if (Cut) Text.resize(Longest);
+    Text = platform::Utf8ToUtf16(platform::Utf16ToUtf8(Text)); // a pair may have been cut
+    std::replace_if(Text.begin(), Text.end(), [](char16_t C) { return C < u' '; }, u' ');
+    return u"\"" + Text + (Cut ? u"...\"" : u"\"");
+}
+
+TKXVariant FieldOfCell(const TColumn& Column, const TCell& Cell) {
+    if (Cell.Binary || Cell.Value.IsNull()) return {};
+    const TKXVariant& Value = Cell.Value;
+    switch (Column.Kind) {
+    case TFieldKind::Integer:
+        if (Value.IsString()) {
+            if (const auto Number = TryStrToInt64(Value.StringView())) return *Number;
+        }
+        return Value;
+    case TFieldKind::Float:
+        if (Value.Kind() == TVariantKind::vkInt64) return Value.AsFloat();
+        if (Value.IsString()) {
+            if (const auto Number = TryStrToFloat(Value.StringView())) return *Number;
+        }
+        return Value;
+    case TFieldKind::Boolean:
+        if (Value.Kind() == TVariantKind::vkInt64) return Value.AsBoolean();
+        if (Value.StringView() == u"true") return true;
+        if (Value.StringView() == u"false") return false;
+        return Value;
+    case TFieldKind::Decimal:
+    case TFieldKind::Text:
+        return Value.AsString();
+    default:
+        return Value;
+    }
+}
+
+TKXVariant FitField(const TTableShape& Shape, std::size_t Index, const TKXVariant& Value) {
+    const TColumn& Column = Shape.Columns[Index];
+    if (Column.Computed) {
+        throw EUserTableError(Format(u"The field %s.%s is computed by the database and cannot be set",
+                                     {Shape.Name, Column.Name}));
+    }
+    if (Column.Kind == TFieldKind::Blob) {
+        throw EUserTableError(
+            Format(u"The field %s.%s is binary; records do not read or write it", {Shape.Name, Column.Name}));
+    }
+    if (Value.IsNull()) return {};
+    if (Value.IsString() && EmptyMeansNull(Column) && Trim(Value.AsString()).empty()) return {};
+    switch (Column.Kind) {
+    case TFieldKind::Integer:
+        return FitInteger(Shape, Column, Value);
+    case TFieldKind::Float:
+        return FitFloat(Shape, Column, Value);
+    case TFieldKind::Decimal:
+        return FitDecimal(Shape, Column, Value);
+    case TFieldKind::Text:
+        return FitText(Shape, Column, Value);
+    case TFieldKind::Boolean:
+        return FitBoolean(Shape, Column, Value);
+    case TFieldKind::Uuid:
+        return FitUuid(Shape, Column, Value);
+    case TFieldKind::Date:
+    case TFieldKind::Time:
+    case TFieldKind::DateTime:
+    case TFieldKind::DateTimeZone:
+        return FitMoment(Shape, Column, Value);
+    default:
+        return FitOther(Shape, Column, Value);
+    }
+}
+
+void BindValue(TQuery& Query, std::u16string_view Param, const TKXVariant& Value) {
+    switch (Value.Kind()) {
+    case TVariantKind::vkNull:
+        return Query.SetNull(Param);
+    case TVariantKind::vkInt64:
+        return Query.SetInteger(Param, Value.AsInt64());
+    case TVariantKind::vkFloat:
+        return Query.SetFloat(Param, Value.AsFloat());
+    case TVariantKind::vkBoolean:
+        return Query.SetInteger(Param, Value.AsInt64()); // PostgreSQL reads '0' and '1' as booleans
+    default:
+        return Query.SetLongText(Param, Value.StringView());
+    }
+}
+
+std::u16string KeyText(const TColumn& Column, const TCell& Cell) {
+    const TKXVariant Value = FieldOfCell(Column, Cell);
+    if (Value.Kind() == TVariantKind::vkBoolean) return Value.AsBoolean() ? u"true" : u"false";
+    return Value.AsString();
+}
+
+std::optional<TKXVariant> DefaultOf(const TTableShape& Shape, std::size_t Index) {
+    const TColumn& Column = Shape.Columns[Index];
+    if (Column.Default.empty() || Column.Computed || Column.Kind == TFieldKind::Blob) return std::nullopt;
+    const std::u16string_view Text = Trim(Column.Default);
+    TKXVariant Value;
+    if (Text.starts_with(u'\'')) {
+        auto Literal = QuotedLiteral(Text);
+        if (!Literal) return std::nullopt;
+        Value = TKXVariant(std::move(*Literal));
+    } else if (SameSqlName(Text, u"true") || SameSqlName(Text, u"false")) {
+        Value = TKXVariant(SameSqlName(Text, u"true"));
+    } else if (const auto Whole = TryStrToInt64(Text); Whole && !Text.starts_with(u'$')) {
+        Value = TKXVariant(*Whole);
+    } else if (ParseDecimal(Text)) {
+        Value = TKXVariant(Text);
+    } else {
+        return std::nullopt;
+    }
+    try {
+        return FitField(Shape, Index, Value);
+    } catch (const EUserTableError&) {
+        return std::nullopt; // the database will say what it thinks of it
+    }
+}
+
+} // namespace zutools::server

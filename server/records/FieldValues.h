@@ -1,0 +1,46 @@
+// Values on their way between a record's fields and the database. Plain work without a connection; any
+// thread. For server/records.
+
+#pragma once
+
+#include "host/Variant.h"
+#include "server/records/TableShape.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zutools::server {
+
+/// A field as the database has it.
+struct TCell {
+    bool Binary = false; // then Value is the bytes' hexadecimal text or hash: fit to be compared only
+    TKXVariant Value;    // SQLite: of the kind that is stored; PostgreSQL: its text, or null
+    friend bool operator==(const TCell&, const TCell&) = default;
+};
+using TRow = std::vector<TCell>;
+
+/// The value that scripts see: null, vkInt64 (Integer), vkFloat (Float), vkBoolean (Boolean), else text. What
+/// a column of SQLite holds against its type comes as it is. A binary cell is null.
+[[nodiscard]] TKXVariant FieldOfCell(const TColumn& Column, const TCell& Cell);
+
+/// A value brought into the form of the field. Null stays null; so does the empty text for numbers, booleans,
+/// dates and times that may be null or have a default, since a form has no other way to say it.
+/// @throws EUserTableError that names table, field, value and the type that is wanted.
+[[nodiscard]] TKXVariant FitField(const TTableShape& Shape, std::size_t Column, const TKXVariant& Value);
+
+/// Binds a fitted field, or a cell's value.
+void BindValue(TQuery& Query, std::u16string_view Param, const TKXVariant& Value);
+
+/// A value for a message: in quotes, one line, cut when it is long.
+[[nodiscard]] std::u16string ShownValue(const TKXVariant& Value);
+
+/// The text of a cell for a record ID.
+[[nodiscard]] std::u16string KeyText(const TColumn& Column, const TCell& Cell);
+
+/// The value of a default that is a plain literal; empty for expressions, whose value the database alone
+/// knows.
+[[nodiscard]] std::optional<TKXVariant> DefaultOf(const TTableShape& Shape, std::size_t Column);
+
+} // namespace zutools::server

@@ -1,0 +1,306 @@
+#include "server/sql/ParamNames.h"
+
+#include <algorithm>
+#include <array>
+#include <unordered_map>
+
+namespace zutools::server {
+
+namespace {
+
+constexpr char16_t Fold(char16_t C) {
+    return C >= u'A' && C <= u'Z' ? static_cast<char16_t>(C + 32) : C;
+}
+constexpr bool IsDigit(char16_t C) {
+    return C >= u'0' && C <= u'9';
+}
+// Both databases take every character above ASCII for a letter.
+constexpr bool StartsWord(char16_t C) {
+    return (Fold(C) >= u'a' && Fold(C) <= u'z') || C == u'_' || C >= 0x80;
+}
+constexpr bool ContinuesName(char16_t C) {
+    return StartsWord(C) || IsDigit(C);
+}
+constexpr bool ContinuesWord(char16_t C) {
+    return ContinuesName(C) || C == u'$';
+}
+constexpr bool IsBlank(char16_t C) {
+    return C == u' ' || (C >= u'\t' && C <= u'\r');
+}
+
+template <std::size_t N>
+bool IsOneOf(std::u16string_view Word, const std::array<std::u16string_view, N>& Words) {
+    return std::any_of(Words.begin(), Words.end(), [&](auto Known) { return SameSqlName(Word, Known); });
+}
+
+constexpr std::array<std::u16string_view, 5> ChangingVerbs{u"insert", u"update", u"delete", u"replace",
+                                                           u"merge"};
+constexpr std::array<std::u16string_view, 3> ReadingVerbs{u"select", u"values", u"table"};
+// What a "*" for columns follows, besides "." and ","; anywhere else it multiplies or stands in COUNT(*).
+constexpr std::array<std::u16string_view, 4> BeforeAllColumns{u"select", u"distinct", u"all", u"returning"};
+constexpr std::array<std::u16string_view, 5> TransactionVerbs{u"begin", u"start", u"commit", u"end",
+                                                              u"abort"};
+
+class TScanner {
+public:
+    TScanner(std::u16string_view Text, TSqlDialect Dialect)
+        : FText(Text)
+        , FDialect(Dialect) {}
+
+    TScannedStatement Run() {
+        while (FPos < FText.size()) Next();
+        FResult.ControlsTransaction = ControlsTransaction();
+        return std::move(FResult);
+    }
+
+private:
+    bool Postgres() const { return FDialect == TSqlDialect::Postgres; }
+    char16_t At(std::size_t Pos) const { return Pos < FText.size() ? FText[Pos] : u'\0'; }
+
+    void Next() {
+        const char16_t C = FText[FPos];
+        if (IsBlank(C)) {
+            ++FPos;
+            return;
+        }
+        if (C == u'-' && At(FPos + 1) == u'-') return LineComment();
+        if (C == u'/' && At(FPos + 1) == u'*') return BlockComment();
+        if (C == u';') {
+            FStatementEnded = FSawToken;
+            ++FPos;
+            return;
+        }
+        if (FStatementEnded && FResult.SecondStatement == TScannedStatement::None)
+            FResult.SecondStatement = FPos;
+        FSawToken = true;
+        const std::size_t Start = FPos;
+        Token(C);
+        FLastToken = FText.substr(Start, FPos - Start);
+    }
+
+    void Token(char16_t C) {
+        if (C == u'\'') return Literal(ContinuesEscapes());
+        FEscapesEnd = TScannedStatement::None;
+        if (StartsWord(C)) return Word();
+        if (IsDigit(C)) return Skip(ContinuesName);
+        switch (C) {
+        case u'"':
+            return Quoted(C);
+        case u'`':
+            return Postgres() ? Operator() : Quoted(C);
+        case u'[':
+            return Postgres() ? Operator() : Bracketed();
+        case u'(':
+            ++FDepth;
+            return Operator();
+        case u')':
+            --FDepth;
+            return Operator();
+        case u'*':
+            return Star();
+        case u':':
+            return Colon();
+        case u'$':
+            return Dollar();
+        case u'?':
+        case u'@':
+            return ForeignMark();
+        default:
+            return Operator();
+        }
+    }
+
+    void Operator() { ++FPos; }
+
+    void Star() {
+        ++FPos;
+        if (FLastToken == u"," || FLastToken == u"." || IsOneOf(FLastToken, BeforeAllColumns))
+            FResult.AllColumns = true;
+    }
+
+    template <class TTest>
+    void Skip(TTest Test) {
+        while (FPos < FText.size() && Test(FText[FPos])) ++FPos;
+    }
+
+    void LineComment() {
+        // A lone carriage return ends it for PostgreSQL only.
+        const std::size_t End = FText.find_first_of(Postgres() ? u"\r\n" : u"\n", FPos);
+        Comment(End == FText.npos ? FText.size() : End);
+    }
+
+    void BlockComment() {
+        FEscapesEnd = TScannedStatement::None; // only the other kind may stand inside a literal's break
+        std::size_t Pos = FPos + 2;
+        for (std::size_t Depth = 1; Depth > 0;) {
+            Pos = FText.find_first_of(u"*/", Pos);
+            if (Pos == FText.npos) return Comment(FText.size());
+            if (FText[Pos] == u'*' && At(Pos + 1) == u'/') {
+                --Depth;
+                Pos += 2;
+            } else if (Postgres() && FText[Pos] == u'/' && At(Pos + 1) == u'*') {
+                ++Depth; // comments nest there, and do not in SQLite
+                Pos += 2;
+            } else {
+                ++Pos;
+            }
+        }
+        Comment(Pos);
+    }
+
+    void Comment(std::size_t End) {
+        FResult.Comments.push_back({FPos, End - FPos});
+        FPos = End;
+    }
+
+    /// `E'a' <line break> 'b'` is one literal, and its second half has backslash escapes too.
+    bool ContinuesEscapes() const {
+        return FEscapesEnd != TScannedStatement::None &&
+               FText.substr(FEscapesEnd, FPos - FEscapesEnd).find_first_of(u"\r\n") != FText.npos;
+    }
+
+    void Literal(bool Escapes) {
+        for (++FPos; FPos < FText.size(); ++FPos) {
+            if (Escapes && FText[FPos] == u'\\') {
+                ++FPos; // whatever stands there is no closing quote
+            } else if (FText[FPos] == u'\'') {
+                if (At(FPos + 1) != u'\'') break;
+                ++FPos;
+            }
+        }
+        FPos = std::min(FPos + 1, FText.size());
+        FEscapesEnd = Escapes ? FPos : TScannedStatement::None;
+    }
+
+    /// A doubled quote inside stands for one; read as two quoted texts in a row, that gives the same end.
+    void Quoted(char16_t Quote) { PassTo(std::u16string_view(&Quote, 1), FPos + 1); }
+    void Bracketed() { PassTo(u"]", FPos + 1); }
+
+    void PassTo(std::u16string_view End, std::size_t From) {
+        const std::size_t Pos = FText.find(End, From);
+        FPos = Pos == FText.npos ? FText.size() : Pos + End.size();
+    }
+
+    void Word() {
+        const std::size_t Start = FPos;
+        Skip(ContinuesWord);
+        const auto Word = FText.substr(Start, FPos - Start);
+        if (Postgres() && At(FPos) == u'\'' && SameSqlName(Word, u"e")) return Literal(true);
+        if (FResult.SecondStatement != TScannedStatement::None) return;
+        if (FWordCount < FWords.size()) FWords[FWordCount++] = Word;
+        if (FWordCount == 1) FResult.FirstWord = Word;
+        if (FVerbFound || FDepth != 0) return;
+        // A WITH names its queries before its verb comes; other statements begin with theirs.
+        const bool Changes = IsOneOf(Word, ChangingVerbs);
+        if (FWordCount > 1 && !SameSqlName(FResult.FirstWord, u"with")) return;
+        if (!Changes && !IsOneOf(Word, ReadingVerbs)) return;
+        FVerbFound = true;
+        FResult.ChangesRows = Changes;
+    }
+
+    void Colon() {
+        if (At(FPos + 1) == u':' || At(FPos + 1) == u'=') { // a cast; a named argument of a function
+            FPos += 2;
+            return;
+        }
+        const std::size_t Start = FPos++;
+        if (!StartsWord(At(FPos))) return; // the bounds of an array slice, for one
+        Skip(ContinuesName);
+        const auto Name = FText.substr(Start + 1, FPos - Start - 1);
+        const auto [Found, New] = FNameIndex.try_emplace(FoldSqlName(Name), FResult.Names.size());
+        if (New) FResult.Names.push_back(Name);
+        FResult.Params.push_back({{Start, FPos - Start}, Found->second});
+    }
+
+    void Dollar() {
+        if (!Postgres() || IsDigit(At(FPos + 1))) return ForeignMark();
+        std::size_t End = FPos + 1;
+        if (StartsWord(At(End))) {
+            while (ContinuesName(At(End))) ++End;
+        }
+        if (At(End) != u'$') return Operator();
+        PassTo(FText.substr(FPos, End + 1 - FPos), End + 1);
+    }
+
+    void ForeignMark() {
+        const std::size_t Start = FPos++;
+        const char16_t Mark = FText[Start];
+        // "?" and "@" are operators of PostgreSQL; "$" came here because it is none.
+        if (Postgres() && Mark != u'$') return;
+        Skip(ContinuesName);
+        if (Mark != u'?' && FPos == Start + 1) return;
+        if (FResult.ForeignPlaceholder.empty())
+            FResult.ForeignPlaceholder = FText.substr(Start, FPos - Start);
+    }
+
+    bool ControlsTransaction() const {
+        if (IsOneOf(FResult.FirstWord, TransactionVerbs)) return true;
+        if (SameSqlName(FResult.FirstWord, u"prepare")) return SameSqlName(FWords[1], u"transaction");
+        if (!SameSqlName(FResult.FirstWord, u"rollback")) return false;
+        // ROLLBACK [WORK | TRANSACTION] TO savepoint stays inside.
+        const bool Filler = SameSqlName(FWords[1], u"work") || SameSqlName(FWords[1], u"transaction");
+        return !SameSqlName(FWords[Filler ? 2 : 1], u"to");
+    }
+
+    const std::u16string_view FText;
+    const TSqlDialect FDialect;
+    TScannedStatement FResult;
+    std::unordered_map<std::u16string, std::size_t> FNameIndex;
+    std::size_t FPos = 0;
+    std::size_t FEscapesEnd =
+        TScannedStatement::None; // where a literal with escapes ended, with only blanks since
+    std::u16string_view FLastToken;
+    int FDepth = 0;                            // of parentheses
+    std::array<std::u16string_view, 3> FWords; // the first ones
+    std::size_t FWordCount = 0;
+    bool FVerbFound = false;
+    bool FSawToken = false;
+    bool FStatementEnded = false;
+};
+
+void AppendNumber(std::u16string& Text, std::size_t Number) {
+    for (const char Digit : std::to_string(Number)) Text += static_cast<char16_t>(Digit);
+}
+
+} // namespace
+
+TScannedStatement ScanStatement(std::u16string_view Text, TSqlDialect Dialect) {
+    return TScanner(Text, Dialect).Run();
+}
+
+std::u16string RewriteStatement(std::u16string_view Text, const TScannedStatement& Scan,
+                                TSqlDialect Dialect) {
+    std::u16string Result;
+    Result.reserve(Text.size() + 4 * Scan.Params.size());
+    std::size_t Copied = 0;
+    const auto CopyTo = [&](const TTextSpan& Span) {
+        Result.append(Text, Copied, Span.Offset - Copied);
+        Result += u' '; // keeps what stands before apart: "LIMIT:n" must not become "LIMIT$1"
+        Copied = Span.Offset + Span.Length;
+    };
+    auto Comment = Scan.Comments.begin();
+    for (std::size_t Index = 0; Index < Scan.Params.size(); ++Index) {
+        const TStatementParam& Param = Scan.Params[Index];
+        for (; Comment != Scan.Comments.end() && Comment->Offset < Param.Place.Offset; ++Comment)
+            CopyTo(*Comment);
+        CopyTo(Param.Place);
+        Result += Dialect == TSqlDialect::Postgres ? u"$" : u":z";
+        AppendNumber(Result, Dialect == TSqlDialect::Postgres ? Param.Name + 1 : Index);
+    }
+    for (; Comment != Scan.Comments.end(); ++Comment) CopyTo(*Comment);
+    Result.append(Text, Copied);
+    return Result;
+}
+
+bool SameSqlName(std::u16string_view Left, std::u16string_view Right) {
+    return std::equal(Left.begin(), Left.end(), Right.begin(), Right.end(),
+                      [](char16_t A, char16_t B) { return Fold(A) == Fold(B); });
+}
+
+std::u16string FoldSqlName(std::u16string_view Name) {
+    std::u16string Folded(Name);
+    std::transform(Folded.begin(), Folded.end(), Folded.begin(), Fold);
+    return Folded;
+}
+
+} // namespace zutools::server

@@ -1,0 +1,98 @@
+#include "server/strings/JsonLocalizator.h"
+
+#include "platform/File.h"
+#include "platform/Text.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace zutools::server {
+
+namespace {
+
+constexpr std::u16string_view Suffix = u".json";
+
+[[nodiscard]] bool IsLanguageFile(std::u16string_view Name) {
+    return Name.size() > Suffix.size() && Name.find(u'/') == std::u16string_view::npos &&
+           platform::EqualAsciiNoCase(Name.substr(Name.size() - Suffix.size()), Suffix);
+}
+
+[[nodiscard]] bool SameLanguage(std::u16string_view Left, std::u16string_view Right) {
+    return std::equal(Left.begin(), Left.end(), Right.begin(), Right.end(), [](char16_t A, char16_t B) {
+        const auto Fold = [](char16_t Unit) {
+            if (Unit == u'_') return u'-';
+            return Unit >= u'A' && Unit <= u'Z' ? static_cast<char16_t>(Unit + 32) : Unit;
+        };
+        return Fold(A) == Fold(B);
+    });
+}
+
+/// "zh-Hant-TW" gives "zh-Hant"; empty when nothing is left to cut off.
+[[nodiscard]] std::u16string_view FallBack(std::u16string_view LanguageID) {
+    const std::size_t Cut = LanguageID.find_last_of(u"-_");
+    return Cut == std::u16string_view::npos ? std::u16string_view{} : LanguageID.substr(0, Cut);
+}
+
+[[nodiscard]] TLanguageTexts ReadLanguageFile(std::u16string_view Path) {
+    platform::TReadFile File(Path);
+    if (File.Size() > TJsonLocalizator::MaxFileSize) {
+        throw ELanguageFile(std::u16string(Path) + u": a language file may have 16 MB at most");
+    }
+    return ParseLanguageFile(File.ReadAll(), Path);
+}
+
+} // namespace
+
+TJsonLocalizator::TJsonLocalizator(std::u16string_view Directory) {
+    for (const std::u16string& Name : platform::ListFiles(Directory)) {
+        if (!IsLanguageFile(Name)) continue;
+        const std::u16string Path = platform::JoinPath(Directory, Name);
+        std::u16string ID = Name.substr(0, Name.size() - Suffix.size());
+        if (const TLanguage* Other = FindLanguage(ID)) {
+            throw ELanguageFile(Path + u": the language has a file of its own already: " + Other->ID +
+                                std::u16string(Suffix));
+        }
+        FLanguages.push_back({std::move(ID), ReadLanguageFile(Path)});
+    }
+    if (FLanguages.empty()) {
+        throw ELanguageFile(std::u16string(Directory) +
+                            u": no language file (<language>.json) in this folder");
+    }
+}
+
+std::u16string TJsonLocalizator::GetString(std::u16string_view Key, std::u16string_view LanguageID) {
+    const std::u16string* Text = Find(Key, LanguageID);
+    return Text != nullptr ? *Text : std::u16string(Key);
+}
+
+const std::u16string* TJsonLocalizator::Find(std::u16string_view Key, std::u16string_view LanguageID) const {
+    for (; !LanguageID.empty(); LanguageID = FallBack(LanguageID)) {
+        const TLanguage* Language = FindLanguage(LanguageID);
+        if (Language == nullptr) continue;
+        const auto Found = Language->Texts.find(Key);
+        if (Found != Language->Texts.end()) return &Found->second;
+    }
+    return nullptr;
+}
+
+bool TJsonLocalizator::HasLanguage(std::u16string_view LanguageID) const {
+    for (; !LanguageID.empty(); LanguageID = FallBack(LanguageID)) {
+        if (FindLanguage(LanguageID) != nullptr) return true;
+    }
+    return false;
+}
+
+std::vector<std::u16string> TJsonLocalizator::Languages() const {
+    std::vector<std::u16string> Result;
+    for (const TLanguage& Language : FLanguages) Result.push_back(Language.ID);
+    return Result;
+}
+
+const TJsonLocalizator::TLanguage* TJsonLocalizator::FindLanguage(std::u16string_view ID) const {
+    const auto Found = std::find_if(FLanguages.begin(), FLanguages.end(), [ID](const TLanguage& Language) {
+        return SameLanguage(Language.ID, ID);
+    });
+    return Found != FLanguages.end() ? &*Found : nullptr;
+}
+
+} // namespace zutools::server

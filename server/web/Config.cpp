@@ -1,0 +1,469 @@
+#include "server/web/Config.h"
+
+#include "platform/File.h"
+#include "platform/Text.h"
+#include "server/web/HttpText.h"
+
+#include <toml++/toml.h>
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <limits>
+#include <numeric>
+
+namespace zutools::server {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::u16string Wide(std::string_view Utf8) {
+    return platform::Utf8ToUtf16(Utf8);
+}
+
+std::string Quoted(std::string_view Text) {
+    return '"' + std::string(Text) + '"';
+}
+
+/// Insertions, deletions and replacements that turn one text into the other.
+std::size_t EditDistance(std::string_view Left, std::string_view Right) {
+    std::vector<std::size_t> Row(Right.size() + 1);
+    std::iota(Row.begin(), Row.end(), std::size_t{0});
+    for (std::size_t Line = 1; Line <= Left.size(); ++Line) {
+        std::size_t Diagonal = Row[0];
+        Row[0] = Line;
+        for (std::size_t Column = 1; Column <= Right.size(); ++Column) {
+            const std::size_t Replaced = Diagonal + (Left[Line - 1] == Right[Column - 1] ? 0 : 1);
+            Diagonal = Row[Column];
+            Row[Column] = std::min({Replaced, Diagonal + 1, Row[Column - 1] + 1});
+        }
+    }
+    return Row.back();
+}
+
+std::string_view TypeText(const toml::node& Node) {
+    switch (Node.type()) {
+    case toml::node_type::table:
+        return "a table";
+    case toml::node_type::array:
+        return "a list";
+    case toml::node_type::string:
+        return "a text";
+    case toml::node_type::integer:
+        return "a whole number";
+    case toml::node_type::floating_point:
+        return "a number with a fraction";
+    case toml::node_type::boolean:
+        return "true or false";
+    default:
+        return "a date or time";
+    }
+}
+
+class TFile {
+public:
+    explicit TFile(std::u16string_view Name)
+        : FName(Name)
+        , FFolder(fs::absolute(fs::path(FName)).parent_path()) {}
+
+    [[noreturn]] void Fail(const toml::source_region& Place, std::string_view What) const {
+        throw EConfigError(FName + Wide(":" + std::to_string(Place.begin.line) + ":" +
+                                        std::to_string(Place.begin.column) + ": " + std::string(What)));
+    }
+
+    /// A name of the file as a whole path.
+    [[nodiscard]] fs::path Resolve(std::string_view Name) const {
+        return (FFolder / fs::path(std::u8string(Name.begin(), Name.end()))).lexically_normal();
+    }
+
+private:
+    std::u16string FName;
+    fs::path FFolder;
+};
+
+/// One table of the file. Every key that may stand in it is asked for once, then Finish refuses the others.
+class TSection {
+public:
+    TSection(const TFile& File, const toml::table& Table, std::string Prefix)
+        : FFile(File)
+        , FTable(Table)
+        , FPrefix(std::move(Prefix)) {}
+
+    /// The value of a key when it is there and of the type; fails when it is there and of another.
+    template <class T>
+    const toml::value<T>* Find(std::string_view Key, std::string_view Wanted) {
+        const toml::node* Node = FindNode(Key);
+        if (Node == nullptr) return nullptr;
+        if (const auto* Value = Node->as<T>()) return Value;
+        WrongType(Key, *Node, Wanted);
+    }
+
+    const toml::node* FindNode(std::string_view Key) {
+        FKnown.push_back(Key);
+        return FTable.get(Key);
+    }
+
+    [[noreturn]] void WrongType(std::string_view Key, const toml::node& Node, std::string_view Wanted) const {
+        Fail(Node, Quoted(FPrefix + std::string(Key)) + " must be " + std::string(Wanted) + ", not " +
+                       std::string(TypeText(Node)));
+    }
+
+    [[noreturn]] void Fail(const toml::node& Node, std::string_view What) const {
+        FFile.Fail(Node.source(), What);
+    }
+
+    template <class T>
+    void Integer(std::string_view Key, T& Target, std::int64_t Least, std::int64_t Most) {
+        const std::string Wanted =
+            "a whole number from " + std::to_string(Least) + " to " + std::to_string(Most);
+        const auto* Value = Find<std::int64_t>(Key, Wanted);
+        if (Value == nullptr) return;
+        if (Value->get() < Least || Value->get() > Most) {
+            Fail(*Value, Quoted(FPrefix + std::string(Key)) + " must be " + Wanted + ", not " +
+                             std::to_string(Value->get()));
+        }
+        Target = static_cast<T>(Value->get());
+    }
+
+    void Boolean(std::string_view Key, bool& Target) {
+        if (const auto* Value = Find<bool>(Key, "true or false")) Target = Value->get();
+    }
+
+    const toml::value<std::string>* Text(std::string_view Key) {
+        const auto* Value = Find<std::string>(Key, "a text");
+        if (Value != nullptr && Value->get().find('\0') != std::string::npos) {
+            Fail(*Value, Quoted(FPrefix + std::string(Key)) + " must not hold a NUL");
+        }
+        return Value;
+    }
+
+    void Folder(std::string_view Key, std::u16string& Target) {
+        const auto* Value = Text(Key);
+        if (Value == nullptr) return;
+        const fs::path Path = FFile.Resolve(Value->get());
+        std::error_code Ignored;
+        if (Value->get().empty() || !fs::is_directory(Path, Ignored)) {
+            Fail(*Value, Quoted(FPrefix + std::string(Key)) + ": there is no folder " + Quoted(Value->get()));
+        }
+        Target = Path.u16string();
+    }
+
+    /// A table below this one; an empty one when it is not there.
+    TSection Table(std::string_view Key) {
+        static const toml::table Nothing;
+        const toml::node* Node = FindNode(Key);
+        if (Node != nullptr && !Node->is_table()) WrongType(Key, *Node, "a table");
+        return {FFile, Node != nullptr ? *Node->as_table() : Nothing, FPrefix + std::string(Key) + "."};
+    }
+
+    void Finish() const {
+        for (const auto& [Key, Node] : FTable) {
+            if (std::ranges::find(FKnown, Key.str()) != FKnown.end()) continue;
+            const auto Nearest = std::ranges::min_element(
+                FKnown, {}, [&](std::string_view Known) { return EditDistance(Key.str(), Known); });
+            FFile.Fail(Key.source(), "unknown key " + Quoted(FPrefix + std::string(Key.str())) +
+                                         "; the nearest known one is " +
+                                         Quoted(FPrefix + std::string(*Nearest)));
+        }
+    }
+
+    [[nodiscard]] const toml::table& Entries() const { return FTable; }
+    [[nodiscard]] const TFile& File() const { return FFile; }
+
+private:
+    const TFile& FFile;
+    const toml::table& FTable;
+    std::string FPrefix;
+    std::vector<std::string_view> FKnown;
+};
+
+void ReadAddress(TSection& Section, TWebConfig& Config) {
+    const auto* Address = Section.Text("address");
+    if (Address == nullptr) return;
+    std::array<unsigned char, sizeof(in6_addr)> Ignored{};
+    if (inet_pton(AF_INET, Address->get().c_str(), Ignored.data()) != 1 &&
+        inet_pton(AF_INET6, Address->get().c_str(), Ignored.data()) != 1) {
+        Section.Fail(*Address, "\"address\" must be an IPv4 or IPv6 address, not " + Quoted(Address->get()));
+    }
+    Config.Address = Address->get();
+}
+
+bool IsLanguageTag(std::string_view Tag) {
+    return !Tag.empty() && Tag.size() <= 35 && Tag.front() != '-' && Tag.back() != '-' &&
+           std::ranges::all_of(Tag, [](char C) {
+               return (C >= 'a' && C <= 'z') || (C >= 'A' && C <= 'Z') || (C >= '0' && C <= '9') || C == '-';
+           });
+}
+
+void ReadLanguages(TSection& Section, TWebConfig& Config) {
+    if (const toml::node* Node = Section.FindNode("languages")) {
+        const toml::array* List = Node->as_array();
+        if (List == nullptr || List->empty())
+            Section.WrongType("languages", *Node, "a list of language tags");
+        Config.Languages.clear();
+        for (const toml::node& Item : *List) {
+            const auto* Tag = Item.as_string();
+            if (Tag == nullptr) Section.WrongType("languages", Item, "a list of language tags");
+            if (!IsLanguageTag(Tag->get())) {
+                Section.Fail(Item, "\"languages\": " + Quoted(Tag->get()) + " is no language tag");
+            }
+            Config.Languages.push_back(Wide(Tag->get()));
+        }
+        Config.DefaultLanguage = Config.Languages.front();
+    }
+    const auto* Default = Section.Text("default_language");
+    if (Default == nullptr) return;
+    Config.DefaultLanguage = Wide(Default->get());
+    if (std::ranges::find(Config.Languages, Config.DefaultLanguage) == Config.Languages.end()) {
+        Section.Fail(*Default,
+                     "\"default_language\": " + Quoted(Default->get()) + " is not among \"languages\"");
+    }
+}
+
+void ReadDatabase(TSection& Section, TWebConfig& Config) {
+    constexpr std::string_view FileScheme = "sqlite3://";
+    const auto* Url = Section.Text("database");
+    if (Url == nullptr) return;
+    const std::string& Text = Url->get();
+    if (Text.starts_with(FileScheme) && Text.size() > FileScheme.size()) {
+        Config.Database =
+            Wide(FileScheme) + Section.File().Resolve(Text.substr(FileScheme.size())).u16string();
+    } else if (Text.starts_with("postgresql://")) {
+        Config.Database = Wide(Text);
+    } else {
+        // The text may hold a password: it is not repeated.
+        Section.Fail(*Url, "\"database\" must be sqlite3://FILE or postgresql://user@host:port/name");
+    }
+}
+
+/// The value filter by its name or, as an integer, its ID.
+void ReadFilter(TSection& Section, TWebConfig& Config) {
+    const toml::node* Node = Section.FindNode("filter");
+    if (Node == nullptr) return;
+    if (const auto* Name = Node->as_string()) {
+        Config.Filter = Wide(Name->get());
+    } else if (const auto* ID = Node->as_integer()) {
+        Config.Filter = Wide(std::to_string(ID->get()));
+    } else {
+        Section.WrongType("filter", *Node, "a filter's name or ID");
+    }
+    if (Config.Database.empty()) {
+        Section.Fail(*Node, "\"filter\" needs the key \"database\", where the filters are");
+    }
+}
+
+/// A module's name as the whole path of its file.
+std::u16string ModuleFile(const TSection& Section, const TWebConfig& Config,
+                          const toml::value<std::string>& Name) {
+    const std::u16string Wanted = Wide(Name.get());
+    if (Config.Modules.empty()) {
+        Section.Fail(Name, "module " + Quoted(Name.get()) +
+                               " needs the key \"modules\", the folder of the modules");
+    }
+    if (const std::u16string_view Reason = platform::UnsafeNameReason(Wanted); !Reason.empty()) {
+        Section.Fail(Name, "module " + Quoted(Name.get()) + ": " + platform::Utf16ToUtf8(Reason));
+    }
+    std::u16string File = platform::JoinPath(Config.Modules, Wanted);
+    std::error_code Ignored;
+    if (!fs::is_regular_file(fs::path(File), Ignored)) {
+        Section.Fail(Name, "there is no module " + Quoted(Name.get()) + " in the folder \"modules\"");
+    }
+    return File;
+}
+
+void ReadRoute(const TSection& Routes, const toml::key& Key, const toml::node& Node, TWebConfig& Config) {
+    TRoute Route;
+    const std::string_view Path = Key.str();
+    const auto Decoded = DecodeUtf8(Path);
+    if (!Path.starts_with('/') || !Decoded || Path.find_first_of("?#%") != std::string_view::npos) {
+        Routes.File().Fail(Key.source(),
+                           "route " + Quoted(Path) +
+                               " must be a path that begins with \"/\", without \"?\", \"#\" and \"%\"");
+    }
+    Route.Path = *Decoded;
+    Route.Below = Route.Path.ends_with(u"/*");
+    if (Route.Below) Route.Path.resize(Route.Path.size() - 2);
+
+    const auto* Module = Node.as_string();
+    if (const toml::table* Table = Node.as_table()) {
+        TSection Section(Routes.File(), *Table, "routes." + Quoted(Path) + ".");
+        Module = Section.Text("module");
+        Section.Boolean("form_token", Route.FormToken);
+        Section.Boolean("filter", Route.Filter);
+        Section.Boolean("user", Route.User);
+        Section.Boolean("admin", Route.Administrator);
+        if ((Route.User || Route.Administrator) && Config.Session.SignIn.empty()) {
+            Routes.Fail(Node,
+                        "route " + Quoted(Path) +
+                            " is for users and needs the key \"session.sign_in\", the path to sign in at");
+        }
+        Section.Finish();
+        if (Module == nullptr) Routes.Fail(Node, "route " + Quoted(Path) + " has no \"module\"");
+    }
+    if (Module == nullptr) Routes.WrongType(Quoted(Path), Node, "a module's name or a table");
+    Route.Module = Wide(Module->get());
+    Route.ModuleFile = ModuleFile(Routes, Config, *Module);
+    Config.Routes.push_back(std::move(Route));
+}
+
+void ReadStatic(TSection Section, TStaticConfig& Static) {
+    Section.Folder("folder", Static.Folder);
+    if (const auto* Prefix = Section.Text("prefix")) {
+        const std::string& Text = Prefix->get();
+        if (!Text.starts_with('/') || !Text.ends_with('/')) {
+            Section.Fail(*Prefix, "\"static.prefix\" must begin and end with \"/\", not " + Quoted(Text));
+        }
+        Static.Prefix = Wide(Text);
+    }
+    Section.Integer("max_age", Static.MaxAge, 0, 31'536'000);
+    Section.Finish();
+}
+
+void ReadLimits(TSection Section, TLimitsConfig& Limits) {
+    constexpr std::int64_t Gigabyte = 1 << 30;
+    Section.Integer("body_bytes", Limits.BodyBytes, 0, Gigabyte);
+    Section.Integer("header_bytes", Limits.HeaderBytes, 4096, 1 << 20);
+    Section.Integer("response_bytes", Limits.ResponseBytes, 1024, Gigabyte);
+    Section.Integer("instructions", Limits.Instructions, 0, std::numeric_limits<std::int64_t>::max());
+    Section.Integer("memory_bytes", Limits.MemoryBytes, 0, 64 * Gigabyte);
+    Section.Integer("threads", Limits.Threads, 1, 256);
+    Section.Integer("queue", Limits.Queue, 1, 100'000);
+    Section.Integer("connections", Limits.Connections, 4, 100'000);
+    Section.Integer("idle_seconds", Limits.IdleSeconds, 1, 3600);
+    Section.Integer("stop_seconds", Limits.StopSeconds, 0, 3600);
+    Section.Finish();
+}
+
+void ReadSession(TSection Section, TSessionConfig& Session) {
+    constexpr std::int64_t LongestMinutes = 60 * 24 * 31;
+    std::int64_t Minutes = 0;
+    std::int64_t Seconds = 0;
+    Section.Integer("idle_minutes", Minutes, 1, LongestMinutes);
+    Section.Integer("idle_seconds", Seconds, 1, LongestMinutes * 60);
+    if (Minutes != 0 && Seconds != 0) {
+        Section.Fail(*Section.FindNode("idle_seconds"),
+                     "\"session.idle_seconds\" and \"session.idle_minutes\" exclude each other");
+    }
+    if (Minutes != 0) Session.Idle = std::chrono::minutes{Minutes};
+    if (Seconds != 0) Session.Idle = std::chrono::seconds{Seconds};
+    Section.Integer("count", Session.Count, 1, 10'000'000);
+    Section.Boolean("secure", Session.Secure);
+    if (const auto* Path = Section.Text("sign_in")) {
+        Session.SignIn = Wide(Path->get());
+        if (!IsLocalPath(Session.SignIn) || Path->get().find_first_of("?#%") != std::string::npos) {
+            Section.Fail(*Path, "\"session.sign_in\" must be a path that begins with \"/\", not " +
+                                    Quoted(Path->get()));
+        }
+    }
+    Section.Finish();
+}
+
+void ReadAdmin(TSection Section, TAdminConfig& Admin) {
+    Section.Boolean("enabled", Admin.Enabled);
+    if (const auto* Socket = Section.Text("socket")) {
+        if (Socket->get().empty()) Section.Fail(*Socket, "\"admin.socket\" must not be empty");
+        Admin.Socket = Section.File().Resolve(Socket->get()).u16string();
+    }
+    Section.Finish();
+}
+
+/// A user who is sent to sign in must be let in there.
+void CheckSignIn(const TSection& Section, const TWebConfig& Config) {
+    const std::u16string& Path = Config.Session.SignIn;
+    if (Path.empty()) return;
+    const TRoute* const Route = FindRoute(Config.Routes, Path);
+    if (Route != nullptr && !Route->User && !Route->Administrator) return;
+    const toml::node& Node = *Section.Entries().at_path("session.sign_in").node();
+    Section.Fail(Node, "\"session.sign_in\": " + Quoted(platform::Utf16ToUtf8(Path)) +
+                           (Route == nullptr ? " has no route" : " must not be for users only"));
+}
+
+void ReadSecurity(TSection Section, TWebConfig& Config) {
+    if (const auto* Policy = Section.Text("content_security_policy")) {
+        if (!IsHeaderValue(Policy->get())) {
+            Section.Fail(*Policy, "\"security.content_security_policy\" must be printable ASCII on one line");
+        }
+        Config.ContentSecurityPolicy = Policy->get();
+    }
+    Section.Finish();
+}
+
+void ReadLog(TSection Section, TLogConfig& Log) {
+    constexpr std::array<std::string_view, 4> Levels{"debug", "info", "warning", "error"};
+    if (const auto* Level = Section.Text("level")) {
+        const auto Known = std::ranges::find(Levels, Level->get());
+        if (Known == Levels.end()) {
+            Section.Fail(*Level,
+                         "\"log.level\" must be debug, info, warning or error, not " + Quoted(Level->get()));
+        }
+        Log.Level = static_cast<TLogLevel>(Known - Levels.begin());
+    }
+    if (const auto* File = Section.Text("file")) {
+        const fs::path Path = Section.File().Resolve(File->get());
+        std::error_code Ignored;
+        if (File->get().empty() || !fs::is_directory(Path.parent_path(), Ignored)) {
+            Section.Fail(*File, "\"log.file\": there is no folder for " + Quoted(File->get()));
+        }
+        Log.File = Path.u16string();
+    }
+    Section.Finish();
+}
+
+} // namespace
+
+TWebConfig LoadWebConfig(std::u16string_view File) {
+    return ParseWebConfig(platform::TReadFile(File).ReadAll(), File);
+}
+
+TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
+    const TFile File(FileName);
+    toml::table Root;
+    try {
+        Root = toml::parse(Text, platform::Utf16ToUtf8(FileName));
+    } catch (const toml::parse_error& Error) {
+        File.Fail(Error.source(), Error.description());
+    }
+
+    TWebConfig Config;
+    TSection Section(File, Root, "");
+    ReadAddress(Section, Config);
+    Section.Integer("port", Config.Port, 0, 65535);
+    Section.Folder("templates", Config.Templates);
+    Section.Folder("strings", Config.Strings);
+    Section.Folder("modules", Config.Modules);
+    const auto* Setup = Section.Text("setup");
+    ReadDatabase(Section, Config);
+    ReadFilter(Section, Config);
+    ReadLanguages(Section, Config);
+    ReadStatic(Section.Table("static"), Config.Static);
+    ReadLimits(Section.Table("limits"), Config.Limits);
+    ReadSession(Section.Table("session"), Config.Session);
+    ReadSecurity(Section.Table("security"), Config);
+    ReadAdmin(Section.Table("admin"), Config.Admin);
+    ReadLog(Section.Table("log"), Config.Log);
+    const TSection Routes = Section.Table("routes");
+    // A misspelt "modules" is told as that, not as modules that are missing.
+    Section.Finish();
+    if (Setup != nullptr) Config.Setup = ModuleFile(Section, Config, *Setup);
+    for (const auto& [Key, Node] : Routes.Entries()) ReadRoute(Routes, Key, Node, Config);
+    CheckSignIn(Section, Config);
+    return Config;
+}
+
+const TRoute* FindRoute(const std::vector<TRoute>& Routes, std::u16string_view Path) {
+    const TRoute* Longest = nullptr;
+    for (const TRoute& Route : Routes) {
+        if (!Route.Below) {
+            if (Path == Route.Path) return &Route;
+            continue;
+        }
+        const bool Above = Path.starts_with(Route.Path) && Path.substr(Route.Path.size()).starts_with(u'/');
+        if (Above && (Longest == nullptr || Route.Path.size() > Longest->Path.size())) Longest = &Route;
+    }
+    return Longest;
+}
+
+} // namespace zutools::server

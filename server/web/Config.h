@@ -1,0 +1,107 @@
+// The configuration of a web host: a TOML file, checked to the last key before anything starts.
+//
+// docs/configuration.md describes every key. Read once at start, on one thread; constant afterwards.
+
+#pragma once
+
+#include "host/Exception.h"
+#include "host/Services.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zutools::server {
+
+/// A configuration that cannot be used: `file:line:column: what is wrong`.
+class EConfigError : public Exception {
+public:
+    using Exception::Exception;
+};
+
+/// One path of the service and the module that answers it.
+struct TRoute {
+    std::u16string Path;        // as a request has it after decoding, without the "/*"
+    bool Below = false;         // everything below Path, not Path itself
+    std::u16string Module;      // file name as configured, below the modules folder
+    std::u16string ModuleFile;  // the whole path
+    bool FormToken = true;      // writes need the session's form token
+    bool User = false;          // for signed-in users only, others are sent to Session.SignIn
+    bool Administrator = false; // for administrators only, who are signed in
+    bool Filter = true;         // parameters pass the value filter, when there is one
+};
+
+struct TStaticConfig {
+    std::u16string Folder; // empty: no static files
+    std::u16string Prefix = u"/static/";
+    std::uint32_t MaxAge = 0; // seconds a browser may use its copy without asking
+};
+
+struct TLimitsConfig {
+    std::size_t BodyBytes = 2 * 1024 * 1024;
+    std::size_t HeaderBytes = 32 * 1024; // memory of a connection: request line, headers and a piece of body
+    std::size_t ResponseBytes = 32 * 1024 * 1024;
+    std::uint64_t Instructions = 100'000'000;   // of a module's run; 0 means no limit
+    std::size_t MemoryBytes = 64 * 1024 * 1024; // of one worker's scripts; 0 means no limit
+    unsigned Threads = 4;                       // workers that run modules
+    unsigned Queue = 200;                       // requests that may wait for a worker
+    unsigned Connections = 500;
+    unsigned IdleSeconds = 30; // a connection on which nothing moves is closed
+    unsigned StopSeconds = 10; // what running requests get when the service stops
+    friend bool operator==(const TLimitsConfig&, const TLimitsConfig&) = default;
+};
+
+struct TSessionConfig {
+    std::chrono::seconds Idle{20 * 60};
+    std::u16string SignIn; // path of the page where users sign in; empty: there is none
+    std::size_t Count = 10'000;
+    bool Secure = false; // the cookie travels over HTTPS only
+};
+
+struct TAdminConfig {
+    bool Enabled = true;
+    std::u16string Socket; // whole path; empty: made from the configuration file's name
+};
+
+struct TLogConfig {
+    TLogLevel Level = TLogLevel::Info;
+    std::u16string File; // empty: standard error
+};
+
+struct TWebConfig {
+    std::string Address = "127.0.0.1";
+    std::uint16_t Port = 8080; // 0: any free one
+    std::u16string Templates;  // folders are whole paths; empty when not configured
+    std::u16string Strings;
+    std::u16string Modules;
+    std::u16string Setup; // module file run once before serving; whole path, may be empty
+    std::u16string Database;
+    std::u16string Filter; // name or ID of the value filter in the database; empty: values are not checked
+    std::vector<std::u16string> Languages{u"en"};
+    std::u16string DefaultLanguage = u"en";
+    std::string ContentSecurityPolicy = "default-src 'self'";
+    std::vector<TRoute> Routes;
+    TStaticConfig Static;
+    TLimitsConfig Limits;
+    TSessionConfig Session;
+    TAdminConfig Admin;
+    TLogConfig Log;
+};
+
+/// Reads and checks a file. Relative names in it are relative to its folder.
+/// @throws EConfigError for anything wrong with it: bad TOML, an unknown key (with the nearest known one), a
+/// wrong
+///         type or range, a folder or module that is not there; platform::TSystemError when it cannot be
+///         read.
+[[nodiscard]] TWebConfig LoadWebConfig(std::u16string_view File);
+
+/// The same for a text; `File` stands in messages and its folder is the base of relative names.
+[[nodiscard]] TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view File);
+
+/// The route of a decoded path: an exact one, else the longest one above it; null when there is none.
+[[nodiscard]] const TRoute* FindRoute(const std::vector<TRoute>& Routes, std::u16string_view Path);
+
+} // namespace zutools::server

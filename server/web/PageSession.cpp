@@ -1,0 +1,71 @@
+#include "server/web/PageSession.h"
+
+#include "core/Lthdata.h"
+#include "host/ThreadContainer.h"
+#include "server/web/HttpText.h"
+
+namespace zutools::server {
+
+TPageSession::TPageSession(TSessionLease& Lease, TWebRequest& Request, const TSignInHook& Hook,
+                           std::chrono::seconds Idle, TLogger& Logger)
+    : FLease(Lease)
+    , FRequest(Request)
+    , FHook(Hook)
+    , FIdle(Idle)
+    , FLogger(Logger) {
+    auto Session = std::make_unique<TSession>();
+    FSession = Session.get();
+    Session->SID = Lease.State().SID;
+    Session->USR = Lease.State().USR;
+    Session->LanguageID = Request.Language;
+    ThreadObjects().Add(SessionObjectName, std::move(Session));
+    Request.Session = this;
+}
+
+TPageSession::~TPageSession() {
+    FRequest.Session = nullptr;
+    // Nothing of one page is seen by the next: published objects, last errors, what keeps blocks alive.
+    ReleaseCurrentThreadData();
+    ThreadObjects().Clear();
+}
+
+TSignInAnswer TPageSession::SignIn(std::u16string_view User, std::u16string_view Password) {
+    CheckThread();
+    if (!FHook) throw EIObjectError(u"session.sign_in: this service has no users");
+    TSignInReply Reply = FHook(User, Password);
+    if (Reply.Answer == TSignInAnswer::Ok) {
+        Renew(Reply.User);
+        FLogger.Log(TLogLevel::Info, u"signed in: " + Reply.User + u", session " + FLease.State().SID);
+    } else {
+        // Without the name: users type passwords there.
+        FLogger.Log(TLogLevel::Warning, u"sign-in refused, from " + FRequest.RemoteAddress);
+    }
+    return Reply.Answer;
+}
+
+void TPageSession::SignOut() {
+    CheckThread();
+    const std::u16string User = FLease.State().USR;
+    Renew({});
+    if (!User.empty()) FLogger.Log(TLogLevel::Info, u"signed out: " + User);
+}
+
+std::u16string TPageSession::Back() const {
+    const std::u16string Wanted = FRequest.Params.Value(BackParam);
+    return IsLocalPath(Wanted) ? Wanted : u"/";
+}
+
+void TPageSession::CheckThread() const {
+    if (CurrentSession() == FSession) return;
+    throw EIObjectError(u"session: only the page itself signs in and out, not zu.as_session");
+}
+
+void TPageSession::Renew(std::u16string_view User) {
+    FLease.Renew(User);
+    const TSessionState& State = FLease.State();
+    FSession->SID = State.SID;
+    FSession->USR = State.USR;
+    FRequest.FormToken.assign(State.FormToken.begin(), State.FormToken.end());
+}
+
+} // namespace zutools::server

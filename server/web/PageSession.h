@@ -1,0 +1,58 @@
+// The session of the page that runs: its object on the thread, and what the page may do with it.
+
+#pragma once
+
+#include "host/Services.h"
+#include "host/Session.h"
+#include "server/lua/SessionControl.h"
+#include "server/web/Sessions.h"
+#include "server/web/WebObjects.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace zutools::server {
+
+/// The parameter of the sign-in page that tells where the user wanted to go.
+inline constexpr std::u16string_view BackParam = u"back";
+
+/// What becomes of a name and a password. `User` is the user's canonical name when the answer is Ok.
+struct TSignInReply {
+    TSignInAnswer Answer = TSignInAnswer::Refused;
+    std::u16string User;
+};
+
+/// Checks a password; on worker threads, several at once. May raise, and may take its time.
+using TSignInHook = std::function<TSignInReply(std::u16string_view User, std::u16string_view Password)>;
+
+/// While it lives the calling thread serves the session of the lease: it stands in ThreadObjects(), and
+/// `Request` knows it. At the end everything that is kept for the thread is dropped. Everything must outlive
+/// it.
+class TPageSession : public TSessionControl {
+public:
+    TPageSession(TSessionLease& Lease, TWebRequest& Request, const TSignInHook& Hook,
+                 std::chrono::seconds Idle, TLogger& Logger);
+    ~TPageSession() override;
+    TPageSession(const TPageSession&) = delete;
+    TPageSession& operator=(const TPageSession&) = delete;
+
+    [[nodiscard]] TSignInAnswer SignIn(std::u16string_view User, std::u16string_view Password) override;
+    void SignOut() override;
+    [[nodiscard]] std::u16string Back() const override;
+    [[nodiscard]] std::chrono::seconds Idle() const override { return FIdle; }
+
+private:
+    void CheckThread() const;
+    void Renew(std::u16string_view User);
+
+    TSessionLease& FLease;
+    TWebRequest& FRequest;
+    const TSignInHook& FHook;
+    const std::chrono::seconds FIdle;
+    TLogger& FLogger;
+    TSession* FSession; // in ThreadObjects()
+};
+
+} // namespace zutools::server

@@ -1,0 +1,599 @@
+#include "server/web/Server.h"
+
+#include "platform/File.h"
+#include "platform/Text.h"
+#include "server/web/HttpText.h"
+#include "server/web/Multipart.h"
+#include "server/web/StaticFiles.h"
+#include "server/web/WorkerPool.h"
+
+#include <microhttpd.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <utility>
+
+namespace zutools::server {
+
+namespace {
+
+using TMoment = std::chrono::steady_clock::time_point;
+
+/// Bytes of a body that is too large read away, so that the client gets to see the answer; after that it is
+/// cut off.
+constexpr std::size_t DrainBytes = 16 * 1024 * 1024;
+
+/// One request on its way. The network library holds it until the answer is sent, a worker while the page
+/// runs.
+struct TExchange {
+    explicit TExchange(MHD_Connection& Wire)
+        : Connection(Wire) {}
+
+    // The network thread's, and the worker's while the connection is suspended.
+    MHD_Connection& Connection;
+    const TMoment Began = std::chrono::steady_clock::now();
+    const char* TargetAt = nullptr; // where it stands in the library's buffer
+    std::string Target;             // as sent
+    TRawRequest Raw;
+    const TRoute* Route = nullptr;
+    std::unique_ptr<TMultipartReader> Multipart;
+    std::size_t Received = 0;
+    bool HeadersRead = false;
+    bool KeepBody = false; // false: its bytes are counted and dropped
+    bool Counted = false;  // among those that a stop waits for
+    std::u16string SID;
+    std::u16string LanguageID;
+    int SentStatus = 0; // 0: none was sent
+    std::uint64_t SentBytes = 0;
+
+    // Guarded by the server's lock once a worker has it.
+    bool Answered = false;
+    TReply Reply;
+};
+
+using TExchangePtr = std::shared_ptr<TExchange>;
+
+void SetReply(TExchange& Exchange, TReply Reply) {
+    Exchange.Answered = true;
+    Exchange.Reply = std::move(Reply);
+}
+
+// ---- Sockets
+
+std::u16string AddressText(const std::string& Address, std::uint16_t Port) {
+    return platform::Utf8ToUtf16(Address.find(':') == std::string::npos ? Address : "[" + Address + "]") +
+           u":" + platform::Utf8ToUtf16(std::to_string(Port));
+}
+
+struct TSocketAddress {
+    sockaddr_storage Storage{};
+    socklen_t Size = 0;
+
+    TSocketAddress(const std::string& Address, std::uint16_t Port) {
+        auto& V4 = reinterpret_cast<sockaddr_in&>(Storage);
+        auto& V6 = reinterpret_cast<sockaddr_in6&>(Storage);
+        if (inet_pton(AF_INET, Address.c_str(), &V4.sin_addr) == 1) {
+            V4.sin_family = AF_INET;
+            V4.sin_port = htons(Port);
+            Size = sizeof V4;
+        } else if (inet_pton(AF_INET6, Address.c_str(), &V6.sin6_addr) == 1) {
+            V6.sin6_family = AF_INET6;
+            V6.sin6_port = htons(Port);
+            Size = sizeof V6;
+        }
+    }
+};
+
+/// A listening socket. @throws platform::TSystemError.
+int Listen(const std::string& Address, std::uint16_t Port) {
+    const TSocketAddress Wanted(Address, Port);
+    const int Socket = ::socket(Wanted.Storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int On = 1;
+    if (Socket < 0 || ::setsockopt(Socket, SOL_SOCKET, SO_REUSEADDR, &On, sizeof On) != 0 ||
+        ::bind(Socket, reinterpret_cast<const sockaddr*>(&Wanted.Storage), Wanted.Size) != 0 ||
+        ::listen(Socket, SOMAXCONN) != 0) {
+        const int Code = errno;
+        if (Socket >= 0) ::close(Socket);
+        throw platform::TSystemError(u"Cannot listen on", AddressText(Address, Port), Code);
+    }
+    return Socket;
+}
+
+std::uint16_t BoundPort(int Socket) {
+    sockaddr_storage Storage{};
+    socklen_t Size = sizeof Storage;
+    if (::getsockname(Socket, reinterpret_cast<sockaddr*>(&Storage), &Size) != 0) return 0;
+    return ntohs(Storage.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6&>(Storage).sin6_port
+                                               : reinterpret_cast<sockaddr_in&>(Storage).sin_port);
+}
+
+std::string RemoteAddressOf(MHD_Connection& Connection) {
+    const auto* Info = MHD_get_connection_info(&Connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+    if (Info == nullptr || Info->client_addr == nullptr) return {};
+    const bool V6 = Info->client_addr->sa_family == AF_INET6;
+    const void* Address =
+        V6 ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in6*>(Info->client_addr)->sin6_addr)
+           : &reinterpret_cast<const sockaddr_in*>(Info->client_addr)->sin_addr;
+    char Text[INET6_ADDRSTRLEN] = "";
+    ::inet_ntop(Info->client_addr->sa_family, Address, Text, sizeof Text);
+    return Text;
+}
+
+// ---- Requests
+
+std::string_view HeaderOf(MHD_Connection& Connection, const char* Name) {
+    const char* Value = MHD_lookup_connection_value(&Connection, MHD_HEADER_KIND, Name);
+    return Value == nullptr ? std::string_view{} : std::string_view(Value);
+}
+
+void ReadHeaders(TExchange& Exchange) {
+    MHD_get_connection_values_n(
+        &Exchange.Connection, MHD_HEADER_KIND,
+        [](void* List, MHD_ValueKind, const char* Name, std::size_t NameSize, const char* Value,
+           std::size_t ValueSize) -> MHD_Result {
+            static_cast<TExchange*>(List)->Raw.Headers.emplace_back(std::string(Name, NameSize),
+                                                                    std::string(Value, ValueSize));
+            return MHD_YES;
+        },
+        &Exchange);
+}
+
+/// Two readers could take such a request for different ones: a proxy in front, and this server.
+bool IsAmbiguous(const TRawRequest& Raw) {
+    const auto Count = [&](std::u16string_view Name) {
+        return std::ranges::count_if(Raw.Headers, [&](const auto& Header) {
+            return platform::EqualAsciiNoCase(std::u16string(Header.first.begin(), Header.first.end()), Name);
+        });
+    };
+    const auto Lengths = Count(u"Content-Length");
+    return Lengths > 1 || Count(u"Host") > 1 || (Lengths > 0 && Count(u"Transfer-Encoding") > 0);
+}
+
+/// The media type of a Content-Type header, in lower case, without its parameters.
+std::string MediaType(std::string_view Header) {
+    std::string Type(Header.substr(0, Header.find(';')));
+    while (!Type.empty() && (Type.back() == ' ' || Type.back() == '\t')) Type.pop_back();
+    for (char& Letter : Type) {
+        if (Letter >= 'A' && Letter <= 'Z') Letter = static_cast<char>(Letter - 'A' + 'a');
+    }
+    return Type;
+}
+
+std::optional<std::uint64_t> ContentLength(MHD_Connection& Connection) {
+    const std::string_view Text = HeaderOf(Connection, "Content-Length");
+    std::uint64_t Length = 0;
+    const auto [End, Error] = std::from_chars(Text.data(), Text.data() + Text.size(), Length);
+    if (Text.empty() || Error != std::errc{} || End != Text.data() + Text.size()) return std::nullopt;
+    return Length;
+}
+
+// ---- Answers
+
+void AddHeader(MHD_Response& Response, const std::string& Name, const std::string& Value) {
+    MHD_add_response_header(&Response, Name.c_str(), Value.c_str());
+}
+
+MHD_Response* MakeResponse(TReply& Reply) {
+    if (Reply.File.IsOpen()) return MHD_create_response_from_fd64(Reply.FileSize, Reply.File.Take());
+    auto Body = std::make_unique<std::string>(std::move(Reply.Body));
+    MHD_Response* Response = MHD_create_response_from_buffer_with_free_callback_cls(
+        Body->size(), Body->data(), [](void* Text) { delete static_cast<std::string*>(Text); }, Body.get());
+    if (Response != nullptr) Body.release();
+    return Response;
+}
+
+/// The hook, whose errors go to the log: leases tell it from their destructors.
+TSessions::TEndHook GuardedHook(TSessions::TEndHook Hook, TLogger& Logger) {
+    if (!Hook) return {};
+    return [Hook = std::move(Hook), &Logger](const TSessionState& Session) {
+        try {
+            Hook(Session);
+        } catch (const std::exception& Error) {
+            Logger.Log(TLogLevel::Error, u"end of session " + Session.SID + u": " + MessageOf(Error));
+        }
+    };
+}
+
+} // namespace
+
+struct TWebServer::TImpl {
+    TImpl(TWebConfig Settings, TWebServerHooks Hooks, TLogger& Log, TLocalizatorTable& Texts)
+        : Config(std::move(Settings))
+        , Logger(Log)
+        , Localizer(Texts)
+        , Static(Config.Static)
+        , Sessions(Config.Session.Idle, Config.Session.Count, std::move(Hooks.Clock),
+                   GuardedHook(std::move(Hooks.SessionEnded), Log))
+        , Handler(Config, Sessions, Logger, Localizer, std::move(Hooks.Filters), std::move(Hooks.SignIn))
+        , Pool(std::in_place, Config.Limits.Threads, Config.Limits.Queue, std::move(Hooks.MakeRunner)) {}
+
+    ~TImpl() { Stop(); }
+
+    void Start();
+    bool Stop();
+
+    // On the network threads.
+    MHD_Result Access(const char* Method, const char* Version, const char* Data, std::size_t* Size,
+                      const TExchangePtr& Exchange);
+    MHD_Result BeginRequest(const char* Method, const char* Version, TExchange& Exchange);
+    void Route(TExchange& Exchange);
+    void BeginBody(TExchange& Exchange);
+    MHD_Result TakeBody(TExchange& Exchange, std::string_view Bytes);
+    void EndBody(TExchange& Exchange);
+    MHD_Result FinishRequest(const TExchangePtr& Exchange);
+    void Suspend(const TExchangePtr& Exchange);
+    MHD_Result Send(TExchange& Exchange);
+    void Completed(TExchange& Exchange);
+    void Refuse(TExchange& Exchange, int Status);
+
+    // On a worker.
+    void RunPage(const TExchangePtr& Exchange, TWorker& Worker);
+
+    const TWebConfig Config;
+    TLogger& Logger;
+    TLocalizatorTable& Localizer;
+    const TStaticFiles Static;
+    TSessions Sessions;
+    const TPageHandler Handler;
+
+    MHD_Daemon* Daemon = nullptr;
+    std::uint16_t BoundTo = 0;
+
+    // Guarded by Mutex.
+    std::mutex Mutex;
+    std::condition_variable Finished;
+    std::set<TExchangePtr> Suspended; // their pages wait or run
+    std::size_t Pending = 0;          // requests that arrived whole and are not answered to the end
+    bool Stopping = false;            // new requests are turned away
+    bool Closed = false;              // nothing is suspended any more
+
+    std::optional<TWorkerPool> Pool; // last: its threads use everything above
+};
+
+// ---- Life
+
+void TWebServer::TImpl::Start() {
+    const int Socket = Listen(Config.Address, Config.Port);
+    BoundTo = BoundPort(Socket);
+
+    const auto Access = [](void* Self, MHD_Connection*, const char*, const char* Method, const char* Version,
+                           const char* Data, std::size_t* Size, void** Exchange) noexcept -> MHD_Result {
+        auto& Server = *static_cast<TImpl*>(Self);
+        if (*Exchange == nullptr) return MHD_NO; // no memory for it
+        try {
+            return Server.Access(Method, Version, Data, Size, *static_cast<TExchangePtr*>(*Exchange));
+        } catch (const std::exception& Error) {
+            Server.Logger.Log(TLogLevel::Error, u"request dropped: " + platform::Utf8ToUtf16(Error.what()));
+            return MHD_NO;
+        }
+    };
+    const auto Arrive = [](void*, const char* Uri, MHD_Connection* Connection) noexcept -> void* {
+        try {
+            auto Exchange = std::make_shared<TExchange>(*Connection);
+            Exchange->TargetAt = Uri;
+            Exchange->Target = Uri;
+            return new TExchangePtr(std::move(Exchange));
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
+    };
+    const auto Complete = [](void* Self, MHD_Connection*, void** Exchange,
+                             MHD_RequestTerminationCode) noexcept {
+        const std::unique_ptr<TExchangePtr> Done(
+            static_cast<TExchangePtr*>(std::exchange(*Exchange, nullptr)));
+        if (Done) static_cast<TImpl*>(Self)->Completed(**Done);
+    };
+    // The target is decoded once, strictly, by us.
+    const auto LeaveEscaped = [](void*, MHD_Connection*, char* Text) noexcept -> std::size_t {
+        return std::char_traits<char>::length(Text);
+    };
+    const auto Complain = [](void* Self, const char* Pattern, va_list Args) noexcept {
+        char Text[500];
+        std::vsnprintf(Text, sizeof Text, Pattern, Args);
+        static_cast<TImpl*>(Self)->Logger.Log(TLogLevel::Debug, u"network: " + platform::Utf8ToUtf16(Text));
+    };
+
+    using TAccess = MHD_Result (*)(void*, MHD_Connection*, const char*, const char*, const char*, const char*,
+                                   std::size_t*, void**);
+    using TArrive = void* (*)(void*, const char*, MHD_Connection*);
+    using TComplete = void (*)(void*, MHD_Connection*, void**, MHD_RequestTerminationCode);
+    using TUnescape = std::size_t (*)(void*, MHD_Connection*, char*);
+    using TComplain = void (*)(void*, const char*, va_list);
+    unsigned Flags =
+        MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ITC | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
+    if (Config.Address.find(':') != std::string::npos) Flags |= MHD_USE_IPv6;
+    Daemon =
+        MHD_start_daemon(Flags, BoundTo, nullptr, nullptr, static_cast<TAccess>(Access), this,        //
+                         MHD_OPTION_EXTERNAL_LOGGER, static_cast<TComplain>(Complain), this,          //
+                         MHD_OPTION_LISTEN_SOCKET, Socket,                                            //
+                         MHD_OPTION_THREAD_POOL_SIZE, 2U,                                             //
+                         MHD_OPTION_CONNECTION_LIMIT, Config.Limits.Connections,                      //
+                         MHD_OPTION_CONNECTION_TIMEOUT, Config.Limits.IdleSeconds,                    //
+                         MHD_OPTION_CONNECTION_MEMORY_LIMIT, Config.Limits.HeaderBytes,               //
+                         MHD_OPTION_STRICT_FOR_CLIENT, 1,                                             //
+                         MHD_OPTION_URI_LOG_CALLBACK, static_cast<TArrive>(Arrive), this,             //
+                         MHD_OPTION_UNESCAPE_CALLBACK, static_cast<TUnescape>(LeaveEscaped), nullptr, //
+                         MHD_OPTION_NOTIFY_COMPLETED, static_cast<TComplete>(Complete), this, MHD_OPTION_END);
+    if (Daemon == nullptr) {
+        const int Code = errno;
+        ::close(Socket);
+        throw platform::TSystemError(u"Cannot serve on", AddressText(Config.Address, BoundTo), Code);
+    }
+}
+
+bool TWebServer::TImpl::Stop() {
+    const TMoment Deadline =
+        std::chrono::steady_clock::now() + std::chrono::seconds(Config.Limits.StopSeconds);
+    if (Daemon != nullptr) {
+        std::set<TExchangePtr> Late;
+        {
+            std::unique_lock Guard(Mutex);
+            // New connections are still taken, and told: MHD_quiesce_daemon races with its own epoll threads.
+            Stopping = true;
+            Finished.wait_until(Guard, Deadline, [this] { return Pending == 0; });
+            Closed = true;
+            Late.swap(Suspended);
+            for (const TExchangePtr& Exchange : Late) {
+                SetReply(*Exchange, ErrorReply(503, Localizer, Config.DefaultLanguage));
+            }
+        }
+        for (const TExchangePtr& Exchange : Late) MHD_resume_connection(&Exchange->Connection);
+        MHD_stop_daemon(std::exchange(Daemon, nullptr));
+    }
+    return Pool->Close(Deadline);
+}
+
+// ---- One request
+
+MHD_Result TWebServer::TImpl::Access(const char* Method, const char* Version, const char* Data,
+                                     std::size_t* Size, const TExchangePtr& Exchange) {
+    if (!Exchange->HeadersRead) return BeginRequest(Method, Version, *Exchange);
+    if (*Size != 0) {
+        const std::string_view Bytes(Data, std::exchange(*Size, 0));
+        return TakeBody(*Exchange, Bytes);
+    }
+    return FinishRequest(Exchange);
+}
+
+MHD_Result TWebServer::TImpl::BeginRequest(const char* Method, const char* Version, TExchange& Exchange) {
+    Exchange.HeadersRead = true;
+    Exchange.Raw.Method = Method;
+    Exchange.Raw.RemoteAddress = RemoteAddressOf(Exchange.Connection);
+    ReadHeaders(Exchange);
+    Exchange.LanguageID = Handler.LanguageWithoutSession(Exchange.Raw);
+    // The version follows the target after one blank; when it does not, a NUL has cut the target short.
+    const bool Whole = Version == Exchange.TargetAt + Exchange.Target.size() + 1;
+    if (!Whole || IsAmbiguous(Exchange.Raw)) {
+        Refuse(Exchange, 400);
+        Exchange.Reply.Close = true;
+        return Send(Exchange);
+    }
+    Route(Exchange);
+    if (!Exchange.Answered && Exchange.Raw.Method == "POST") BeginBody(Exchange);
+
+    // A client that asks first, or sends more than will be read away, is answered before its body.
+    const auto Length = ContentLength(Exchange.Connection);
+    if (Length && *Length > Config.Limits.BodyBytes) {
+        Refuse(Exchange, 413);
+        if (!HeaderOf(Exchange.Connection, "Expect").empty() ||
+            *Length > Config.Limits.BodyBytes + DrainBytes) {
+            Exchange.Reply.Close = true;
+            return Send(Exchange);
+        }
+    }
+    return MHD_YES;
+}
+
+void TWebServer::TImpl::Route(TExchange& Exchange) {
+    TRawRequest& Raw = Exchange.Raw;
+    const auto Target = SplitTarget(Exchange.Target);
+    auto Path = Target ? DecodePercent(Target->Path, false) : std::nullopt;
+    if (!Path) return Refuse(Exchange, 400);
+    Raw.Path = std::move(*Path);
+    Raw.Query = Target->Query;
+
+    const bool Reads = Raw.Method == "GET" || Raw.Method == "HEAD";
+    Exchange.Route = FindRoute(Config.Routes, Raw.Path);
+    const bool IsStatic = Exchange.Route == nullptr && Static.Covers(Raw.Path);
+    if (!Reads && (Raw.Method != "POST" || IsStatic)) {
+        Refuse(Exchange, 405);
+        Exchange.Reply.Headers.emplace_back("Allow", IsStatic ? "GET, HEAD" : "GET, HEAD, POST");
+    } else if (IsStatic) {
+        auto Reply = Static.Find(Raw.Path, HeaderOf(Exchange.Connection, "If-None-Match"),
+                                 HeaderOf(Exchange.Connection, "If-Modified-Since"));
+        if (!Reply) return Refuse(Exchange, 404);
+        SetReply(Exchange, std::move(*Reply));
+    } else if (Exchange.Route == nullptr) {
+        Refuse(Exchange, 404);
+    }
+}
+
+void TWebServer::TImpl::BeginBody(TExchange& Exchange) {
+    const std::string Type = MediaType(HeaderOf(Exchange.Connection, "Content-Type"));
+    if (Type == "multipart/form-data") {
+        Exchange.Multipart = std::make_unique<TMultipartReader>(Exchange.Connection);
+        Exchange.KeepBody = true;
+    } else {
+        Exchange.KeepBody = Type == "application/x-www-form-urlencoded";
+    }
+}
+
+MHD_Result TWebServer::TImpl::TakeBody(TExchange& Exchange, std::string_view Bytes) {
+    Exchange.Received += Bytes.size();
+    if (Exchange.Received > Config.Limits.BodyBytes) {
+        if (Exchange.Received > Config.Limits.BodyBytes + DrainBytes) return MHD_NO;
+        Refuse(Exchange, 413);
+    }
+    if (Exchange.Answered) {
+        // Nothing of it will be looked at.
+        Exchange.Multipart.reset();
+        Exchange.Raw.Form.clear();
+        Exchange.Raw.Form.shrink_to_fit();
+    } else if (Exchange.Multipart) {
+        if (!Exchange.Multipart->Feed(Bytes)) Refuse(Exchange, 400);
+    } else if (Exchange.KeepBody) {
+        Exchange.Raw.Form += Bytes;
+    } else if (Exchange.Raw.Method == "POST") {
+        Refuse(Exchange, 415);
+    }
+    return MHD_YES;
+}
+
+void TWebServer::TImpl::EndBody(TExchange& Exchange) {
+    if (!Exchange.Multipart) return;
+    if (!Exchange.Multipart->Finish()) return Refuse(Exchange, 400);
+    Exchange.Raw.Parts = std::move(Exchange.Multipart->Parts());
+}
+
+MHD_Result TWebServer::TImpl::FinishRequest(const TExchangePtr& Exchange) {
+    bool Answered = false;
+    {
+        const std::lock_guard Guard(Mutex);
+        if (!Exchange->Counted) {
+            Exchange->Counted = true;
+            ++Pending;
+        }
+        if (Stopping && !Exchange->Answered) {
+            Refuse(*Exchange, 503);
+            Exchange->Reply.Close = true;
+        }
+        Answered = Exchange->Answered;
+    }
+    if (!Answered) {
+        EndBody(*Exchange);
+        Answered = Exchange->Answered;
+    }
+    if (Answered) return Send(*Exchange);
+    Suspend(Exchange);
+    return MHD_YES;
+}
+
+void TWebServer::TImpl::Suspend(const TExchangePtr& Exchange) {
+    const auto TurnAway = [&] {
+        Refuse(*Exchange, 503);
+        Exchange->Reply.Headers.emplace_back("Retry-After", "1");
+        MHD_resume_connection(&Exchange->Connection);
+    };
+    // Suspended before it is submitted: a worker may be done before this function is.
+    MHD_suspend_connection(&Exchange->Connection);
+    {
+        const std::lock_guard Guard(Mutex);
+        if (Closed) return TurnAway();
+        Suspended.insert(Exchange);
+    }
+    if (Pool->TrySubmit([this, Exchange](TWorker& Worker) { RunPage(Exchange, Worker); })) return;
+    const std::lock_guard Guard(Mutex);
+    if (Suspended.erase(Exchange) != 0) TurnAway();
+}
+
+void TWebServer::TImpl::RunPage(const TExchangePtr& Exchange, TWorker& Worker) {
+    TPageResult Result;
+    try {
+        Result = Handler.Handle(Exchange->Raw, *Exchange->Route, Worker);
+    } catch (const std::exception& Error) {
+        Logger.Log(TLogLevel::Error, u"page failed: " + platform::Utf8ToUtf16(Error.what()));
+        Result.Reply = ErrorReply(500, Localizer, Config.DefaultLanguage);
+    }
+    const std::lock_guard Guard(Mutex);
+    if (Suspended.erase(Exchange) == 0) return; // the server stopped and answered by itself
+    Exchange->SID = std::move(Result.SID);
+    if (!Result.LanguageID.empty()) Exchange->LanguageID = std::move(Result.LanguageID);
+    SetReply(*Exchange, std::move(Result.Reply));
+    MHD_resume_connection(&Exchange->Connection);
+}
+
+MHD_Result TWebServer::TImpl::Send(TExchange& Exchange) {
+    TReply& Reply = Exchange.Reply;
+    const std::uint64_t Size = Reply.File.IsOpen() ? Reply.FileSize : Reply.Body.size();
+    MHD_Response* Response = MakeResponse(Reply);
+    if (Response == nullptr) return MHD_NO;
+    bool HasPolicy = false;
+    for (const auto& [Name, Value] : Reply.Headers) {
+        AddHeader(*Response, Name, Value);
+        HasPolicy = HasPolicy || MediaType(Name) == "content-security-policy";
+    }
+    if (!Reply.ContentType.empty()) AddHeader(*Response, "Content-Type", Reply.ContentType);
+    if (!HasPolicy && !Config.ContentSecurityPolicy.empty()) {
+        AddHeader(*Response, "Content-Security-Policy", Config.ContentSecurityPolicy);
+    }
+    AddHeader(*Response, "X-Content-Type-Options", "nosniff");
+    AddHeader(*Response, "X-Frame-Options", "SAMEORIGIN");
+    AddHeader(*Response, "Referrer-Policy", "same-origin");
+    if (Reply.Close) AddHeader(*Response, "Connection", "close");
+
+    const MHD_Result Queued =
+        MHD_queue_response(&Exchange.Connection, static_cast<unsigned>(Reply.Status), Response);
+    MHD_destroy_response(Response);
+    if (Queued == MHD_YES) {
+        Exchange.SentStatus = Reply.Status;
+        Exchange.SentBytes = Exchange.Raw.Method == "HEAD" ? 0 : Size;
+    }
+    return Queued;
+}
+
+void TWebServer::TImpl::Completed(TExchange& Exchange) {
+    using namespace std::chrono;
+    const auto Milliseconds = duration_cast<milliseconds>(steady_clock::now() - Exchange.Began).count();
+    // The path as sent: escapes cannot be mistaken for parts of the line. The query may hold what users
+    // typed.
+    const std::string_view Target = Exchange.Target;
+    const std::string Line = MaskForLog(Exchange.Raw.Method.empty() ? "?" : Exchange.Raw.Method) + " \"" +
+                             MaskForLog(Target.substr(0, Target.find('?'))) + "\" " +
+                             std::to_string(Exchange.SentStatus) + " " + std::to_string(Exchange.SentBytes) +
+                             " bytes " + std::to_string(Milliseconds) + " ms session=";
+    Logger.Log(TLogLevel::Info, platform::Utf8ToUtf16(Line) + (Exchange.SID.empty() ? u"-" : Exchange.SID) +
+                                    u" language=" +
+                                    (Exchange.LanguageID.empty() ? u"-" : Exchange.LanguageID));
+    if (!Exchange.Counted) return;
+    {
+        const std::lock_guard Guard(Mutex);
+        --Pending;
+    }
+    Finished.notify_all();
+}
+
+void TWebServer::TImpl::Refuse(TExchange& Exchange, int Status) {
+    SetReply(Exchange, ErrorReply(Status, Localizer, Exchange.LanguageID));
+}
+
+// ---- The outside
+
+TWebServer::TWebServer(TWebConfig Config, TWebServerHooks Hooks, TLogger& Logger,
+                       TLocalizatorTable& Localizer)
+    : FImpl(std::make_unique<TImpl>(std::move(Config), std::move(Hooks), Logger, Localizer)) {}
+
+TWebServer::~TWebServer() = default;
+
+void TWebServer::Start() {
+    FImpl->Start();
+}
+
+std::uint16_t TWebServer::Port() const {
+    return FImpl->BoundTo;
+}
+
+std::string TWebServer::Url() const {
+    return "http://" + platform::Utf16ToUtf8(AddressText(FImpl->Config.Address, FImpl->BoundTo)) + "/";
+}
+
+bool TWebServer::Stop() {
+    return FImpl->Stop();
+}
+
+void TWebServer::SweepSessions() {
+    FImpl->Sessions.Sweep();
+}
+
+} // namespace zutools::server

@@ -1,0 +1,59 @@
+#include "server/web/ValueFilter.h"
+
+#include "checking/Dbchprms.h"
+#include "host/Format.h"
+#include "host/Numbers.h"
+#include "host/StringHelpers.h"
+#include "server/web/WebObjects.h"
+
+namespace zutools::server {
+
+namespace {
+
+/// The page's sentence in the language of the request; a file of texts may have its own under
+/// "http.400.field".
+std::u16string Note(TLocalizatorTable& Localizer, const TWebRequest& Request, std::u16string_view Field) {
+    constexpr std::u16string_view Key = u"http.400.field";
+    constexpr std::size_t LongestName = 60; // a name comes from outside too
+    std::u16string Text = Localizer.GetString(Key, Request.Language);
+    if (Text == Key) Text = u"The value of this field cannot be accepted:";
+    return Text + u" " + std::u16string(Field.substr(0, LongestName));
+}
+
+} // namespace
+
+void LoadValueFilter(TParamsChecker& Checker, std::u16string_view NameOrID) {
+    const TCheckParamsDBConfig Filters;
+    TStringList Names;
+    Filters.ReadFiltersNames(Names, false, false);
+    std::u16string Known;
+    for (int Index = 0; Index < Names.Count(); ++Index) {
+        const auto ID = static_cast<int>(Names.Tags(Index));
+        if (SameText(Names.Strings(Index), NameOrID) || IntToStr(ID) == NameOrID) {
+            TParamsConfig Filter;
+            if (!Filters.ReadCheckParamsByID(ID, Filter, TCheckParamsDBConfig::All)) break;
+            Checker.LoadFrom(Filter);
+            return;
+        }
+        Known += (Known.empty() ? u"" : u", ") + Names.Strings(Index) + u" (" + IntToStr(ID) + u")";
+    }
+    throw Exception(Format(u"there is no value filter \"%s\" in the database; there are: %s",
+                           {NameOrID, Known.empty() ? std::u16string(u"none") : Known}));
+}
+
+TRequestFilter MakeValueFilter(const TParamsChecker& Checker, TLocalizatorTable& Localizer) {
+    return [&Checker, &Localizer](const TWebRequest& Request) -> std::optional<TRefusal> {
+        const TParamsList& Params = Request.Params;
+        for (int Index = 0; Index < Params.GetCount(); ++Index) {
+            const std::u16string Name = Params.GetPLName(Index);
+            try {
+                static_cast<void>(Checker.CheckParamValue(Name, Params.GetPLValueByIndex(Index), true));
+            } catch (const EParamValueChecker& Error) {
+                return TRefusal{400, Note(Localizer, Request, Name), Error.Message()};
+            }
+        }
+        return std::nullopt;
+    };
+}
+
+} // namespace zutools::server

@@ -1,0 +1,268 @@
+#include "server/web/WebObjects.h"
+
+#include "host/Exception.h"
+#include "host/Format.h"
+#include "platform/Text.h"
+#include "server/web/HttpText.h"
+
+#include <algorithm>
+#include <array>
+
+namespace zutools::server {
+
+namespace {
+
+using platform::EqualAsciiNoCase;
+
+std::u16string Widened(std::string_view Ascii) {
+    return {Ascii.begin(), Ascii.end()};
+}
+
+bool SameHeader(std::string_view Left, std::string_view Right) {
+    return EqualAsciiNoCase(Widened(Left), Widened(Right));
+}
+
+/// Text as ASCII; empty optional when it holds anything else.
+std::optional<std::string> Narrowed(std::u16string_view Text) {
+    std::string Ascii;
+    for (const char16_t Character : Text) {
+        if (Character >= 0x80) return std::nullopt;
+        Ascii += static_cast<char>(Character);
+    }
+    return Ascii;
+}
+
+/// A file by 0-based index or by field name.
+const TWebFile& FileOf(TObject& Target, TScriptArgs Args) {
+    const auto& Items = static_cast<TWebFiles&>(Target).Items;
+    if (Args[0].IsString()) {
+        const std::u16string Name = Args[0].AsString();
+        const auto Found = std::ranges::find_if(
+            Items, [&](const TWebFile& File) { return EqualAsciiNoCase(File.Name, Name); });
+        if (Found == Items.end())
+            throw EIObjectError(Format(u"No file was sent in the field \"%s\".", {Name}));
+        return *Found;
+    }
+    const int Index = Args[0].AsInteger();
+    if (Index < 0 || static_cast<std::size_t>(Index) >= Items.size()) {
+        throw EIObjectError(Format(u"File index out of bounds (%d).", {Index}));
+    }
+    return Items[static_cast<std::size_t>(Index)];
+}
+
+std::u16string ContentAsText(const TWebFile& File) {
+    auto Text = DecodeUtf8(File.Content);
+    if (!Text) throw EIObjectError(Format(u"The file in the field \"%s\" is no UTF-8 text.", {File.Name}));
+    if (Text->starts_with(u'\uFEFF')) Text->erase(0, 1);
+    return std::move(*Text);
+}
+
+template <auto Field>
+TKXVariant TextField(TObject& Target, TScriptArgs) {
+    return static_cast<TWebRequest&>(Target).*Field;
+}
+
+TWebResponse& ResponseOf(TObject& Target) {
+    return static_cast<TWebResponse&>(Target);
+}
+
+void RegisterFiles(TScriptRegistry& Registry) {
+    const TClassInfo& Class = TWebFiles::StaticClass();
+    const auto Property = [&](std::u16string_view Name, int ArgCount, TScriptGetter Getter) {
+        Registry.RegisterProperty(Class, Name, ArgCount, Getter, nullptr, true);
+    };
+    Registry.RegisterClass(Class);
+    Property(u"Count", 0, [](TObject& Target, TScriptArgs) -> TKXVariant {
+        return static_cast<int>(static_cast<TWebFiles&>(Target).Items.size());
+    });
+    Property(u"Name", 1,
+             [](TObject& Target, TScriptArgs Args) -> TKXVariant { return FileOf(Target, Args).Name; });
+    Property(u"FileName", 1,
+             [](TObject& Target, TScriptArgs Args) -> TKXVariant { return FileOf(Target, Args).FileName; });
+    Property(u"ContentType", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
+        return FileOf(Target, Args).ContentType;
+    });
+    Property(u"Size", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
+        return static_cast<std::int64_t>(FileOf(Target, Args).Content.size());
+    });
+    Property(u"Content", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
+        return ContentAsText(FileOf(Target, Args));
+    });
+    Property(u"ContentBase64", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
+        return Widened(Base64Text(FileOf(Target, Args).Content));
+    });
+}
+
+void RegisterRequest(TScriptRegistry& Registry) {
+    const TClassInfo& Class = TWebRequest::StaticClass();
+    const auto Property = [&](std::u16string_view Name, TScriptGetter Getter) {
+        Registry.RegisterProperty(Class, Name, 0, Getter, nullptr, true);
+    };
+    Registry.RegisterClass(Class);
+    Property(u"Params", [](TObject& Target, TScriptArgs) {
+        return PointerAsLVar(&static_cast<TWebRequest&>(Target).Params);
+    });
+    Property(u"Files", [](TObject& Target, TScriptArgs) {
+        return PointerAsLVar(&static_cast<TWebRequest&>(Target).Files);
+    });
+    Property(u"Method", TextField<&TWebRequest::Method>);
+    Property(u"Path", TextField<&TWebRequest::Path>);
+    Property(u"Language", TextField<&TWebRequest::Language>);
+    Property(u"FormToken", TextField<&TWebRequest::FormToken>);
+    Property(u"RemoteAddress", TextField<&TWebRequest::RemoteAddress>);
+    Property(u"FormTokenGood", [](TObject& Target, TScriptArgs) -> TKXVariant {
+        return static_cast<TWebRequest&>(Target).FormTokenGood;
+    });
+    Registry.RegisterFunction(Class, u"Header", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
+        const std::string Name = platform::Utf16ToUtf8(Args[0].AsString());
+        if (SameHeader(Name, "Cookie")) return u"";
+        return platform::Utf8ToUtf16(static_cast<TWebRequest&>(Target).FindHeader(Name));
+    });
+}
+
+void RegisterResponse(TScriptRegistry& Registry) {
+    const TClassInfo& Class = TWebResponse::StaticClass();
+    Registry.RegisterClass(Class);
+    Registry.RegisterProcedure(Class, u"Write", 1, [](TObject& Target, TScriptArgs Args) {
+        if (Args[0].Kind() == TVariantKind::vkString) {
+            ResponseOf(Target).Write(Args[0].StringView());
+        } else {
+            ResponseOf(Target).Write(Args[0].AsString());
+        }
+    });
+    Registry.RegisterProperty(
+        Class, u"Status", 0,
+        [](TObject& Target, TScriptArgs) -> TKXVariant { return ResponseOf(Target).Status(); },
+        [](TObject& Target, TScriptArgs, const TKXVariant& Value) {
+            ResponseOf(Target).SetStatus(Value.AsInteger());
+        },
+        false);
+    Registry.RegisterProperty(
+        Class, u"ContentType", 0,
+        [](TObject& Target, TScriptArgs) -> TKXVariant { return Widened(ResponseOf(Target).ContentType()); },
+        [](TObject& Target, TScriptArgs, const TKXVariant& Value) {
+            ResponseOf(Target).SetContentType(Value.AsString());
+        },
+        false);
+    Registry.RegisterProcedure(Class, u"Redirect", 1, [](TObject& Target, TScriptArgs Args) {
+        ResponseOf(Target).Redirect(Args[0].AsString(), false);
+    });
+    Registry.RegisterProcedure(Class, u"RedirectOutside", 1, [](TObject& Target, TScriptArgs Args) {
+        ResponseOf(Target).Redirect(Args[0].AsString(), true);
+    });
+    Registry.RegisterProcedure(Class, u"SetHeader", 2, [](TObject& Target, TScriptArgs Args) {
+        ResponseOf(Target).SetHeader(Args[0].AsString(), Args[1].AsString());
+    });
+}
+
+} // namespace
+
+const TClassInfo& TWebFiles::StaticClass() {
+    static constexpr TClassInfo Info{u"TWebFiles", &TIObject::StaticClass};
+    return Info;
+}
+
+const TClassInfo& TWebFiles::ClassInfo() const {
+    return StaticClass();
+}
+
+const TClassInfo& TWebRequest::StaticClass() {
+    static constexpr TClassInfo Info{u"TWebRequest", &TIObject::StaticClass};
+    return Info;
+}
+
+const TClassInfo& TWebRequest::ClassInfo() const {
+    return StaticClass();
+}
+
+const TClassInfo& TWebResponse::StaticClass() {
+    static constexpr TClassInfo Info{u"TWebResponse", &TIObject::StaticClass};
+    return Info;
+}
+
+const TClassInfo& TWebResponse::ClassInfo() const {
+    return StaticClass();
+}
+
+std::string_view TWebRequest::FindHeader(std::string_view Name) const {
+    const auto Found =
+        std::ranges::find_if(Headers, [&](const auto& Header) { return SameHeader(Header.first, Name); });
+    return Found == Headers.end() ? std::string_view{} : std::string_view(Found->second);
+}
+
+void TWebResponse::Write(std::u16string_view Text) {
+    const auto Encoded = platform::Utf16ToUtf8Strict(Text);
+    if (Encoded.Error) {
+        throw EIObjectError(
+            Format(u"Write: an unpaired surrogate at position %d.", {Encoded.Error->Offset + 1}));
+    }
+    if (Encoded.Text.size() > FMaxBytes - FBody.size()) {
+        throw EIObjectError(Format(u"Write: the page is larger than %d bytes.", {FMaxBytes}));
+    }
+    FBody += Encoded.Text;
+}
+
+void TWebResponse::SetStatus(int Value) {
+    if (Value < 200 || Value > 599)
+        throw EIObjectError(Format(u"Status: %d is not between 200 and 599.", {Value}));
+    FStatus = Value;
+}
+
+void TWebResponse::SetContentType(std::u16string_view Value) {
+    auto Ascii = Narrowed(Value);
+    if (!Ascii || Ascii->empty() || !IsHeaderValue(*Ascii)) {
+        throw EIObjectError(u"ContentType: the value must be printable ASCII.");
+    }
+    FContentType = std::move(*Ascii);
+}
+
+void TWebResponse::Redirect(std::u16string_view Url, bool Outside) {
+    auto Location = RedirectLocation(Url, FHost, Outside);
+    if (!Location) {
+        throw EIObjectError(Outside ? u"RedirectOutside: the target is no address of a page."
+                                    : u"Redirect: the target is no address of a page on this host.");
+    }
+    FStatus = 303;
+    std::erase_if(FHeaders, [](const auto& Header) { return Header.first == "Location"; });
+    FHeaders.emplace_back("Location", std::move(*Location));
+}
+
+void TWebResponse::SetHeader(std::u16string_view Name, std::u16string_view Value) {
+    // What frames the message, carries the session or has its own checked way.
+    constexpr std::array<std::string_view, 8> Own{"Connection",        "Content-Length", "Date",
+                                                  "Location",          "Set-Cookie",     "Set-Cookie2",
+                                                  "Transfer-Encoding", "Upgrade"};
+    auto AsciiName = Narrowed(Name);
+    auto AsciiValue = Narrowed(Value);
+    if (!AsciiName || !IsHeaderName(*AsciiName))
+        throw EIObjectError(u"SetHeader: the name is no header name.");
+    if (!AsciiValue || !IsHeaderValue(*AsciiValue)) {
+        throw EIObjectError(Format(u"SetHeader: the value of \"%s\" must be printable ASCII.", {Name}));
+    }
+    if (std::ranges::any_of(Own, [&](std::string_view Header) { return SameHeader(Header, *AsciiName); })) {
+        throw EIObjectError(Format(u"SetHeader: \"%s\" is the server's own.", {Name}));
+    }
+    if (SameHeader(*AsciiName, "Content-Type")) return SetContentType(Value);
+    std::erase_if(FHeaders, [&](const auto& Header) { return SameHeader(Header.first, *AsciiName); });
+    FHeaders.emplace_back(std::move(*AsciiName), std::move(*AsciiValue));
+}
+
+const std::string* TWebResponse::FindHeader(std::string_view Name) const {
+    const auto Found =
+        std::ranges::find_if(FHeaders, [&](const auto& Header) { return SameHeader(Header.first, Name); });
+    return Found == FHeaders.end() ? nullptr : &Found->second;
+}
+
+void RegisterWebObjects(TScriptRegistry& Registry) {
+    RegisterFiles(Registry);
+    RegisterRequest(Registry);
+    RegisterResponse(Registry);
+}
+
+void UnregisterWebObjects(TScriptRegistry& Registry) {
+    Registry.UnregisterClass(TWebResponse::StaticClass());
+    Registry.UnregisterClass(TWebRequest::StaticClass());
+    Registry.UnregisterClass(TWebFiles::StaticClass());
+}
+
+} // namespace zutools::server

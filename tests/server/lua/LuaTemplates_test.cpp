@@ -1,0 +1,104 @@
+// Scripts at their real work: templates and parameter lists.
+#include "tests/server/lua/Things.h"
+
+#include "core/Lparams.h"
+#include "templates/Ztstmplcache.h"
+#include "tests/support/TempFolder.h"
+
+namespace zutools::server::tests {
+namespace {
+
+using testing::HasSubstr;
+using zutools::tests::TTempFolder;
+
+class LuaTemplates : public LuaTest {
+protected:
+    LuaTemplates() {
+        RegisterLparams(ScriptRegistry());
+        RegisterLtemplt(ScriptRegistry());
+        ZTSTemplateCache = std::make_unique<TZTSTemplateCache>();
+        TLuaOptions Options;
+        Options.Sandboxed = true;
+        Start(std::move(Options));
+    }
+    ~LuaTemplates() override {
+        Engine.reset();
+        ZTSTemplateCache.reset();
+        UnregisterLtemplt(ScriptRegistry());
+        UnregisterLparams(ScriptRegistry());
+    }
+    TTempFolder Folder;
+};
+
+TEST_F(LuaTemplates, PageWithRepeatedPart) {
+    Folder.Write(u"page.html", "<h1>[[TITLE]]</h1>[[ROWS]][[!ROW]]<p>[[NAME]]: [[SUM]]</p>[[/]]");
+    ZTSTemplateCache->SetTemplateDirectory(Folder.Path());
+    EXPECT_EQ(Result(R"(
+        zu.cache.Enabled = true
+        local params = zu.create("TParamsList")
+        params:Add("TITLE", "Заказы")
+        params.Value["unknown"] = "is passed over"
+        local page = zu.create("TTemplate")
+        page.Name = "page.html"
+        page:FillTemplate(params)
+        local row, rows = page.Part["ROW"], {}
+        for i, name in ipairs { "Анна", "Bob" } do
+            row:Clear()
+            row.Tag["NAME"] = zu.html_escape(name)
+            row.SUM = i * 1.5
+            rows[i] = row:BuildTemplate()
+        end
+        page.Tag["ROWS"] = table.concat(rows)
+        thing.Value = page:BuildTemplate())"),
+              "<h1>Заказы</h1><p>Анна: 1.5</p><p>Bob: 3</p>");
+    EXPECT_TRUE(ZTSTemplateCache->GetEnabled());
+}
+
+TEST_F(LuaTemplates, PartOutlivesTheVariableButNotTheText) {
+    EXPECT_EQ(Result(R"(
+        local function part()
+            local page = zu.create("TTemplate")
+            page.Body = "[[!P]][[!INNER]]x[[T]][[/]][[/]]"
+            return page.Part["P"].Part[1]
+        end
+        local inner = part()
+        collectgarbage() collectgarbage()
+        inner.T = "alive"
+        thing.Value = inner:BuildTemplate())"),
+              "xalive");
+    EXPECT_EQ(Error("local page = zu.create('TTemplate') page.Body = '[[!P]]x[[/]]'\n"
+                    "local part = page.Part.P\npage.Body = 'other'\npart:BuildTemplate()"),
+              "test.lua:4: the object is gone (TTemplate)");
+    EXPECT_EQ(Result("local page = zu.create('TTemplate') page.Body = 'x' thing.Value = "
+                     "tostring(page.Part[0] == page)"),
+              "true");
+}
+
+TEST_F(LuaTemplates, Errors) {
+    EXPECT_EQ(Error("local t = zu.create('TTemplate')\nlocal x = t.TagName[5]"),
+              "test.lua:2: Error tag index: 5.");
+    EXPECT_THAT(Error("zu.create('TTemplate'):FillTemplate(thing)"), HasSubstr("test.lua:1: "));
+    EXPECT_THAT(Error("zu.create('TTemplate'):FillTemplate('text')"), HasSubstr("test.lua:1: "));
+    EXPECT_EQ(Error("zu.create('TTemplate'):FillTemplate(nil)"), "no error");
+    EXPECT_EQ(Error("local p = zu.create('TParamsList')\nlocal x = p.Name[0]"),
+              "test.lua:2: Error name index: 0 in Params.");
+    EXPECT_EQ(Result("local t = zu.create('TTemplate') t.RaiseException = true "
+                     "thing.Value = tostring(t:PartExist('none')) .. select(2, pcall(function() return "
+                     "t.Part.none end))"),
+              "falsetest.lua:1: Error part name: none in template: .");
+    EXPECT_EQ(Error("zu.create('TTemplat')"), "test.lua:1: unknown class \"TTemplat\"; is it TTemplate?");
+}
+
+TEST_F(LuaTemplates, CacheIsReachable) {
+    EXPECT_EQ(Result("zu.cache.TemplateDirectory = '/шаблоны' zu.cache.Enabled = true zu.cache:Clear() "
+                     "thing.Value = zu.cache.TemplateDirectory .. tostring(zu.cache.Enabled)"),
+              "/шаблоныtrue");
+    EXPECT_EQ(Error("zu.cache.Size = 1"), "test.lua:1: zu.cache has no property \"Size\" to write");
+    EXPECT_EQ(Error("local x = zu.cache.Size"), "test.lua:1: zu.cache has no property \"Size\"");
+    ZTSTemplateCache.reset();
+    EXPECT_EQ(Error("local x = zu.cache.Enabled"),
+              "test.lua:1: there is no template cache: the package is not started");
+}
+
+} // namespace
+} // namespace zutools::server::tests

@@ -1,0 +1,88 @@
+#include "server/sql/Schema.h"
+#include "tests/server/sql/TestDatabases.h"
+
+#include <vector>
+
+namespace zutools::server {
+namespace {
+
+class Schema : public TDatabaseTest {};
+ZU_ON_BOTH_DATABASES(Schema);
+
+constexpr TMigrationStep FirstSteps[] = {{u"CREATE TABLE First (ID INTEGER PRIMARY KEY)"},
+                                         {u"INSERT INTO First VALUES (1)"}};
+constexpr TMigrationStep SecondSteps[] = {
+    {u"CREATE TABLE Second (Kind TEXT)"},
+    {u"INSERT INTO Second VALUES ('sqlite')", u"INSERT INTO Second VALUES ('pg')"}};
+constexpr TMigrationStep BadSteps[] = {{u"CREATE TABLE Third (ID INTEGER)"},
+                                       {u"INSERT INTO Nowhere VALUES (1)"}};
+constexpr TMigration Good[] = {{1, u"first", FirstSteps}, {2, u"second", SecondSteps}};
+constexpr TMigration WithBad[] = {
+    {1, u"first", FirstSteps}, {2, u"second", SecondSteps}, {3, u"third", BadSteps}};
+
+TEST_P(Schema, TablesOfTheChecker) {
+    EXPECT_EQ(UpgradeSchema(Db()), static_cast<int>(HostMigrations().size()));
+    EXPECT_EQ(UpgradeSchema(Db()), 0);
+    EXPECT_EQ(SchemaVersion(Db()), HostMigrations().back().Number);
+    EXPECT_EQ(Exec(Db(), u"INSERT INTO CheckParamsFilters ( ID, Name) VALUES (:ID, :Name)",
+                   {{u"ID", -1}, {u"Name", u"x"}}),
+              1);
+    const std::u16string Long(300'000, u'ж');
+    const std::u16string_view Insert =
+        u"INSERT INTO CheckParams ( FilterID, ParamIndex, Params, WrongValues, RightValues) "
+        u"VALUES (:ID, :ParamIndex, :Param, :WrongValues, :RightValues)";
+    const auto Add = [&](int Index) {
+        return Exec(Db(), Insert,
+                    {{u"ID", 9},
+                     {u"ParamIndex", Index},
+                     {u"Param", u"p"},
+                     {u"WrongValues", Long},
+                     {u"RightValues", Long}});
+    };
+    EXPECT_EQ(Add(0), 1); // a rule may come before its filter
+    EXPECT_EQ(Add(1), 1);
+    EXPECT_NE(Refusal([&] { Add(1); }), "nothing raised");
+}
+
+TEST_P(Schema, RunsWhatIsMissing) {
+    EXPECT_EQ(SchemaVersion(Db()), 0);
+    EXPECT_EQ(UpgradeSchema(Db(), std::span(Good).first(1)), 1);
+    EXPECT_EQ(UpgradeSchema(Db(), Good), 1);
+    EXPECT_EQ(One(Db(), u"SELECT Kind FROM Second"), TKXVariant(IsSqlite() ? u"sqlite" : u"pg"));
+    EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM ZuSchemaVersion WHERE AppliedAt IS NOT NULL").AsInteger(), 2);
+}
+
+TEST_P(Schema, FailedMigrationLeavesNoTrace) {
+    ExpectRefusal([&] { UpgradeSchema(Db(), WithBad); }, {"version 3 (third) failed", "owhere"});
+    EXPECT_FALSE(Db().InTransaction());
+    EXPECT_EQ(SchemaVersion(Db()), 2);
+    EXPECT_FALSE(Db().TableExists(u"Third"));
+    EXPECT_TRUE(Db().TableExists(u"Second"));
+}
+
+TEST_P(Schema, NewerDatabaseIsRefused) {
+    UpgradeSchema(Db(), Good);
+    ExpectRefusal([&] { UpgradeSchema(Db(), std::span(Good).first(1)); },
+                  {"version 2, made by a newer program; this program knows versions up to 1"});
+}
+
+TEST_P(Schema, ProcessesThatStartAtOnceRunEachOnce) {
+    std::atomic<int> Done{0};
+    std::vector<std::string> Errors(4);
+    std::vector<std::thread> Threads;
+    for (auto& Error : Errors) {
+        Threads.emplace_back([&] {
+            Error = Refusal([&] {
+                const auto Database = Connect();
+                Done += UpgradeSchema(*Database, Good);
+            });
+        });
+    }
+    for (auto& Thread : Threads) Thread.join();
+    for (const auto& Error : Errors) EXPECT_EQ(Error, "nothing raised");
+    EXPECT_EQ(Done, 2);
+    EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM First").AsInteger(), 1);
+}
+
+} // namespace
+} // namespace zutools::server

@@ -1,0 +1,152 @@
+// Modules in Lua behind the page handler: what scripts see of the request and the response.
+
+#include "core/Lparams.h"
+#include "platform/Text.h"
+#include "server/web/LuaModuleRunner.h"
+#include "server/web/PageHandler.h"
+#include "tests/support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace zutools;
+using namespace zutools::server;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+class TLastLine : public TLogger {
+public:
+    void Log(TLogLevel, std::u16string_view Line) noexcept override { Text = platform::Utf16ToUtf8(Line); }
+    std::string Text;
+};
+
+class LuaPagesTest : public testing::Test {
+protected:
+    LuaPagesTest() {
+        RegisterLparams(ScriptRegistry());
+        RegisterWebObjects(ScriptRegistry());
+        Config.Limits.Instructions = 1'000'000;
+        Config.Limits.ResponseBytes = 1000;
+    }
+    ~LuaPagesTest() override {
+        Worker.reset();
+        UnregisterWebObjects(ScriptRegistry());
+        UnregisterLparams(ScriptRegistry());
+    }
+
+    /// The answer of a module of this text.
+    TReply Run(std::string_view Script) {
+        Route.Module = u"page" + platform::Utf8ToUtf16(std::to_string(++Number)) + u".lua";
+        Route.ModuleFile = Folder.Write(Route.Module, Script);
+        return Handler.Handle(Raw, Route, *Worker).Reply;
+    }
+
+    tests::TTempFolder Folder;
+    TWebConfig Config;
+    TSessions Sessions{std::chrono::minutes(20), 10};
+    TLastLine Logger;
+    TEmptyLocalizatorTable Localizer;
+    TPageHandler Handler{Config, Sessions, Logger, Localizer, {}};
+    TModuleRunnerFactory Factory = [this] {
+        return std::make_unique<TLuaModuleRunner>(WebLuaOptions(Config));
+    };
+    std::unique_ptr<TWorker> Worker = std::make_unique<TWorker>(Factory);
+    TRawRequest Raw{
+        "GET", u"/page", "q=%D0%96&n=1", "127.0.0.1", {{"Host", "h"}, {"X-One", "1"}, {"Cookie", "a=b"}},
+        {},    {}};
+    TRoute Route;
+    int Number = 0;
+};
+
+TEST_F(LuaPagesTest, TheRequestByItsNames) {
+    EXPECT_EQ(Run(R"(
+        response:Write(request.Method .. request.Path .. request.Params.Value["q"] .. request.Params.n)
+        response:Write(" " .. request.Language .. " " .. request.RemoteAddress .. " " .. #request.FormToken)
+        response:Write(" " .. request:Header("x-one") .. "[" .. request:Header("none") .. request:Header("COOKIE") .. "]")
+        response:Write(" " .. #Session.SID .. " " .. request.Files.Count)
+    )")
+                  .Body,
+              "GET/pageЖ1 en 127.0.0.1 32 1[] 16 0");
+}
+
+TEST_F(LuaPagesTest, UploadedFilesByIndexAndField) {
+    Raw.Parts = {{true, "doc", "a.txt", "text/plain", "\xEF\xBB\xBFЖ"}, {true, "bin", "b", "", "\xFF\x01"}};
+    EXPECT_EQ(Run(R"(
+        local f = request.Files
+        response:Write(f.Count .. f.Name[0] .. f.FileName["doc"] .. f.ContentType[0] .. f.Size[0] .. f.Content["doc"])
+        response:Write(f.ContentBase64["bin"])
+        response:Write(tostring(pcall(function() return f.Content["bin"] end)))
+        response:Write(tostring(pcall(function() return f.Size[2] end)) .. tostring(pcall(function() return f.Size["x"] end)))
+    )")
+                  .Body,
+              "2doca.txttext/plain5Ж/wE=falsefalsefalse");
+}
+
+TEST_F(LuaPagesTest, TheResponseByItsNames) {
+    const TReply Reply = Run(R"(
+        response.Status = 404
+        response.ContentType = "text/plain"
+        response:SetHeader("X-Two", "2")
+        response:SetHeader("x-two", "3")
+        response:Write(7)
+        response:Write(response.Status .. response.ContentType)
+    )");
+    EXPECT_EQ(Reply.Status, 404);
+    EXPECT_EQ(Reply.ContentType, "text/plain");
+    EXPECT_EQ(Reply.Body, "7404text/plain");
+    EXPECT_THAT(Reply.Headers, testing::Contains(testing::Pair("x-two", "3")));
+    EXPECT_THAT(Reply.Headers, Not(testing::Contains(testing::Pair("X-Two", "2"))));
+}
+
+TEST_F(LuaPagesTest, WhatAResponseRefuses) {
+    const std::pair<std::string_view, std::string_view> Cases[] = {
+        {"response:Redirect('//other/')", "Redirect: the target is no address of a page on this host."},
+        {"response:Redirect('/a\\r\\nX: y')", "Redirect: the target is no address of a page on this host."},
+        {"response:RedirectOutside('javascript:x')", "RedirectOutside: the target is no address of a page."},
+        {"response:SetHeader('X', 'a\\r\\nY: b')", "SetHeader: the value of \"X\" must be printable ASCII."},
+        {"response:SetHeader('X\\r\\nY', 'b')", "SetHeader: the name is no header name."},
+        {"response:SetHeader('set-cookie', 'b')", "SetHeader: \"set-cookie\" is the server's own."},
+        {"response:SetHeader('Content-Length', '1')", "SetHeader: \"Content-Length\" is the server's own."},
+        {"response.ContentType = 'a\\nb'", "ContentType: the value must be printable ASCII."},
+        {"response.Status = 100", "Status: 100 is not between 200 and 599."},
+        {"for i = 1, 11 do response:Write(('x'):rep(100)) end", "Write: the page is larger than 1000 bytes."},
+        {"request.Method = 'POST'", "Method"},
+    };
+    for (const auto& [Script, Message] : Cases) {
+        EXPECT_EQ(Run(Script).Status, 500) << Script;
+        EXPECT_THAT(Logger.Text, HasSubstr(Message)) << Script;
+    }
+    EXPECT_EQ(Run("response:RedirectOutside('https://other/')").Status, 303);
+}
+
+TEST_F(LuaPagesTest, AScriptErrorKeepsItsInsidesInTheLog) {
+    const TReply Reply = Run("local function deep() local x = nil; return x.y end\n\nresponse:Write(deep())");
+    EXPECT_EQ(Reply.Status, 500);
+    EXPECT_THAT(Reply.Body, Not(HasSubstr("lua")));
+    EXPECT_THAT(Logger.Text, HasSubstr("page1.lua:1: attempt to index a nil value"));
+    EXPECT_THAT(Logger.Text, HasSubstr("page1.lua:3:"));
+    EXPECT_EQ(Run("response:Write('next')").Body, "next");
+}
+
+TEST_F(LuaPagesTest, AModuleWithoutEndIsEnded) {
+    EXPECT_EQ(Run("while true do end").Status, 500);
+    EXPECT_THAT(Logger.Text, HasSubstr("page1.lua:1:"));
+    EXPECT_EQ(Run("response:Write('next')").Body, "next");
+}
+
+TEST_F(LuaPagesTest, ARequestThatAScriptKeptIsDeadInTheNextPage) {
+    Run("string.kept = request; string.files = request.Files");
+    EXPECT_EQ(Run("local kept = string.kept; response:Write(tostring(kept == nil or not pcall(function() "
+                  "return kept.Path end)))")
+                  .Body,
+              "true");
+}
+
+TEST_F(LuaPagesTest, ModulesAreShutIn) {
+    EXPECT_EQ(Run("response:Write(tostring(io) .. tostring(os.execute) .. tostring(debug))").Body,
+              "nilnilnil");
+}
+
+} // namespace

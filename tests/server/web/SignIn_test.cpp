@@ -1,0 +1,307 @@
+// Signing in and out from Lua pages, and pages for users only.
+
+#include "core/Lparams.h"
+#include "core/Lthdata.h"
+#include "host/Security.h"
+#include "host/ThreadContainer.h"
+#include "platform/Text.h"
+#include "server/web/HttpText.h"
+#include "server/web/LuaModuleRunner.h"
+#include "server/web/PageHandler.h"
+#include "tests/support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace zutools;
+using namespace zutools::server;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+class TLines : public TLogger {
+public:
+    void Log(TLogLevel, std::u16string_view Line) noexcept override {
+        Text += platform::Utf16ToUtf8(Line) + "\n";
+    }
+    std::string Text;
+};
+
+/// Anna is the administrator; asking for Eve fails.
+class TSomeUsers : public TOpenSecurityManager {
+public:
+    TUserInfo RefreshUserInfo(std::u16string_view UserName) override {
+        if (UserName == u"Eve") throw Exception(u"no database");
+        TUserInfo User;
+        User.UserName = UserName;
+        User.Administrator = UserName == u"Anna";
+        return User;
+    }
+};
+
+std::string HeaderOf(const TReply& Reply, std::string_view Name) {
+    for (const auto& [Header, Value] : Reply.Headers) {
+        if (Header == Name) return Value;
+    }
+    return {};
+}
+
+class SignInTest : public testing::Test {
+protected:
+    SignInTest() {
+        SetServices({.ApplicationManager = nullptr,
+                     .Localizer = nullptr,
+                     .Logger = nullptr,
+                     .Security = std::make_shared<TSomeUsers>()});
+        RegisterLparams(ScriptRegistry());
+        RegisterWebObjects(ScriptRegistry());
+        ZUThreadDataContainer = std::make_unique<TZUThreadDataContainer>();
+        Config.Session.SignIn = u"/вход";
+        Route.FormToken = true;
+    }
+    ~SignInTest() override {
+        Worker.reset();
+        ZUThreadDataContainer.reset();
+        UnregisterWebObjects(ScriptRegistry());
+        UnregisterLparams(ScriptRegistry());
+        SetServices({});
+    }
+
+    /// The answer of a module of this text to the browser, which keeps its cookie.
+    TReply Run(std::string_view Script) {
+        Route.Module = u"page" + platform::Utf8ToUtf16(std::to_string(++Number)) + u".lua";
+        Route.ModuleFile = Folder.Write(Route.Module, Script);
+        Raw.Headers = {{"Host", "h"}, {"Cookie", Cookie}};
+        TPageResult Result = Handler.Handle(Raw, Route, *Worker);
+        SID = Result.SID;
+        const std::string Set = HeaderOf(Result.Reply, "Set-Cookie");
+        if (!Set.empty()) Cookie = Set.substr(0, Set.find(';'));
+        return std::move(Result.Reply);
+    }
+    std::string Body(std::string_view Script) { return Run(Script).Body; }
+    void SignIn(std::string_view User) {
+        ASSERT_EQ(Body("response:Write(session.sign_in('" + std::string(User) + "', 'right'))"), "ok");
+    }
+
+    tests::TTempFolder Folder;
+    TWebConfig Config;
+    std::vector<std::u16string> Ended;
+    TSessions Sessions{std::chrono::minutes(20), 10, std::chrono::steady_clock::now,
+                       [this](const TSessionState& State) { Ended.push_back(State.SID); }};
+    TLines Logger;
+    TEmptyLocalizatorTable Localizer;
+    TPageHandler Handler{
+        Config, Sessions, Logger, Localizer, {}, [](auto User, auto Password) -> TSignInReply {
+            if (Password == u"later") return {TSignInAnswer::Wait, {}};
+            if (Password != u"right") return {TSignInAnswer::Refused, {}};
+            std::u16string Canonical(User); // the stored spelling
+            Canonical[0] = static_cast<char16_t>(Canonical[0] & ~0x20);
+            return {TSignInAnswer::Ok, Canonical};
+        }};
+    TModuleRunnerFactory Factory = [this] {
+        return std::make_unique<TLuaModuleRunner>(WebLuaOptions(Config));
+    };
+    std::unique_ptr<TWorker> Worker = std::make_unique<TWorker>(Factory);
+    TRawRequest Raw{"GET", u"/page", {}, "127.0.0.1", {}, {}, {}};
+    TRoute Route;
+    std::string Cookie;
+    std::u16string SID;
+    int Number = 0;
+};
+
+TEST_F(SignInTest, GivesTheUserAFreshSessionWithinTheSamePage) {
+    Run("");
+    const std::string OldCookie = Cookie;
+    const std::u16string OldSID = SID;
+    const TReply Reply = Run(R"(
+        local sid, token = Session.SID, request.FormToken
+        response:Write(session.user .. "|" .. session.sign_in("anna", "right"))
+        response:Write("|" .. Session.USR .. "|" .. session.user .. "|" .. tostring(session.administrator))
+        response:Write("|" .. tostring(Session.SID ~= sid) .. tostring(request.FormToken ~= token)))");
+    EXPECT_EQ(Reply.Body, "|ok|Anna|Anna|true|truetrue");
+    EXPECT_NE(Cookie, OldCookie);
+    EXPECT_NE(SID, OldSID);
+    EXPECT_EQ(Ended, std::vector{OldSID});
+    EXPECT_EQ(Body("response:Write(session.user)"), "Anna");
+    EXPECT_THAT(Logger.Text, HasSubstr("signed in: Anna"));
+
+    Cookie = OldCookie; // what somebody else may have planted before
+    EXPECT_EQ(Body("response:Write(session.user)"), "");
+    EXPECT_NE(Cookie, OldCookie);
+}
+
+TEST_F(SignInTest, TheFormTokenOfBeforeIsWorthNothing) {
+    const std::string Token = Body("response:Write(request.FormToken)");
+    Raw.Method = "POST";
+    Raw.Form = "form_token=" + Token;
+    const std::string Fresh = Body("session.sign_in('anna', 'right') response:Write(request.FormToken)");
+    EXPECT_EQ(Run("").Status, 403);
+    Raw.Form = "form_token=" + Fresh;
+    EXPECT_EQ(Run("").Status, 200);
+}
+
+TEST_F(SignInTest, AModuleThatLooksAtTheTokenItselfIsToldAboutIt) {
+    Route.FormToken = false;
+    const std::string Token = Body("response:Write(request.FormToken)");
+    constexpr std::string_view Ask = "response:Write(tostring(request.FormTokenGood))";
+    EXPECT_EQ(Body(Ask), "false");
+    Raw.Method = "POST";
+    Raw.Form = "form_token=" + std::string(Token.size(), '0');
+    EXPECT_EQ(Body(Ask), "false");
+    Raw.Form = "form_token=" + Token;
+    EXPECT_EQ(Body(Ask), "true");
+    Cookie.clear(); // the session is over
+    EXPECT_EQ(Body(Ask), "false");
+}
+
+TEST_F(SignInTest, PagesKnowHowLongTheSessionLasts) {
+    EXPECT_EQ(Body("response:Write(session.idle_seconds)"), "1200");
+}
+
+TEST_F(SignInTest, RefusedAndWaitChangeNothing) {
+    Run("");
+    const std::string Before = Cookie;
+    EXPECT_EQ(Body("response:Write(session.sign_in('anna', 'wrong') .. session.sign_in('anna', 'later') .. "
+                   "Session.USR)"),
+              "refusedwait");
+    EXPECT_EQ(Cookie, Before);
+    EXPECT_TRUE(Ended.empty());
+    EXPECT_THAT(Logger.Text, HasSubstr("sign-in refused, from 127.0.0.1"));
+    EXPECT_THAT(Logger.Text, Not(HasSubstr("wrong")));
+}
+
+TEST_F(SignInTest, SigningOutEndsTheSession) {
+    SignIn("anna");
+    const std::string Signed = Cookie;
+    const std::u16string SignedSID = SID;
+    EXPECT_EQ(Body("session.sign_out() response:Write(Session.USR .. '-' .. session.user)"), "-");
+    EXPECT_EQ(Ended.back(), SignedSID);
+    EXPECT_NE(Cookie, Signed);
+    Cookie = Signed;
+    EXPECT_EQ(Body("response:Write(session.user)"), "");
+}
+
+TEST_F(SignInTest, AModuleThatFailsAfterwardsStillGivesTheCookie) {
+    EXPECT_EQ(Run("session.sign_in('anna', 'right') error('x')").Status, 500);
+    EXPECT_EQ(Body("response:Write(session.user)"), "Anna");
+}
+
+TEST_F(SignInTest, WhatScriptsAreRefused) {
+    const std::pair<const char*, const char*> Cases[] = {
+        {"session.sign_in('anna')", "argument 2 of session.sign_in: "},
+        {"session.sign_in('anna', '\\xFF')", "argument 2 of session.sign_in: malformed UTF-8 at byte 1"},
+        {"local x = session.usr", "session has no property \"usr\""},
+        {"session.user = 'anna'", "session has no property \"user\" to write"},
+        {"zu.as_session('s', 'u', function() session.sign_in('anna', 'right') end)",
+         "only the page itself signs in and out"},
+        {"zu.as_session('s', 'u', function() session.sign_out() end)",
+         "only the page itself signs in and out"},
+    };
+    for (const auto& [Script, Message] : Cases) {
+        Logger.Text.clear();
+        EXPECT_EQ(Run(Script).Status, 500) << Script;
+        EXPECT_THAT(Logger.Text, HasSubstr(Message)) << Script;
+    }
+    EXPECT_TRUE(Ended.empty());
+}
+
+TEST_F(SignInTest, BackIsAPathOnThisHostOrTheStart) {
+    const std::pair<const char*, const char*> Cases[] = {
+        {"", "/"},
+        {"back=%2Forders%3Fq%3D1%26r%3D2", "/orders?q=1&r=2"},
+        {"back=orders", "/"},
+        {"back=%2F%2Fevil.example%2F", "/"},
+        {"back=%2F%5Cevil.example", "/"},
+        {"back=https%3A%2F%2Fevil.example%2F", "/"},
+        {"back=%2Fa%0D%0AX%3A+y", "/"},
+        {"back=%2F%09%2Fevil.example", "/"},
+    };
+    for (const auto& [Query, Back] : Cases) {
+        Raw.Query = Query;
+        EXPECT_EQ(Body("response:Write(session.back)"), Back) << Query;
+    }
+}
+
+TEST_F(SignInTest, PagesForUsersOnly) {
+    struct TCase {
+        const char* User;
+        bool NeedsUser;
+        bool NeedsAdministrator;
+        int Status;
+    };
+    for (const TCase& Case : {TCase{"", false, false, 200},
+                              {"", true, false, 303},
+                              {"", false, true, 303},
+                              {"boris", true, false, 200},
+                              {"boris", false, true, 403},
+                              {"anna", false, true, 200},
+                              {"eve", true, false, 200},
+                              {"eve", false, true, 500}}) {
+        Route.User = Route.Administrator = false;
+        Cookie.clear();
+        if (*Case.User != '\0') SignIn(Case.User);
+        Route.User = Case.NeedsUser;
+        Route.Administrator = Case.NeedsAdministrator;
+        const TReply Reply = Run("response:Write('secret')");
+        EXPECT_EQ(Reply.Status, Case.Status) << Case.User;
+        EXPECT_EQ(Reply.Body.find("secret") != std::string::npos, Case.Status == 200) << Case.User;
+    }
+    EXPECT_THAT(Logger.Text, HasSubstr("no database"));
+}
+
+TEST_F(SignInTest, TheWayToTheSignInPageRemembersWhereToGo) {
+    struct TCase {
+        const char* Method;
+        std::u16string Path;
+        std::string Query;
+        std::string Back; // decoded
+    };
+    Route.User = true;
+    for (const TCase& Case : {TCase{"GET", u"/orders", "q=%D0%96&n=1", "/orders?q=%D0%96&n=1"},
+                              {"POST", u"/orders", "q=1", "/orders"},
+                              {"HEAD", u"/a b/ж?", "", "/a%20b/%D0%B6%3F"},
+                              {"GET", u"/orders", std::string(3000, 'x'), ""}}) {
+        Raw.Method = Case.Method;
+        Raw.Path = Case.Path;
+        Raw.Query = Case.Query;
+        const std::string Location = HeaderOf(Run(""), "Location");
+        const std::string Start = "/%D0%B2%D1%85%D0%BE%D0%B4";
+        if (Case.Back.empty()) {
+            EXPECT_EQ(Location, Start);
+            continue;
+        }
+        ASSERT_TRUE(Location.starts_with(Start + "?back=")) << Location;
+        const auto Fields = ParseFormFields(std::string_view(Location).substr(Start.size() + 1));
+        ASSERT_TRUE(Fields && Fields->size() == 1) << Location;
+        EXPECT_EQ(platform::Utf16ToUtf8(Fields->front().Value), Case.Back);
+    }
+}
+
+TEST_F(SignInTest, NothingOfAPageStaysOnItsThread) {
+    class TNote : public TObject {};
+    class TRunner : public TModuleRunner {
+        void Run(std::u16string_view, TWebRequest& Request, TWebResponse&) override {
+            EXPECT_EQ(ThreadObjects().Get(u"LastError"), nullptr);
+            EXPECT_EQ(ZUThreadDataContainer->CurrentData()->Params.Count(), 0);
+            ThreadObjects().Add(u"LastError", std::make_unique<TNote>());
+            ZUThreadDataContainer->CurrentData()->Params.AddParam(u"A", u"1");
+            EXPECT_NE(Request.Session, nullptr);
+            throw Exception(u"however it ends");
+        }
+    };
+    const TModuleRunnerFactory Plain = [] { return std::make_unique<TRunner>(); };
+    TWorker Other(Plain);
+    for (int Round = 0; Round < 2; ++Round) EXPECT_EQ(Handler.Handle(Raw, Route, Other).Reply.Status, 500);
+    EXPECT_EQ(ThreadObjects().Get(u"LastError"), nullptr);
+    EXPECT_EQ(ZUThreadDataContainer->CurrentData()->Params.Count(), 0);
+}
+
+TEST_F(SignInTest, AServiceWithoutUsersSaysSo) {
+    const TPageHandler Plain{Config, Sessions, Logger, Localizer, {}};
+    Route.ModuleFile = Folder.Write(u"x.lua", "session.sign_in('a', 'b')");
+    EXPECT_EQ(Plain.Handle(Raw, Route, *Worker).Reply.Status, 500);
+    EXPECT_THAT(Logger.Text, HasSubstr("this service has no users"));
+}
+
+} // namespace
