@@ -1,26 +1,21 @@
 #include "core/Lparams.h"
 
 #include "host/Strings.h"
+#include "tests/support/Raised.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace zutools {
 namespace {
 
+using tests::Raised;
+
 void Fill(TParamsList& List, std::u16string_view Text) {
     List.SetAsString(Text);
-}
-
-std::u16string MessageOfError(const std::function<void()>& Call) {
-    try {
-        Call();
-    } catch (const EParamsList& Error) {
-        return Error.Message();
-    }
-    return u"no EParamsList";
 }
 
 TEST(ParamsList, ReadsAndWritesItsText) {
@@ -81,13 +76,13 @@ TEST(ParamsList, OutOfRangeIsEmptyOrRaises) {
     TParamsList List;
     Fill(List, u"a=1");
     for (const int Index : {-1, 1, 1000000}) {
-        const std::u16string Number = TKXVariant(Index).AsString();
+        const std::string Number = std::to_string(Index);
         EXPECT_EQ(List.GetPLValueByIndex(Index), u"");
         EXPECT_EQ(List.GetParamObject(Index), nullptr);
-        EXPECT_EQ(MessageOfError([&] { (void)List.GetPLName(Index); }),
-                  u"Error name index: " + Number + u" in Params.");
-        EXPECT_EQ(MessageOfError([&] { List.SetPLValueByIndex(Index, u"x"); }),
-                  u"Error value index: " + Number + u" in Params.");
+        EXPECT_EQ(Raised<EParamsList>([&] { return List.GetPLName(Index); }),
+                  "Error name index: " + Number + " in Params.");
+        EXPECT_EQ(Raised<EParamsList>([&] { List.SetPLValueByIndex(Index, u"x"); }),
+                  "Error value index: " + Number + " in Params.");
     }
 }
 
@@ -233,6 +228,15 @@ TEST_F(ParamsListScript, NamesAndValuesByNameAndIndex) {
     EXPECT_THROW(Get(u"Name", {}), EIObjectError) << "the number of arguments is checked";
     EXPECT_EQ(Get(u"Count", {}), TKXVariant(3));
     EXPECT_EQ(Get(u"DebugInfo", {}), TKXVariant(u"Number elements: 3"));
+}
+
+TEST_F(ParamsListScript, WhatAHandlerLockedItUnlocksThoughUseCriticalChanges) {
+    Fill(FList, u"a=1");
+    FList.SetOnGetParamValue([&](auto, auto, bool&) { FList.UseCritical = false; });
+    EXPECT_EQ(Get(u"Value", {u"a"}), TKXVariant(u"1"));
+    FList.UseCritical = true;
+    std::jthread([&] { FList.Add(u"b", u"2"); }).join(); // would never end
+    EXPECT_EQ(FList.GetCount(), 2);
 }
 
 TEST_F(ParamsListScript, UnknownNamesAreParameters) {

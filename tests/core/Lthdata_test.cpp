@@ -1,13 +1,14 @@
 #include "core/Lthdata.h"
 
 #include "tests/core/Probe.h"
+#include "tests/support/Raised.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <thread>
 
 using namespace zutools;
+using tests::Raised;
 
 namespace {
 
@@ -20,16 +21,6 @@ public:
 private:
     int& FDeaths;
 };
-
-template <class TError = EZUThreadData>
-std::u16string MessageFrom(const std::function<void()>& Call) {
-    try {
-        Call();
-    } catch (const TError& Error) {
-        return Error.Message();
-    }
-    return u"no error";
-}
 
 class LthdataTest : public testing::Test {
 protected:
@@ -44,9 +35,10 @@ protected:
         return Result;
     }
 
-    std::u16string Write(std::u16string_view Name) {
+    std::string Write(std::u16string_view Name) {
         const TKXVariant Value(5);
-        return MessageFrom([&] { EXPECT_TRUE(Data.SetPropertyInternal(Name, TScriptArgs(&Value, 1), 0)); });
+        return Raised<EZUThreadData>(
+            [&] { EXPECT_TRUE(Data.SetPropertyInternal(Name, TScriptArgs(&Value, 1), 0)); });
     }
 
     int Deaths = 0;
@@ -67,14 +59,14 @@ TEST_F(LthdataTest, KeptOnPurposeAnUnknownNameIsANullObjectAndNoError) {
 }
 
 TEST_F(LthdataTest, WhatScriptsWrite) {
-    EXPECT_EQ(Write(u"department"), u"You cannot change the value of the static param department.");
-    EXPECT_EQ(Write(u"ORDER"), u"You cannot change static object ORDER.");
+    EXPECT_EQ(Write(u"department"), "You cannot change the value of the static param department.");
+    EXPECT_EQ(Write(u"ORDER"), "You cannot change static object ORDER.");
     EXPECT_EQ(Data.Params.Value(u"Department"), u"7");
     EXPECT_EQ(Read(u"Order").AsObject(), &Order);
 }
 
 TEST_F(LthdataTest, KeptOnPurposeAWriteToAnUnknownNameIsDropped) {
-    EXPECT_EQ(Write(u"Nobody"), u"no error");
+    EXPECT_EQ(Write(u"Nobody"), "nothing raised");
     EXPECT_EQ(Read(u"Nobody"), PointerAsLVar(nullptr));
     EXPECT_EQ(Data.Params.Count(), 1);
     EXPECT_EQ(Data.Objects.Count(), 1);
@@ -83,13 +75,14 @@ TEST_F(LthdataTest, KeptOnPurposeAWriteToAnUnknownNameIsDropped) {
 TEST_F(LthdataTest, ANullObjectUnderANameIsThere) {
     Data.SetIRegObject(u"Empty", nullptr, 0);
     EXPECT_EQ(Read(u"Empty"), PointerAsLVar(nullptr));
-    EXPECT_EQ(Write(u"Empty"), u"You cannot change static object Empty.");
+    EXPECT_EQ(Write(u"Empty"), "You cannot change static object Empty.");
 }
 
 TEST_F(LthdataTest, AnObjectCannotTakeTheNameOfAParameter) {
     for (const std::u16string_view Name : {u"Department", u"DEPARTMENT", u"department"}) {
-        EXPECT_EQ(MessageFrom([&] { Data.SetIRegObject(Name, &Order, 0); }),
-                  u"Error set object " + std::u16string(Name) + u" already exists param with this name.");
+        EXPECT_EQ(Raised<EZUThreadData>([&] { Data.SetIRegObject(Name, &Order, 0); }),
+                  "Error set object " + platform::Utf16ToUtf8(Name) +
+                      " already exists param with this name.");
     }
     EXPECT_EQ(Data.Objects.Count(), 1);
     EXPECT_EQ(Deaths, 0);
@@ -206,9 +199,9 @@ TEST(Lthdata, AnItemOfAnotherClassIsRefused) {
             return std::make_unique<TThreadContainerParentObject>();
         }
     } Foreign;
-    EXPECT_EQ(MessageFrom<EIObjectError>([&] { static_cast<void>(Foreign.CurrentData()); }),
-              u"Invalid class typecast: TThreadContainerParentObject is no "
-              u"TThreadContainerZUInterfaceObject.");
+    EXPECT_EQ(Raised<EIObjectError>([&] { return Foreign.CurrentData(); }),
+              "Invalid class typecast: TThreadContainerParentObject is no "
+              "TThreadContainerZUInterfaceObject.");
     class TNothing : public TZUThreadDataContainer {
         std::unique_ptr<TThreadContainerParentObject> CreateData() override { return nullptr; }
     } Nothing;

@@ -1,6 +1,8 @@
 #include "host/Format.h"
 
 #include "host/Exception.h"
+#include "platform/Text.h"
+#include "tests/support/Raised.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +11,8 @@
 
 namespace zutools {
 namespace {
+
+using tests::Raised;
 
 struct TRow {
     const char16_t* Pattern;
@@ -55,12 +59,9 @@ TEST(Format, RaisesOnWhatDoesNotFit) {
         {u"%65536d", {1}, u""}, {u"%.99999999999999999999d", {1}, u""},
     };
     for (const TRow& Row : Rows) {
-        try {
-            ADD_FAILURE() << "gave " << testing::PrintToString(Format(Row.Pattern, Row.Args));
-        } catch (const EFormatError& Error) {
-            EXPECT_EQ(Error.Message(), u"Format \"" + std::u16string(Row.Pattern) +
-                                           u"\" invalid or incompatible with argument");
-        }
+        EXPECT_EQ(Raised<EFormatError>([&] { return Format(Row.Pattern, Row.Args); }),
+                  "Format \"" + platform::Utf16ToUtf8(Row.Pattern) +
+                      "\" invalid or incompatible with argument");
     }
 }
 

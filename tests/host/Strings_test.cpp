@@ -1,11 +1,14 @@
 #include "host/Strings.h"
 
 #include "host/Exception.h"
+#include "tests/support/Raised.h"
 
 #include <gtest/gtest.h>
 
 namespace zutools {
 namespace {
+
+using tests::Raised;
 
 using TLines = std::vector<std::u16string>;
 
@@ -88,18 +91,10 @@ TEST(Strings, TextSplitsAtEveryKindOfLineBreak) {
 TEST(StringList, RefusesIndicesOutside) {
     TStringList List;
     List.Add(u"a");
-    const auto Message = [](auto Call) -> std::u16string {
-        try {
-            Call();
-        } catch (const Exception& Error) {
-            return Error.Message();
-        }
-        return u"";
-    };
-    EXPECT_EQ(Message([&] { (void)List.Strings(1); }), u"List index out of bounds (1)");
-    EXPECT_EQ(Message([&] { List.Delete(-1); }), u"List index out of bounds (-1)");
-    EXPECT_EQ(Message([&] { List.Insert(2, u""); }), u"List index out of bounds (2)");
-    EXPECT_EQ(Message([&] { List.SetTags(5, 0); }), u"List index out of bounds (5)");
+    EXPECT_EQ(Raised<Exception>([&] { return List.Strings(1); }), "List index out of bounds (1)");
+    EXPECT_EQ(Raised<Exception>([&] { List.Delete(-1); }), "List index out of bounds (-1)");
+    EXPECT_EQ(Raised<Exception>([&] { List.Insert(2, u""); }), "List index out of bounds (2)");
+    EXPECT_EQ(Raised<Exception>([&] { List.SetTags(5, 0); }), "List index out of bounds (5)");
     List.Insert(1, u"end");
     EXPECT_EQ(LinesOf(List), (TLines{u"a", u"end"}));
 }

@@ -1,33 +1,23 @@
 #include "platform/File.h"
 
 #include "platform/Text.h"
+#include "tests/support/Raised.h"
 #include "tests/support/TempFolder.h"
 
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <functional>
 
 using namespace zutools::platform;
+using zutools::tests::Raised;
 using zutools::tests::TTempFolder;
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string RefusalOf(const std::function<void()>& Call) {
-    try {
-        Call();
-    } catch (const TSystemError& Error) {
-        EXPECT_NE(Error.Code(), 0);
-        EXPECT_EQ(Utf16ToUtf8(Error.Message()), Error.what());
-        return Error.what();
-    }
-    return "nothing was refused";
-}
-
 std::string OpenRefusal(std::u16string_view Path) {
-    return RefusalOf([Path] { const TReadFile File(Path); });
+    return Raised<TSystemError>([Path] { const TReadFile File(Path); });
 }
 
 // ---- reading
@@ -128,7 +118,7 @@ TEST(ListFiles, RefusesWhatIsNoDirectory) {
     const TTempFolder Folder;
     const std::u16string File = Folder.Write(u"file", "");
     for (const std::u16string& Path : {File, Folder.File(u"none"), std::u16string()})
-        EXPECT_THAT(RefusalOf([&Path] { static_cast<void>(ListFiles(Path)); }),
+        EXPECT_THAT(Raised<TSystemError>([&Path] { return ListFiles(Path); }),
                     testing::StartsWith("Cannot read directory \"" + Utf16ToUtf8(Path)));
 }
 
