@@ -169,7 +169,7 @@ void TParamsChecker::Clear() {
 void TParamsChecker::LoadFrom(const TParamsConfig& Source) {
     TParamsChecker Fresh; // goes with the old rules in it, after the write side was given back
     Fresh.Assign(&Source);
-    const TWriteScope Writing(*this);
+    const std::scoped_lock Writing(*this);
     SwapConfig(Fresh);
     CheckersList.swap(Fresh.CheckersList);
     CheckParamsList.swap(Fresh.CheckParamsList);
@@ -178,7 +178,7 @@ void TParamsChecker::LoadFrom(const TParamsConfig& Source) {
 
 bool TParamsChecker::CheckParamValue(std::u16string_view ParamName, std::u16string_view Value,
                                      bool RaiseException) const {
-    const TReadScope Reading(*this);
+    const std::shared_lock Reading(*this);
     if (!Enabled) return true;
     const TParamValueChecker* Checker = DefaultParamCfg.get();
     if (TObject* Found = CheckParamsList->ObjectByName(ParamName)) {

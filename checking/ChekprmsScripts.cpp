@@ -23,7 +23,7 @@ TParamsChecker& Checker(TObject& Target) {
 // Scripts run while requests are checked, so a change takes the write side.
 template <class TChange>
 void Change(TObject& Target, TChange Work) {
-    const TWriteScope Writing(Config(Target));
+    const std::scoped_lock Writing(Config(Target));
     Work();
 }
 

@@ -24,24 +24,6 @@ constexpr TPropInfo Properties[] = {
      nullptr},
 };
 
-/// Holds a list's lock as far as the list has it taken: `UseCritical` may change meanwhile, but what was
-/// locked is unlocked.
-class TListLock {
-public:
-    TListLock(const TKXThreadSafetyClass& Lock, bool UseCritical)
-        : FLock(UseCritical ? &Lock : nullptr) {
-        if (FLock != nullptr) FLock->Lock();
-    }
-    ~TListLock() {
-        if (FLock != nullptr) FLock->UnLock();
-    }
-    TListLock(const TListLock&) = delete;
-    TListLock& operator=(const TListLock&) = delete;
-
-private:
-    const TKXThreadSafetyClass* const FLock;
-};
-
 /// Asks an event; true when there is none. Works on a copy: the event may replace itself.
 bool Allowed(const TOnSetParamValue& Event, std::u16string_view Name, std::u16string_view Value) {
     bool CanSet = true;
@@ -72,6 +54,12 @@ TParamsList::TParamsList()
 
 TParamsList::~TParamsList() = default;
 
+std::unique_lock<const TKXThreadSafetyClass> TParamsList::Locked() const {
+    std::unique_lock<const TKXThreadSafetyClass> Guard(FLock, std::defer_lock);
+    if (UseCritical) Guard.lock();
+    return Guard;
+}
+
 void TParamsList::Lock() const {
     if (UseCritical) FLock.Lock(u"");
 }
@@ -84,7 +72,7 @@ void TParamsList::UnLock() const {
 
 void TParamsList::Add(std::u16string_view Name, std::u16string_view Value) {
     if (Name.empty() || !Allowed(FOnSetParamValue, Name, Value)) return;
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     if (ParamsList.size() == ParamsList.capacity())
         ParamsList.reserve(
             std::max<std::size_t>(8, ParamsList.size() * 2)); // so that both views grow or none
@@ -130,7 +118,7 @@ void TParamsList::SetPLValueByIndex(int Index, std::u16string_view Value) {
 }
 
 std::u16string TParamsList::GetPLName(int Index) const {
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     const TZUParamObject* const Entry = GetParamObject(Index);
     if (Entry == nullptr) throw EParamsList(Format(ErrorNameIndex, {Index}));
     return Entry->FName;
@@ -148,7 +136,7 @@ TZUParamObject* TParamsList::GetParamObject(int Index) const {
 }
 
 int TParamsList::GetCount() const {
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     return static_cast<int>(ParamsList.size());
 }
 
@@ -168,7 +156,7 @@ void TParamsList::DeleteByName(std::u16string_view Name) {
 }
 
 void TParamsList::Clear() {
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     ParamsList.clear();
     FParams.Clear();
 }
@@ -180,7 +168,7 @@ void TParamsList::Clear() {
 std::vector<std::pair<std::u16string, std::u16string>> TParamsList::Entries() const {
     std::vector<std::pair<std::u16string, std::u16string>> Result;
     {
-        const TListLock Guard(FLock, UseCritical);
+        const auto Guard = Locked();
         Result.reserve(ParamsList.size());
         for (const TZUParamObject* const Entry : ParamsList) Result.emplace_back(Entry->FName, Entry->FValue);
     }
@@ -200,7 +188,7 @@ void TParamsList::LoadParams(TObject* Source) {
     const TParamsList* const Other = ObjectCast<TParamsList>(Source);
     if (Other == nullptr) throw EIObjectError(Format(ErrorNoParamsList, {Source->ClassName()}));
     const auto Read = Other->Entries();
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     for (const auto& [Name, Value] : Read) Add(Name, Value);
 }
 
@@ -211,7 +199,7 @@ void TParamsList::LoadStrings(const TStrings* AddStrings) {
 }
 
 void TParamsList::FromStrings(const TStrings* SourceList, std::u16string_view Delimer, bool ClearBeforeLoad) {
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     if (ClearBeforeLoad) Clear();
     if (SourceList == nullptr) return;
     for (int Index = 0; Index < SourceList->Count(); ++Index)
@@ -220,7 +208,7 @@ void TParamsList::FromStrings(const TStrings* SourceList, std::u16string_view De
 
 void TParamsList::ToStrings(TStrings* DestList, std::u16string_view Delimer, bool ClearBeforeStore) const {
     if (DestList == nullptr) return;
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     if (ClearBeforeStore) DestList->Clear();
     for (const TZUParamObject* const Entry : ParamsList) {
         std::u16string Line = Entry->FName;
@@ -231,7 +219,7 @@ void TParamsList::ToStrings(TStrings* DestList, std::u16string_view Delimer, boo
 }
 
 std::u16string TParamsList::GetAsString() const {
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     std::size_t Size = 0;
     for (const TZUParamObject* const Entry : ParamsList)
         Size += Entry->FName.size() + Entry->FValue.size() + 3;
@@ -258,7 +246,7 @@ void TParamsList::SetAsString(std::u16string_view Value) {
 }
 
 void TParamsList::LoadString(std::u16string_view Text, std::u16string_view Delimer) {
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     std::u16string Item;
     while (!Text.empty()) {
         KX_GetNextParam(Text, Delimer, Item);
@@ -275,14 +263,14 @@ std::u16string TParamsList::GetDebugInfo() const {
 bool TParamsList::GetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount,
                                       TKXVariant& Result) {
     if (TIObject::GetPropertyInternal(Name, Args, ArgCount, Result)) return true;
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     Result = GetPLValueByName(Name);
     return true;
 }
 
 bool TParamsList::SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount) {
     if (TIObject::SetPropertyInternal(Name, Args, ArgCount)) return true;
-    const TListLock Guard(FLock, UseCritical);
+    const auto Guard = Locked();
     SetPLValueByName(Name, Args.back().AsString());
     return true;
 }

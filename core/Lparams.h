@@ -16,6 +16,7 @@
 #include "host/ScriptObjects.h"
 
 #include <functional>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -84,6 +85,8 @@ public:
 
     void Lock() const;
     void UnLock() const;
+    /// Lock for a scope. What was locked is unlocked, even when `UseCritical` changes meanwhile.
+    [[nodiscard]] std::unique_lock<const TKXThreadSafetyClass> Locked() const;
 
     // The properties under their own names.
     [[nodiscard]] int Count() const { return GetCount(); }

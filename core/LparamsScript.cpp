@@ -6,67 +6,55 @@ namespace zutools {
 
 namespace {
 
-/// A list under its own lock for the time of one call.
-class TLocked {
-public:
-    explicit TLocked(TObject& Target)
-        : FList(static_cast<TParamsList&>(Target)) { // the registry calls with objects of the class only
-        FList.Lock();
-    }
-    ~TLocked() { FList.UnLock(); }
-    TLocked(const TLocked&) = delete;
-    TLocked& operator=(const TLocked&) = delete;
-    TParamsList* operator->() const { return &FList; }
-
-private:
-    TParamsList& FList;
-};
+TParamsList& List(TObject& Target) {
+    return static_cast<TParamsList&>(Target); // the registry calls with objects of the class only
+}
 
 TKXVariant PropertyFunc_GetPLName(TObject& Target, TScriptArgs Args) {
-    return static_cast<TParamsList&>(Target).GetPLName(Args[0].AsInteger());
+    return List(Target).GetPLName(Args[0].AsInteger());
 }
 
 TKXVariant PropertyFunc_GetPLIndex(TObject& Target, TScriptArgs Args) {
-    const TLocked List(Target);
-    return List->GetPLNameIndex(Args[0].AsString());
+    const auto Guard = List(Target).Locked();
+    return List(Target).GetPLNameIndex(Args[0].AsString());
 }
 
 TKXVariant PropertyFunc_GetPLValue(TObject& Target, TScriptArgs Args) {
-    const TLocked List(Target);
-    if (Args[0].IsString()) return List->GetPLValueByName(Args[0].AsString());
-    return List->GetPLValueByIndex(Args[0].AsInteger());
+    const auto Guard = List(Target).Locked();
+    if (Args[0].IsString()) return List(Target).GetPLValueByName(Args[0].AsString());
+    return List(Target).GetPLValueByIndex(Args[0].AsInteger());
 }
 
 void PropertyFunc_SetPLValue(TObject& Target, TScriptArgs Index, const TKXVariant& Value) {
-    const TLocked List(Target);
+    const auto Guard = List(Target).Locked();
     if (Index[0].IsString())
-        List->SetPLValueByName(Index[0].AsString(), Value.AsString());
+        List(Target).SetPLValueByName(Index[0].AsString(), Value.AsString());
     else
-        List->SetPLValueByIndex(Index[0].AsInteger(), Value.AsString());
+        List(Target).SetPLValueByIndex(Index[0].AsInteger(), Value.AsString());
 }
 
 void P_Add(TObject& Target, TScriptArgs Args) {
-    static_cast<TParamsList&>(Target).Add(Args[0].AsString(), Args[1].AsString());
+    List(Target).Add(Args[0].AsString(), Args[1].AsString());
 }
 
 void P_LoadParams(TObject& Target, TScriptArgs Args) {
-    static_cast<TParamsList&>(Target).LoadParams(Args[0].AsObject());
+    List(Target).LoadParams(Args[0].AsObject());
 }
 
 void P_LoadString(TObject& Target, TScriptArgs Args) {
-    static_cast<TParamsList&>(Target).LoadString(Args[0].AsString(), Args[1].AsString());
+    List(Target).LoadString(Args[0].AsString(), Args[1].AsString());
 }
 
 void P_Clear(TObject& Target, TScriptArgs /*Args*/) {
-    static_cast<TParamsList&>(Target).Clear();
+    List(Target).Clear();
 }
 
 void P_Delete(TObject& Target, TScriptArgs Args) {
-    const TLocked List(Target);
+    const auto Guard = List(Target).Locked();
     if (Args[0].IsString())
-        List->DeleteByName(Args[0].AsString());
+        List(Target).DeleteByName(Args[0].AsString());
     else
-        List->Delete(Args[0].AsInteger());
+        List(Target).Delete(Args[0].AsInteger());
 }
 
 } // namespace

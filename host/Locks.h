@@ -1,4 +1,9 @@
 // The two lock bases of the host: classes that guard themselves derive from them.
+//
+// They serve the standard scopes under the standard's own names, on constant objects too:
+//
+//     const std::scoped_lock Guard(*this);    // a TKXThreadSafetyClass, or the write side of the other one
+//     const std::shared_lock Reading(*this);  // the read side of a TKXThreadRWSafetyClass
 
 #pragma once
 
@@ -9,6 +14,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <shared_mutex>
 #include <string_view>
 
 namespace zutools {
@@ -23,6 +29,8 @@ public:
     /// Blocks until the lock is free. `Name` tells the taker to a debugger and is not kept.
     void Lock(std::u16string_view Name = {}) const;
     void UnLock() const;
+    void lock() const { Lock(); }
+    void unlock() const { UnLock(); }
     /// The object that this lock belongs to, for debugging; not owned, may be null.
     [[nodiscard]] TObject* Owner() const { return FOwner; }
 
@@ -44,6 +52,10 @@ public:
     void EndRead() const;
     void BeginWrite() const;
     void EndWrite() const;
+    void lock() const { BeginWrite(); }
+    void unlock() const { EndWrite(); }
+    void lock_shared() const { BeginRead(); }
+    void unlock_shared() const { EndRead(); }
 
 private:
     struct alignas(64) TLine {
@@ -56,49 +68,6 @@ private:
     mutable std::mutex FWriterMutex; // held by the writer
     mutable std::mutex FGoneMutex;
     mutable std::condition_variable FGone; // a line's last reader has gone while a writer waits
-};
-
-/// Holds a TKXThreadSafetyClass for a scope.
-class TLockScope {
-public:
-    explicit TLockScope(const TKXThreadSafetyClass& Lock)
-        : FLock(Lock) {
-        FLock.Lock();
-    }
-    ~TLockScope() { FLock.UnLock(); }
-    TLockScope(const TLockScope&) = delete;
-    TLockScope& operator=(const TLockScope&) = delete;
-
-private:
-    const TKXThreadSafetyClass& FLock;
-};
-
-class TReadScope {
-public:
-    explicit TReadScope(const TKXThreadRWSafetyClass& Lock)
-        : FLock(Lock) {
-        FLock.BeginRead();
-    }
-    ~TReadScope() { FLock.EndRead(); }
-    TReadScope(const TReadScope&) = delete;
-    TReadScope& operator=(const TReadScope&) = delete;
-
-private:
-    const TKXThreadRWSafetyClass& FLock;
-};
-
-class TWriteScope {
-public:
-    explicit TWriteScope(const TKXThreadRWSafetyClass& Lock)
-        : FLock(Lock) {
-        FLock.BeginWrite();
-    }
-    ~TWriteScope() { FLock.EndWrite(); }
-    TWriteScope(const TWriteScope&) = delete;
-    TWriteScope& operator=(const TWriteScope&) = delete;
-
-private:
-    const TKXThreadRWSafetyClass& FLock;
 };
 
 } // namespace zutools

@@ -80,12 +80,10 @@ const TClassInfo& TZURecordBlockerTableObject::ClassInfo() const {
     return StaticClass();
 }
 
-TZURecordBlockerTableObject::TFieldLock::TFieldLock(const TZURecordBlockerTableObject& Block)
-    : FLocked(Block.FBlocker.load(std::memory_order_acquire)) {
-    if (FLocked != nullptr) FLocked->Lock();
-}
-TZURecordBlockerTableObject::TFieldLock::~TFieldLock() {
-    if (FLocked != nullptr) FLocked->UnLock();
+std::unique_lock<const TKXThreadSafetyClass> TZURecordBlockerTableObject::FieldLock() const {
+    const TZURecordBlocker* const Blocker = FBlocker.load(std::memory_order_acquire);
+    if (Blocker == nullptr) return {};
+    return std::unique_lock<const TKXThreadSafetyClass>(*Blocker);
 }
 
 std::u16string TZURecordBlockerTableObject::ID() const {
@@ -128,12 +126,12 @@ void TZURecordBlockerTableObject::AddToHistory(TBlockEvent Event, std::u16string
 }
 
 void TZURecordBlockerTableObject::AddToHistroy(std::u16string_view Text) {
-    const TFieldLock Lock(*this);
+    const auto Lock = FieldLock();
     if (!FReleased.load(std::memory_order_acquire)) AddToHistory(TBlockEvent::Text, Text);
 }
 
 std::vector<std::u16string> TZURecordBlockerTableObject::ActionHistory() const {
-    const TFieldLock Lock(*this);
+    const auto Lock = FieldLock();
     return HistoryTexts();
 }
 
@@ -159,7 +157,7 @@ const TClassInfo& TZURecordBlockerObject::ClassInfo() const {
 }
 
 std::u16string TZURecordBlockerObject::RecordID() const {
-    const TFieldLock Lock(*this);
+    const auto Lock = FieldLock();
     return FRecordID;
 }
 

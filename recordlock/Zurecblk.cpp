@@ -106,7 +106,7 @@ TLogger& TZURecordBlocker::Logger() const {
 }
 
 TZURecordBlockerInterface& TZURecordBlocker::GetInterface() {
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     if (!IRegObject) {
         IRegObject = std::make_unique<TZURecordBlockerInterface>(*this);
         RegisterInterfaceObject(*IRegObject);
@@ -149,7 +149,7 @@ std::shared_ptr<TZURecordBlockerObject> TZURecordBlocker::GetRecord(std::u16stri
         return nullptr;
     }
     TBlockPtr Refused; // freed without the lock
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     TRecordPtr Block;
     TBlockSpot Spot = FLists->SpotOf(TableName, RecordID);
     if (FindTaken(Spot, TableName, RecordID, ActionType, Block)) return Block;
@@ -260,7 +260,7 @@ TZURecordBlocker::TRights TZURecordBlocker::CheckUserRights(TZURecordBlockerObje
 
 std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::GetRecordByID(std::u16string_view ID) {
     ClearLastError();
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     TBlock* const Block = FLists->FindBlock(ID);
     if (Block != nullptr) return Block->FSelf;
     HandleError(ErrorRecordNotFound);
@@ -269,7 +269,7 @@ std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::GetRecordByID(std
 
 std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::LockTable(std::u16string_view TableName) {
     ClearLastError();
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     const TBlockSpot Spot = FLists->SpotOf(TableName);
     if (const TBlockTable* const Table = Spot.Table) {
         if (TBlock* const Held = Table->Lock) {
@@ -304,20 +304,20 @@ std::int32_t TZURecordBlocker::CheckRecordInternal(TBlock* Block) {
 
 std::int32_t TZURecordBlocker::CheckRecordByObject(TZURecordBlockerTableObject* CurObject) {
     ClearLastError();
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     return CheckRecordInternal(CurObject);
 }
 
 std::int32_t TZURecordBlocker::CheckRecordByID(std::u16string_view ID) {
     ClearLastError();
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     return CheckRecordInternal(FLists->FindBlock(ID));
 }
 
 std::int32_t TZURecordBlocker::CheckRecordByTableNameRecordID(std::u16string_view TableName,
                                                               std::u16string_view RecordID) {
     ClearLastError();
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     return CheckRecordInternal(FLists->FindRecord(TableName, RecordID));
 }
 

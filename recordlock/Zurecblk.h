@@ -126,16 +126,7 @@ public:
 
 protected:
     /// Holds the lock of the blocker that has this block, if one has: for fields that change.
-    class TFieldLock {
-    public:
-        explicit TFieldLock(const TZURecordBlockerTableObject& Block);
-        ~TFieldLock();
-        TFieldLock(const TFieldLock&) = delete;
-        TFieldLock& operator=(const TFieldLock&) = delete;
-
-    private:
-        const TZURecordBlocker* FLocked;
-    };
+    [[nodiscard]] std::unique_lock<const TKXThreadSafetyClass> FieldLock() const;
     /// What a block tells of itself in a last-error object: everything but the history, which may be long
     /// and is not for the session that was refused.
     virtual void CopyFields(const TZURecordBlockerTableObject& Source);

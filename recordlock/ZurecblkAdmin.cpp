@@ -34,7 +34,7 @@ const TClassInfo& TZURecordBlocker::ClassInfo() const {
 }
 
 std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::Objects(int Index) const {
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     if (Index < 0 || static_cast<std::size_t>(Index) >= FLists->Blocks.Count()) return nullptr;
     return FLists->Blocks.ByNumber(static_cast<std::size_t>(Index)).Block->FSelf;
 }
@@ -44,7 +44,7 @@ int TZURecordBlocker::Count() const {
 }
 
 std::size_t TZURecordBlocker::BlockCount() const {
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     return FLists->Blocks.Count();
 }
 
@@ -65,7 +65,7 @@ TZUBlockInfo TZURecordBlocker::InfoOf(const TBlock& Block) const {
 bool TZURecordBlocker::CopySlice(TBlockID& After, std::size_t Most, std::vector<TZUBlockInfo>& Slice) const {
     std::size_t Units = 0;
     bool More = false;
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     FLists->ForEachAfter(After, [&](const TIdentified& Entry) {
         More = Slice.size() == Most || Units >= SliceUnits;
         if (More) return false;
@@ -100,7 +100,7 @@ std::vector<TZUBlockInfo> TZURecordBlocker::ListBlocks(std::u16string_view After
 bool TZURecordBlocker::ReleaseBlock(std::u16string_view ID, std::u16string_view By) {
     TBlockPtr Gone; // freed without the lock
     {
-        const TLockScope Lock(*this);
+        const std::scoped_lock Lock(*this);
         TBlock* const Block = FLists->FindBlock(ID);
         if (Block == nullptr) return false;
         Gone = RemoveObject(*Block);
@@ -118,7 +118,7 @@ bool TZURecordBlocker::ReleaseBlock(std::u16string_view ID, std::u16string_view 
 
 std::optional<TZUBlockInfo> TZURecordBlocker::FindHolder(std::u16string_view TableName,
                                                          std::u16string_view RecordID) const {
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     const TBlockSpot Spot = FLists->SpotOf(TableName, RecordID);
     if (Spot.Table == nullptr) return std::nullopt;
     if (Spot.Table->Lock != nullptr) return InfoOf(*Spot.Table->Lock);

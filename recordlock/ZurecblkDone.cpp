@@ -23,7 +23,7 @@ bool TZURecordBlocker::DoneByObject(TZURecordBlockerTableObject* CurObject, bool
     ClearLastError();
     if (CurObject == nullptr) return true;
     TBlockPtr Gone; // freed without the lock
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     if (Holds(CurObject)) return DoneInternal(*CurObject, CommitChanges, true, AsDoc, KeepInCashe, Gone);
     HandleError(ErrorRecordNotFound);
     return false;
@@ -33,7 +33,7 @@ bool TZURecordBlocker::DoneByID(std::u16string_view IDs, bool CommitChanges, boo
                                 bool KeepInCashe) {
     ClearLastError();
     std::vector<TBlockPtr> Gone; // freed without the lock
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     std::u16string Item;
     while (KX_GetNextParam(IDs, u",", Item)) {
         const std::u16string_view ID = Trim(Item);
@@ -52,7 +52,7 @@ bool TZURecordBlocker::DoneByTableNameRecordID(std::u16string_view TableName, st
                                                bool CommitChanges, bool AsDoc, bool KeepInCashe) {
     ClearLastError();
     TBlockPtr Gone; // freed without the lock
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     TBlock* const Block = FLists->FindRecord(TableName, RecordID);
     if (Block == nullptr) {
         HandleError(ErrorRecordNotFound);
@@ -66,7 +66,7 @@ bool TZURecordBlocker::DoneByTableNameRecordID(std::u16string_view TableName, st
 void TZURecordBlocker::DoneBySID(std::u16string_view SID) {
     ClearLastError();
     std::vector<TBlockPtr> Gone; // freed without the lock
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     const std::u16string Own(SID); // may be a block's own text
     // The entry goes with its last block.
     while (const TBlockSession* const Session = FLists->FindSession(Own))
@@ -161,14 +161,14 @@ bool TZURecordBlocker::UnLockTableInternal(TBlock* Block, TBlockPtr& Gone) {
 bool TZURecordBlocker::UnLockTableByObject(TZURecordBlockerTableObject* CurObject) {
     ClearLastError();
     TBlockPtr Gone; // freed without the lock
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     return UnLockTableInternal(CurObject, Gone);
 }
 
 bool TZURecordBlocker::UnLockTableByTableName(std::u16string_view TableName) {
     ClearLastError();
     TBlockPtr Gone; // freed without the lock
-    const TLockScope Lock(*this);
+    const std::scoped_lock Lock(*this);
     const TBlockTable* const Table = FLists->FindTable(TableName);
     return UnLockTableInternal(Table == nullptr ? nullptr : Table->Lock, Gone);
 }

@@ -71,21 +71,6 @@ private:
     char16_t FBuffer[Size];
 };
 
-/// Holds a list still while its entries are read in place.
-class TListLock {
-public:
-    explicit TListLock(const TParamsList& List)
-        : FList(List) {
-        FList.Lock();
-    }
-    ~TListLock() { FList.UnLock(); }
-    TListLock(const TListLock&) = delete;
-    TListLock& operator=(const TListLock&) = delete;
-
-private:
-    const TParamsList& FList;
-};
-
 std::u16string FaultText(TParsedTemplate::TFault Fault, std::u16string_view PartName,
                          std::u16string_view TemplateName) {
     if (Fault == TParsedTemplate::TFault::UnclosedTag)
@@ -477,7 +462,7 @@ void TTemplate::FillTemplatePL(TParamsList& Params) {
         }
         return;
     }
-    const TListLock Lock(Params);
+    const auto Lock = Params.Locked();
     for (int Index = 0; const TZUParamObject* Entry = Params.GetParamObject(Index); ++Index) {
         SetTagValue(Entry->FName, Entry->FValue);
     }

@@ -59,17 +59,17 @@ TZTSTemplateCache::~TZTSTemplateCache() {
 }
 
 void TZTSTemplateCache::SetEnabled(bool Value) {
-    const TLockScope Guard(*this);
+    const std::scoped_lock Guard(*this);
     FEnabled.store(Value, std::memory_order_release);
 }
 
 std::u16string TZTSTemplateCache::GetTemplateDirectory() const {
-    const TLockScope Guard(*this);
+    const std::scoped_lock Guard(*this);
     return FDirectory;
 }
 
 void TZTSTemplateCache::SetTemplateDirectory(std::u16string_view Value) {
-    const TLockScope Guard(*this);
+    const std::scoped_lock Guard(*this);
     FDirectory = Value;
 }
 
@@ -95,7 +95,7 @@ TTemplate* TZTSTemplateCache::TShard::Find(const TKeyView& Key) {
 }
 
 void TZTSTemplateCache::Clear() {
-    const TLockScope Guard(*this);
+    const std::scoped_lock Guard(*this);
     FVersion.fetch_add(1, std::memory_order_acq_rel);
     FMasters.clear();
     for (TShard& Shard : FShards) {
@@ -133,7 +133,7 @@ bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16s
     TKey StoredKey;
     std::uint64_t Version = 0;
     try {
-        const TLockScope Guard(*this);
+        const std::scoped_lock Guard(*this);
         auto Found = FMasters.find(TKeyView{LanguageID, Name});
         if (Found == FMasters.end()) {
             // Nothing is kept when the master cannot be read: the next request tries again.

@@ -224,17 +224,17 @@ TEST(Locks, GuardAcrossThreads) {
             Threads.emplace_back([&] {
                 for (int Round = 0; Round < 500; ++Round) {
                     {
-                        const TLockScope Outer(Lock);
-                        const TLockScope Inner(Lock); // the owner may take it again
+                        const std::scoped_lock Outer(Lock);
+                        const std::scoped_lock Inner(Lock); // the owner may take it again
                         ++Locked;
                     }
                     {
-                        const TWriteScope Scope(ReadWrite);
+                        const std::scoped_lock Scope(ReadWrite);
                         ++Written;
                         std::this_thread::yield();
                         ++Written;
                     }
-                    const TReadScope Scope(ReadWrite);
+                    const std::shared_lock Scope(ReadWrite);
                     if (Written % 2 != 0) ADD_FAILURE();
                 }
             });
@@ -246,8 +246,8 @@ TEST(Locks, GuardAcrossThreads) {
 
 TEST(Locks, ReadersShareAndRemainAlone) {
     const TKXThreadRWSafetyClass ReadWrite;
-    const TReadScope Mine(ReadWrite);
-    OnOtherThread([&] { const TReadScope Shared(ReadWrite); }); // would never end if it excluded
+    const std::shared_lock Mine(ReadWrite);
+    OnOtherThread([&] { const std::shared_lock Shared(ReadWrite); }); // would never end if it excluded
 }
 
 } // namespace
