@@ -41,6 +41,10 @@ class TReadFile {
 public:
     /// @throws TSystemError when the file cannot be opened, or is a directory.
     explicit TReadFile(std::u16string_view Path);
+    /// The regular file `Name` below `Directory` (empty: the current one), for files that are served. What is
+    /// no regular file, a pipe for one, is refused without waiting for it. So is a link out of the directory.
+    /// @throws TSystemError when it cannot be opened or is refused.
+    TReadFile(std::u16string_view Directory, std::u16string_view Name);
     ~TReadFile();
     TReadFile(const TReadFile&) = delete;
     TReadFile& operator=(const TReadFile&) = delete;
@@ -63,9 +67,11 @@ private:
 
 /// The regular files of the whole tree below `Directory`, as names relative to it with "/" between the parts,
 /// sorted in code-unit order. Links to directories are not followed. A link to a file is listed when that
-/// file stands below `Directory` too (POSIX); never on Windows.
-/// @throws TSystemError when a directory cannot be read, or a name on the disk is not well-formed text.
-[[nodiscard]] std::vector<std::u16string> ListFiles(std::u16string_view Directory);
+/// file stands below `Directory` too (POSIX); never on Windows. A name on the disk that is no well-formed
+/// text is left out, because no text asks for it; `NotText`, when given, receives such names for display.
+/// @throws TSystemError when a directory cannot be read.
+[[nodiscard]] std::vector<std::u16string> ListFiles(std::u16string_view Directory,
+                                                    std::vector<std::u16string>* NotText = nullptr);
 
 /// Joins with one "/" between, whatever separators stand at the seam; an absolute or empty `Name` is joined
 /// all the same. An empty `Directory` adds nothing.

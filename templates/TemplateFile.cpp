@@ -39,7 +39,7 @@ std::u16string ReadTemplateFile(std::u16string_view Directory, std::u16string_vi
         throw ETemplate(Format(UnsafeNameText, {Name, Reason}));
     }
     const std::u16string Path = KX_SplitPathName(Directory, Name);
-    platform::TReadFile File(Path);
+    platform::TReadFile File(Directory, Name);
     if (File.Size() == 0) throw ETemplateFile(Format(EmptyFileText, {Path}), false);
     if (File.Size() > MaxSize) {
         throw ETemplateFile(Format(ReadErrorText, {Path, Format(TooLargeText, {File.Size(), MaxSize})}),

@@ -56,8 +56,8 @@ constexpr std::size_t MaxIndent = 20;
     return Number(Place.Line) + u':' + Number(Place.Column);
 }
 
-[[nodiscard]] TLintReport LintFile(std::u16string_view Path) {
-    platform::TReadFile File(Path);
+[[nodiscard]] TLintReport LintFile(std::u16string_view Folder, std::u16string_view Name) {
+    platform::TReadFile File(Folder, Name);
     return File.Size() > MaxLintBytes ? LintOversize(File.Size()) : LintTemplate(File.ReadAll());
 }
 
@@ -208,14 +208,19 @@ int RunLint(const TArguments& Arguments) {
     if (!StringsFolder.empty()) Strings.emplace(Text(StringsFolder));
     const std::u16string Folder = Text(Templates);
     std::vector<std::u16string> Names;
+    std::vector<std::u16string> NotText;
     for (const std::string& Name : Positionals(App)) Names.push_back(Text(Name));
     if (Names.empty()) {
-        Names = platform::ListFiles(Folder.empty() ? u"." : Folder);
-        if (Names.empty())
+        Names = platform::ListFiles(Folder.empty() ? u"." : Folder, &NotText);
+        if (Names.empty() && NotText.empty())
             throw Exception(u"there is no file below \"" + (Folder.empty() ? u"." : Folder) + u"\"");
     }
 
-    bool Good = true;
+    bool Good = NotText.empty();
+    for (const std::u16string& Name : NotText) {
+        Complain(Masked(platform::JoinPath(Folder, Name)) +
+                 u": the file's name is not UTF-8, so no template can be asked for by it");
+    }
     TLintWriter Writer(Json ? TOutput::Json : Quiet ? TOutput::Quiet : TOutput::Full);
     for (const std::u16string& Name : Names) {
         const std::u16string Path = Masked(platform::JoinPath(Folder, Name));
@@ -225,7 +230,7 @@ int RunLint(const TArguments& Arguments) {
             Report.AddProblem({}, u"templates refuse this file name: " + std::u16string(Reason));
         } else {
             try {
-                Report = LintFile(platform::JoinPath(Folder, Name));
+                Report = LintFile(Folder, Name);
             } catch (const platform::TSystemError& Error) {
                 Complain(Error.Message());
                 Good = false;

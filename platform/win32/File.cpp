@@ -14,6 +14,8 @@ namespace zutools::platform {
 namespace {
 
 constexpr std::u16string_view CannotOpen = u"Cannot open file";
+constexpr std::u16string_view LeavesFolder = u"Cannot open a link that leaves its folder";
+constexpr std::u16string_view NotRegular = u"Cannot open what is no regular file";
 constexpr std::u16string_view CannotRead = u"Cannot read file";
 constexpr std::u16string_view CannotReadDirectory = u"Cannot read directory";
 
@@ -37,6 +39,15 @@ std::u16string DiskName(std::u16string_view Path, std::u16string_view Action) {
     Full.resize(Size);
     if (Full.starts_with(u"\\\\")) return u"\\\\?\\UNC\\" + Full.substr(2);
     return u"\\\\?\\" + Full;
+}
+
+// Where an open file or directory really stands; empty when the system does not tell.
+std::u16string FinalPath(HANDLE Handle) {
+    std::u16string Path(32768, u'\0');
+    const DWORD Size =
+        GetFinalPathNameByHandleW(Handle, Wide(Path.data()), static_cast<DWORD>(Path.size()), VOLUME_NAME_NT);
+    Path.resize(Size < Path.size() ? Size : 0);
+    return Path;
 }
 
 // ---- directories
@@ -112,6 +123,21 @@ TReadFile::TReadFile(std::u16string_view Path)
     FHandle = reinterpret_cast<std::intptr_t>(Handle);
 }
 
+TReadFile::TReadFile(std::u16string_view Directory, std::u16string_view Name)
+    : TReadFile(JoinPath(Directory, Name)) {
+    const auto File = reinterpret_cast<HANDLE>(FHandle);
+    if (GetFileType(File) != FILE_TYPE_DISK) throw TSystemError(NotRegular, FPath, ERROR_NOT_SUPPORTED);
+    const std::u16string Folder = DiskName(Directory.empty() ? u"." : Directory, CannotOpen);
+    const HANDLE Opened =
+        CreateFileW(Wide(Folder.c_str()), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (Opened == INVALID_HANDLE_VALUE) throw TSystemError(CannotOpen, FPath, LastError());
+    std::u16string Root = FinalPath(Opened);
+    CloseHandle(Opened);
+    if (!Root.ends_with(u'\\')) Root += u'\\';
+    if (!FinalPath(File).starts_with(Root)) throw TSystemError(LeavesFolder, FPath, ERROR_ACCESS_DENIED);
+}
+
 TReadFile::~TReadFile() {
     CloseHandle(reinterpret_cast<HANDLE>(FHandle));
 }
@@ -132,7 +158,8 @@ std::size_t TReadFile::Read(std::span<char> Buffer) {
     return Used;
 }
 
-std::vector<std::u16string> ListFiles(std::u16string_view Directory) {
+std::vector<std::u16string> ListFiles(std::u16string_view Directory,
+                                      std::vector<std::u16string>* /*NotText*/) {
     if (Directory.empty()) throw TSystemError(CannotReadDirectory, Directory, ERROR_PATH_NOT_FOUND);
     std::vector<std::u16string> Names;
     std::vector<std::u16string> Pending{u""};

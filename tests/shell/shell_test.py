@@ -193,6 +193,11 @@ class LintTest(Shell):
                                           "open.html:1:1: tag is not closed\n"))
         self.assertIn("none.html", error)
         self.assertEqual(self.run_zuhost("lint", "none.html")[0], 1)
+        self.write("good/a.html", "x")
+        with open(os.fsencode(self.folder) + b"/good/bad\xff", "wb"):
+            code, out, error = self.run_zuhost("lint", "--quiet", "--templates", "good")
+        self.assertEqual((code, out), (1, ""))
+        self.assertIn("not UTF-8", error)
 
     def test_an_empty_folder_is_no_success(self):
         (self.folder / "pages").mkdir()

@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include <sys/stat.h>
+
 using namespace zutools::platform;
 using zutools::tests::TTempFolder;
 
@@ -37,11 +39,35 @@ TEST(Links, FollowedOnlyToFilesInside) {
 TEST(Links, ANameThatIsNoTextIsNoticed) {
     const TTempFolder Folder;
     std::ofstream(fs::path(Folder.Path()) / "bad \xFF name").close();
-    try {
-        static_cast<void>(ListFiles(Folder.Path()));
-        FAIL() << "not noticed";
-    } catch (const TSystemError& Error) {
-        EXPECT_EQ(Error.Code(), EILSEQ);
+    Folder.Write(u"good", "x");
+    std::vector<std::u16string> NotText;
+    EXPECT_THAT(ListFiles(Folder.Path(), &NotText), testing::ElementsAre(u"good"));
+    EXPECT_THAT(NotText, testing::ElementsAre(u"bad \uFFFD name"));
+}
+
+TEST(Links, OnlyRegularFilesOfTheFolderAreOpenedBelowIt) {
+    const TTempFolder Outside;
+    const TTempFolder Folder;
+    Folder.Write(u"data/real", "text");
+    const fs::path Here(Folder.Path());
+    fs::create_symlink("data/real", Here / "inside");
+    fs::create_symlink(fs::path(Outside.Write(u"secret", "x")), Here / "outside");
+    fs::create_directory_symlink(fs::path(Outside.Path()), Here / "linked");
+    ASSERT_EQ(mkfifo((Here / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(TReadFile(Folder.Path(), u"inside").ReadAll(), "text");
+    EXPECT_EQ(TReadFile(Folder.File(u"data/.."), u"inside").ReadAll(), "text");
+    const std::pair<std::u16string_view, int> Refused[] = {{u"outside", EACCES},
+                                                           {u"linked/secret", EACCES},
+                                                           {u"pipe", ENOTSUP},
+                                                           {u"data", EISDIR},
+                                                           {u"no", ENOENT}};
+    for (const auto& [Name, Code] : Refused) {
+        try {
+            const TReadFile File(Folder.Path(), Name);
+            ADD_FAILURE() << "opened";
+        } catch (const TSystemError& Error) {
+            EXPECT_EQ(Error.Code(), Code) << Error.what();
+        }
     }
 }
 

@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 namespace zutools::server {
@@ -75,6 +77,7 @@ TEST(JsonLocalizator, GivesTextsOrTheKey) {
     Folder.Write(u"en-GB.json", R"({"hello": "Good day"})");
     Folder.Write(u"notes.txt", "no language");
     Folder.Write(u"old/de.json", "nor this");
+    std::ofstream(std::filesystem::path(Folder.Path()) / "bad \xFF name.json").close();
     TJsonLocalizator Strings(Folder.Path());
 
     EXPECT_EQ(Strings.GetString(u"hello", u"ru"), u"Привет");
