@@ -3,10 +3,22 @@
 namespace zutools {
 
 void TKXThreadSafetyClass::Lock(std::u16string_view /*Name*/) const {
-    FMutex.lock();
+    const std::thread::id Caller = std::this_thread::get_id();
+    if (FHolder.load(std::memory_order_relaxed) != Caller) { // only the caller itself makes these equal
+        FMutex.lock();
+        FHolder.store(Caller, std::memory_order_relaxed);
+    }
+    ++FDepth;
 }
+
 void TKXThreadSafetyClass::UnLock() const {
+    if (--FDepth != 0) return;
+    FHolder.store({}, std::memory_order_relaxed);
     FMutex.unlock();
+}
+
+unsigned TKXThreadSafetyClass::Depth() const {
+    return FHolder.load(std::memory_order_relaxed) == std::this_thread::get_id() ? FDepth : 0;
 }
 
 TKXThreadRWSafetyClass::TLine& TKXThreadRWSafetyClass::MyLine() const {

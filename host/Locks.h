@@ -16,6 +16,7 @@
 #include <mutex>
 #include <shared_mutex>
 #include <string_view>
+#include <thread>
 
 namespace zutools {
 
@@ -31,12 +32,16 @@ public:
     void UnLock() const;
     void lock() const { Lock(); }
     void unlock() const { UnLock(); }
+    /// How often the calling thread holds the lock at this moment; 0 when it does not hold it.
+    [[nodiscard]] unsigned Depth() const;
     /// The object that this lock belongs to, for debugging; not owned, may be null.
     [[nodiscard]] TObject* Owner() const { return FOwner; }
 
 private:
     TObject* FOwner = nullptr;
-    mutable std::recursive_mutex FMutex;
+    mutable std::mutex FMutex;
+    mutable std::atomic<std::thread::id> FHolder{}; // of no thread: free
+    mutable unsigned FDepth = 0;                    // the holder's
 };
 
 /// Many readers or one writer. Not re-entrant: a reader that asks for the write side waits for itself, and so

@@ -226,6 +226,7 @@ TEST(Locks, GuardAcrossThreads) {
                     {
                         const std::scoped_lock Outer(Lock);
                         const std::scoped_lock Inner(Lock); // the owner may take it again
+                        if (Lock.Depth() != 2) ADD_FAILURE();
                         ++Locked;
                     }
                     {
@@ -241,6 +242,7 @@ TEST(Locks, GuardAcrossThreads) {
         }
     }
     EXPECT_EQ(Locked, 1500);
+    EXPECT_EQ(Lock.Depth(), 0u);
     EXPECT_EQ(Written, 3000);
 }
 
