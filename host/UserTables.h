@@ -4,6 +4,14 @@
 // A record outlives the request that opened it: it holds values and no connection, and each call that needs
 // the database uses the calling thread's. Calls come from any thread; implementations guard themselves. Names
 // of fields compare ignoring the case of A to Z.
+//
+// Who checks a record and then writes it does both under a TRecordWriting, so that what is written is what
+// was checked:
+//
+//     TRecordWriting Writing(Record, RequireRights); // asked again before the transaction commits
+//     RequireRights(Record);
+//     Record.Post();
+//     Writing.Keep();
 
 #pragma once
 
@@ -11,8 +19,11 @@
 #include "host/ScriptObjects.h"
 #include "host/Variant.h"
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zutools {
@@ -52,6 +63,9 @@ private:
     TUserTable& FTable;
 };
 
+/// Asked with the record as it is to be written, or as the database returned it; raises to refuse.
+using TRecordCheck = std::function<void(const TUserTable& Record)>;
+
 class TUserTable {
 public:
     TUserTable()
@@ -76,14 +90,24 @@ public:
     [[nodiscard]] virtual bool HasField(std::u16string_view Name) const = 0;
     /// The value with the changes made since. @throws EUserTableError for an unknown name.
     [[nodiscard]] virtual TKXVariant Field(std::u16string_view Name) const = 0;
-    /// The value as it was read; null values in a new record. @throws EUserTableError for an unknown name.
+    /// The value as it was read; null values in a new record. Under a TRecordWriting the value as it was when
+    /// that began, after the write too. @throws EUserTableError for an unknown name.
     [[nodiscard]] virtual TKXVariant StoredField(std::u16string_view Name) const = 0;
-    /// @throws EUserTableError for an unknown name, or a value that does not fit the field's type: the field
-    /// keeps its value.
+    /// Whether a value of the field, not null, is the same as a text or a number: by what the table stores,
+    /// not by spelling ("0.00" in a field of decimals is 0). Empty when the field cannot hold `Other`. By
+    /// default the kind of the value decides: numbers compare by value, dates by the moment, texts exactly.
+    /// @throws EUserTableError for an unknown name.
+    [[nodiscard]] virtual std::optional<bool> SameValue(std::u16string_view Name, const TKXVariant& Value,
+                                                        const TKXVariant& Other) const;
+    /// Whether only the write will tell the value (a computed field of a changed record), and the check of
+    /// the TRecordWriting will see it then. @throws EUserTableError for an unknown name.
+    [[nodiscard]] virtual bool IsPending(std::u16string_view /*Name*/) const { return false; }
+    /// @throws EUserTableError for an unknown name, a value that does not fit the field's type, and while
+    /// another thread writes the record: the field keeps its value.
     virtual void SetField(std::u16string_view Name, const TKXVariant& Value) = 0;
 
-    // Each writes in one transaction, or in the one that the calling thread has open already. A write that
-    // raises changed nothing, and the record can be written again.
+    // Each writes in one transaction. A write that raises changed nothing, and the record can be written
+    // again.
 
     /// Writes the changed fields. Afterwards the record is as if opened anew.
     /// @throws ERecordChanged, EDatabaseError.
@@ -96,8 +120,37 @@ public:
     /// For scripts; lives as long as this object.
     [[nodiscard]] TRecordInterface& RecordInterface() { return FInterface; }
 
+protected:
+    // Of TRecordWriting. Tables that nobody else can change meanwhile need neither.
+    friend class TRecordWriting;
+    virtual void BeginWriting(TRecordCheck /*Check*/) {}
+    virtual void EndWriting(bool /*Keep*/) noexcept {}
+
 private:
     TRecordInterface FInterface;
+};
+
+/// Holds a record still for its checks, its journal and its write: other threads read it, but neither set nor
+/// write it. Nests on its thread. Unless kept, the record is afterwards as it was before.
+class TRecordWriting {
+public:
+    /// `Check` is called by the write, in its transaction, with the record as the database returned it; when
+    /// it raises, nothing was written. Not called by Delete, which writes no values.
+    /// @throws EUserTableError while another thread writes the record, and when the calling thread has a
+    /// transaction open: whoever waits for the record would wait for that too.
+    explicit TRecordWriting(TUserTable& Record, TRecordCheck Check = {})
+        : FRecord(Record) {
+        Record.BeginWriting(std::move(Check));
+    }
+    ~TRecordWriting() { FRecord.EndWriting(FKeep); }
+    TRecordWriting(const TRecordWriting&) = delete;
+    TRecordWriting& operator=(const TRecordWriting&) = delete;
+    /// What was written lasts.
+    void Keep() noexcept { FKeep = true; }
+
+private:
+    TUserTable& FRecord;
+    bool FKeep = false;
 };
 
 } // namespace zutools

@@ -5,6 +5,9 @@
 #include "host/StringHelpers.h"
 #include "host/UserTables.h"
 #include "platform/Text.h"
+#include "server/records/Decimals.h"
+#include "server/records/Digits.h"
+#include "server/records/Moments.h"
 #include "server/sql/SqlText.h"
 
 #include <algorithm>
@@ -14,58 +17,10 @@ namespace zutools::server {
 
 namespace {
 
-constexpr bool IsDigit(char16_t C) {
-    return C >= u'0' && C <= u'9';
-}
-
-std::size_t DigitsAt(std::u16string_view Text, std::size_t Pos) {
-    std::size_t Count = 0;
-    while (Pos + Count < Text.size() && IsDigit(Text[Pos + Count])) ++Count;
-    return Count;
-}
-
 [[noreturn]] void Refuse(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value,
                          std::u16string_view Wanted) {
     throw EUserTableError(Format(u"The field %s.%s cannot take %s; wanted is %s",
                                  {Shape.Name, Column.Name, ShownValue(Value), Wanted}));
-}
-
-/// "1.50", "-3", "1e5": the digits before the point once the exponent is applied, and all that count.
-struct TDecimal {
-    std::int64_t WholeDigits = 0;
-    std::int64_t AllDigits = 0;
-};
-
-std::optional<TDecimal> ParseDecimal(std::u16string_view Text) {
-    std::size_t Pos = !Text.empty() && (Text[0] == u'-' || Text[0] == u'+') ? 1 : 0;
-    const std::size_t Whole = DigitsAt(Text, Pos);
-    std::u16string Digits(Text.substr(Pos, Whole));
-    Pos += Whole;
-    if (Pos < Text.size() && Text[Pos] == u'.') {
-        const std::size_t Fraction = DigitsAt(Text, Pos + 1);
-        Digits += Text.substr(Pos + 1, Fraction);
-        Pos += 1 + Fraction;
-    }
-    if (Digits.empty()) return std::nullopt;
-    std::int64_t Exponent = 0;
-    if (Pos < Text.size() && (Text[Pos] == u'e' || Text[Pos] == u'E')) {
-        const bool Sign = Pos + 1 < Text.size() && (Text[Pos + 1] == u'-' || Text[Pos + 1] == u'+');
-        const std::size_t First = Pos + (Sign ? 2 : 1);
-        const std::size_t Count = DigitsAt(Text, First);
-        if (Count == 0 || Count > 4) return std::nullopt;
-        Exponent = StrToIntDef(Text.substr(First, Count), 0);
-        if (Sign && Text[Pos + 1] == u'-') Exponent = -Exponent;
-        Pos = First + Count;
-    }
-    if (Pos != Text.size()) return std::nullopt;
-    const std::size_t Leading = std::min(Digits.find_first_not_of(u'0'), Digits.size());
-    const std::size_t Last = Digits.find_last_not_of(u'0');
-    TDecimal Result;
-    if (Last == Digits.npos) return Result; // zero
-    Result.WholeDigits = std::max<std::int64_t>(0, static_cast<std::int64_t>(Whole) -
-                                                       static_cast<std::int64_t>(Leading) + Exponent);
-    Result.AllDigits = static_cast<std::int64_t>(Last + 1 - Leading);
-    return Result;
 }
 
 TKXVariant FitInteger(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
@@ -106,12 +61,12 @@ TKXVariant FitDecimal(const TTableShape& Shape, const TColumn& Column, const TKX
     }
     const std::optional<TDecimal> Decimal = ParseDecimal(Text);
     if (!Decimal) Refuse(Shape, Column, Value, u"a decimal number with \".\" before its fraction");
-    if (Column.Precision > 0 && Decimal->WholeDigits > Column.Precision - Column.Scale) {
+    if (Column.Precision > 0 && Decimal->Point > Column.Precision - Column.Scale) {
         Refuse(Shape, Column, Value,
                Format(u"a decimal number of at most %d digits before the point",
                       {Column.Precision - Column.Scale}));
     }
-    if (Shape.Dialect == TSqlDialect::Sqlite && Value.IsString() && Decimal->AllDigits > 15) {
+    if (Shape.Dialect == TSqlDialect::Sqlite && Value.IsString() && Decimal->Digits.size() > 15) {
         Refuse(Shape, Column, Value, u"a decimal number of at most 15 digits, which SQLite keeps exactly");
     }
     if (Text[0] == u'+') Text.erase(0, 1);
@@ -145,69 +100,6 @@ TKXVariant FitBoolean(const TTableShape& Shape, const TColumn& Column, const TKX
     }
 }
 
-/// `YYYY-MM-DD HH:MM:SS[.ffffff]` of a moment that exists.
-std::optional<std::u16string> MomentText(std::u16string_view Text) {
-    std::u16string_view Base = Text;
-    std::u16string Fraction;
-    const std::size_t Colon = Text.rfind(u':');
-    const std::size_t Point = Colon == Text.npos ? Text.npos : Text.find(u'.', Colon);
-    if (Point != Text.npos) {
-        const std::size_t Digits = DigitsAt(Text, Point + 1);
-        if (Digits == 0 || Digits > 6 || Point + 1 + Digits != Text.size()) return std::nullopt;
-        // A fraction stands behind seconds only.
-        if (Point < 6 || Text[Point - 3] != u':' || Text[Point - 6] != u':') return std::nullopt;
-        Fraction = Text.substr(Point);
-        Fraction.erase(Fraction.find_last_not_of(u'0') + 1);
-        if (Fraction == u".") Fraction.clear();
-        Base = Text.substr(0, Point);
-    }
-    try {
-        return TKXVariant(TKXVariant(Base).AsDateTime()).AsString() + Fraction;
-    } catch (const EVariantError&) {
-        return std::nullopt;
-    }
-}
-
-/// Cuts "Z", "+03", "+03:00" or "-0330" off the end of a moment with a time.
-std::u16string CutOffset(std::u16string_view& Text) {
-    if (Text.ends_with(u'Z') || Text.ends_with(u'z')) {
-        Text.remove_suffix(1);
-        return u"+00";
-    }
-    const std::size_t Colon = Text.find(u':');
-    const std::size_t Sign = Colon == Text.npos ? Text.npos : Text.find_first_of(u"+-", Colon);
-    if (Sign == Text.npos) return u"+00";
-    std::u16string Offset(Text.substr(Sign));
-    const bool Form =
-        DigitsAt(Offset, 1) == 2
-            ? Offset.size() == 3 || (Offset.size() == 6 && Offset[3] == u':' && DigitsAt(Offset, 4) == 2)
-            : Offset.size() == 5 && DigitsAt(Offset, 1) == 4;
-    if (!Form) return {};
-    Text = Text.substr(0, Sign);
-    return Offset;
-}
-
-std::optional<std::u16string> FittingMoment(TFieldKind Kind, std::u16string_view Text) {
-    constexpr std::size_t DateLength = 10; // YYYY-MM-DD
-    if (Kind == TFieldKind::Time) {
-        if (Text.find(u'-') == Text.npos && Text.find(u' ') == Text.npos && Text.find(u'T') == Text.npos) {
-            const auto Moment = MomentText(u"2000-01-01 " + std::u16string(Text));
-            return Moment ? std::optional(Moment->substr(DateLength + 1)) : std::nullopt;
-        }
-        const auto Moment = MomentText(Text);
-        return Moment ? std::optional(Moment->substr(DateLength + 1)) : std::nullopt;
-    }
-    std::u16string Offset;
-    if (Kind == TFieldKind::DateTimeZone) {
-        Offset = CutOffset(Text);
-        if (Offset.empty()) return std::nullopt;
-    }
-    auto Moment = MomentText(Text);
-    if (!Moment || Kind != TFieldKind::Date) return Moment ? std::optional(*Moment + Offset) : std::nullopt;
-    if (std::u16string_view(*Moment).substr(DateLength) != u" 00:00:00") return std::nullopt;
-    return Moment->substr(0, DateLength);
-}
-
 TKXVariant FitMoment(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
     std::optional<std::u16string> Moment;
     if (Value.IsString() || Value.Kind() == TVariantKind::vkDateTime) {
@@ -224,7 +116,8 @@ TKXVariant FitMoment(const TTableShape& Shape, const TColumn& Column, const TKXV
     }
 }
 
-TKXVariant FitUuid(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+/// In lower case and without braces.
+std::optional<std::u16string> UuidText(const TKXVariant& Value) {
     constexpr std::u16string_view Form = u"00000000-0000-0000-0000-000000000000";
     std::u16string Text;
     if (Value.IsString()) Text = FoldSqlName(Trim(Value.AsString()));
@@ -235,8 +128,23 @@ TKXVariant FitUuid(const TTableShape& Shape, const TColumn& Column, const TKXVar
         std::equal(Text.begin(), Text.end(), Form.begin(), Form.end(), [](char16_t C, char16_t F) {
             return F == u'-' ? C == u'-' : IsDigit(C) || (C >= u'a' && C <= u'f');
         });
-    if (!Fits) Refuse(Shape, Column, Value, u"an identifier as 123e4567-e89b-12d3-a456-426614174000");
-    return Text;
+    return Fits ? std::optional(std::move(Text)) : std::nullopt;
+}
+
+TKXVariant FitUuid(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
+    if (auto Text = UuidText(Value)) return std::move(*Text);
+    Refuse(Shape, Column, Value, u"an identifier as 123e4567-e89b-12d3-a456-426614174000");
+}
+
+/// Whole where the database makes it so.
+TKXVariant NumberOf(const TDecimal& Decimal, std::u16string_view Text) {
+    constexpr std::int64_t MostDigits = 18; // of an integer for sure
+    const bool Whole = static_cast<std::int64_t>(Decimal.Digits.size()) <= Decimal.Point;
+    if (!Whole || Decimal.Point > MostDigits) return TryStrToFloat(Text).value_or(0);
+    std::u16string Digits = Decimal.Digits;
+    Digits.resize(static_cast<std::size_t>(Decimal.Point), u'0');
+    const std::int64_t Number = TryStrToInt64(Digits).value_or(0);
+    return Decimal.Negative ? -Number : Number;
 }
 
 /// On SQLite a column without a type keeps what it is given.
@@ -252,6 +160,11 @@ TKXVariant FitOther(const TTableShape& Shape, const TColumn& Column, const TKXVa
             return FitFloat(Shape, Column, Value);
         default:
             break;
+        }
+        // Under any type that it does not know the database keeps text of a number as the number.
+        if (!Column.TypeText.empty() && Value.IsString()) {
+            const std::u16string Text(Trim(Value.AsString()));
+            if (const auto Decimal = ParseDecimal(Text)) return NumberOf(*Decimal, Text);
         }
     }
     return FitText(Shape, Column, Value);
@@ -358,6 +271,39 @@ TKXVariant FitField(const TTableShape& Shape, std::size_t Index, const TKXVarian
         return FitMoment(Shape, Column, Value);
     default:
         return FitOther(Shape, Column, Value);
+    }
+}
+
+std::optional<TSameness> SameInColumn(const TColumn& Column, const TKXVariant& Value,
+                                      const TKXVariant& Other) {
+    if (!Value.IsString()) return std::nullopt; // its kind says how
+    const auto Compared = [&](const auto& Left, const auto& Right) -> std::optional<TSameness> {
+        if (!Left) return std::nullopt;
+        if (!Right) return TSameness::Unlike;
+        return *Left == *Right ? TSameness::Same : TSameness::Different;
+    };
+    const std::u16string Text = Value.AsString();
+    switch (Column.Kind) {
+    case TFieldKind::Decimal:
+        return Compared(ParseDecimal(Trim(Text)), ParseDecimal(Trim(Other.AsString())));
+    case TFieldKind::Date:
+    case TFieldKind::Time:
+    case TFieldKind::DateTime:
+    case TFieldKind::DateTimeZone:
+        if (!Other.IsString()) return std::nullopt;
+        return Compared(MicrosecondsOf(Column.Kind, Text), MicrosecondsOf(Column.Kind, Other.AsString()));
+    case TFieldKind::Uuid:
+        return Compared(UuidText(Value), UuidText(Other));
+    case TFieldKind::Text: {
+        if (!Column.Padded || !Other.IsString()) return std::nullopt;
+        const auto Unpadded = [](std::u16string_view Padded) {
+            return std::optional(Padded.substr(0, Padded.find_last_not_of(u' ') + 1));
+        };
+        const std::u16string OtherText = Other.AsString();
+        return Compared(Unpadded(Text), Unpadded(OtherText));
+    }
+    default:
+        return std::nullopt;
     }
 }
 

@@ -30,6 +30,18 @@ using TRow = std::vector<TCell>;
 /// @throws EUserTableError that names table, field, value and the type that is wanted.
 [[nodiscard]] TKXVariant FitField(const TTableShape& Shape, std::size_t Column, const TKXVariant& Value);
 
+enum class TSameness {
+    Same,
+    Different,
+    Unlike, // the column holds no such values
+};
+
+/// Whether a text of the column is the same value as another text or a number, where its type says more than
+/// the letters do: decimals by value, dates and times by the moment, padding left out. Empty where it does
+/// not.
+[[nodiscard]] std::optional<TSameness> SameInColumn(const TColumn& Column, const TKXVariant& Value,
+                                                    const TKXVariant& Other);
+
 /// Binds a fitted field, or a cell's value.
 void BindValue(TQuery& Query, std::u16string_view Param, const TKXVariant& Value);
 

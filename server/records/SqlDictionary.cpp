@@ -50,34 +50,23 @@ QJsonValue ToJson(const TKXVariant& Value) {
     }
 }
 
-std::optional<TKXVariant> FieldOrNothing(const TUserTable& Record, std::u16string_view Name, bool Stored) {
+TKXVariant FieldOrNothing(const TUserTable& Record, std::u16string_view Name, bool Stored) {
     try {
         return Stored ? Record.StoredField(Name) : Record.Field(Name);
     } catch (const EUserTableError&) {
-        return std::nullopt; // binary
+        return {}; // binary
     }
 }
 
-/// {"Customer":["Smith","Jones"],...}: the fields that differ, as read and as they are to be.
-std::u16string ChangesOf(const TUserTable& Record) {
+/// {"Customer":["Smith","Jones"],...}: the fields that the write changed, as read and as the database has
+/// them now. Of an inserted record all that it has, with nothing before.
+std::u16string ChangesOf(const TUserTable& Record, bool Inserted) {
     QJsonObject Changes;
     for (const std::u16string& Name : Record.FieldNames()) {
-        const auto Before = FieldOrNothing(Record, Name, true);
+        const auto Before = Inserted ? TKXVariant() : FieldOrNothing(Record, Name, true);
         const auto After = FieldOrNothing(Record, Name, false);
         if (Before == After) continue;
-        Changes.insert(ToQt(Name), QJsonArray{ToJson(Before.value_or(TKXVariant())),
-                                              ToJson(After.value_or(TKXVariant()))});
-    }
-    return FromQt(QString::fromUtf8(QJsonDocument(Changes).toJson(QJsonDocument::Compact)));
-}
-
-/// The same of a record that was inserted just now: all that it has.
-std::u16string ContentsOf(const TUserTable& Record) {
-    QJsonObject Changes;
-    for (const std::u16string& Name : Record.FieldNames()) {
-        const auto Value = FieldOrNothing(Record, Name, false);
-        if (!Value || Value->IsNull()) continue;
-        Changes.insert(ToQt(Name), QJsonArray{QJsonValue(), ToJson(*Value)});
+        Changes.insert(ToQt(Name), QJsonArray{ToJson(Before), ToJson(After)});
     }
     return FromQt(QString::fromUtf8(QJsonDocument(Changes).toJson(QJsonDocument::Compact)));
 }
@@ -195,13 +184,13 @@ std::int64_t TSqlDictionary::InsertDoc(TUserTable& Record) {
     const auto Kind = FindKind(*Database, Record.TableName());
     if (!Kind) return NoDictionary;
 
-    TRecordRestore Restore(Record);
+    TRecordWriting Writing(Record);
     TWriteScope Scope(*Database);
     Record.Insert();
     TEntry Entry{};
     try {
         Entry = EnterDocument(*Database, *Kind, Record.RecordID());
-        EnterJournal(*Database, Entry.Document, u"insert", ContentsOf(Record));
+        EnterJournal(*Database, Entry.Document, u"insert", ChangesOf(Record, true));
     } catch (const EDatabaseError& Error) {
         Services().Logger->Log(TLogLevel::Error,
                                Format(u"A record of %s was not inserted, because its document could not be "
@@ -210,7 +199,7 @@ std::int64_t TSqlDictionary::InsertDoc(TUserTable& Record) {
         return NotInserted;
     }
     Scope.Commit();
-    Restore.Keep();
+    Writing.Keep();
     return Entry.Number;
 }
 
@@ -223,10 +212,8 @@ void TSqlDictionary::UpdateDoc(TUserTable& Record) {
                    u"for documents; zuhost serve makes them at its start",
                    {Table}));
     }
+    TRecordWriting Writing(Record);
     const std::u16string RecordID = Record.RecordID();
-    const std::u16string Changes = ChangesOf(Record);
-
-    TRecordRestore Restore(Record);
     TWriteScope Scope(*Database);
     Record.Post(); // locks the record, so that only one of two gives it a document
     auto Document = FindDocument(*Database, Table, RecordID);
@@ -242,9 +229,9 @@ void TSqlDictionary::UpdateDoc(TUserTable& Record) {
     } else if (Record.RecordID() != RecordID) {
         MoveDocument(*Database, *Document, Record.RecordID());
     }
-    EnterJournal(*Database, *Document, u"update", Changes);
+    EnterJournal(*Database, *Document, u"update", ChangesOf(Record, false));
     Scope.Commit();
-    Restore.Keep();
+    Writing.Keep();
 }
 
 } // namespace zutools::server

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <mutex>
 #include <optional>
+#include <thread>
 #include <utility>
 
 namespace zutools::server {
@@ -38,11 +39,10 @@ struct TRecordState {
     TShape Shape;
     TRecordMode Mode = TRecordMode::Closed;
     TRow Stored;                    // as read; empty in a new record
-    std::vector<TKXVariant> Read;   // the same as fields: what a new record starts with
+    std::vector<TKXVariant> Read;   // the same as fields; null values in a new record
     std::vector<TKXVariant> Values; // with the changes since
-    std::vector<bool> Touched;      // New: set by somebody
+    std::vector<bool> Touched;      // set by somebody since
     std::u16string RecordID;
-    unsigned Opening = 0; // counts what was opened in this object
 };
 
 std::u16string ParamName(char16_t Letter, std::size_t Index) {
@@ -230,14 +230,14 @@ std::vector<TKXVariant> FieldsOfRow(const TTableShape& Shape, const TRow& Row) {
     return Fields;
 }
 
-TRecordState OpenedState(TShape Shape, TRow Row, std::u16string RecordID, unsigned Opening) {
+TRecordState OpenedState(TShape Shape, TRow Row, std::u16string RecordID,
+                         TRecordMode Mode = TRecordMode::Opened) {
     TRecordState State;
-    State.Mode = TRecordMode::Opened;
+    State.Mode = Mode;
     State.Read = State.Values = FieldsOfRow(*Shape, Row);
     State.Touched.resize(Row.size());
     State.Stored = std::move(Row);
     State.RecordID = std::move(RecordID);
-    State.Opening = Opening;
     State.Shape = std::move(Shape);
     return State;
 }
@@ -325,7 +325,7 @@ public:
     std::u16string TableName() const override { return FName; }
 
     bool Open(std::u16string_view RecordID) override {
-        TSqlDatabase& Database = Connection();
+        TSqlDatabase& Database = ConnectionOutside(u"opened");
         const TShape Shape = CurrentShape(Database);
         const auto Query = Database.CreateSelectQuery();
         PrepareByID(*Query, *Shape, RecordID);
@@ -335,24 +335,21 @@ public:
         if (Written != RecordID) { // two names of one record would be two locks
             RefuseID(*Shape, RecordID, u"write it as " + ShownValue(TKXVariant(Written)));
         }
-        const std::lock_guard Lock(FMutex);
-        FState = OpenedState(Shape, std::move(*Row), std::move(Written), FState.Opening + 1);
+        Become(OpenedState(Shape, std::move(*Row), std::move(Written)));
         return true;
     }
 
     void OpenNew() override {
         TRecordState State;
         State.Mode = TRecordMode::New;
-        State.Shape = CurrentShape(Connection());
+        State.Shape = CurrentShape(ConnectionOutside(u"begun"));
         const std::size_t Count = State.Shape->Columns.size();
         State.Touched.resize(Count);
         for (std::size_t Index = 0; Index < Count; ++Index) {
             State.Values.push_back(DefaultOf(*State.Shape, Index).value_or(TKXVariant()));
         }
         State.Read.resize(Count);
-        const std::lock_guard Lock(FMutex);
-        State.Opening = FState.Opening + 1;
-        FState = std::move(State);
+        Become(std::move(State));
     }
 
     std::u16string RecordID() const override {
@@ -381,20 +378,47 @@ public:
     TKXVariant StoredField(std::u16string_view Name) const override {
         const std::lock_guard Lock(FMutex);
         const std::size_t Index = FindReadable(Name);
-        return FState.Read[Index];
+        return FWritings.empty() ? FState.Read[Index] : FWritings.front().Before.Read[Index];
+    }
+
+    std::optional<bool> SameValue(std::u16string_view Name, const TKXVariant& Value,
+                                  const TKXVariant& Other) const override {
+        const TShape Shape = ShapeNow();
+        const std::size_t Index = Shape->FindColumn(Name);
+        if (Index == TTableShape::NoColumn) RefuseName(Name);
+        const auto Sameness = SameInColumn(Shape->Columns[Index], Value, Other);
+        if (!Sameness) return TUserTable::SameValue(Name, Value, Other);
+        if (*Sameness == TSameness::Unlike) return std::nullopt;
+        return *Sameness == TSameness::Same;
+    }
+
+    bool IsPending(std::u16string_view Name) const override {
+        const std::lock_guard Lock(FMutex);
+        const std::size_t Index = Find(Name);
+        const bool Checked = std::any_of(FWritings.begin(), FWritings.end(),
+                                         [](const TWriting& Each) { return Each.Check != nullptr; });
+        if (!Checked) return false; // nobody will look at what the write gives
+        const bool Changed =
+            std::find(FState.Touched.begin(), FState.Touched.end(), true) != FState.Touched.end();
+        const bool New = FState.Mode == TRecordMode::New;
+        const TColumn& Column = FState.Shape->Columns[Index];
+        if (Column.Computed) return New || Changed;
+        return New && Column.HasDefault && FState.Values[Index].IsNull() &&
+               (Column.NotNull || !FState.Touched[Index]);
     }
 
     void SetField(std::u16string_view Name, const TKXVariant& Value) override {
         const std::lock_guard Lock(FMutex);
         const std::size_t Index = Find(Name);
+        RequireNoOtherWriter();
         if (FState.Mode == TRecordMode::Deleted) RefuseMode(FState, u"changed");
         FState.Values[Index] = FitField(*FState.Shape, Index, Value);
         FState.Touched[Index] = true;
     }
 
     void Post() override {
-        const TWriting Writing(*this);
-        const TRecordState& State = Writing.State();
+        TRecordWriting Writing(*this);
+        const TRecordState State = Frozen();
         if (!IsInTable(State)) RefuseMode(State, u"posted");
         const TTableShape& Shape = *State.Shape;
         std::u16string Assignments;
@@ -406,7 +430,7 @@ public:
             Assignments += QuotedName(Shape.Columns[Index].Name) + u" = :" + ParamName(u'V', Index);
             Written.push_back(Index);
         }
-        TSqlDatabase& Database = Connection();
+        TSqlDatabase& Database = Connection(u"posted");
         TWriteScope Scope(Database);
         RequireUnchanged(Database, State);
         TRow Now = State.Stored;
@@ -417,15 +441,18 @@ public:
             if (!Row) RefuseUnwritten(State, u"change");
             Now = std::move(*Row);
         }
-        Finish(Scope, State, std::move(Now), State.Mode);
+        std::u16string RecordID = IDOfRow(Shape, Now);
+        Become(OpenedState(State.Shape, std::move(Now), std::move(RecordID), State.Mode));
+        Finish(Scope);
+        Writing.Keep();
     }
 
     void Delete() override {
-        const TWriting Writing(*this);
-        const TRecordState& State = Writing.State();
+        TRecordWriting Writing(*this);
+        const TRecordState State = Frozen();
         if (!IsInTable(State)) RefuseMode(State, u"deleted");
         const TTableShape& Shape = *State.Shape;
-        TSqlDatabase& Database = Connection();
+        TSqlDatabase& Database = Connection(u"deleted");
         TWriteScope Scope(Database);
         RequireUnchanged(Database, State);
         const auto Query = Database.CreateExecQuery();
@@ -434,13 +461,16 @@ public:
         Query->Execute();
         if (Query->RowsAffected() == 0) RefuseUnwritten(State, u"delete");
         Scope.Commit();
-        const std::lock_guard Lock(FMutex);
-        if (FState.Opening == State.Opening) FState.Mode = TRecordMode::Deleted;
+        {
+            const std::lock_guard Lock(FMutex);
+            FState.Mode = TRecordMode::Deleted;
+        }
+        Writing.Keep();
     }
 
     void Insert() override {
-        const TWriting Writing(*this);
-        const TRecordState& State = Writing.State();
+        TRecordWriting Writing(*this);
+        const TRecordState State = Frozen();
         const bool Copy = State.Mode == TRecordMode::Opened;
         if (State.Mode != TRecordMode::New && !Copy) RefuseMode(State, u"inserted");
         const TTableShape& Shape = *State.Shape;
@@ -461,7 +491,7 @@ public:
             Values += u":" + ParamName(u'V', Index);
             Written.push_back(Index);
         }
-        TSqlDatabase& Database = Connection();
+        TSqlDatabase& Database = Connection(u"inserted");
         TWriteScope Scope(Database);
         auto Row = WriteRow(Database, Shape,
                             u"INSERT INTO " + Shape.Quoted +
@@ -474,55 +504,48 @@ public:
                        u"trigger or a rule of the table decides so, or its key is null",
                        {Shape.Name}));
         }
-        Finish(Scope, State, std::move(*Row), TRecordMode::Inserted);
+        std::u16string RecordID = IDOfRow(Shape, *Row);
+        Become(OpenedState(State.Shape, std::move(*Row), std::move(RecordID), TRecordMode::Inserted));
+        Finish(Scope);
+        Writing.Keep();
     }
 
-    [[nodiscard]] TRecordState Snapshot() const {
+protected:
+    void BeginWriting(TRecordCheck Check) override {
+        if (!IsWriter()) (void)ConnectionOutside(u"written");
         const std::lock_guard Lock(FMutex);
-        return FState;
+        RequireNoOtherWriter();
+        FWritings.push_back({FState, std::move(Check)});
+        FWriter = std::this_thread::get_id();
     }
-    void Restore(TRecordState State) {
+
+    void EndWriting(bool Keep) noexcept override {
         const std::lock_guard Lock(FMutex);
-        FState = std::move(State);
+        if (!Keep) FState = std::move(FWritings.back().Before);
+        FWritings.pop_back();
+        if (FWritings.empty()) FWriter = {};
     }
 
 private:
-    /// One write at a time, on a copy: the database is never waited for under the mutex, since the one who
-    /// makes us wait may want the mutex.
-    class TWriting {
-    public:
-        explicit TWriting(TSqlUserTable& Table)
-            : FTable(Table) {
-            const std::lock_guard Lock(FTable.FMutex);
-            if (FTable.FWriting) {
-                throw EUserTableError(Format(u"The record %s of %s is being written by another request; try "
-                                             u"again when that has ended",
-                                             {FTable.FState.RecordID, FTable.FName}));
-            }
-            FTable.FWriting = true;
-            FState = FTable.FState;
-        }
-        ~TWriting() {
-            const std::lock_guard Lock(FTable.FMutex);
-            FTable.FWriting = false;
-        }
-        TWriting(const TWriting&) = delete;
-        TWriting& operator=(const TWriting&) = delete;
-        [[nodiscard]] const TRecordState& State() const { return FState; }
-
-    private:
-        TSqlUserTable& FTable;
-        TRecordState FState;
-    };
-
-    TSqlDatabase& Connection() const {
+    TSqlDatabase& Connection(std::u16string_view Verb) const {
         TSqlDatabase* const Database = FDatabase();
         if (Database == nullptr) {
             throw EUserTableError(
-                Format(u"The table %s cannot be reached: there is no database, none was named at the start",
-                       {FName}));
+                Format(u"A record of %s cannot be %s: there is no database, none was named at the start",
+                       {FName, Verb}));
         }
         return *Database;
+    }
+
+    /// What holds a record and waits for a row, and what holds a row and waits for the record, would wait for
+    /// ever.
+    TSqlDatabase& ConnectionOutside(std::u16string_view Verb) const {
+        TSqlDatabase& Database = Connection(Verb);
+        if (!Database.InTransaction()) return Database;
+        throw EUserTableError(Format(u"A record of %s cannot be %s inside a transaction; do it before the "
+                                     u"transaction begins or after it has "
+                                     u"ended, or use statements inside it",
+                                     {FName, Verb}));
     }
 
     /// The shape read when the table was made serves its first opening; later ones read it anew, as tables
@@ -535,13 +558,37 @@ private:
         return std::make_shared<const TTableShape>(ReadTableShape(Database, FName));
     }
 
+    TShape ShapeNow() const {
+        const std::lock_guard Lock(FMutex);
+        return FState.Shape;
+    }
+    /// For the writing thread: nobody else changes it.
+    TRecordState Frozen() const {
+        const std::lock_guard Lock(FMutex);
+        return FState;
+    }
+    void Become(TRecordState State) {
+        const std::lock_guard Lock(FMutex);
+        RequireNoOtherWriter();
+        FState = std::move(State);
+    }
+    bool IsWriter() const {
+        const std::lock_guard Lock(FMutex);
+        return FWriter == std::this_thread::get_id();
+    }
+
+    /// Asks whoever checks, about the row as it is now in the database, and commits.
+    void Finish(TWriteScope& Scope) {
+        for (const TWriting& Each : FWritings) { // which nobody but this thread changes
+            if (Each.Check) Each.Check(*this);
+        }
+        Scope.Commit();
+    }
+
     // Under the mutex.
     std::size_t Find(std::u16string_view Name) const {
         const std::size_t Index = FState.Shape->FindColumn(Name);
-        if (Index == TTableShape::NoColumn) {
-            throw EUserTableError(
-                Format(u"The table %s has no field %s", {FName, ShownValue(TKXVariant(Name))}));
-        }
+        if (Index == TTableShape::NoColumn) RefuseName(Name);
         if (FState.Mode == TRecordMode::Closed) RefuseMode(FState, u"read or changed");
         return Index;
     }
@@ -552,6 +599,18 @@ private:
                                          {FName, FState.Shape->Columns[Index].Name}));
         }
         return Index;
+    }
+
+    void RequireNoOtherWriter() const {
+        if (FWritings.empty() || FWriter == std::this_thread::get_id()) return;
+        throw EUserTableError(
+            Format(u"The record %s of %s is being written by another request; try again when "
+                   u"that has ended",
+                   {FState.RecordID, FName}));
+    }
+
+    [[noreturn]] void RefuseName(std::u16string_view Name) const {
+        throw EUserTableError(Format(u"The table %s has no field %s", {FName, ShownValue(TKXVariant(Name))}));
     }
 
     [[noreturn]] static void RefuseMode(const TRecordState& State, std::u16string_view Verb) {
@@ -574,28 +633,18 @@ private:
         throw EUserTableError(Format(u"The record of %s cannot be %s: %s", {State.Shape->Name, Verb, Why}));
     }
 
-    void Finish(TWriteScope& Scope, const TRecordState& Was, TRow Row, TRecordMode Mode) {
-        std::u16string RecordID = IDOfRow(*Was.Shape, Row);
-        TRecordState Now = OpenedState(Was.Shape, std::move(Row), std::move(RecordID), Was.Opening);
-        Now.Mode = Mode;
-        Scope.Commit();
-        const std::lock_guard Lock(FMutex);
-        if (FState.Opening != Was.Opening) return; // somebody opened another record meanwhile
-        for (std::size_t Index = 0; Index < Now.Values.size(); ++Index) {
-            // Set while it was written: a change of the record as it stands now.
-            if (FState.Values[Index] != Was.Values[Index])
-                Now.Values[Index] = std::move(FState.Values[Index]);
-        }
-        FState = std::move(Now);
-    }
-
     const TDatabaseOfThread FDatabase;
     const std::u16string FName;
 
     mutable std::mutex FMutex; // guards the rest; never held while the database works
     TRecordState FState;
     bool FFresh = true;
-    bool FWriting = false;
+    struct TWriting {
+        TRecordState Before;
+        TRecordCheck Check;
+    };
+    std::vector<TWriting> FWritings; // of the thread that writes, the outermost first
+    std::thread::id FWriter;
 };
 
 } // namespace
@@ -615,16 +664,6 @@ std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName, TDataba
     }
     auto Shape = std::make_shared<const TTableShape>(ReadTableShape(*Connection, TableName));
     return std::make_unique<TSqlUserTable>(std::move(Shape), std::move(Database));
-}
-
-TRecordRestore::TRecordRestore(TUserTable& Record) {
-    auto* const Table = dynamic_cast<TSqlUserTable*>(&Record);
-    if (Table == nullptr) return;
-    FUndo = [Table, State = Table->Snapshot()]() mutable { Table->Restore(std::move(State)); };
-}
-
-TRecordRestore::~TRecordRestore() {
-    if (FUndo) FUndo();
 }
 
 } // namespace zutools::server

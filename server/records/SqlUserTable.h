@@ -5,10 +5,12 @@
 // raise. Other types of PostgreSQL pass as their text. A name that the catalogue does not hold never becomes
 // part of a statement.
 //
-// A write compares the row with what was opened, field by field, with the row locked. While one request
-// writes a record, a second one that wants to write the same object is refused; reading and setting fields
-// goes on. Insert of a record that was opened writes a copy: under the key that was set, or under a new one
-// where the database numbers the rows.
+// A write compares the row with what was opened, field by field, with the row locked. While one thread writes
+// a record, others read it, but neither set nor write it. Insert of a record that was opened writes a copy:
+// under the key that was set, or under a new one where the database numbers the rows.
+//
+// A record is opened and a TRecordWriting begins outside the calling thread's transactions; inside they
+// raise. Whoever writes records in a larger transaction begins the writings first, then the transaction.
 //
 //     auto Table = MakeUserTable(u"Orders", [&] { return &Pool.Get(); });
 //     if (!Table->Open(u"17")) return;
@@ -20,7 +22,6 @@
 #include "host/UserTables.h"
 #include "server/sql/SqlDatabase.h"
 
-#include <functional>
 #include <memory>
 #include <string_view>
 
@@ -32,19 +33,5 @@ namespace zutools::server {
 ///         and the host's own tables (IsHostTable); EDatabaseError.
 [[nodiscard]] std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName,
                                                         TDatabaseOfThread Database);
-
-/// Puts a record back to what it was here, unless kept: for those who write it in a larger transaction and
-/// roll that back. Records of MakeUserTable only; for others it does nothing.
-class TRecordRestore {
-public:
-    explicit TRecordRestore(TUserTable& Record);
-    ~TRecordRestore();
-    TRecordRestore(const TRecordRestore&) = delete;
-    TRecordRestore& operator=(const TRecordRestore&) = delete;
-    void Keep() { FUndo = nullptr; }
-
-private:
-    std::function<void()> FUndo;
-};
 
 } // namespace zutools::server

@@ -215,6 +215,7 @@ void ReadPostgresColumns(TSqlDatabase& Database, TTableShape& Shape, std::int64_
         Column.Name = Query->FieldAsString(u"name");
         Column.TypeText = Query->FieldAsString(u"declared");
         Column.Kind = PostgresKind(Base);
+        Column.Padded = Base == u"bpchar";
         SetArguments(Column, Query->FieldAsString(u"based"));
         if (Base == u"int2") SetRange<std::int16_t>(Column);
         if (Base == u"int4") SetRange<std::int32_t>(Column);

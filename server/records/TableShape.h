@@ -35,9 +35,10 @@ struct TColumn {
     TFieldKind Kind = TFieldKind::Other;
     std::int64_t Lowest = std::numeric_limits<std::int64_t>::min(); // Integer
     std::int64_t Highest = std::numeric_limits<std::int64_t>::max();
-    int Length = 0;    // Text: most characters; 0 for any number
-    int Precision = 0; // Decimal: digits; 0 for any number
-    int Scale = 0;     // Decimal: of them behind the point
+    int Length = 0;      // Text: most characters; 0 for any number
+    int Precision = 0;   // Decimal: digits; 0 for any number
+    int Scale = 0;       // Decimal: of them behind the point
+    bool Padded = false; // Text: blanks at the end do not count
     bool NotNull = false;
     bool HasDefault = false; // or the database numbers it
     bool Computed = false;   // generated from others; not to be written

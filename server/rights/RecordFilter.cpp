@@ -7,7 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
+#include <iterator>
+#include <limits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -37,91 +38,47 @@ namespace {
 struct TAttribute {
     std::u16string Name;
 };
-using TOperand = std::variant<std::u16string, std::int64_t, double, TAttribute>;
+using TOperand = std::variant<TKXVariant, TAttribute>; // a text, a number, or what the user has
 
-/// True, false, or unknown as in SQL.
-using TAnswer = std::optional<bool>;
+/// What a condition may come out as, a bit for each: true, false, or unknown as in SQL. Several where only
+/// the write tells a field's value.
+enum TOutcome : unsigned { Unknown = 1, False = 2, True = 4, Any = Unknown | False | True };
+constexpr TOutcome Outcomes[] = {Unknown, False, True};
 
-[[nodiscard]] TAnswer Negated(TAnswer Answer) {
-    if (Answer) return !*Answer;
-    return Answer;
+[[nodiscard]] unsigned OutcomeOf(bool Is) {
+    return Is ? True : False;
 }
 
-/// Exact also where a double cannot hold the integer.
-[[nodiscard]] bool SameNumber(std::int64_t Whole, double Number) {
-    constexpr double Limit = 9223372036854775808.0; // 2^63
-    if (!(Number >= -Limit && Number < Limit) || std::trunc(Number) != Number) return false;
-    return static_cast<std::int64_t>(Number) == Whole;
+[[nodiscard]] unsigned Negated(unsigned Outcome) {
+    return (Outcome & Unknown) | ((Outcome & True) != 0 ? False : 0U) | ((Outcome & False) != 0 ? True : 0U);
 }
 
-[[nodiscard]] bool SameNumbers(const std::variant<std::int64_t, double>& Left,
-                               const std::variant<std::int64_t, double>& Right) {
-    const auto* const LeftWhole = std::get_if<std::int64_t>(&Left);
-    const auto* const RightWhole = std::get_if<std::int64_t>(&Right);
-    if (LeftWhole != nullptr && RightWhole != nullptr) return *LeftWhole == *RightWhole;
-    if (LeftWhole != nullptr) return SameNumber(*LeftWhole, std::get<double>(Right));
-    if (RightWhole != nullptr) return SameNumber(*RightWhole, std::get<double>(Left));
-    return std::get<double>(Left) == std::get<double>(Right);
+/// `Deciding` from one decides; otherwise one unknown makes both unknown.
+[[nodiscard]] TOutcome Joined(TOutcome Left, TOutcome Right, TOutcome Deciding) {
+    if (Left == Deciding || Right == Deciding) return Deciding;
+    return Left == Unknown ? Left : Right;
 }
 
-[[nodiscard]] std::optional<std::variant<std::int64_t, double>> NumberOf(std::u16string_view Text) {
-    if (const auto Whole = TryStrToInt64(Text)) return *Whole;
-    if (const auto Number = TryStrToFloat(Text)) return *Number;
-    return std::nullopt;
-}
-
-/// Whether a value that is not null is the operand; none when the two cannot be compared.
-[[nodiscard]] TAnswer SameAsText(const TKXVariant& Value, std::u16string_view Text) {
-    switch (Value.Kind()) {
-    case TVariantKind::vkInteger:
-    case TVariantKind::vkInt64:
-    case TVariantKind::vkFloat: {
-        const auto Number = NumberOf(Text);
-        if (!Number) return std::nullopt;
-        if (Value.Kind() == TVariantKind::vkFloat) return SameNumbers(Value.AsFloat(), *Number);
-        return SameNumbers(Value.AsInt64(), *Number);
-    }
-    case TVariantKind::vkBoolean:
-    case TVariantKind::vkWordBool:
-        if (SameText(Text, u"True") || Text == u"1") return Value.AsBoolean();
-        if (SameText(Text, u"False") || Text == u"0") return !Value.AsBoolean();
-        return std::nullopt;
-    case TVariantKind::vkDateTime:
-        try {
-            return Value.AsString() == TKXVariant(TKXVariant(Text).AsDateTime()).AsString();
-        } catch (const EVariantError&) {
-            return std::nullopt;
+[[nodiscard]] unsigned AllJoined(unsigned Left, unsigned Right, TOutcome Deciding) {
+    unsigned Result = 0;
+    for (const TOutcome One : Outcomes) {
+        for (const TOutcome Other : Outcomes) {
+            if ((Left & One) != 0 && (Right & Other) != 0) Result |= Joined(One, Other, Deciding);
         }
-    case TVariantKind::vkAnsiChar:
-    case TVariantKind::vkWideChar:
-    case TVariantKind::vkString:
-    case TVariantKind::vkAnsiString:
-        return Value.AsString() == Text;
-    case TVariantKind::vkNull:
-    case TVariantKind::vkObject:
-        break;
     }
-    return std::nullopt;
-}
-
-[[nodiscard]] TAnswer SameAsNumber(const TKXVariant& Value,
-                                   const std::variant<std::int64_t, double>& Number) {
-    switch (Value.Kind()) {
-    case TVariantKind::vkInteger:
-    case TVariantKind::vkInt64:
-        return SameNumbers(Value.AsInt64(), Number);
-    case TVariantKind::vkFloat:
-        return SameNumbers(Value.AsFloat(), Number);
-    case TVariantKind::vkBoolean:
-    case TVariantKind::vkWordBool:
-        return SameNumbers(std::int64_t{Value.AsBoolean()}, Number);
-    default:
-        return std::nullopt;
-    }
+    return Result;
 }
 
 [[nodiscard]] bool IsUnknown(const TKXVariant& Value) {
     return Value.IsNull() || (Value.Kind() == TVariantKind::vkFloat && std::isnan(Value.AsFloat()));
+}
+
+/// The digits of a number but for zeros at its ends: those that a float has to keep.
+[[nodiscard]] std::size_t CountedDigits(std::u16string_view Number) {
+    std::u16string Digits;
+    std::copy_if(Number.begin(), Number.end(), std::back_inserter(Digits), IsDigit);
+    const std::size_t First = Digits.find_first_not_of(u'0');
+    return First == Digits.npos ? 0 : Digits.find_last_not_of(u'0') + 1 - First;
 }
 
 } // namespace
@@ -239,7 +196,7 @@ private:
             u"expected a text in single quotes, a number or an attribute such as :Department";
         if (AtEnd()) FailHere(Expected);
         const char16_t First = FText[FPos];
-        if (First == u'\'') return Quoted(u'\'', u"a text");
+        if (First == u'\'') return TKXVariant(Quoted(u'\'', u"a text"));
         if (First == u':') {
             ++FPos;
             if (AtEnd() || IsDigit(FText[FPos]) || !IsWordUnit(FText[FPos])) {
@@ -271,9 +228,11 @@ private:
         const std::u16string_view Text = FText.substr(Start, FPos - Start);
         SkipBlanks();
         if (Whole) {
-            if (const auto Value = TryStrToInt64(Text)) return *Value;
+            if (const auto Value = TryStrToInt64(Text)) return TKXVariant(*Value);
+        } else if (CountedDigits(Text) > std::numeric_limits<double>::digits10) {
+            Fail(FText, Start + 1, u"the number has more than 15 digits; write it in quotes");
         } else if (const auto Value = TryStrToFloat(Text)) {
-            return *Value;
+            return TKXVariant(*Value);
         }
         Fail(FText, Start + 1, u"the number is too large; numbers have 64 bits");
     }
@@ -362,42 +321,41 @@ public:
         }
     }
 
-    [[nodiscard]] TAnswer Answer(const TNode& Node) const {
+    [[nodiscard]] unsigned Outcome(const TNode& Node) const {
         switch (Node.Kind) {
         case TNode::TKind::Not:
-            return Negated(Answer(Node.Children.front()));
+            return Negated(Outcome(Node.Children.front()));
         case TNode::TKind::And:
-            return Joined(Node, false);
+            return Joined(Node, False);
         case TNode::TKind::Or:
-            return Joined(Node, true);
+            return Joined(Node, True);
         case TNode::TKind::IsNull:
-            return IsUnknown(Value(Node));
+            return IsPending(Node) ? True | False : OutcomeOf(IsUnknown(Value(Node)));
         case TNode::TKind::In:
-            return IsOneOf(Node);
+            return IsPending(Node) ? Any : IsOneOf(Node);
         }
-        return std::nullopt;
+        return Unknown;
     }
 
 private:
-    /// `Deciding` from one child decides; otherwise one unknown makes all unknown. No child is left out, so
-    /// that a comparison that cannot be made shows with every record.
-    [[nodiscard]] TAnswer Joined(const TNode& Node, bool Deciding) const {
-        bool Decided = false;
-        TAnswer Result = !Deciding;
-        for (const TNode& Child : Node.Children) {
-            const TAnswer One = Answer(Child);
-            if (One == Deciding) Decided = true;
-            if (!One) Result = std::nullopt;
+    /// No child is left out, so that a comparison that cannot be made shows with every record.
+    [[nodiscard]] unsigned Joined(const TNode& Node, TOutcome Deciding) const {
+        unsigned Result = Outcome(Node.Children.front());
+        for (std::size_t Index = 1; Index < Node.Children.size(); ++Index) {
+            Result = AllJoined(Result, Outcome(Node.Children[Index]), Deciding);
         }
-        return Decided ? TAnswer(Deciding) : Result;
+        return Result;
     }
 
-    [[nodiscard]] TAnswer IsOneOf(const TNode& Node) const {
+    [[nodiscard]] unsigned IsOneOf(const TNode& Node) const {
         const TKXVariant Is = Value(Node);
-        if (IsUnknown(Is)) return std::nullopt;
+        if (IsUnknown(Is)) return Unknown;
         bool Found = false;
         for (const TOperand& Operand : Node.Operands) {
-            const TAnswer Same = IsSame(Is, Operand);
+            const auto* const Attribute = std::get_if<TAttribute>(&Operand);
+            const auto Same = FRecord.SameValue(Node.Field, Is,
+                                                Attribute != nullptr ? TKXVariant(ValueOf(*Attribute))
+                                                                     : std::get<TKXVariant>(Operand));
             if (!Same) {
                 FailUse(
                     FFilter,
@@ -407,14 +365,11 @@ private:
             }
             Found = Found || *Same;
         }
-        return Found;
+        return OutcomeOf(Found);
     }
 
-    [[nodiscard]] TAnswer IsSame(const TKXVariant& Is, const TOperand& Operand) const {
-        if (const auto* const Text = std::get_if<std::u16string>(&Operand)) return SameAsText(Is, *Text);
-        if (const auto* const Whole = std::get_if<std::int64_t>(&Operand)) return SameAsNumber(Is, *Whole);
-        if (const auto* const Number = std::get_if<double>(&Operand)) return SameAsNumber(Is, *Number);
-        return SameAsText(Is, ValueOf(std::get<TAttribute>(Operand)));
+    [[nodiscard]] bool IsPending(const TNode& Node) const {
+        return FState == TRecordState::Current && FRecord.IsPending(Node.Field);
     }
 
     [[nodiscard]] TKXVariant Value(const TNode& Node) const {
@@ -447,7 +402,7 @@ TRecordFilter::TRecordFilter(TRecordFilter&&) noexcept = default;
 bool TRecordFilter::Covers(const TUserInfo& User, const TUserTable& Record, TRecordState State) const {
     const TEvaluation Evaluation(FText, User, Record, State);
     Evaluation.CheckNames(*FRoot);
-    return Evaluation.Answer(*FRoot).value_or(false);
+    return (Evaluation.Outcome(*FRoot) & True) != 0;
 }
 
 } // namespace zutools::server

@@ -5,9 +5,9 @@
 // A condition compares a field with `=` or `<>` to a text ('it''s'), a number (12, -0.5) or an attribute of
 // the user (:Department; :UserName and :Profile are always there), or tells IN (a, b), NOT IN, IS NULL, IS
 // NOT NULL. NOT binds closest, then AND, then OR. Names of fields and attributes and the words ignore the
-// case of A to Z; a field that is no plain word stands in double quotes. Text compares exactly; numbers by
-// their value, dates by the moment. As in SQL, a comparison with an empty (null) field is neither true nor
-// false, and only what is true is covered.
+// case of A to Z; a field that is no plain word stands in double quotes. The record says which values are the
+// same (TUserTable::SameValue): numbers by their value, dates by the moment, texts exactly. As in SQL, a
+// comparison with an empty (null) field is neither true nor false, and only what is true is covered.
 
 #pragma once
 
@@ -44,7 +44,8 @@ public:
     TRecordFilter(TRecordFilter&&) noexcept;
     TRecordFilter& operator=(TRecordFilter&&) = delete;
 
-    /// All names are looked up before anything is compared, so an unknown one always shows.
+    /// All names are looked up before anything is compared, so an unknown one always shows. A field whose
+    /// value only the write will tell (TUserTable::IsPending) may have any; the written record decides.
     /// @throws ERecordFilter for a field that the record or an attribute that the user has not, and for a
     /// field
     ///         that cannot be compared to what it is compared to; EUserTableError from the record.

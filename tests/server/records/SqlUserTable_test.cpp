@@ -1,24 +1,13 @@
 #include "server/records/SqlUserTable.h"
 #include "tests/server/sql/TestDatabases.h"
+#include "tests/support/Raised.h"
 
 #include <functional>
 
 namespace zutools::server {
 namespace {
 
-template <class TError, class TCall>
-void ExpectError(TCall Call, std::initializer_list<std::string_view> Parts) {
-    std::string Text = "nothing raised";
-    try {
-        Call();
-    } catch (const TError& Error) {
-        Text = Error.what();
-    } catch (const std::exception& Error) {
-        Text = std::string("of another class: ") + Error.what();
-        ADD_FAILURE() << Text;
-    }
-    for (const auto Part : Parts) EXPECT_NE(Text.find(Part), std::string::npos) << Part << "\nin: " << Text;
-}
+using tests::ExpectRaised;
 
 class SqlUserTable : public TDatabaseTest {
 protected:
@@ -173,11 +162,11 @@ TEST_P(SqlUserTable, ValuesThatDoNotFitAreNamed) {
     for (const TCase& Case : Cases) {
         if (Case.PostgresOnly && IsSqlite()) continue;
         SCOPED_TRACE(platform::Utf16ToUtf8(Case.Field));
-        ExpectError<EUserTableError>([&] { Record->SetField(Case.Field, Case.Given); }, Case.Parts);
+        ExpectRaised<EUserTableError>([&] { Record->SetField(Case.Field, Case.Given); }, Case.Parts);
     }
     EXPECT_EQ(Record->Field(u"T"), TKXVariant(u"kept"));
     Record->SetField(u"Must", {});
-    ExpectError<EUserTableError>([&] { Record->Post(); }, {"ust needs a value"});
+    ExpectRaised<EUserTableError>([&] { Record->Post(); }, {"ust needs a value"});
     EXPECT_FALSE(Db().InTransaction());
 }
 
@@ -193,13 +182,13 @@ TEST_P(SqlUserTable, BinaryFieldsAreComparedButNotRead) {
     EXPECT_TRUE(Opened(u"Types", u"1")->Field(u"X").IsNull());
     Fill(u"a");
     const auto Record = Opened(u"Types", u"1");
-    ExpectError<EUserTableError>([&] { (void)Record->Field(u"X"); }, {"ypes.", "binary"});
+    ExpectRaised<EUserTableError>([&] { (void)Record->Field(u"X"); }, {"ypes.", "binary"});
     Record->SetField(u"I", 2);
     Record->Post();
     EXPECT_EQ(One(Db(), u"SELECT LENGTH(X) FROM Types").AsInteger(), 5001);
     Fill(u"b");
     Record->SetField(u"I", 3);
-    ExpectError<ERecordChanged>([&] { Record->Post(); }, {"changed by somebody else"});
+    ExpectRaised<ERecordChanged>([&] { Record->Post(); }, {"changed by somebody else"});
 }
 
 TEST_P(SqlUserTable, RecordIDsOfKeysWithSeveralColumns) {
@@ -231,8 +220,8 @@ TEST_P(SqlUserTable, RecordIDsOfKeysWithSeveralColumns) {
         {u"5;this article is too long", "at most 20 characters"},
     };
     for (const auto& [RecordID, Part] : Bad) {
-        ExpectError<EUserTableError>([&] { (void)Table(u"Lines")->Open(RecordID); },
-                                     {"no record ID of the table", Part});
+        ExpectRaised<EUserTableError>([&] { (void)Table(u"Lines")->Open(RecordID); },
+                                      {"no record ID of the table", Part});
     }
     // The key may change, and the record with it.
     const auto Record = Opened(u"Lines", u"5;ab");
@@ -273,21 +262,21 @@ TEST_P(SqlUserTable, NamesAreThoseOfTheCatalogue) {
         {u"zuusers", "the host's own"}, // an editor of "every table" must not become an administrator
     };
     for (const auto& [Name, Part] : Refused) {
-        ExpectError<EUserTableError>([&, &Given = Name] { (void)Table(Given); }, {Part});
+        ExpectRaised<EUserTableError>([&, &Given = Name] { (void)Table(Given); }, {Part});
     }
-    ExpectError<EUserTableError>([] { (void)MakeUserTable(u"Orders", [] { return nullptr; }); },
-                                 {"no database"});
+    ExpectRaised<EUserTableError>([] { (void)MakeUserTable(u"Orders", [] { return nullptr; }); },
+                                  {"no database"});
     const auto Order = Opened(u"Orders", u"1");
     EXPECT_FALSE(Order->HasField(u"Customer\" = 'x', \"Note"));
     Order->SetField(u"Note", u"'); DROP TABLE Orders; --");
     Order->Post();
     EXPECT_EQ(Stored(u"Note"), TKXVariant(u"'); DROP TABLE Orders; --"));
-    ExpectError<EUserTableError>([&] { (void)Table(u"Orders")->Open(u"1 OR 1=1"); }, {"no record ID"});
+    ExpectRaised<EUserTableError>([&] { (void)Table(u"Orders")->Open(u"1 OR 1=1"); }, {"no record ID"});
     if (IsSqlite()) return;
     Exec(Db(), u"CREATE TABLE \"Twice\" (ID INTEGER PRIMARY KEY)");
     Exec(Db(), u"CREATE TABLE Twice (ID INTEGER PRIMARY KEY)");
     EXPECT_TRUE(Table(u"Twice")->TableName() == u"Twice");
-    ExpectError<EUserTableError>([&] { (void)Table(u"TWICE"); }, {"Several tables"});
+    ExpectRaised<EUserTableError>([&] { (void)Table(u"TWICE"); }, {"Several tables"});
 }
 
 TEST_P(SqlUserTable, NewTablesAndColumnsAreNoticed) {
@@ -302,12 +291,12 @@ TEST_P(SqlUserTable, NewTablesAndColumnsAreNoticed) {
 TEST_P(SqlUserTable, InsertTakesDefaultsAndGivesTheNumber) {
     MakeOrders();
     const auto Record = Table(u"Orders");
-    ExpectError<EUserTableError>([&] { (void)Record->Field(u"Note"); }, {"none is open"});
+    ExpectRaised<EUserTableError>([&] { (void)Record->Field(u"Note"); }, {"none is open"});
     Record->OpenNew();
     EXPECT_TRUE(Record->RecordID().empty());
     EXPECT_EQ(Record->Field(u"State"), TKXVariant(u"new")); // shown before
     EXPECT_TRUE(Record->StoredField(u"State").IsNull());
-    ExpectError<EDatabaseError>([&] { Record->Insert(); }, {"ustomer"});
+    ExpectRaised<EDatabaseError>([&] { Record->Insert(); }, {"ustomer"});
     Record->SetField(u"Customer", u"Jones");
     Record->SetField(u"ID", u""); // as a form sends it
     Record->Insert();
@@ -315,7 +304,7 @@ TEST_P(SqlUserTable, InsertTakesDefaultsAndGivesTheNumber) {
     EXPECT_EQ(Record->Field(u"State"), TKXVariant(u"new"));
     EXPECT_EQ(Record->Field(u"ID").AsString(), Record->RecordID());
     EXPECT_TRUE(Opened(u"Orders", Record->RecordID())->Field(u"Customer") == TKXVariant(u"Jones"));
-    ExpectError<EUserTableError>([&] { Record->Insert(); }, {"in the table already"});
+    ExpectRaised<EUserTableError>([&] { Record->Insert(); }, {"in the table already"});
     Record->SetField(u"Customer", u"Brown");
     Record->Post();
     EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM Orders").AsInteger(), 2);
@@ -345,7 +334,7 @@ TEST_P(SqlUserTable, InsertOfAnOpenedRecordIsACopy) {
     EXPECT_TRUE(Record->RecordID() == u"2");
     EXPECT_EQ(Record->Field(u"Customer"), TKXVariant(u"Smith"));
     EXPECT_EQ(Stored(u"Note"), TKXVariant(u"first"));
-    ExpectError<EUserTableError>([&] { Record->Insert(); }, {"in the table already"}); // once
+    ExpectRaised<EUserTableError>([&] { Record->Insert(); }, {"in the table already"}); // once
     Record->SetField(u"Note", u"later");
     Record->Post();
     EXPECT_EQ(One(Db(), u"SELECT Note FROM Orders WHERE ID = 2"), TKXVariant(u"later"));
@@ -360,7 +349,7 @@ TEST_P(SqlUserTable, InsertOfAnOpenedRecordIsACopy) {
     const auto Plain = Opened(u"Types", u"1");
     Plain->Insert();
     EXPECT_EQ(Plain->Field(u"G"), TKXVariant(std::int64_t{2}));
-    ExpectError<EUserTableError>([&] { Opened(u"Types", u"2")->Insert(); }, {"cannot be copied", "binary"});
+    ExpectRaised<EUserTableError>([&] { Opened(u"Types", u"2")->Insert(); }, {"cannot be copied", "binary"});
 }
 
 TEST_P(SqlUserTable, ChangesOfOthersStopAWrite) {
@@ -408,8 +397,8 @@ TEST_P(SqlUserTable, ChangesOfOthersStopAWrite) {
                 EXPECT_EQ(Stored(u"Customer"), TKXVariant(Deleting ? u"no row" : u"Mine"));
                 continue;
             }
-            ExpectError<ERecordChanged>(Write, Case.Parts);
-            ExpectError<ERecordChanged>(Write, Case.Parts); // as often as it is tried
+            ExpectRaised<ERecordChanged>(Write, Case.Parts);
+            ExpectRaised<ERecordChanged>(Write, Case.Parts); // as often as it is tried
             EXPECT_NE(Stored(u"Customer"), TKXVariant(u"Mine"));
             EXPECT_EQ(Record->Field(u"Customer"), TKXVariant(u"Mine"));
             EXPECT_FALSE(Db().InTransaction());
@@ -454,25 +443,16 @@ TEST_P(SqlUserTable, FailedWritesLoseNothingAndCanBeRepeated) {
     New->OpenNew();
     New->SetField(u"Customer", u"Brown");
     New->SetField(u"Note", u"second");
-    for (const bool Outer : {false, true}) {
-        SCOPED_TRACE(Outer ? "in an outer transaction" : "alone");
-        if (Outer) {
-            Db().StartTransaction();
-            Exec(Db(), u"INSERT INTO Orders (Customer) VALUES ('outer')");
-        }
-        Record->SetField(u"Customer", u"Mine");
-        Record->SetField(u"Note", u"second");
-        ExpectError<EDatabaseError>([&] { Record->Post(); }, {});
-        EXPECT_EQ(Record->Field(u"Note"), TKXVariant(u"second"));
-        EXPECT_EQ(Record->StoredField(u"Note"), TKXVariant(u"first"));
-        ExpectError<EDatabaseError>([&] { Record->Delete(); }, {});
-        ExpectError<EDatabaseError>([&] { New->Insert(); }, {});
-        EXPECT_TRUE(New->RecordID().empty());
-        EXPECT_EQ(Db().InTransaction(), Outer);
-        EXPECT_EQ(Stored(u"Customer"), TKXVariant(u"Smith"));
-        if (Outer) Db().Commit();
-    }
-    EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM Orders WHERE Customer = 'outer'").AsInteger(), 1);
+    Record->SetField(u"Customer", u"Mine");
+    Record->SetField(u"Note", u"second");
+    ExpectRaised<EDatabaseError>([&] { Record->Post(); });
+    EXPECT_EQ(Record->Field(u"Note"), TKXVariant(u"second"));
+    EXPECT_EQ(Record->StoredField(u"Note"), TKXVariant(u"first"));
+    ExpectRaised<EDatabaseError>([&] { Record->Delete(); });
+    ExpectRaised<EDatabaseError>([&] { New->Insert(); });
+    EXPECT_TRUE(New->RecordID().empty());
+    EXPECT_FALSE(Db().InTransaction());
+    EXPECT_EQ(Stored(u"Customer"), TKXVariant(u"Smith"));
     Record->SetField(u"Note", u"third");
     Record->Post();
     EXPECT_EQ(Stored(u"Customer"), TKXVariant(u"Mine"));
@@ -482,21 +462,44 @@ TEST_P(SqlUserTable, FailedWritesLoseNothingAndCanBeRepeated) {
     Exec(Db(), u"DELETE FROM Parts");
     Record->Delete();
     EXPECT_EQ(Record->Field(u"Note"), TKXVariant(u"third")); // still told to those who ask
-    ExpectError<EUserTableError>([&] { Record->Post(); }, {"it was deleted"});
-    ExpectError<EUserTableError>([&] { Record->SetField(u"Note", u"x"); }, {"it was deleted"});
+    ExpectRaised<EUserTableError>([&] { Record->Post(); }, {"it was deleted"});
+    ExpectRaised<EUserTableError>([&] { Record->SetField(u"Note", u"x"); }, {"it was deleted"});
 }
 
-TEST_P(SqlUserTable, AnOuterTransactionDecides) {
+// Whoever holds a row and waits for a record, and whoever holds the record and waits for the row, wait for
+// ever.
+TEST_P(SqlUserTable, InsideATransactionOfTheThreadNothingIsOpenedOrWritten) {
     MakeOrders();
-    Db().StartTransaction();
     const auto Record = Opened(u"Orders", u"1");
-    Record->SetField(u"Note", u"inner");
+    const auto New = Table(u"Orders");
+    New->OpenNew();
+    New->SetField(u"Customer", u"new");
+    Record->SetField(u"Note", u"mine");
+    {
+        const TTransaction Transaction(Db());
+        const std::function<void()> Calls[] = {[&] { (void)Opened(u"Orders", u"1"); },
+                                               [&] { New->OpenNew(); },
+                                               [&] { Record->Post(); },
+                                               [&] { Record->Delete(); },
+                                               [&] { New->Insert(); },
+                                               [&] { const TRecordWriting Writing(*Record); }};
+        for (const auto& Call : Calls)
+            ExpectRaised<EUserTableError>(Call, {"inside a transaction; do it before"});
+    }
     Record->Post();
-    EXPECT_EQ(Stored(u"Note"), TKXVariant(u"inner"));
-    Db().Rollback();
-    EXPECT_EQ(Stored(u"Note"), TKXVariant(u"first"));
-    Record->SetField(u"Note", u"later");
-    ExpectError<ERecordChanged>([&] { Record->Post(); }, {"ote"}); // it believes in what was rolled back
+    New->Insert();
+    EXPECT_EQ(Stored(u"Note"), TKXVariant(u"mine"));
+
+    // Several records in one transaction: the writings begin first.
+    Record->SetField(u"Note", u"both");
+    TRecordWriting First(*Record);
+    TRecordWriting Second(*New);
+    TTransaction Transaction(Db());
+    Record->Post();
+    New->Delete();
+    Transaction.Commit();
+    First.Keep();
+    EXPECT_EQ(Stored(u"Note"), TKXVariant(u"both"));
 }
 
 TEST_P(SqlUserTable, ATriggerThatSwallowsAWriteIsAnError) {
@@ -513,36 +516,82 @@ TEST_P(SqlUserTable, ATriggerThatSwallowsAWriteIsAnError) {
     }
     const auto Record = Opened(u"Orders", u"1");
     Record->SetField(u"Note", u"x");
-    ExpectError<EUserTableError>([&] { Record->Post(); }, {"did not change the record 1"});
-    ExpectError<EUserTableError>([&] { Record->Delete(); }, {"did not delete the record 1"});
+    ExpectRaised<EUserTableError>([&] { Record->Post(); }, {"did not change the record 1"});
+    ExpectRaised<EUserTableError>([&] { Record->Delete(); }, {"did not delete the record 1"});
     Record->OpenNew();
     Record->SetField(u"Customer", u"x");
-    ExpectError<EUserTableError>([&] { Record->Insert(); }, {"did not keep the new record"});
+    ExpectRaised<EUserTableError>([&] { Record->Insert(); }, {"did not keep the new record"});
 }
 
-TEST_P(SqlUserTable, WhileItIsWrittenOthersReadAndSetButDoNotWrite) {
+TEST_P(SqlUserTable, WhileItIsCheckedAndWrittenOthersReadOnly) {
     MakeOrders();
-    TUserTable* Record = nullptr;
-    bool Inside = false;
-    const auto Owned = MakeUserTable(u"Orders", [&]() -> TSqlDatabase* {
-        // Asked in the middle of Post; another thread would come in here.
-        if (Inside) {
-            Inside = false;
-            EXPECT_EQ(Record->Field(u"Note"), TKXVariant(u"mine"));
-            ExpectError<EUserTableError>([&] { Record->Post(); }, {"being written by another request"});
-            Record->SetField(u"Total", 99);
-        }
-        return &Db();
-    });
-    Record = Owned.get();
+    TDatabasePool Pool(Url());
+    const auto Record = MakeUserTable(u"Orders", [&] { return &Pool.Get(); });
     ASSERT_TRUE(Record->Open(u"1"));
-    Record->SetField(u"Note", u"mine");
-    Inside = true;
-    Record->Post();
-    EXPECT_EQ(Stored(u"Total").AsFloat(), 12.5);
-    EXPECT_EQ(Record->Field(u"Total"), TKXVariant(u"99")); // kept for the next one
-    Record->Post();
-    EXPECT_EQ(Stored(u"Total").AsFloat(), 99.0);
+    Record->SetField(u"Note", u"checked");
+    const auto Elsewhere = [&](const std::function<void()>& Call) {
+        std::thread([&] {
+            Call();
+            Pool.ReleaseThread();
+        }).join();
+    };
+    {
+        TRecordWriting Writing(*Record);
+        Elsewhere([&] {
+            EXPECT_EQ(Record->Field(u"Note"), TKXVariant(u"checked"));
+            const std::function<void()> Calls[] = {[&] { Record->SetField(u"Note", u"forbidden"); },
+                                                   [&] { Record->Post(); }, [&] { (void)Record->Open(u"1"); },
+                                                   [&] { const TRecordWriting Other(*Record); }};
+            for (const auto& Call : Calls)
+                ExpectRaised<EUserTableError>(Call, {"being written by another request"});
+        });
+        Record->Post();
+        EXPECT_EQ(Record->StoredField(u"Note"), TKXVariant(u"first")); // until it is kept
+        Writing.Keep();
+    }
+    EXPECT_EQ(Record->StoredField(u"Note"), TKXVariant(u"checked"));
+    EXPECT_EQ(Stored(u"Note"), TKXVariant(u"checked"));
+    Elsewhere([&] { Record->SetField(u"Note", u"later"); });
+    EXPECT_EQ(Record->Field(u"Note"), TKXVariant(u"later"));
+}
+
+TEST_P(SqlUserTable, TheCheckSeesTheRowOfTheDatabaseBeforeItIsCommitted) {
+    MakeOrders();
+    Exec(Db(), IsSqlite() ? SqliteTypes : PostgresTypes);
+    Exec(Db(), u"INSERT INTO Types (I) VALUES (1)");
+    const auto Record = Opened(u"Types", u"1");
+    const auto New = Table(u"Types");
+    New->OpenNew();
+    for (TUserTable* const Each : {Record.get(), New.get()}) {
+        const bool Inserted = Each == New.get();
+        const auto Write = [&] { Inserted ? Each->Insert() : Each->Post(); };
+        Each->SetField(u"I", 5);
+        Each->SetField(u"N", u"+0.50");
+        for (const bool Refuse : {true, false}) {
+            int Asked = 0;
+            TRecordWriting Writing(*Each, [&](const TUserTable& Row) {
+                ++Asked;
+                EXPECT_EQ(Row.Field(u"G"), TKXVariant(std::int64_t{6}));
+                EXPECT_EQ(Row.Field(u"N"), TKXVariant(IsSqlite() ? u"0.5" : u"0.50"));
+                EXPECT_EQ(Row.StoredField(u"I"), Inserted ? TKXVariant() : TKXVariant(std::int64_t{1}));
+                EXPECT_FALSE(Row.IsPending(u"G"));
+                EXPECT_TRUE(Db().InTransaction());
+                if (Refuse) throw EUserTableError(u"refused");
+            });
+            EXPECT_TRUE(Each->IsPending(u"G"));
+            EXPECT_FALSE(Each->IsPending(u"I"));
+            if (Refuse) {
+                ExpectRaised<EUserTableError>(Write, {"refused"});
+            } else {
+                Write();
+                Writing.Keep();
+            }
+            EXPECT_EQ(Asked, 1);
+            EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM Types WHERE G = 6").AsInteger(), Refuse ? 0 : 1);
+            EXPECT_EQ(Each->Field(u"N"), TKXVariant(Refuse ? u"0.50" : IsSqlite() ? u"0.5" : u"0.50"));
+        }
+        Exec(Db(), u"UPDATE Types SET I = 9");
+    }
 }
 
 TEST_P(SqlUserTable, OfWritersAtOnceOneWins) {
@@ -595,10 +644,10 @@ TEST_P(SqliteOnly, RowsThatDoNotKeepToTheirColumns) {
     EXPECT_EQ(One(Db(), u"SELECT typeof(Any) || typeof(D) FROM Loose WHERE K = 'a'"),
               TKXVariant(u"textinteger"));
     Record->SetField(u"N", u"1234567890.12345");
-    ExpectError<EUserTableError>([&] { Record->SetField(u"N", u"1234567890.123456"); },
-                                 {"at most 15 digits"});
+    ExpectRaised<EUserTableError>([&] { Record->SetField(u"N", u"1234567890.123456"); },
+                                  {"at most 15 digits"});
     Record->OpenNew();
-    ExpectError<EUserTableError>([&] { Record->Insert(); }, {"null"}); // its key would be null
+    ExpectRaised<EUserTableError>([&] { Record->Insert(); }, {"null"}); // its key would be null
     EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM Loose").AsInteger(), 2);
 
     Exec(Db(), u"CREATE TABLE Untyped (K PRIMARY KEY, V)");
@@ -609,7 +658,7 @@ TEST_P(SqliteOnly, RowsThatDoNotKeepToTheirColumns) {
     Untyped->Post();
     EXPECT_EQ(One(Db(), u"SELECT V FROM Untyped WHERE K = 5"), TKXVariant(u"changed"));
     Exec(Db(), u"INSERT INTO Untyped VALUES ('5', 'text')");
-    ExpectError<EUserTableError>([&] { (void)Untyped->Open(u"5"); }, {"does not tell its rows apart"});
+    ExpectRaised<EUserTableError>([&] { (void)Untyped->Open(u"5"); }, {"does not tell its rows apart"});
 }
 
 TEST(SqlUserTableKeys, CaseThatAKeyForgivesIsOneIDStill) {
@@ -618,7 +667,7 @@ TEST(SqlUserTableKeys, CaseThatAKeyForgivesIsOneIDStill) {
     Exec(Database, u"INSERT INTO Names VALUES ('Smith')");
     const auto Record = MakeUserTable(u"Names", [&] { return &Database; });
     EXPECT_TRUE(Record->Open(u"Smith"));
-    ExpectError<EUserTableError>([&] { (void)Record->Open(u"SMITH"); }, {"write it as \"Smith\""});
+    ExpectRaised<EUserTableError>([&] { (void)Record->Open(u"SMITH"); }, {"write it as \"Smith\""});
 }
 
 } // namespace

@@ -81,8 +81,8 @@ constexpr TFilterCase FilterCases[] = {
     {u"Amount = -0.5", true},
     {u"Amount = '-0.50'", true},
     {u"Large = 9007199254740993", true},
-    {u"Large = 9007199254740992.0", false}, // not by way of a double
-    {u"Large = 9007199254740992", false},
+    {u"Large = 9007199254740992", false}, // not by way of a double
+    {u"Large = '9007199254740992.0'", false},
     {u"Large <> -9223372036854775808", true},
     {u"Code = '007'", true},
     {u"Code = '7'", false},
@@ -187,6 +187,7 @@ TEST(RecordFilter, MalformedOnesNamePositionAndRemedy) {
         {u"Number = .5", "expected a text"},
         {u"Number = 9223372036854775808", "position 10: the number is too large"},
         {u"Number = 0x10", "expected a number"},
+        {u"Number = 1234567890.1234567", "position 10: the number has more than 15 digits"},
         {u"Department = : Department", "right after the \":\""},
         {u"Department = :7", "right after the \":\""},
         {u"Department = NULL", "position 14: expected a text"},
