@@ -1,0 +1,170 @@
+#include "platform/SettingsFile.h"
+
+#include "platform/File.h"
+#include "platform/ReplaceFile.h"
+#include "platform/Text.h"
+
+#include <algorithm>
+
+namespace zutools::platform {
+
+namespace {
+
+constexpr std::uint64_t SizeLimit = 64 * 1024 * 1024;
+constexpr std::chrono::milliseconds LockLimit(2000);
+
+std::u16string BackupOf(std::u16string_view Path) {
+    return std::u16string(Path) + u".bak";
+}
+
+// Kept in a text that never comes to a disk.
+class TMemorySettings final : public TSettings {
+public:
+    std::optional<std::u16string> Read(std::u16string_view Section, std::u16string_view Key) const override {
+        return FText.Read(Section, Key);
+    }
+    void Write(std::u16string_view Section, std::u16string_view Key, std::u16string_view Value) override {
+        FText.Write(Section, Key, Value);
+    }
+    void EraseKey(std::u16string_view Section, std::u16string_view Key) override {
+        FText.EraseKey(Section, Key);
+    }
+    void EraseSection(std::u16string_view Section) override { FText.EraseSection(Section); }
+    std::vector<std::u16string> Sections() const override { return FText.Sections(); }
+    std::vector<std::u16string> Keys(std::u16string_view Section) const override {
+        return FText.Keys(Section);
+    }
+    void Flush() override {}
+
+private:
+    TSettingsText FText;
+};
+
+} // namespace
+
+std::unique_ptr<TSettings> MakeMemorySettings() {
+    return std::make_unique<TMemorySettings>();
+}
+
+TSettingsText ReadSettingsText(std::u16string_view Path) {
+    if (!FileExists(Path)) return TSettingsText();
+    TReadFile File(Path);
+    if (File.Size() > SizeLimit)
+        throw TSettingsError(u"Settings file \"" + std::u16string(Path) + u"\" is larger than 64 MiB");
+    return TSettingsText(File.ReadAll());
+}
+
+bool TSettingsFile::TNameLess::operator()(const std::u16string& Left, const std::u16string& Right) const {
+    const auto Lower = [](char16_t Unit) {
+        return Unit >= u'A' && Unit <= u'Z' ? Unit + (u'a' - u'A') : Unit + 0;
+    };
+    return std::lexicographical_compare(Left.begin(), Left.end(), Right.begin(), Right.end(),
+                                        [Lower](char16_t A, char16_t B) { return Lower(A) < Lower(B); });
+}
+
+TSettingsFile::TSettingsFile(std::u16string_view Path, TSettingsNotice Tell)
+    : FPath(Path)
+    , FTell(std::move(Tell))
+    , FText(Load()) {}
+
+TSettingsText TSettingsFile::Load() const {
+    TSettingsText Text = ReadSettingsText(FPath);
+    const std::u16string_view Damage = Text.Damage();
+    return Damage.empty() ? std::move(Text) : Repaired(Damage);
+}
+
+TSettingsText TSettingsFile::Repaired(std::u16string_view Damage) const {
+    const std::u16string Aside = FPath + u".damaged", Backup = BackupOf(FPath);
+    TSettingsText Good = ReadSettingsText(Backup);
+    const bool HasGood = FileExists(Backup) && Good.Damage().empty();
+    if (!HasGood) Good = TSettingsText();
+    RenameFile(FPath, Aside);
+    if (HasGood) ReplaceWholeFile(FPath, Good.Bytes(), {});
+    if (FTell) {
+        FTell(u"The settings file \"" + FPath + u"\" was damaged (" + std::u16string(Damage) +
+              u") and is kept as \"" + Aside +
+              (HasGood ? u"\"; its last good copy \"" + Backup + u"\" was taken instead"
+                       : std::u16string(u"\"; there is no good copy of it")) +
+              u".");
+    }
+    return Good;
+}
+
+bool TSettingsFile::TChanges::Writes(const std::u16string& Key) const {
+    const auto Found = Keys.find(Key);
+    return Found != Keys.end() && Found->second.has_value();
+}
+
+std::optional<std::u16string> TSettingsFile::Read(std::u16string_view Section,
+                                                  std::u16string_view Key) const {
+    if (const auto Changes = FChanges.find(std::u16string(Section)); Changes != FChanges.end()) {
+        const auto Changed = Changes->second.Keys.find(std::u16string(Key));
+        if (Changed != Changes->second.Keys.end()) return Changed->second;
+        if (Changes->second.Erased) return std::nullopt;
+    }
+    return FText.Read(Section, Key);
+}
+
+void TSettingsFile::Write(std::u16string_view Section, std::u16string_view Key, std::u16string_view Value) {
+    if (const std::u16string Reason = SettingsRefusal(Section, Key, Value); !Reason.empty())
+        throw TSettingsError(u"Cannot keep [" + std::u16string(Section) + u"] " + std::u16string(Key) +
+                             u" in \"" + FPath + u"\": " + Reason);
+    FChanges[std::u16string(Section)].Keys.insert_or_assign(std::u16string(Key), std::u16string(Value));
+}
+
+void TSettingsFile::EraseKey(std::u16string_view Section, std::u16string_view Key) {
+    FChanges[std::u16string(Section)].Keys.insert_or_assign(std::u16string(Key), std::nullopt);
+}
+
+void TSettingsFile::EraseSection(std::u16string_view Section) {
+    TChanges& Changes = FChanges[std::u16string(Section)];
+    Changes.Erased = true;
+    Changes.Keys.clear();
+}
+
+// A section that is erased and written anew keeps its place, its comments, and every key whose value is the
+// same.
+void TSettingsFile::Apply(TSettingsText& Text) const {
+    for (const auto& [Section, Changes] : FChanges) {
+        if (Changes.Erased) {
+            const bool Stays = std::any_of(Changes.Keys.begin(), Changes.Keys.end(),
+                                           [](const auto& Change) { return Change.second.has_value(); });
+            if (!Stays) Text.EraseSection(Section);
+            for (const std::u16string& Key : Text.Keys(Section)) {
+                if (!Changes.Writes(Key)) Text.EraseKey(Section, Key);
+            }
+        }
+        for (const auto& [Key, Value] : Changes.Keys) {
+            if (Value)
+                Text.Write(Section, Key, *Value);
+            else
+                Text.EraseKey(Section, Key);
+        }
+    }
+}
+
+std::vector<std::u16string> TSettingsFile::Sections() const {
+    TSettingsText Text(FText.Bytes());
+    Apply(Text);
+    return Text.Sections();
+}
+
+std::vector<std::u16string> TSettingsFile::Keys(std::u16string_view Section) const {
+    TSettingsText Text(FText.Bytes());
+    Apply(Text);
+    return Text.Keys(Section);
+}
+
+void TSettingsFile::Flush() {
+    if (FChanges.empty()) return;
+    const TFileLock Lock(FPath, LockLimit);
+    TSettingsText Text = Load();
+    const std::string Before = Text.Bytes();
+    Apply(Text);
+    if (const std::string After = Text.Bytes(); After != Before)
+        ReplaceWholeFile(FPath, After, BackupOf(FPath));
+    FText = std::move(Text);
+    FChanges.clear();
+}
+
+} // namespace zutools::platform

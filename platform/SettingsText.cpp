@@ -1,0 +1,517 @@
+#include "platform/SettingsText.h"
+
+#include "platform/Settings.h"
+#include "platform/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+
+namespace zutools::platform {
+
+namespace {
+
+constexpr std::string_view Utf8Mark = "\xEF\xBB\xBF";
+constexpr std::string_view Utf16LeMark = "\xFF\xFE";
+constexpr std::string_view Utf16BeMark = "\xFE\xFF";
+
+constexpr std::u16string_view NoKey = u"the line has no \"=\"";
+constexpr std::u16string_view NoSection = u"a key before the first section is never read";
+constexpr std::u16string_view EmptyKey = u"the key has no name";
+constexpr std::u16string_view OpenSection = u"the section's \"]\" is missing";
+constexpr std::u16string_view SecondSection = u"a section of this name stands above: only the first is read";
+constexpr std::u16string_view SecondKey = u"a key of this name stands above: only the first is read";
+constexpr std::u16string_view NoText = u"bytes that are no text in the file's encoding";
+
+bool IsBlank(char Byte) {
+    return Byte == ' ' || Byte == '\t' || Byte == '\r' || Byte == '\n' || Byte == '\v' || Byte == '\f';
+}
+
+char Lower(char Byte) {
+    return Byte >= 'A' && Byte <= 'Z' ? static_cast<char>(Byte + ('a' - 'A')) : Byte;
+}
+
+std::string LowerAscii(std::string_view Text) {
+    std::string Result(Text);
+    std::transform(Result.begin(), Result.end(), Result.begin(), Lower);
+    return Result;
+}
+
+bool SameName(std::string_view Left, std::string_view Right) {
+    return std::equal(Left.begin(), Left.end(), Right.begin(), Right.end(),
+                      [](char A, char B) { return Lower(A) == Lower(B); });
+}
+
+std::uint32_t HashOf(std::uint32_t Section, std::string_view Key) {
+    std::uint32_t Hash = 2166136261U ^ (Section * 0x9E3779B1U);
+    for (const char Byte : Key) Hash = (Hash ^ static_cast<unsigned char>(Lower(Byte))) * 16777619U;
+    return Hash ^ (Hash >> 15);
+}
+
+std::uint32_t ToOffset(std::size_t Offset) {
+    return static_cast<std::uint32_t>(Offset);
+}
+
+// ---- UTF-16 as bytes and back; every sequence of units survives, lone surrogates too
+
+void AppendCodePoint(std::string& Out, char32_t Point) {
+    const auto Continued = [&Out](char32_t Bits) { Out += static_cast<char>(0x80 | (Bits & 0x3F)); };
+    if (Point < 0x80) {
+        Out += static_cast<char>(Point);
+    } else if (Point < 0x800) {
+        Out += static_cast<char>(0xC0 | (Point >> 6));
+        Continued(Point);
+    } else if (Point < 0x10000) {
+        Out += static_cast<char>(0xE0 | (Point >> 12));
+        Continued(Point >> 6);
+        Continued(Point);
+    } else {
+        Out += static_cast<char>(0xF0 | (Point >> 18));
+        Continued(Point >> 12);
+        Continued(Point >> 6);
+        Continued(Point);
+    }
+}
+
+std::u16string NumberText(std::size_t Number) {
+    const std::string Digits = std::to_string(Number);
+    return {Digits.begin(), Digits.end()};
+}
+
+std::string FromUnits(std::string_view Bytes, bool BigEndian) {
+    const auto Unit = [Bytes, BigEndian](std::size_t At) {
+        const auto First = static_cast<unsigned char>(Bytes[At]),
+                   Second = static_cast<unsigned char>(Bytes[At + 1]);
+        return static_cast<char32_t>(BigEndian ? First << 8 | Second : Second << 8 | First);
+    };
+    std::string Out;
+    Out.reserve(Bytes.size());
+    for (std::size_t At = 0; At + 1 < Bytes.size(); At += 2) {
+        char32_t Point = Unit(At);
+        if (Point >= 0xD800 && Point < 0xDC00 && At + 3 < Bytes.size()) {
+            if (const char32_t Low = Unit(At + 2); Low >= 0xDC00 && Low < 0xE000) {
+                Point = 0x10000 + ((Point - 0xD800) << 10) + (Low - 0xDC00);
+                At += 2;
+            }
+        }
+        AppendCodePoint(Out, Point);
+    }
+    return Out;
+}
+
+// `Text` is what FromUnits made, and well-formed UTF-8 among it.
+void AppendUnits(std::string& Out, std::string_view Text, bool BigEndian) {
+    const auto Append = [&Out, BigEndian](char32_t Unit) {
+        const char High = static_cast<char>(Unit >> 8), Low = static_cast<char>(Unit);
+        Out += BigEndian ? High : Low;
+        Out += BigEndian ? Low : High;
+    };
+    for (std::size_t At = 0; At < Text.size();) {
+        const auto Lead = static_cast<unsigned char>(Text[At++]);
+        const int More = Lead < 0x80 ? 0 : Lead < 0xE0 ? 1 : Lead < 0xF0 ? 2 : 3;
+        char32_t Point = More == 0 ? Lead : static_cast<char32_t>(Lead & (0x3F >> More));
+        for (int Byte = 0; Byte < More; ++Byte)
+            Point = Point << 6 | (static_cast<unsigned char>(Text[At++]) & 0x3F);
+        if (Point < 0x10000) {
+            Append(Point);
+        } else {
+            Append(0xD800 + ((Point - 0x10000) >> 10));
+            Append(0xDC00 + ((Point - 0x10000) & 0x3FF));
+        }
+    }
+}
+
+bool IsAscii(std::u16string_view Text) {
+    return std::all_of(Text.begin(), Text.end(), [](char16_t Unit) { return Unit < 0x80; });
+}
+
+bool HasEqualQuotes(std::string_view Value) {
+    return Value.size() >= 2 && Value.front() == Value.back() &&
+           (Value.front() == '"' || Value.front() == '\'');
+}
+
+// A value as it stands in the file: quotes keep what reading would take away.
+std::string Quoted(std::string_view Value) {
+    const bool NeedsQuotes =
+        !Value.empty() && (IsBlank(Value.front()) || IsBlank(Value.back()) || HasEqualQuotes(Value));
+    return NeedsQuotes ? '"' + std::string(Value) + '"' : std::string(Value);
+}
+
+} // namespace
+
+TSettingsText::TSettingsText(std::string Bytes) {
+    Load(std::move(Bytes));
+}
+
+void TSettingsText::Load(std::string Bytes) {
+    FTexts.clear();
+    FTail.clear();
+    const bool Little = Bytes.starts_with(Utf16LeMark);
+    if (Little || Bytes.starts_with(Utf16BeMark)) {
+        FEncoding = Little ? TEncoding::Utf16Le : TEncoding::Utf16Be;
+        if (Bytes.size() % 2 != 0) FTail = Bytes.back();
+        FTexts.push_back(FromUnits(std::string_view(Bytes).substr(2), !Little));
+    } else if (Bytes.starts_with(Utf8Mark)) {
+        FEncoding = TEncoding::Utf8Marked;
+        FTexts.push_back(Bytes.substr(Utf8Mark.size()));
+    } else {
+        FTexts.push_back(std::move(Bytes));
+    }
+    const std::string& Text = FTexts.front();
+    FAscii =
+        std::all_of(Text.begin(), Text.end(), [](char Byte) { return static_cast<signed char>(Byte) >= 0; });
+    if (FEncoding == TEncoding::Utf8 && !FAscii && Utf8ToUtf16Strict(Text).Error) FEncoding = TEncoding::Ansi;
+    Parse();
+}
+
+void TSettingsText::Parse() {
+    const std::string_view Text = FTexts.front();
+    const auto LineCount = static_cast<std::size_t>(std::count(Text.begin(), Text.end(), '\n')) + 1;
+    FLines.clear();
+    FOrder.clear();
+    FSectionByName.clear();
+    FLines.reserve(LineCount);
+    FOrder.reserve(LineCount);
+    FSections.assign(1, 0);
+    FKeys.assign(std::bit_ceil(LineCount * 2), 0);
+    FKeyCount = 0;
+    for (std::size_t At = 0; At < Text.size();) {
+        const std::size_t End = std::min(Text.find('\n', At), Text.size() - 1) + 1;
+        const auto Id = static_cast<TLineId>(FLines.size());
+        FLines.push_back(Parsed(Text.substr(At, End - At)));
+        FOrder.push_back(Id);
+        Index(Id);
+        At = End;
+    }
+}
+
+TSettingsText::TLine TSettingsText::Parsed(std::string_view Text) {
+    TLine Line;
+    Line.Text = Text;
+    std::size_t Begin = 0, End = Text.size();
+    while (End > 0 && IsBlank(Text[End - 1])) --End;
+    while (Begin < End && IsBlank(Text[Begin])) ++Begin;
+    if (Begin == End) return Line;
+    if (Text[Begin] == ';' || Text[Begin] == '#') {
+        Line.Kind = TKind::Comment;
+        return Line;
+    }
+    Line.Kind = TKind::Unknown;
+    if (Text[Begin] == '[') {
+        const std::size_t Close = Text.rfind(']');
+        if (Close == Text.npos) return Line;
+        ++Begin;
+        End = Close;
+        Line.Kind = TKind::Section;
+    } else {
+        const std::size_t Equals = Text.find('=');
+        if (Equals == Text.npos || Equals == Begin) return Line;
+        std::size_t Value = Equals + 1;
+        while (Value < End && IsBlank(Text[Value])) ++Value;
+        Line.ValueBegin = ToOffset(Value);
+        Line.ValueEnd = ToOffset(std::max(Value, End));
+        End = Equals;
+        Line.Kind = TKind::Key;
+    }
+    while (Begin < End && IsBlank(Text[Begin])) ++Begin;
+    while (End > Begin && IsBlank(Text[End - 1])) --End;
+    Line.NameBegin = ToOffset(Begin);
+    Line.NameEnd = ToOffset(End);
+    return Line;
+}
+
+// Enters a line behind all others: which section it stands in, and whether its name is the first of its kind.
+void TSettingsText::Index(TLineId Id) {
+    TLine& Line = FLines[Id];
+    if (Line.Kind == TKind::Section) {
+        FSections.push_back(Id);
+        FSectionByName.try_emplace(LowerAscii(Line.Name()), ToOffset(FSections.size() - 1));
+    }
+    Line.Section = ToOffset(FSections.size() - 1);
+    if (Line.Kind == TKind::Key && Line.Section != 0) Enter(Id);
+}
+
+// Enters a key that stands among FOrder into the table, unless one of its name is there.
+void TSettingsText::Enter(TLineId Id) {
+    if (FKeyCount * 2 >= FKeys.size()) {
+        Reindex(); // enters this one too
+        return;
+    }
+    const TLine& Line = FLines[Id];
+    for (std::size_t Place = HashOf(Line.Section, Line.Name());; ++Place) {
+        TLineId& Known = FKeys[Place & (FKeys.size() - 1)];
+        if (Known == 0) {
+            Known = Id + 1;
+            ++FKeyCount;
+            return;
+        }
+        const TLine& Other = FLines[Known - 1];
+        if (Other.Section == Line.Section && SameName(Other.Name(), Line.Name())) return;
+    }
+}
+
+void TSettingsText::Reindex() {
+    FSectionByName.clear();
+    FSections.assign(1, 0);
+    FKeys.assign(std::bit_ceil((FOrder.size() + 1) * 4), 0);
+    FKeyCount = 0;
+    for (const TLineId Id : FOrder) Index(Id);
+}
+
+std::optional<std::uint32_t> TSettingsText::FindSection(std::string_view Name) const {
+    const auto Found = FSectionByName.find(LowerAscii(Name));
+    if (Found == FSectionByName.end()) return std::nullopt;
+    return Found->second;
+}
+
+std::optional<TSettingsText::TLineId> TSettingsText::FindKey(std::uint32_t Section,
+                                                             std::string_view Key) const {
+    for (std::size_t Place = HashOf(Section, Key);; ++Place) {
+        const TLineId Known = FKeys[Place & (FKeys.size() - 1)];
+        if (Known == 0) return std::nullopt;
+        const TLine& Line = FLines[Known - 1];
+        if (Line.Section == Section && SameName(Line.Name(), Key)) return Known - 1;
+    }
+}
+
+std::optional<TSettingsText::TLineId> TSettingsText::Find(std::u16string_view Section,
+                                                          std::u16string_view Key) const {
+    const std::optional<std::string> SectionName = Encoded(Section), KeyName = Encoded(Key);
+    if (!SectionName || !KeyName) return std::nullopt;
+    const std::optional<std::uint32_t> Found = FindSection(*SectionName);
+    return Found ? FindKey(*Found, *KeyName) : std::nullopt;
+}
+
+std::optional<std::string> TSettingsText::Encoded(std::u16string_view Text) const {
+    TConversion<std::string> Bytes =
+        FEncoding == TEncoding::Ansi ? Utf16ToCodePage(Text, AnsiCodePage()) : Utf16ToUtf8Strict(Text);
+    if (Bytes.Error) return std::nullopt;
+    return std::move(Bytes.Text);
+}
+
+std::optional<std::u16string> TSettingsText::Decoded(std::string_view Bytes) const {
+    TConversion<std::u16string> Text =
+        FEncoding == TEncoding::Ansi ? CodePageToUtf16(Bytes, AnsiCodePage()) : Utf8ToUtf16Strict(Bytes);
+    if (Text.Error) return std::nullopt;
+    return std::move(Text.Text);
+}
+
+std::string TSettingsText::Bytes() const {
+    std::string Text;
+    std::size_t Size = 0;
+    for (const TLineId Id : FOrder) Size += FLines[Id].Text.size();
+    Text.reserve(Size);
+    for (const TLineId Id : FOrder) Text += FLines[Id].Text;
+    switch (FEncoding) {
+    case TEncoding::Utf8:
+    case TEncoding::Ansi:
+        return Text;
+    case TEncoding::Utf8Marked:
+        return std::string(Utf8Mark) + Text;
+    case TEncoding::Utf16Le:
+    case TEncoding::Utf16Be:
+        break;
+    }
+    const bool BigEndian = FEncoding == TEncoding::Utf16Be;
+    std::string Units(BigEndian ? Utf16BeMark : Utf16LeMark);
+    Units.reserve(2 + Text.size() * 2 + FTail.size());
+    AppendUnits(Units, Text, BigEndian);
+    return Units += FTail;
+}
+
+std::optional<std::u16string> TSettingsText::Read(std::u16string_view Section,
+                                                  std::u16string_view Key) const {
+    const std::optional<TLineId> Id = Find(Section, Key);
+    if (!Id) return std::nullopt;
+    std::string_view Value = FLines[*Id].Value();
+    if (HasEqualQuotes(Value)) Value = Value.substr(1, Value.size() - 2);
+    return Decoded(Value);
+}
+
+std::vector<std::u16string> TSettingsText::Sections() const {
+    std::vector<std::u16string> Names;
+    for (std::uint32_t Section = 1; Section < FSections.size(); ++Section) {
+        const std::string_view Name = FLines[FSections[Section]].Name();
+        if (FindSection(Name) != Section) continue;
+        if (std::optional<std::u16string> Text = Decoded(Name)) Names.push_back(std::move(*Text));
+    }
+    return Names;
+}
+
+std::vector<std::u16string> TSettingsText::Keys(std::u16string_view Section) const {
+    std::vector<std::u16string> Names;
+    const std::optional<std::string> Name = Encoded(Section);
+    const std::optional<std::uint32_t> Found = Name ? FindSection(*Name) : std::nullopt;
+    if (!Found) return Names;
+    for (const TLineId Id : FOrder) {
+        const TLine& Line = FLines[Id];
+        if (Line.Kind != TKind::Key || Line.Section != *Found || FindKey(*Found, Line.Name()) != Id) continue;
+        if (std::optional<std::u16string> Text = Decoded(Line.Name())) Names.push_back(std::move(*Text));
+    }
+    return Names;
+}
+
+// ---- changes
+
+template <class TPredicate>
+void TSettingsText::EraseLines(TPredicate Erased) {
+    if (std::erase_if(FOrder, [this, &Erased](TLineId Id) { return Erased(FLines[Id]); }) != 0) Reindex();
+}
+
+void TSettingsText::EraseKey(std::u16string_view Section, std::u16string_view Key) {
+    const std::optional<TLineId> Id = Find(Section, Key);
+    if (!Id) return;
+    // Later ones of the name too: they must not come to light.
+    const TLine First = FLines[*Id];
+    EraseLines([&First](const TLine& Line) {
+        return Line.Kind == TKind::Key && Line.Section == First.Section &&
+               SameName(Line.Name(), First.Name());
+    });
+}
+
+void TSettingsText::EraseSection(std::u16string_view Section) {
+    const std::optional<std::string> Name = Encoded(Section);
+    if (!Name || !FindSection(*Name)) return;
+    EraseLines([this, &Name](const TLine& Line) {
+        return Line.Section != 0 && SameName(FLines[FSections[Line.Section]].Name(), *Name);
+    });
+}
+
+void TSettingsText::Write(std::u16string_view Section, std::u16string_view Key, std::u16string_view Value) {
+    if (const std::u16string Reason = SettingsRefusal(Section, Key, Value); !Reason.empty()) {
+        std::u16string Message = u"Cannot keep [";
+        throw TSettingsError(Message.append(Section).append(u"] ").append(Key).append(u": ").append(Reason));
+    }
+    if (Read(Section, Key) == Value) return;
+    std::optional<std::string> SectionName = Encoded(Section), KeyName = Encoded(Key), Text = Encoded(Value);
+    // A file without a mark must not turn from ASCII into something that others would have to guess.
+    const bool NeedsMark =
+        FEncoding == TEncoding::Utf8 && FAscii && !(IsAscii(Section) && IsAscii(Key) && IsAscii(Value));
+    if (!SectionName || !KeyName || !Text || NeedsMark) {
+        ToMarkedUtf8();
+        SectionName = Encoded(Section);
+        KeyName = Encoded(Key);
+        Text = Encoded(Value);
+    }
+    const std::string Kept = Quoted(*Text);
+    const std::optional<std::uint32_t> Known = FindSection(*SectionName);
+    if (!Known) {
+        AppendSection(*SectionName, *KeyName + '=' + Kept);
+        return;
+    }
+    const std::optional<TLineId> Id = FindKey(*Known, *KeyName);
+    if (!Id) {
+        InsertKey(*Known, *KeyName + '=' + Kept);
+        return;
+    }
+    const TLine& Line = FLines[*Id];
+    Replace(*Id, std::string(Line.Text.substr(0, Line.ValueBegin)) + Kept +
+                     std::string(Line.Text.substr(Line.ValueEnd)));
+}
+
+void TSettingsText::Replace(TLineId Id, std::string Text) {
+    FTexts.push_back(std::move(Text));
+    const std::uint32_t Section = FLines[Id].Section;
+    FLines[Id] = Parsed(FTexts.back());
+    FLines[Id].Section = Section;
+}
+
+std::string TSettingsText::NewLine() const {
+    for (const TLineId Id : FOrder) {
+        const std::string_view Text = FLines[Id].Text;
+        if (Text.ends_with("\r\n")) return "\r\n";
+        if (Text.ends_with('\n')) return "\n";
+    }
+    return "\r\n"; // one form for new files on every system
+}
+
+void TSettingsText::EndLastLine() {
+    if (FOrder.empty()) return;
+    const TLineId Last = FOrder.back();
+    if (!FLines[Last].Text.ends_with('\n')) Replace(Last, std::string(FLines[Last].Text) + NewLine());
+}
+
+// Behind the last line of the section that says something: comments in front of the next one stay with it.
+void TSettingsText::InsertKey(std::uint32_t Section, std::string Line) {
+    const auto Last = std::find_if(FOrder.rbegin(), FOrder.rend(), [this, Section](TLineId Id) {
+        const TLine& Known = FLines[Id];
+        return Known.Section == Section && Known.Kind != TKind::Blank && Known.Kind != TKind::Comment;
+    });
+    const auto Place = Last.base() - FOrder.begin();
+    if (Last == FOrder.rbegin()) EndLastLine();
+    const auto Id = static_cast<TLineId>(FLines.size());
+    FTexts.push_back(std::move(Line.append(NewLine())));
+    FLines.push_back(Parsed(FTexts.back()));
+    FLines.back().Section = Section;
+    FOrder.insert(FOrder.begin() + Place, Id);
+    Enter(Id);
+}
+
+void TSettingsText::AppendSection(std::string_view Name, std::string_view Line) {
+    const std::string End = NewLine();
+    EndLastLine();
+    std::array Lines{"[" + std::string(Name) + "]" + End, std::string(Line) + End};
+    for (std::string& Text : Lines) {
+        const auto Id = static_cast<TLineId>(FLines.size());
+        FTexts.push_back(std::move(Text));
+        FLines.push_back(Parsed(FTexts.back()));
+        FOrder.push_back(Id);
+        Index(Id);
+    }
+}
+
+void TSettingsText::ToMarkedUtf8() {
+    std::string Text;
+    for (const TLineId Id : FOrder) {
+        const std::optional<std::u16string> Line = Decoded(FLines[Id].Text);
+        if (!Line) {
+            throw TSettingsError(u"Cannot keep this text: the file's encoding lacks it, and line " +
+                                 NumberText(static_cast<std::size_t>(&Id - FOrder.data()) + 1) + u" holds " +
+                                 std::u16string(NoText) + u". Save the file as UTF-8 in an editor.");
+        }
+        Text += Utf16ToUtf8(*Line);
+    }
+    Load(std::string(Utf8Mark) + Text);
+}
+
+// ---- what is wrong with a file
+
+std::vector<TSettingsFault> TSettingsText::Faults() const {
+    std::vector<TSettingsFault> Found;
+    for (std::size_t Place = 0; Place < FOrder.size(); ++Place) {
+        if (const std::u16string_view Reason = FaultOf(FOrder[Place]); !Reason.empty())
+            Found.push_back({Place + 1, std::u16string(Reason)});
+    }
+    return Found;
+}
+
+std::u16string_view TSettingsText::FaultOf(TLineId Id) const {
+    const TLine& Line = FLines[Id];
+    if (!Decoded(Line.Text)) return NoText;
+    switch (Line.Kind) {
+    case TKind::Blank:
+    case TKind::Comment:
+        return {};
+    case TKind::Unknown: {
+        const std::size_t Begin = Line.Text.find_first_not_of(" \t");
+        return Line.Text[Begin] == '[' ? OpenSection : Line.Text[Begin] == '=' ? EmptyKey : NoKey;
+    }
+    case TKind::Section:
+        return FSections[*FindSection(Line.Name())] == Id ? std::u16string_view() : SecondSection;
+    case TKind::Key:
+        break;
+    }
+    if (Line.Section == 0) return NoSection;
+    if (FindKey(Line.Section, Line.Name()) != Id) return SecondKey;
+    return {};
+}
+
+std::u16string_view TSettingsText::Damage() const {
+    if (!FTail.empty()) return u"it ends within a character";
+    const bool HasNul = std::any_of(FOrder.begin(), FOrder.end(), [this](TLineId Id) {
+        return FLines[Id].Text.find('\0') != std::string_view::npos;
+    });
+    return HasNul ? std::u16string_view(u"it holds NUL characters") : std::u16string_view();
+}
+
+} // namespace zutools::platform

@@ -1,0 +1,111 @@
+// The text of a settings file, kept line by line: changing one key changes only its own bytes.
+//
+//     ; comment            lines are kept as they are: comments, blanks, order, spacing, line ends,
+//     [Section]            lines that are nothing of these, and later sections and keys of a name that is
+//     taken: Key = "a value "     the first wins. One pair of equal quotes around a value is not part of it.
+//
+// The bytes are UTF-16 (mark FF FE or FE FF), UTF-8 (mark EF BB BF, or none when they are well-formed UTF-8),
+// or else 8-bit text of the user's code page.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace zutools::platform {
+
+/// A line of a settings file that says nothing, and why.
+struct TSettingsFault {
+    std::size_t Line = 0; // 1-based
+    std::u16string Reason;
+};
+
+class TSettingsText {
+public:
+    /// Takes any bytes.
+    explicit TSettingsText(std::string Bytes = {});
+    TSettingsText(TSettingsText&&) noexcept = default;
+    TSettingsText& operator=(TSettingsText&&) noexcept = default;
+
+    /// The bytes of the file: those it was made of, but for what was changed.
+    [[nodiscard]] std::string Bytes() const;
+
+    /// As those of TSettings.
+    [[nodiscard]] std::optional<std::u16string> Read(std::u16string_view Section,
+                                                     std::u16string_view Key) const;
+    [[nodiscard]] std::vector<std::u16string> Sections() const;
+    [[nodiscard]] std::vector<std::u16string> Keys(std::u16string_view Section) const;
+    void EraseKey(std::u16string_view Section, std::u16string_view Key);
+    void EraseSection(std::u16string_view Section);
+
+    /// Sets a value. Nothing changes when it is there already. Text that the file's encoding lacks turns the
+    /// whole file into UTF-8 with a mark.
+    /// @throws TSettingsError as TSettings::Write, and when such a file holds bytes that are no text.
+    void Write(std::u16string_view Section, std::u16string_view Key, std::u16string_view Value);
+
+    /// Every line that is not blank and says nothing: in file order.
+    [[nodiscard]] std::vector<TSettingsFault> Faults() const;
+
+    /// Why these bytes were not left by a whole save (NUL characters, half a character); empty when they may
+    /// be good.
+    [[nodiscard]] std::u16string_view Damage() const;
+
+private:
+    enum class TEncoding : std::uint8_t { Ansi, Utf8, Utf8Marked, Utf16Le, Utf16Be };
+    enum class TKind : std::uint8_t { Blank, Comment, Section, Key, Unknown };
+    // Offsets are within `Text`. A section has a name, a key has both.
+    struct TLine {
+        std::string_view Text; // with its line end; in FTexts
+        std::uint32_t NameBegin = 0, NameEnd = 0, ValueBegin = 0, ValueEnd = 0;
+        std::uint32_t Section = 0; // in FSections; 0 stands for the lines before the first
+        TKind Kind = TKind::Blank;
+        [[nodiscard]] std::string_view Name() const { return Text.substr(NameBegin, NameEnd - NameBegin); }
+        [[nodiscard]] std::string_view Value() const {
+            return Text.substr(ValueBegin, ValueEnd - ValueBegin);
+        }
+    };
+    using TLineId = std::uint32_t;
+
+    void Load(std::string Bytes);
+    void Parse();
+    [[nodiscard]] static TLine Parsed(std::string_view Text);
+    void Index(TLineId Id);
+    void Enter(TLineId Id);
+    void Reindex();
+    [[nodiscard]] std::optional<std::uint32_t> FindSection(std::string_view Name) const;
+    [[nodiscard]] std::optional<TLineId> FindKey(std::uint32_t Section, std::string_view Key) const;
+    [[nodiscard]] std::optional<TLineId> Find(std::u16string_view Section, std::u16string_view Key) const;
+    [[nodiscard]] std::optional<std::string> Encoded(std::u16string_view Text) const;
+    [[nodiscard]] std::optional<std::u16string> Decoded(std::string_view Bytes) const;
+    [[nodiscard]] std::string NewLine() const;
+    [[nodiscard]] std::u16string_view FaultOf(TLineId Id) const;
+    void ToMarkedUtf8();
+    void EndLastLine();
+    void Replace(TLineId Id, std::string Text);
+    void InsertKey(std::uint32_t Section, std::string Line);
+    void AppendSection(std::string_view Name, std::string_view Line);
+    template <class TPredicate>
+    void EraseLines(TPredicate Erased);
+
+    // The text as it was loaded, without the mark (UTF-16 as UTF-8 that may hold lone surrogates), and behind
+    // it the text of each changed line. A deque, since lines look into its strings.
+    std::deque<std::string> FTexts;
+    std::vector<TLine> FLines;      // by id; erased ones stay
+    std::vector<TLineId> FOrder;    // the lines of the file
+    std::vector<TLineId> FSections; // the header of each section; the first stands for none
+    std::unordered_map<std::string, std::uint32_t> FSectionByName; // by the name in lower case
+    std::vector<TLineId>
+        FKeys; // hash table, a power of two: id + 1 of the first line of each key, 0 for none
+    std::size_t FKeyCount = 0;
+    std::string FTail; // half a UTF-16 unit at the end
+    TEncoding FEncoding = TEncoding::Utf8;
+    bool FAscii = true; // no character above U+007F so far
+};
+
+} // namespace zutools::platform
