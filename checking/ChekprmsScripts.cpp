@@ -32,24 +32,29 @@ constexpr TPropInfo Properties[] = {
      [](const TObject& Target) { return TKXVariant(Config(Target).Enabled); },
      [](TObject& Target, const TKXVariant& Value) {
          Change(Target, [&, On = Value.AsBoolean()] { Config(Target).Enabled = On; });
-     }},
+     },
+     u"whether values are checked at all"},
     {u"FilterID", TTypeKind::tkInteger, u"Integer",
      [](const TObject& Target) { return TKXVariant(Config(Target).FilterID); },
      [](TObject& Target, const TKXVariant& Value) {
          Change(Target, [&, ID = Value.AsInteger()] { Config(Target).FilterID = ID; });
-     }},
+     },
+     u"the number of the filter that was loaded"},
     {u"FilterName", TTypeKind::tkUString, u"string",
      [](const TObject& Target) { return TKXVariant(Config(Target).FilterName); },
      [](TObject& Target, const TKXVariant& Value) {
          Change(Target, [&, Name = Value.AsString()] { Config(Target).FilterName = Name; });
-     }},
+     },
+     u"its name"},
     {u"FilterDescribe", TTypeKind::tkUString, u"string",
      [](const TObject& Target) { return TKXVariant(Config(Target).FilterDescribe); },
      [](TObject& Target, const TKXVariant& Value) {
          Change(Target, [&, Text = Value.AsString()] { Config(Target).FilterDescribe = Text; });
-     }},
+     },
+     u"what it is for"},
     {u"ParamsCfgCount", TTypeKind::tkInteger, u"Integer",
-     [](const TObject& Target) { return TKXVariant(Config(Target).ParamsCfgCount()); }, nullptr},
+     [](const TObject& Target) { return TKXVariant(Config(Target).ParamsCfgCount()); }, nullptr,
+     u"how many rules it has"},
 };
 
 TKXVariant F_CheckParamValue(TObject& Target, TScriptArgs Args) {
@@ -77,6 +82,18 @@ TKXVariant F_LoadFilter(TObject& Target, TScriptArgs Args) {
     return true;
 }
 
+constexpr TScriptMember ScriptNames[] = {
+    ScriptFunction(
+        u"CheckParamValue", 3, F_CheckParamValue,
+        u"(name, value, raise): whether the value passes the parameter's rule; refused, it raises or "
+        u"gives false"),
+    ScriptFunction(u"LoadFilter", 1, F_LoadFilter,
+                   u"(ID): takes over a filter of the database; false when there is none"),
+    ScriptProcedure(u"AddParams", 3, P_AddParams,
+                    u"(names, wrong, right): a rule for the parameters of these names"),
+    ScriptProcedure(u"Clear", 0, P_Clear, u"forgets every rule, and the name of the filter"),
+};
+
 } // namespace
 
 const TClassInfo& TParamsConfig::StaticClass() {
@@ -93,7 +110,11 @@ const TClassInfo& TParamsChecker::StaticClass() {
     static constexpr TClassInfo Info{
         .Name = u"TParamsChecker",
         .Parent = &TParamsConfig::StaticClass,
-        .Create = []() -> std::unique_ptr<TObject> { return std::make_unique<TParamsChecker>(); }};
+        .Create = []() -> std::unique_ptr<TObject> { return std::make_unique<TParamsChecker>(); },
+        .Script = ScriptNames,
+        .Global = {u"ParamsChecker", []() -> TObject* { return ParamsChecker.get(); },
+                   u"the checker of request values"},
+        .Help = u"Checks values against rules by the parameter's name."};
     return Info;
 }
 
@@ -102,12 +123,7 @@ const TClassInfo& TParamsChecker::ClassInfo() const {
 }
 
 void RegisterChekprms(TScriptRegistry& Registry) {
-    const TClassInfo& Class = TParamsChecker::StaticClass();
-    Registry.RegisterClass(Class);
-    Registry.RegisterFunction(Class, u"CheckParamValue", 3, F_CheckParamValue);
-    Registry.RegisterFunction(Class, u"LoadFilter", 1, F_LoadFilter);
-    Registry.RegisterProcedure(Class, u"AddParams", 3, P_AddParams);
-    Registry.RegisterProcedure(Class, u"Clear", 0, P_Clear);
+    Registry.RegisterClass(TParamsChecker::StaticClass());
 }
 
 void UnregisterChekprms(TScriptRegistry& Registry) {

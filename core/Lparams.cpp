@@ -15,15 +15,6 @@ constexpr std::u16string_view ErrorNameIndex = u"Error name index: %d in Params.
 constexpr std::u16string_view ErrorNoParamsList =
     u"LoadParams takes a TParamsList, not an object of class %s";
 
-constexpr TPropInfo Properties[] = {
-    {u"Count", TTypeKind::tkInteger, u"Integer",
-     [](const TObject& Self) { return TKXVariant(static_cast<const TParamsList&>(Self).GetCount()); },
-     nullptr},
-    {u"DebugInfo", TTypeKind::tkUString, u"string",
-     [](const TObject& Self) { return TKXVariant(static_cast<const TParamsList&>(Self).GetDebugInfo()); },
-     nullptr},
-};
-
 /// Asks an event; true when there is none. Works on a copy: the event may replace itself.
 bool Allowed(const TOnSetParamValue& Event, std::u16string_view Name, std::u16string_view Value) {
     bool CanSet = true;
@@ -35,19 +26,6 @@ bool Allowed(const TOnSetParamValue& Event, std::u16string_view Name, std::u16st
 }
 
 } // namespace
-
-const TClassInfo& TParamsList::StaticClass() {
-    static constexpr TClassInfo Info{
-        .Name = u"TParamsList",
-        .Parent = &TIObject::StaticClass,
-        .Properties = Properties,
-        .Create = [] { return std::unique_ptr<TObject>(std::make_unique<TParamsList>()); },
-    };
-    return Info;
-}
-const TClassInfo& TParamsList::ClassInfo() const {
-    return StaticClass();
-}
 
 TParamsList::TParamsList()
     : FLock(this) {}

@@ -1,4 +1,5 @@
-// The script names of TParamsList. A string argument is a name, anything else an index.
+// What TParamsList tells about itself, and its script names. A string argument is a name, anything else an
+// index.
 
 #include "core/Lparams.h"
 
@@ -57,23 +58,52 @@ void P_Delete(TObject& Target, TScriptArgs Args) {
         List(Target).Delete(Args[0].AsInteger());
 }
 
+constexpr TPropInfo Properties[] = {
+    {u"Count", TTypeKind::tkInteger, u"Integer",
+     [](const TObject& Self) { return TKXVariant(static_cast<const TParamsList&>(Self).GetCount()); },
+     nullptr, u"how many entries there are"},
+    {u"DebugInfo", TTypeKind::tkUString, u"string",
+     [](const TObject& Self) { return TKXVariant(static_cast<const TParamsList&>(Self).GetDebugInfo()); },
+     nullptr, u"the number of entries in words"},
+};
+
+constexpr TScriptMember ScriptNames[] = {
+    ScriptProperty(u"Name", 1, PropertyFunc_GetPLName, nullptr, u"the name of an entry, by its index from 0"),
+    ScriptProperty(u"Index", 1, PropertyFunc_GetPLIndex, nullptr,
+                   u"the index of an entry, by its name; -1 when there is none"),
+    ScriptProperty(u"Value", 1, PropertyFunc_GetPLValue, PropertyFunc_SetPLValue,
+                   u"the value of an entry, by name or index; writing an unknown name adds it"),
+    // An error list keeps the code in the name and the text in the value: the same handlers in its own words.
+    ScriptProperty(u"Err", 1, PropertyFunc_GetPLName, nullptr,
+                   u"the code in a list of errors: the same as Name"),
+    ScriptProperty(u"ErrMessage", 1, PropertyFunc_GetPLValue, PropertyFunc_SetPLValue,
+                   u"the text in a list of errors: the same as Value"),
+    ScriptProcedure(u"Add", 2, P_Add, u"(name, value): adds an entry, or changes the one of that name"),
+    ScriptProcedure(u"LoadParams", 1, P_LoadParams, u"(list): adds every entry of another TParamsList"),
+    ScriptProcedure(u"LoadString", 2, P_LoadString,
+                    u"(text, delimiter): adds the name=value items that the delimiter parts"),
+    ScriptProcedure(u"Clear", 0, P_Clear, u"takes all entries out"),
+    ScriptProcedure(u"Delete", 1, P_Delete, u"(name or index): takes one entry out"),
+};
+
 } // namespace
 
+const TClassInfo& TParamsList::StaticClass() {
+    static constexpr TClassInfo Info{
+        .Name = u"TParamsList",
+        .Parent = &TIObject::StaticClass,
+        .Properties = Properties,
+        .Create = [] { return std::unique_ptr<TObject>(std::make_unique<TParamsList>()); },
+        .Script = ScriptNames,
+        .Help = u"Names with values, in the order in which they were added. Any other name is an entry's."};
+    return Info;
+}
+const TClassInfo& TParamsList::ClassInfo() const {
+    return StaticClass();
+}
+
 void RegisterLparams(TScriptRegistry& Registry) {
-    const TClassInfo& Class = TParamsList::StaticClass();
-    Registry.RegisterClass(Class);
-    Registry.RegisterProperty(Class, u"Name", 1, PropertyFunc_GetPLName, nullptr, true);
-    Registry.RegisterProperty(Class, u"Index", 1, PropertyFunc_GetPLIndex, nullptr, true);
-    Registry.RegisterProperty(Class, u"Value", 1, PropertyFunc_GetPLValue, PropertyFunc_SetPLValue, false);
-    // An error list keeps the code in the name and the text in the value: the same handlers in its own words.
-    Registry.RegisterProperty(Class, u"Err", 1, PropertyFunc_GetPLName, nullptr, true);
-    Registry.RegisterProperty(Class, u"ErrMessage", 1, PropertyFunc_GetPLValue, PropertyFunc_SetPLValue,
-                              false);
-    Registry.RegisterProcedure(Class, u"Add", 2, P_Add);
-    Registry.RegisterProcedure(Class, u"LoadParams", 1, P_LoadParams);
-    Registry.RegisterProcedure(Class, u"LoadString", 2, P_LoadString);
-    Registry.RegisterProcedure(Class, u"Clear", 0, P_Clear);
-    Registry.RegisterProcedure(Class, u"Delete", 1, P_Delete);
+    Registry.RegisterClass(TParamsList::StaticClass());
 }
 
 void UnregisterLparams(TScriptRegistry& Registry) {

@@ -16,7 +16,15 @@ constexpr std::u16string_view ForeignItem = u"Invalid class typecast: %s is no %
 std::unique_ptr<TZUThreadDataContainer> ZUThreadDataContainer;
 
 const TClassInfo& TZUThreadDataInterface::StaticClass() {
-    static constexpr TClassInfo Info{u"TZUThreadDataInterface", &TIRegObject::StaticClass};
+    static constexpr TClassInfo Info{
+        .Name = u"TZUThreadDataInterface",
+        .Parent = &TIRegObject::StaticClass,
+        .Global = {u"ThreadData",
+                   []() -> TObject* {
+                       return ZUThreadDataContainer ? ZUThreadDataContainer->CurrentData() : nullptr;
+                   },
+                   u"what the application published for this request"},
+        .Help = u"Its names are those of the published parameters and objects; any other one reads as nil."};
     return Info;
 }
 

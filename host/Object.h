@@ -1,14 +1,26 @@
-// TObject, the root of every class that scripts, lists and stored properties handle, and the small reflection
-// that lists a class's published properties and methods.
+// TObject, the root of every class that scripts, lists and stored properties handle, and the one declaration
+// that a class makes about itself.
 //
-// A class that publishes something declares `static const TClassInfo& StaticClass()` and overrides
-// `ClassInfo()`; the tables stand in its .cpp as constants, so nothing runs before main. Example:
+// The declaration, a TClassInfo, holds the published properties and methods, the names that scripts know, the
+// global that scripts find an object under, and a line of help for each. It stands in the class's own .cpp as
+// constants, so nothing runs before main; the class has `static const TClassInfo& StaticClass()` and
+// overrides `ClassInfo()`. Scripts, the registry and the printed reference all read it. Example:
 //
 //     constexpr TPropInfo Properties[] = {
-//         {u"Count", TTypeKind::tkInteger, u"Integer", [](const TObject& Self) { return ...; }, nullptr},
+//         {u"Count", TTypeKind::tkInteger, u"Integer", [](const TObject& Self) { return ...; }, nullptr,
+//          u"how many entries there are"},
+//     };
+//     constexpr TScriptMember ScriptNames[] = {
+//         ScriptProperty(u"Value", 1, GetValue, SetValue, u"an entry's value by name or index"),
+//         ScriptProcedure(u"Clear", 0, Clear, u"takes all entries out"),
 //     };
 //     const TClassInfo& TParamsList::StaticClass() {
-//         static constexpr TClassInfo Info{u"TParamsList", &TIObject::StaticClass, Properties, {}, Make};
+//         static constexpr TClassInfo Info{.Name = u"TParamsList",
+//                                          .Parent = &TIObject::StaticClass,
+//                                          .Properties = Properties,
+//                                          .Create = Make,
+//                                          .Script = ScriptNames,
+//                                          .Help = u"names with values"};
 //         return Info;
 //     }
 
@@ -62,6 +74,7 @@ struct TPropInfo {
     std::u16string_view TypeName; // "Integer", "Boolean", "string", "TDateTime", ...
     TKXVariant (*Get)(const TObject& Self);
     void (*Set)(TObject& Self, const TKXVariant& Value);
+    std::u16string_view Help{};                       // one line for the reference
     std::span<const std::u16string_view> EnumNames{}; // identifiers by ordinal, for enumerations and sets
 };
 
@@ -83,6 +96,71 @@ struct TMethodInfo {
     TVisibility Visibility;
     std::span<const TParamInfo> Params;
     TKXVariant (*Invoke)(TObject& Self, std::span<const TKXVariant> Args);
+    std::u16string_view Help{};
+};
+
+using TScriptArgs = std::span<const TKXVariant>;
+
+/// Handlers of script names. `Target` is of the class that they were registered for, or derived from it. They
+/// may raise; the engine turns any exception into a script error.
+using TScriptGetter = TKXVariant (*)(TObject& Target, TScriptArgs Args);
+using TScriptSetter = void (*)(TObject& Target, TScriptArgs Index, const TKXVariant& Value);
+using TScriptFunction = TKXVariant (*)(TObject& Target, TScriptArgs Args);
+using TScriptProcedure = void (*)(TObject& Target, TScriptArgs Args);
+
+enum class TScriptMemberKind : std::uint8_t { smProperty, smFunction, smProcedure };
+
+/// A name that scripts know a class by, made by one of the functions below. `ArgCount` -1 means that the
+/// count is not checked here.
+struct TScriptMember {
+    std::u16string_view Name;
+    TScriptMemberKind Kind = TScriptMemberKind::smProperty;
+    int ArgCount = 0;
+    TScriptGetter Getter = nullptr;
+    TScriptSetter Setter = nullptr; // null: read-only
+    TScriptFunction Function = nullptr;
+    TScriptProcedure Procedure = nullptr;
+    std::u16string_view Help{}; // one line for the reference
+
+    [[nodiscard]] constexpr bool ReadOnly() const { return Setter == nullptr; }
+    /// The call, after checking the number of arguments: the property's value, the function's result, null
+    /// for a procedure.
+    /// @throws EIObjectError naming the class, the member, the count given and the count wanted.
+    TKXVariant Invoke(TObject& Target, TScriptArgs Args) const;
+    /// The write, after checking the number of index arguments and that the property is writable.
+    void Write(TObject& Target, TScriptArgs Index, const TKXVariant& Value) const;
+};
+
+/// `Setter` null: read-only.
+[[nodiscard]] constexpr TScriptMember ScriptProperty(std::u16string_view Name, int ArgCount,
+                                                     TScriptGetter Getter, TScriptSetter Setter,
+                                                     std::u16string_view Help = {}) {
+    return {.Name = Name, .ArgCount = ArgCount, .Getter = Getter, .Setter = Setter, .Help = Help};
+}
+[[nodiscard]] constexpr TScriptMember ScriptFunction(std::u16string_view Name, int ArgCount,
+                                                     TScriptFunction Handler, std::u16string_view Help = {}) {
+    return {.Name = Name,
+            .Kind = TScriptMemberKind::smFunction,
+            .ArgCount = ArgCount,
+            .Function = Handler,
+            .Help = Help};
+}
+[[nodiscard]] constexpr TScriptMember ScriptProcedure(std::u16string_view Name, int ArgCount,
+                                                      TScriptProcedure Handler,
+                                                      std::u16string_view Help = {}) {
+    return {.Name = Name,
+            .Kind = TScriptMemberKind::smProcedure,
+            .ArgCount = ArgCount,
+            .Procedure = Handler,
+            .Help = Help};
+}
+
+/// The global that scripts find an object of a class under.
+struct TScriptGlobal {
+    std::u16string_view Name{};  // empty: there is none
+    TObject* (*Get)() = nullptr; // asked at each use, on the thread that uses it; may give null. No function:
+                                 // who runs the script sets the global
+    std::u16string_view Help{};  // one line for the reference
 };
 
 /// What a class tells about itself. Lives for the whole process.
@@ -92,6 +170,9 @@ struct TClassInfo {
     std::span<const TPropInfo> Properties{};        // its own, without the inherited ones
     std::span<const TMethodInfo> Methods{};         // its own, without the inherited ones
     std::unique_ptr<TObject> (*Create)() = nullptr; // null when scripts may not create it
+    std::span<const TScriptMember> Script{};        // its own, in the order in which they are registered
+    TScriptGlobal Global{};
+    std::u16string_view Help{}; // one line for the reference
 
     /// True for the class itself and everything derived from `Base`.
     [[nodiscard]] bool InheritsFrom(const TClassInfo& Base) const;

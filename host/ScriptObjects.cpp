@@ -101,10 +101,14 @@ void TScriptMember::Write(TObject& Target, TScriptArgs Index, const TKXVariant& 
 }
 
 struct TScriptRegistry::TClassEntry {
-    std::vector<TScriptMember*> Order;
-    std::unordered_map<TNameKey, TScriptMember*, TNameHash> ByName; // keys are views of the members' names
+    struct TOwned {
+        std::u16string Name;
+        TScriptMember Member; // its name is a view of the one above
+    };
+    std::vector<const TScriptMember*> Order;
+    std::unordered_map<TNameKey, const TScriptMember*, TNameHash> ByName;
     // Replaced members too: a call on another thread may be in one.
-    std::vector<std::unique_ptr<TScriptMember>> Owned;
+    std::vector<std::unique_ptr<TOwned>> Owned;
 };
 
 TScriptRegistry::TScriptRegistry() = default;
@@ -118,21 +122,26 @@ TScriptRegistry::TClassEntry& TScriptRegistry::EntryOf(const TClassInfo& Class) 
 }
 
 void TScriptRegistry::RegisterClass(const TClassInfo& Class) {
-    const std::unique_lock Guard(FMutex);
-    EntryOf(Class);
+    {
+        const std::unique_lock Guard(FMutex);
+        EntryOf(Class);
+    }
+    for (const TScriptMember& Member : Class.Script) Enter(Class, Member);
 }
 
-void TScriptRegistry::Enter(const TClassInfo& Class, TScriptMember Member) {
+void TScriptRegistry::Enter(const TClassInfo& Class, const TScriptMember& Member) {
     const bool Callable =
         Member.Getter != nullptr || Member.Function != nullptr || Member.Procedure != nullptr;
     if (!Callable || Member.Name.empty() || Member.ArgCount < -1) {
         throw Exception(
             Format(u"Wrong registration of script name '%s' of class '%s'", {Member.Name, Class.Name}));
     }
+    auto Owned =
+        std::make_unique<TClassEntry::TOwned>(TClassEntry::TOwned{std::u16string(Member.Name), Member});
+    Owned->Member.Name = Owned->Name;
     const std::unique_lock Guard(FMutex);
     TClassEntry& Entry = EntryOf(Class);
-    TScriptMember* const Fresh =
-        Entry.Owned.emplace_back(std::make_unique<TScriptMember>(std::move(Member))).get();
+    const TScriptMember* const Fresh = &Entry.Owned.emplace_back(std::move(Owned))->Member;
     const auto [Place, Inserted] = Entry.ByName.try_emplace(TNameKey(Fresh->Name), Fresh);
     if (Inserted) {
         Entry.Order.push_back(Fresh);
@@ -149,33 +158,17 @@ void TScriptRegistry::RegisterProperty(const TClassInfo& Class, std::u16string_v
             Format(u"Script property '%s' of class '%s': the read-only flag contradicts the setter",
                    {Name, Class.Name}));
     }
-    TScriptMember Member;
-    Member.Name = Name;
-    Member.Kind = TScriptMemberKind::smProperty;
-    Member.ArgCount = ArgCount;
-    Member.Getter = Getter;
-    Member.Setter = Setter;
-    Enter(Class, std::move(Member));
+    Enter(Class, ScriptProperty(Name, ArgCount, Getter, Setter));
 }
 
 void TScriptRegistry::RegisterFunction(const TClassInfo& Class, std::u16string_view Name, int ArgCount,
                                        TScriptFunction Handler) {
-    TScriptMember Member;
-    Member.Name = Name;
-    Member.Kind = TScriptMemberKind::smFunction;
-    Member.ArgCount = ArgCount;
-    Member.Function = Handler;
-    Enter(Class, std::move(Member));
+    Enter(Class, ScriptFunction(Name, ArgCount, Handler));
 }
 
 void TScriptRegistry::RegisterProcedure(const TClassInfo& Class, std::u16string_view Name, int ArgCount,
                                         TScriptProcedure Handler) {
-    TScriptMember Member;
-    Member.Name = Name;
-    Member.Kind = TScriptMemberKind::smProcedure;
-    Member.ArgCount = ArgCount;
-    Member.Procedure = Handler;
-    Enter(Class, std::move(Member));
+    Enter(Class, ScriptProcedure(Name, ArgCount, Handler));
 }
 
 void TScriptRegistry::UnregisterClass(const TClassInfo& Class) {
@@ -220,12 +213,25 @@ std::vector<const TScriptMember*> TScriptRegistry::Members(const TClassInfo& Cla
     const std::shared_lock Guard(FMutex);
     const auto Entry = FClasses.find(&Class);
     if (Entry == FClasses.end()) return {};
-    return {Entry->second->Order.begin(), Entry->second->Order.end()};
+    return Entry->second->Order;
 }
 
 TScriptRegistry& ScriptRegistry() {
     static auto& Registry = *new TScriptRegistry; // outlives every static that may still be asked at exit
     return Registry;
+}
+
+void RegisterScriptClasses(std::span<const TScriptClass> Classes) {
+    try {
+        for (const TScriptClass Class : Classes) ScriptRegistry().RegisterClass(Class());
+    } catch (...) {
+        UnregisterScriptClasses(Classes);
+        throw;
+    }
+}
+
+void UnregisterScriptClasses(std::span<const TScriptClass> Classes) {
+    for (const TScriptClass Class : Classes) ScriptRegistry().UnregisterClass(Class());
 }
 
 const TClassInfo& TIObject::StaticClass() {

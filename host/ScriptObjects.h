@@ -2,14 +2,14 @@
 //
 // A script call goes: engine -> TScriptRegistry by (class, name) -> the handler registered for it. Names that
 // are not registered fall to the class's published properties, then to the object's own hooks. Registration
-// happens at package start and stop; look-ups happen on every worker thread.
+// happens at package start and stop, from the list of classes there (package/ZuTools.h); look-ups happen on
+// every worker thread.
 
 #pragma once
 
 #include "host/Object.h"
 #include "host/Variant.h"
 
-#include <cstdint>
 #include <memory>
 #include <shared_mutex>
 #include <span>
@@ -20,36 +20,6 @@
 
 namespace zutools {
 
-using TScriptArgs = std::span<const TKXVariant>;
-
-/// Handlers. `Target` is of the class that they were registered for, or derived from it. They may raise; the
-/// engine turns any exception into a script error.
-using TScriptGetter = TKXVariant (*)(TObject& Target, TScriptArgs Args);
-using TScriptSetter = void (*)(TObject& Target, TScriptArgs Index, const TKXVariant& Value);
-using TScriptFunction = TKXVariant (*)(TObject& Target, TScriptArgs Args);
-using TScriptProcedure = void (*)(TObject& Target, TScriptArgs Args);
-
-enum class TScriptMemberKind : std::uint8_t { smProperty, smFunction, smProcedure };
-
-/// One registered name. `ArgCount` -1 means that the count is not checked here.
-struct TScriptMember {
-    std::u16string Name;
-    TScriptMemberKind Kind = TScriptMemberKind::smProperty;
-    int ArgCount = 0;
-    TScriptGetter Getter = nullptr;
-    TScriptSetter Setter = nullptr; // null: read-only
-    TScriptFunction Function = nullptr;
-    TScriptProcedure Procedure = nullptr;
-
-    [[nodiscard]] bool ReadOnly() const { return Setter == nullptr; }
-    /// The call, after checking the number of arguments: the property's value, the function's result, null
-    /// for a procedure.
-    /// @throws EIObjectError naming the class, the member, the count given and the count wanted.
-    TKXVariant Invoke(TObject& Target, TScriptArgs Args) const;
-    /// The write, after checking the number of index arguments and that the property is writable.
-    void Write(TObject& Target, TScriptArgs Index, const TKXVariant& Value) const;
-};
-
 /// Names by class, compared ignoring the letter case of A to Z; a class also answers to the names of its
 /// bases.
 class TScriptRegistry {
@@ -59,12 +29,13 @@ public:
     TScriptRegistry(const TScriptRegistry&) = delete;
     TScriptRegistry& operator=(const TScriptRegistry&) = delete;
 
-    /// Makes a class known (and, when its class info has a factory, creatable) without registering a name.
-    void RegisterClass(const TClassInfo& Class);
-    // @throws Exception when `ReadOnly` and the setter contradict each other, a handler is missing, the name
-    // is empty or the count is below -1.
+    // @throws Exception when a handler is missing, a name is empty, a count is below -1, or `ReadOnly` and
+    // the setter contradict each other.
 
-    /// A second registration of a name replaces the first.
+    /// Makes a class known (and, when its class info has a factory, creatable), with the script names that
+    /// its class info declares.
+    void RegisterClass(const TClassInfo& Class);
+    /// A single name. A second registration of a name replaces the first.
     void RegisterProperty(const TClassInfo& Class, std::u16string_view Name, int ArgCount,
                           TScriptGetter Getter, TScriptSetter Setter, bool ReadOnly);
     void RegisterFunction(const TClassInfo& Class, std::u16string_view Name, int ArgCount,
@@ -87,7 +58,7 @@ public:
 private:
     struct TClassEntry;
     TClassEntry& EntryOf(const TClassInfo& Class);
-    void Enter(const TClassInfo& Class, TScriptMember Member);
+    void Enter(const TClassInfo& Class, const TScriptMember& Member);
 
     mutable std::shared_mutex FMutex;
     std::unordered_map<const TClassInfo*, std::unique_ptr<TClassEntry>> FClasses;
@@ -95,6 +66,13 @@ private:
 
 /// The registry of the process, where the package registers its names.
 [[nodiscard]] TScriptRegistry& ScriptRegistry();
+
+/// A class, named by its declaration.
+using TScriptClass = const TClassInfo& (*)();
+/// Registers classes in the registry of the process, and forgets them. @throws as RegisterClass; what was
+/// registered before that is forgotten again.
+void RegisterScriptClasses(std::span<const TScriptClass> Classes);
+void UnregisterScriptClasses(std::span<const TScriptClass> Classes);
 
 /// Base of script-visible objects.
 class TIObject : public TObject {

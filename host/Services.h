@@ -1,8 +1,8 @@
 // The services that the application lends to the package: one small interface each, a plain default beside
 // it.
 //
-// The application hands its own over once, before package start, with SetServices; every call may come from
-// any thread, so implementations guard themselves.
+// The application hands its own over once, with the start of the library (package/ZuTools.h); every call may
+// come from any thread, so implementations guard themselves.
 
 #pragma once
 
@@ -76,15 +76,17 @@ public:
 
 /// The services of the process. Never null: what was not handed over is the plain default.
 struct TServices {
-    std::shared_ptr<TApplicationManager> ApplicationManager;
-    std::shared_ptr<TLocalizatorTable> Localizer;
-    std::shared_ptr<TLogger> Logger;
+    std::shared_ptr<TApplicationManager> ApplicationManager{};
+    std::shared_ptr<TLocalizatorTable> Localizer{};
+    std::shared_ptr<TLogger> Logger{};
     std::shared_ptr<TSecurityManager> Security{};     // default: everybody may do everything
     std::shared_ptr<TDictionaryService> Dictionary{}; // default: there are no documents
 };
 
-/// Hands services over (null members mean the plain defaults). Only while no other thread uses the package.
+/// Sets the services of the process (null members mean the plain defaults), as the start and the stop of the
+/// library do. Only while no other thread uses the package.
 void SetServices(TServices Services);
+/// For constructors that are given none; whoever can be given services takes them as an argument.
 [[nodiscard]] const TServices& Services();
 
 } // namespace zutools

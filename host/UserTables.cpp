@@ -87,7 +87,9 @@ std::optional<bool> TUserTable::SameValue(std::u16string_view /*Name*/, const TK
 }
 
 const TClassInfo& TRecordInterface::StaticClass() {
-    static constexpr TClassInfo Info{u"TRecordInterface", &TIObject::StaticClass};
+    static constexpr TClassInfo Info{.Name = u"TRecordInterface",
+                                     .Parent = &TIObject::StaticClass,
+                                     .Help = u"A record of a table: its names are those of the fields."};
     return Info;
 }
 

@@ -4,6 +4,8 @@
 #include "core/Lparams.h"
 #include "core/Lthdata.h"
 #include "host/ScriptObjects.h"
+#include "host/Session.h"
+#include "host/UserTables.h"
 #include "package/Version.h"
 #include "recordlock/Zurecblk.h"
 #include "templates/Ltemplt.h"
@@ -12,6 +14,8 @@
 #include <cstddef>
 #include <iterator>
 #include <mutex>
+#include <utility>
+#include <vector>
 
 namespace zutools {
 
@@ -22,23 +26,34 @@ struct TUnit {
     void (*Stop)();
 };
 
+// Every class that scripts see, wherever it stands: a new one is one line here.
+constexpr TScriptClass Classes[] = {
+    &TParamsChecker::StaticClass,
+    &TParamsList::StaticClass,
+    &TRecordInterface::StaticClass,
+    &TSession::StaticClass,
+    &TTemplate::StaticClass,
+    &TZURecordBlocker::StaticClass,
+    &TZURecordBlockerInterface::StaticClass,
+    &TZURecordBlockerObject::StaticClass,
+    &TZURecordBlockerTableObject::StaticClass,
+    &TZUThreadDataInterface::StaticClass,
+};
+
 // In the order of their start. A unit stands after those that it uses.
 constexpr TUnit Units[] = {
-    {[] { RegisterLparams(ScriptRegistry()); }, [] { UnregisterLparams(ScriptRegistry()); }},
-    {[] { RegisterLthdata(ScriptRegistry()); }, [] { UnregisterLthdata(ScriptRegistry()); }},
+    {[] { RegisterScriptClasses(Classes); }, [] { UnregisterScriptClasses(Classes); }},
     {[] { ZUThreadDataContainer = std::make_unique<TZUThreadDataContainer>(); },
      [] { ZUThreadDataContainer.reset(); }},
     {[] { ZTSTemplateCache = std::make_unique<TZTSTemplateCache>(); }, [] { ZTSTemplateCache.reset(); }},
     {[] { ParamsChecker = std::make_unique<TParamsChecker>(); }, [] { ParamsChecker.reset(); }},
-    {[] { RegisterChekprms(ScriptRegistry()); }, [] { UnregisterChekprms(ScriptRegistry()); }},
     {[] { ZURecordBlocker = std::make_unique<TZURecordBlocker>(); }, [] { ZURecordBlocker.reset(); }},
-    {[] { RegisterZurecblk(ScriptRegistry()); }, [] { UnregisterZurecblk(ScriptRegistry()); }},
-    {[] { RegisterLtemplt(ScriptRegistry()); }, [] { UnregisterLtemplt(ScriptRegistry()); }},
 };
 
 struct TStarts {
     std::mutex Mutex;
     int Count = 0;
+    std::vector<TScriptClass> HostClasses;
 };
 
 TStarts& Starts() {
@@ -48,16 +63,21 @@ TStarts& Starts() {
 
 void StopUnits(std::size_t Started) {
     while (Started > 0) Units[--Started].Stop();
+    UnregisterScriptClasses(Starts().HostClasses);
+    SetServices({});
 }
 
 } // namespace
 
-void StartZuTools() {
+void StartZuTools(TServices Services, std::span<const TScriptClass> HostClasses) {
     const std::lock_guard Guard(Starts().Mutex);
     if (Starts().Count == 0) {
         std::size_t Started = 0;
         try {
+            SetServices(std::move(Services));
+            Starts().HostClasses.assign(HostClasses.begin(), HostClasses.end());
             for (; Started < std::size(Units); ++Started) Units[Started].Start();
+            RegisterScriptClasses(Starts().HostClasses);
         } catch (...) {
             StopUnits(Started);
             throw;

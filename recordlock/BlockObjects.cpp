@@ -32,28 +32,36 @@ constexpr std::u16string_view ActionNames[] = {u"otEdit", u"otDelete", u"otInser
 
 constexpr TPropInfo BlockProperties[] = {
     {u"ID", TTypeKind::tkUString, u"string",
-     [](const TObject& Self) { return TKXVariant(AsBlock(Self).ID()); }, nullptr},
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).ID()); }, nullptr, u"the block's own ID"},
     {u"SID", TTypeKind::tkUString, u"string",
-     [](const TObject& Self) { return TKXVariant(AsBlock(Self).SID()); }, nullptr},
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).SID()); }, nullptr,
+     u"the session that has it"},
     {u"UserName", TTypeKind::tkUString, u"string",
-     [](const TObject& Self) { return TKXVariant(AsBlock(Self).UserName()); }, nullptr},
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).UserName()); }, nullptr,
+     u"the user of that session"},
     {u"TableName", TTypeKind::tkUString, u"string",
-     [](const TObject& Self) { return TKXVariant(AsBlock(Self).TableName()); }, nullptr},
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).TableName()); }, nullptr, u"the table"},
     {u"RecAction", TTypeKind::tkEnumeration, u"TZUBlockerObjectType",
-     [](const TObject& Self) { return TKXVariant(int{AsBlock(Self).RecAction()}); }, nullptr, ActionNames},
+     [](const TObject& Self) { return TKXVariant(int{AsBlock(Self).RecAction()}); }, nullptr,
+     u"what it was taken for", ActionNames},
     {u"LastErrorMessage", TTypeKind::tkUString, u"string",
-     [](const TObject& Self) { return TKXVariant(AsBlock(Self).LastErrorMessage()); }, nullptr},
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).LastErrorMessage()); }, nullptr,
+     u"why the last call for it was refused"},
     {u"LastErrorCode", TTypeKind::tkInteger, u"Integer",
-     [](const TObject& Self) { return TKXVariant(int{AsBlock(Self).LastErrorCode()}); }, nullptr},
+     [](const TObject& Self) { return TKXVariant(int{AsBlock(Self).LastErrorCode()}); }, nullptr,
+     u"the same as a number; 0 when it was not"},
     {u"CreateTime", TTypeKind::tkFloat, u"TDateTime",
-     [](const TObject& Self) { return TKXVariant(AsBlock(Self).CreateTime()); }, nullptr},
+     [](const TObject& Self) { return TKXVariant(AsBlock(Self).CreateTime()); }, nullptr,
+     u"when it was taken"},
 };
 
 constexpr TPropInfo RecordProperties[] = {
     {u"RecordID", TTypeKind::tkUString, u"string",
-     [](const TObject& Self) { return TKXVariant(AsRecord(Self).RecordID()); }, nullptr},
+     [](const TObject& Self) { return TKXVariant(AsRecord(Self).RecordID()); }, nullptr,
+     u"the key columns' values, joined with ;"},
     {u"RecordInterface", TTypeKind::tkClass, u"TRecordInterface",
-     [](const TObject& Self) { return PointerAsLVar(AsRecord(Self).RecordInterface()); }, nullptr},
+     [](const TObject& Self) { return PointerAsLVar(AsRecord(Self).RecordInterface()); }, nullptr,
+     u"the record's fields by name; nil without a record"},
 };
 
 } // namespace
@@ -73,7 +81,10 @@ std::u16string_view ObjectTypeToStr(TZUBlockerObjectType ObjectType) {
 }
 
 const TClassInfo& TZURecordBlockerTableObject::StaticClass() {
-    static constexpr TClassInfo Info{u"TZURecordBlockerTableObject", &TIObject::StaticClass, BlockProperties};
+    static constexpr TClassInfo Info{.Name = u"TZURecordBlockerTableObject",
+                                     .Parent = &TIObject::StaticClass,
+                                     .Properties = BlockProperties,
+                                     .Help = u"A table that one session has."};
     return Info;
 }
 const TClassInfo& TZURecordBlockerTableObject::ClassInfo() const {
@@ -148,8 +159,10 @@ std::vector<std::u16string> TZURecordBlockerTableObject::HistoryTexts() const {
 }
 
 const TClassInfo& TZURecordBlockerObject::StaticClass() {
-    static constexpr TClassInfo Info{u"TZURecordBlockerObject", &TZURecordBlockerTableObject::StaticClass,
-                                     RecordProperties};
+    static constexpr TClassInfo Info{.Name = u"TZURecordBlockerObject",
+                                     .Parent = &TZURecordBlockerTableObject::StaticClass,
+                                     .Properties = RecordProperties,
+                                     .Help = u"A record that one session has."};
     return Info;
 }
 const TClassInfo& TZURecordBlockerObject::ClassInfo() const {

@@ -10,28 +10,11 @@ namespace zutools {
 
 namespace {
 
-const TZURecordBlocker& AsBlocker(const TObject& Self) {
-    return static_cast<const TZURecordBlocker&>(Self);
-}
-
-constexpr TPropInfo Properties[] = {
-    {u"Count", TTypeKind::tkInteger, u"Integer",
-     [](const TObject& Self) { return TKXVariant(AsBlocker(Self).Count()); }, nullptr},
-};
-
 // How much is copied under the lock at a time: so many blocks, or about so much text of their histories.
 constexpr std::size_t SliceBlocks = 32;
 constexpr std::size_t SliceUnits = 256 * 1024;
 
 } // namespace
-
-const TClassInfo& TZURecordBlocker::StaticClass() {
-    static constexpr TClassInfo Info{u"TZURecordBlocker", &TObject::StaticClass, Properties};
-    return Info;
-}
-const TClassInfo& TZURecordBlocker::ClassInfo() const {
-    return StaticClass();
-}
 
 std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::Objects(int Index) const {
     const std::scoped_lock Lock(*this);

@@ -140,14 +140,69 @@ void P_RollBackAll(TObject& Target, TScriptArgs /*Args*/) {
     if (Blocker.CetCurrentSession() != nullptr) Blocker.DoneBySID(Blocker.CurrentSID());
 }
 
+constexpr TScriptMember ScriptNames[] = {
+    ScriptFunction(
+        u"CheckRecordAccess", -1, F_CheckRecordAccess,
+        u"(table, record), (ID) or (block): 0 nobody has it, 1 to 4 this session, 11 to 14 another"),
+    ScriptFunction(u"CommitRecord", -1, F_CommitRecord,
+                   u"(table, record), (IDs) or (block) [, keep]: writes the record and gives it back"),
+    ScriptFunction(u"CommitDocInTable", -1, F_CommitDocInTable, u"the same, written as a document"),
+    ScriptFunction(u"RollBackRecord", -1, F_RollBackRecord,
+                   u"(table, record), (IDs) or (block): gives the record back unwritten"),
+    ScriptFunction(u"ClearCacheRecord", -1, F_RollBackRecord, u"the same as RollBackRecord"),
+    ScriptFunction(u"UnLockTable", 1, F_UnLockTable, u"(table or lock): ends the lock of a table"),
+    ScriptFunction(u"LockTable", 1, F_LockTable,
+                   u"(table): locks a whole table; nil when refused, see LastError"),
+    ScriptFunction(u"GetLockRecord", -1, F_GetLockRecord,
+                   u"(ID), (table, record) to edit or (table, \"\") to insert: a block; nil when refused"),
+    ScriptFunction(u"DeleteRecord", 2, F_DeleteRecord,
+                   u"(table, record): a block whose commit deletes the record; nil when refused"),
+    ScriptFunction(u"LastError", 0, F_LastError,
+                   u"why this thread's last call was refused; nil when it was not"),
+    ScriptFunction(u"LastObjectParams", 0, F_LastError, u"the same as LastError"),
+    ScriptProcedure(u"RollBackAll", 0, P_RollBackAll,
+                    u"gives back everything that this session has, unwritten"),
+    ScriptProcedure(u"ClearCacheAll", 0, P_RollBackAll, u"the same as RollBackAll"),
+};
+
 TKXVariant P_GetObjects(TObject& Target, TScriptArgs Args) {
     return Result(static_cast<TZURecordBlocker&>(Target).Objects(Args[0].AsInteger()));
 }
 
+constexpr TPropInfo BlockerProperties[] = {
+    {u"Count", TTypeKind::tkInteger, u"Integer",
+     [](const TObject& Self) { return TKXVariant(static_cast<const TZURecordBlocker&>(Self).Count()); },
+     nullptr, u"how many blocks there are"},
+};
+
+constexpr TScriptMember BlockerNames[] = {
+    ScriptProperty(u"Objects", 1, P_GetObjects, nullptr,
+                   u"a block, by its index from 0; nil when there is none"),
+};
+
 } // namespace
 
+const TClassInfo& TZURecordBlocker::StaticClass() {
+    static constexpr TClassInfo Info{.Name = u"TZURecordBlocker",
+                                     .Parent = &TObject::StaticClass,
+                                     .Properties = BlockerProperties,
+                                     .Script = BlockerNames,
+                                     .Help = u"Every block of every session, for pages of administrators."};
+    return Info;
+}
+const TClassInfo& TZURecordBlocker::ClassInfo() const {
+    return StaticClass();
+}
+
 const TClassInfo& TZURecordBlockerInterface::StaticClass() {
-    static constexpr TClassInfo Info{u"TZURecordBlockerInterface", &TIRegObject::StaticClass};
+    static constexpr TClassInfo Info{
+        .Name = u"TZURecordBlockerInterface",
+        .Parent = &TIRegObject::StaticClass,
+        .Script = ScriptNames,
+        .Global = {u"RecordBlocker",
+                   []() -> TObject* { return ZURecordBlocker ? &ZURecordBlocker->GetInterface() : nullptr; },
+                   u"takes records for this session, writes them and gives them back"},
+        .Help = u"Records and tables that one session has at a time."};
     return Info;
 }
 const TClassInfo& TZURecordBlockerInterface::ClassInfo() const {
@@ -155,26 +210,10 @@ const TClassInfo& TZURecordBlockerInterface::ClassInfo() const {
 }
 
 void RegisterZurecblk(TScriptRegistry& Registry) {
-    const TClassInfo& Class = TZURecordBlockerInterface::StaticClass();
-    Registry.RegisterClass(Class);
-    Registry.RegisterFunction(Class, u"CheckRecordAccess", -1, F_CheckRecordAccess);
-    Registry.RegisterFunction(Class, u"CommitRecord", -1, F_CommitRecord);
-    Registry.RegisterFunction(Class, u"CommitDocInTable", -1, F_CommitDocInTable);
-    Registry.RegisterFunction(Class, u"RollBackRecord", -1, F_RollBackRecord);
-    Registry.RegisterFunction(Class, u"ClearCacheRecord", -1, F_RollBackRecord);
-    Registry.RegisterFunction(Class, u"UnLockTable", 1, F_UnLockTable);
-    Registry.RegisterFunction(Class, u"LockTable", 1, F_LockTable);
-    Registry.RegisterFunction(Class, u"GetLockRecord", -1, F_GetLockRecord);
-    Registry.RegisterFunction(Class, u"DeleteRecord", 2, F_DeleteRecord);
-    Registry.RegisterFunction(Class, u"LastError", 0, F_LastError);
-    Registry.RegisterFunction(Class, u"LastObjectParams", 0, F_LastError);
-    Registry.RegisterProcedure(Class, u"RollBackAll", 0, P_RollBackAll);
-    Registry.RegisterProcedure(Class, u"ClearCacheAll", 0, P_RollBackAll);
-
-    // The blocks, so that their published properties are known by name.
+    Registry.RegisterClass(TZURecordBlockerInterface::StaticClass());
+    Registry.RegisterClass(TZURecordBlocker::StaticClass());
     Registry.RegisterClass(TZURecordBlockerTableObject::StaticClass());
     Registry.RegisterClass(TZURecordBlockerObject::StaticClass());
-    Registry.RegisterProperty(TZURecordBlocker::StaticClass(), u"Objects", 1, P_GetObjects, nullptr, true);
 }
 
 void UnregisterZurecblk(TScriptRegistry& Registry) {

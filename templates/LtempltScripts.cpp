@@ -103,22 +103,52 @@ void P_Clear(TObject& Target, TScriptArgs /*Args*/) {
 
 constexpr TPropInfo Properties[] = {
     {u"TagsCount", TTypeKind::tkInteger, u"Integer",
-     [](const TObject& Target) { return TKXVariant(Self(Target).GetNumTags()); }, nullptr},
+     [](const TObject& Target) { return TKXVariant(Self(Target).GetNumTags()); }, nullptr,
+     u"how many different tags there are"},
     {u"PartsCount", TTypeKind::tkInteger, u"Integer",
-     [](const TObject& Target) { return TKXVariant(Self(Target).GetNumParts()); }, nullptr},
+     [](const TObject& Target) { return TKXVariant(Self(Target).GetNumParts()); }, nullptr,
+     u"how many parts there are, the template itself counted"},
     {u"LanguageID", TTypeKind::tkUString, u"string",
      [](const TObject& Target) { return TKXVariant(Self(Target).LanguageID()); },
-     [](TObject& Target, const TKXVariant& Value) { Self(Target).SetLanguageID(Value.AsString()); }},
+     [](TObject& Target, const TKXVariant& Value) { Self(Target).SetLanguageID(Value.AsString()); },
+     u"the language of its texts"},
     {u"PartName", TTypeKind::tkUString, u"string",
-     [](const TObject& Target) { return TKXVariant(Self(Target).PartName()); }, nullptr},
+     [](const TObject& Target) { return TKXVariant(Self(Target).PartName()); }, nullptr,
+     u"the name of this part; empty for a whole template"},
     {u"DebugInfo", TTypeKind::tkUString, u"string",
-     [](const TObject& Target) { return TKXVariant(Self(Target).GetDebugInfo()); }, nullptr},
+     [](const TObject& Target) { return TKXVariant(Self(Target).GetDebugInfo()); }, nullptr,
+     u"tags and parts in words"},
     {u"RaiseException", TTypeKind::tkEnumeration, u"Boolean",
      [](const TObject& Target) { return TKXVariant(Self(Target).RaiseException()); },
-     [](TObject& Target, const TKXVariant& Value) { Self(Target).SetRaiseException(Value.AsBoolean()); }},
+     [](TObject& Target, const TKXVariant& Value) { Self(Target).SetRaiseException(Value.AsBoolean()); },
+     u"whether errors are raised, or kept in LastError only"},
     {u"LastError", TTypeKind::tkUString, u"string",
      [](const TObject& Target) { return TKXVariant(Self(Target).LastError()); },
-     [](TObject& Target, const TKXVariant& Value) { Self(Target).SetLastError(Value.AsString()); }},
+     [](TObject& Target, const TKXVariant& Value) { Self(Target).SetLastError(Value.AsString()); },
+     u"the text of the last error; empty when there was none"},
+};
+
+constexpr TScriptMember ScriptNames[] = {
+    ScriptProperty(u"TagName", 1, PropertyFunc_GetTagName, nullptr,
+                   u"the name of a tag, by its index from 0 in the order of names"),
+    ScriptProperty(u"TagIndex", 1, PropertyFunc_GetTagIndex, nullptr,
+                   u"the index of a tag, by its name; -1 when there is none"),
+    ScriptProperty(u"Tag", 1, PropertyFunc_GetTag, PropertyFunc_SetTag,
+                   u"the value of a tag, by name or index; writing an unknown name does nothing"),
+    ScriptProperty(u"Part", 1, PropertyFunc_GetPart, nullptr,
+                   u"a part, by name or number from 1; 0 is the template itself"),
+    ScriptProperty(u"Body", 0, PropertyFunc_GetBody, PropertyFunc_SetBody,
+                   u"the text last parsed; writing parses another text"),
+    ScriptProperty(u"Name", 0, PropertyFunc_GetName, PropertyFunc_SetName,
+                   u"the file of the template; writing loads one"),
+    ScriptFunction(u"PartExist", 1, F_PartExist, u"(name or number): whether there is such a part"),
+    ScriptFunction(u"BuildTemplate", 0, F_BuildTemplate, u"the text with the values of its tags"),
+    ScriptFunction(u"ReCreateTemplate", 0, F_ReCreateTemplate,
+                   u"the same, with empty tags written back as tags"),
+    ScriptProcedure(u"FillTemplate", 1, P_FillTemplate, u"(list): sets the tags that a TParamsList names"),
+    ScriptProcedure(u"ReadTemplate", 0, P_ReadTemplate,
+                    u"parses the text between tags and parts again, which drops them; reads no file"),
+    ScriptProcedure(u"Clear", 0, P_Clear, u"empties the tags of the template and of all its parts"),
 };
 
 std::unique_ptr<TObject> Make() {
@@ -128,7 +158,12 @@ std::unique_ptr<TObject> Make() {
 } // namespace
 
 const TClassInfo& TTemplate::StaticClass() {
-    static constexpr TClassInfo Info{u"TTemplate", &TIObject::StaticClass, Properties, {}, Make};
+    static constexpr TClassInfo Info{.Name = u"TTemplate",
+                                     .Parent = &TIObject::StaticClass,
+                                     .Properties = Properties,
+                                     .Create = Make,
+                                     .Script = ScriptNames,
+                                     .Help = u"A text with tags and parts. Any other name is a tag's."};
     return Info;
 }
 
@@ -152,20 +187,7 @@ bool TTemplate::SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, 
 }
 
 void RegisterLtemplt(TScriptRegistry& Registry) {
-    const TClassInfo& Class = TTemplate::StaticClass();
-    Registry.RegisterClass(Class);
-    Registry.RegisterProperty(Class, u"TagName", 1, PropertyFunc_GetTagName, nullptr, true);
-    Registry.RegisterProperty(Class, u"TagIndex", 1, PropertyFunc_GetTagIndex, nullptr, true);
-    Registry.RegisterProperty(Class, u"Tag", 1, PropertyFunc_GetTag, PropertyFunc_SetTag, false);
-    Registry.RegisterProperty(Class, u"Part", 1, PropertyFunc_GetPart, nullptr, true);
-    Registry.RegisterProperty(Class, u"Body", 0, PropertyFunc_GetBody, PropertyFunc_SetBody, false);
-    Registry.RegisterProperty(Class, u"Name", 0, PropertyFunc_GetName, PropertyFunc_SetName, false);
-    Registry.RegisterFunction(Class, u"PartExist", 1, F_PartExist);
-    Registry.RegisterFunction(Class, u"BuildTemplate", 0, F_BuildTemplate);
-    Registry.RegisterFunction(Class, u"ReCreateTemplate", 0, F_ReCreateTemplate);
-    Registry.RegisterProcedure(Class, u"FillTemplate", 1, P_FillTemplate);
-    Registry.RegisterProcedure(Class, u"ReadTemplate", 0, P_ReadTemplate);
-    Registry.RegisterProcedure(Class, u"Clear", 0, P_Clear);
+    Registry.RegisterClass(TTemplate::StaticClass());
 }
 
 void UnregisterLtemplt(TScriptRegistry& Registry) {

@@ -1,10 +1,9 @@
 // zuhost api: the reference of what scripts can use, from the script registry and the classes themselves.
 
 #include "apps/zuhost/Commands.h"
+#include "apps/zuhost/Library.h"
 
 #include "host/ScriptObjects.h"
-#include "host/Session.h"
-#include "server/web/WebObjects.h"
 
 #include <CLI/CLI.hpp>
 
@@ -26,27 +25,34 @@ Examples:
 
 /// One line of the reference.
 struct TEntry {
-    std::u16string Name;
+    std::u16string_view Name;
     std::u16string_view Kind;
     std::u16string Arguments;
-    std::u16string Type; // of published properties; registered names decide at each call
+    std::u16string_view Type; // of published properties; registered names decide at each call
     std::u16string_view Access;
+    std::u16string_view Help;
 };
 
 [[nodiscard]] std::u16string Number(std::size_t Value) {
     return Text(std::to_string(Value));
 }
 
+[[nodiscard]] std::u16string_view AccessText(bool ReadOnly) {
+    return ReadOnly ? u"read-only" : u"read/write";
+}
+
 [[nodiscard]] TEntry RegisteredEntry(const TScriptMember& Member) {
-    TEntry Entry{Member.Name,
-                 u"procedure",
-                 Member.ArgCount < 0 ? u"any" : Number(static_cast<std::size_t>(Member.ArgCount)),
-                 {},
-                 {}};
+    TEntry Entry{.Name = Member.Name,
+                 .Kind = u"procedure",
+                 .Arguments =
+                     Member.ArgCount < 0 ? u"any" : Number(static_cast<std::size_t>(Member.ArgCount)),
+                 .Type = {},
+                 .Access = {},
+                 .Help = Member.Help};
     if (Member.Kind == TScriptMemberKind::smFunction) Entry.Kind = u"function";
     if (Member.Kind == TScriptMemberKind::smProperty) {
         Entry.Kind = u"property";
-        Entry.Access = Member.ReadOnly() ? u"read-only" : u"read/write";
+        Entry.Access = AccessText(Member.ReadOnly());
     }
     return Entry;
 }
@@ -63,28 +69,16 @@ struct TEntry {
     for (const TScriptMember* Member : ScriptRegistry().Members(Class))
         Result.push_back(RegisteredEntry(*Member));
     for (const TPropInfo* Property : Class.AllProperties()) {
-        Result.push_back({std::u16string(Property->Name), u"published property", u"0",
-                          std::u16string(Property->TypeName),
-                          Property->Set == nullptr ? u"read-only" : u"read/write"});
+        Result.push_back({Property->Name, u"published property", u"0", Property->TypeName,
+                          AccessText(Property->Set == nullptr), Property->Help});
     }
     for (const TClassInfo* Base : Ancestry(Class)) {
         for (const TMethodInfo& Method : Base->Methods) {
             if (Method.Visibility != TVisibility::mvPublished) continue;
             Result.push_back(
-                {std::u16string(Method.Name), u"published method", Number(Method.Params.size()), {}, {}});
+                {Method.Name, u"published method", Number(Method.Params.size()), {}, {}, Method.Help});
         }
     }
-    return Result;
-}
-
-/// The registered classes, and the session, of which scripts reach the published properties. Ordered by name.
-[[nodiscard]] std::vector<const TClassInfo*> ReachableClasses() {
-    std::vector<const TClassInfo*> Result = ScriptRegistry().Classes();
-    if (std::find(Result.begin(), Result.end(), &TSession::StaticClass()) == Result.end()) {
-        Result.push_back(&TSession::StaticClass());
-    }
-    std::sort(Result.begin(), Result.end(),
-              [](const TClassInfo* Left, const TClassInfo* Right) { return Left->Name < Right->Name; });
     return Result;
 }
 
@@ -98,6 +92,24 @@ struct TEntry {
     return Found != Line.end() ? *Found : nullptr;
 }
 
+/// What a class is, and how scripts come to an object of it; a sentence a line, names between `Quote`.
+[[nodiscard]] std::u16string About(const TClassInfo& Class, const TClassInfo* Base,
+                                   std::u16string_view Quote) {
+    const auto Quoted = [Quote](std::u16string_view Name) {
+        return std::u16string(Quote) + std::u16string(Name) + std::u16string(Quote);
+    };
+    std::u16string Result(Class.Help);
+    if (!Result.empty()) Result += u"\n";
+    if (const TScriptGlobal& Global = Class.Global; !Global.Name.empty()) {
+        Result += u"The global " + Quoted(Global.Name) + u": " + std::u16string(Global.Help) + u".\n";
+    }
+    if (Class.Create != nullptr) {
+        Result += u"Made by " + Quoted(u"zu.create(\"" + std::u16string(Class.Name) + u"\")") + u".\n";
+    }
+    if (Base != nullptr) Result += u"Has the names of " + Quoted(Base->Name) + u" too.\n";
+    return Result;
+}
+
 [[nodiscard]] std::u16string Padded(std::u16string_view Word, std::size_t Width) {
     std::u16string Result(Word);
     if (Result.size() < Width) Result.resize(Width, u' ');
@@ -105,33 +117,30 @@ struct TEntry {
 }
 
 [[nodiscard]] std::u16string PlainClass(const TClassInfo& Class, const TClassInfo* Base) {
-    std::u16string Result(Class.Name);
-    if (Class.Create != nullptr) Result += u", made by zu.create(\"" + std::u16string(Class.Name) + u"\")";
-    if (Base != nullptr) Result += u", with the names of " + std::u16string(Base->Name);
-    Result += u"\n";
+    std::u16string Result = std::u16string(Class.Name) + u"\n" + About(Class, Base, {});
     const std::vector<TEntry> List = Entries(Class);
     std::size_t Width = 0;
     for (const TEntry& Entry : List) Width = std::max(Width, Entry.Name.size());
     for (const TEntry& Entry : List) {
         Result += u"  " + Padded(Entry.Name, Width) + u"  " + Padded(Entry.Kind, 18) + u"  " +
-                  Padded(Entry.Arguments + (Entry.Arguments == u"1" ? u" argument" : u" arguments"), 13);
-        if (!Entry.Access.empty()) Result += u"  " + std::u16string(Entry.Access);
-        if (!Entry.Type.empty()) Result += u"  " + Entry.Type;
-        while (Result.back() == u' ') Result.pop_back();
-        Result += u"\n";
+                  Padded(Entry.Arguments + (Entry.Arguments == u"1" ? u" argument" : u" arguments"), 13) +
+                  u"  " + Padded(Entry.Access, 10) + u"  ";
+        if (!Entry.Type.empty()) Result += std::u16string(Entry.Type) + u": ";
+        Result += std::u16string(Entry.Help) + u"\n";
     }
     return Result;
 }
 
 [[nodiscard]] std::u16string MarkdownClass(const TClassInfo& Class, const TClassInfo* Base) {
-    std::u16string Result = u"## " + std::u16string(Class.Name) + u"\n\n";
-    if (Class.Create != nullptr) Result += u"Made by `zu.create(\"" + std::u16string(Class.Name) + u"\")`.\n";
-    if (Base != nullptr) Result += u"Has the names of `" + std::u16string(Base->Name) + u"` too.\n";
-    if (!Result.ends_with(u"\n\n")) Result += u"\n";
-    Result += u"| Name | Kind | Arguments | Type | Access |\n|---|---|---|---|---|\n";
-    for (const TEntry& Entry : Entries(Class)) {
-        Result += u"| `" + Entry.Name + u"` | " + std::u16string(Entry.Kind) + u" | " + Entry.Arguments +
-                  u" | " + Entry.Type + u" | " + std::u16string(Entry.Access) + u" |\n";
+    std::u16string Result = u"## " + std::u16string(Class.Name) + u"\n\n" + About(Class, Base, u"`");
+    const std::vector<TEntry> List = Entries(Class);
+    if (!List.empty()) {
+        Result += u"\n| Name | Kind | Arguments | Type | Access | What it is |\n|---|---|---|---|---|---|\n";
+    }
+    for (const TEntry& Entry : List) {
+        Result += u"| `" + std::u16string(Entry.Name) + u"` | " + std::u16string(Entry.Kind) + u" | " +
+                  Entry.Arguments + u" | " + std::u16string(Entry.Type) + u" | " +
+                  std::u16string(Entry.Access) + u" | " + std::u16string(Entry.Help) + u" |\n";
     }
     return Result;
 }
@@ -145,9 +154,8 @@ int RunApi(const TArguments& Arguments) {
     App.add_flag("--markdown", Markdown, "Print it as Markdown, as in docs/script-api.md");
     if (!Parse(App, Arguments)) return ExitGood;
 
-    const TLibrary Library(nullptr, {}, {});
-    server::RegisterWebObjects(ScriptRegistry());
-    const std::vector<const TClassInfo*> Classes = ReachableClasses();
+    const TLibrary Library({}, {});
+    const std::vector<const TClassInfo*> Classes = ScriptRegistry().Classes();
     if (Markdown) {
         WriteOut(std::u16string_view(u"# Script reference\n\nWhat scripts reach by name. Made by `zuhost api "
                                      u"--markdown`, not by hand.\n\nA property with arguments is indexed: "
@@ -161,7 +169,6 @@ int RunApi(const TArguments& Arguments) {
         const TClassInfo* const Base = KnownBase(*Class, Classes);
         WriteOut(Markdown ? MarkdownClass(*Class, Base) : PlainClass(*Class, Base));
     }
-    server::UnregisterWebObjects(ScriptRegistry());
     return ExitGood;
 }
 

@@ -1,6 +1,7 @@
 // zuhost render: one template, filled from the command line.
 
 #include "apps/zuhost/Commands.h"
+#include "apps/zuhost/Library.h"
 
 #include "host/Exception.h"
 #include "server/strings/JsonLocalizator.h"
@@ -41,8 +42,8 @@ struct TValue {
 }
 
 /// Keys would come out as they are, which is hard to tell from missing texts.
-void WarnOfLanguage(std::u16string_view Language) {
-    const auto* const Strings = dynamic_cast<const server::TJsonLocalizator*>(Services().Localizer.get());
+void WarnOfLanguage(const TServices& Services, std::u16string_view Language) {
+    const auto* const Strings = dynamic_cast<const server::TJsonLocalizator*>(Services.Localizer.get());
     if (Strings == nullptr || Strings->HasLanguage(Language)) return;
     Complain(u"warning: there is no language file for \"" + std::u16string(Language) + u"\"");
 }
@@ -70,8 +71,9 @@ int RunRender(const TArguments& Arguments) {
 
     const auto Manager = Language.empty() ? std::make_shared<TSimpleApplicationManager>()
                                           : std::make_shared<TSimpleApplicationManager>(Text(Language));
-    const TLibrary Library(Manager, Text(Templates), Text(Strings));
-    WarnOfLanguage(Manager->GetDefaultLanguageID());
+    const TServices Services = MakeServices(Manager, std::make_shared<TShellLogger>(), Text(Strings));
+    const TLibrary Library(Services, Text(Templates));
+    WarnOfLanguage(Services, Manager->GetDefaultLanguageID());
     TTemplate Page;
     // The error of a part that is not closed is the part's: raised, it is seen here as well.
     Page.SetRaiseException(true);

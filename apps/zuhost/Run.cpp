@@ -2,8 +2,8 @@
 
 #include "apps/zuhost/Commands.h"
 #include "apps/zuhost/DatabaseManager.h"
+#include "apps/zuhost/Library.h"
 
-#include "checking/Chekprms.h"
 #include "host/Session.h"
 #include "host/ThreadContainer.h"
 #include "server/lua/LuaEngine.h"
@@ -87,13 +87,13 @@ int RunScript(const TArguments& Arguments) {
     }
 
     const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
-    const TLibrary Library(Manager, Config.Templates, Config.Strings);
+    const TLibrary Library(MakeServices(Manager, std::make_shared<TShellLogger>(), Config.Strings),
+                           Config.Templates);
     const TSessionScope Session;
     server::TLuaOptions Options;
     Options.Database = [&Manager] { return Manager->GetDatabase(); };
     Options.ThreadEnd = [&Manager] { Manager->ReleaseThread(); };
     server::TLuaEngine Engine(std::move(Options));
-    Engine.SetGlobal("ParamsChecker", *ParamsChecker);
     Engine.RunFile(File, Script);
     return ExitGood;
 }

@@ -2,17 +2,15 @@
 
 #include "apps/zuhost/Blocks.h"
 #include "apps/zuhost/DatabaseManager.h"
+#include "apps/zuhost/Library.h"
 #include "apps/zuhost/SetupUsers.h"
 #include "checking/Chekprms.h"
 #include "checking/Dbchprms.h"
 #include "checking/Presets.h"
 #include "host/Exception.h"
-#include "host/Services.h"
-#include "package/ZuTools.h"
 #include "platform/Text.h"
 #include "recordlock/Zurecblk.h"
 #include "server/lua/LuaEngine.h"
-#include "server/records/SqlDictionary.h"
 #include "server/rights/SqlSecurity.h"
 #include "server/rights/Users.h"
 #include "server/sql/Schema.h"
@@ -23,7 +21,6 @@
 #include "server/web/Server.h"
 #include "server/web/SpdLogger.h"
 #include "server/web/ValueFilter.h"
-#include "server/web/WebObjects.h"
 #include "templates/Ztstmplcache.h"
 
 #include <pthread.h>
@@ -74,34 +71,14 @@ private:
     sigset_t FSignals;
 };
 
-/// The library with its services while it lives.
-class TLibraryScope {
-public:
-    explicit TLibraryScope(TServices Given) {
-        SetServices(std::move(Given));
-        StartZuTools();
-        RegisterWebObjects(ScriptRegistry());
-        RegisterSetupUsers(ScriptRegistry());
-    }
-    ~TLibraryScope() {
-        UnregisterSetupUsers(ScriptRegistry());
-        UnregisterWebObjects(ScriptRegistry());
-        StopZuTools();
-        SetServices({});
-    }
-    TLibraryScope(const TLibraryScope&) = delete;
-    TLibraryScope& operator=(const TLibraryScope&) = delete;
-};
-
-std::shared_ptr<TLocalizatorTable> MakeLocalizer(const TWebConfig& Config, TLogger& Logger) {
-    if (Config.Strings.empty()) return std::make_shared<TEmptyLocalizatorTable>();
-    auto Strings = std::make_shared<TJsonLocalizator>(Config.Strings);
+/// Keys without texts come out as they are, which is hard to tell from missing files.
+void WarnOfLanguages(const TWebConfig& Config, const TServices& Services) {
+    const auto* const Strings = dynamic_cast<const TJsonLocalizator*>(Services.Localizer.get());
+    if (Strings == nullptr) return;
     for (const std::u16string& Language : Config.Languages) {
-        if (!Strings->HasLanguage(Language)) {
-            Logger.Log(TLogLevel::Warning, u"no strings for the language \"" + Language + u"\"");
-        }
+        if (Strings->HasLanguage(Language)) continue;
+        Services.Logger->Log(TLogLevel::Warning, u"no strings for the language \"" + Language + u"\"");
     }
-    return Strings;
 }
 
 TLuaOptions LuaOptions(const TWebConfig& Config, TDatabaseManager& Manager) {
@@ -134,8 +111,9 @@ void RunSetup(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>&
 }
 
 /// The application's preparations may have made users, so it is asked after them.
-void WarnWithoutRights(const TWebConfig& Config, TSqlSecurityManager& Security, TLogger& Logger) {
-    if (Config.Database.empty() || Security.IsSetUp()) return;
+void WarnWithoutRights(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager,
+                       TLogger& Logger) {
+    if (Config.Database.empty() || TSqlSecurityManager(DatabaseOfManager(Manager)).IsSetUp()) return;
     Logger.Log(TLogLevel::Warning,
                u"the database has no users, so everybody may do everything with its records; "
                u"make users with `zuhost users`");
@@ -184,19 +162,17 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     const TStopSignals Signals;
     const auto Logger = std::make_shared<TSpdLogger>(Config.Log.Level, Config.Log.File);
     const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
-    const auto Localizer = MakeLocalizer(Config, *Logger);
-    const auto Security = std::make_shared<TSqlSecurityManager>(DatabaseOfManager(Manager));
-    const auto Dictionary = std::make_shared<TSqlDictionary>(DatabaseOfManager(Manager));
-    const TLibraryScope Library({Manager, Localizer, Logger, Security, Dictionary});
-    if (!Config.Templates.empty()) ZTSTemplateCache->SetTemplateDirectory(Config.Templates);
+    const TServices Services = MakeServices(Manager, Logger, Config.Strings);
+    WarnOfLanguages(Config, Services);
+    const TLibrary Library(Services, Config.Templates);
     ZTSTemplateCache->SetEnabled(true);
     PrepareDatabase(Config, *Manager);
     RunSetup(Config, Manager);
-    WarnWithoutRights(Config, *Security, *Logger);
+    WarnWithoutRights(Config, Manager, *Logger);
     Manager->ReleaseThread();
 
     TWebServerHooks Hooks;
-    if (!Config.Filter.empty()) Hooks.Filters.push_back(MakeValueFilter(*ParamsChecker, *Localizer));
+    if (!Config.Filter.empty()) Hooks.Filters.push_back(MakeValueFilter(*ParamsChecker, *Services.Localizer));
     Hooks.MakeRunner = [Config, Manager] {
         return std::make_unique<TLuaModuleRunner>(LuaOptions(Config, *Manager));
     };
@@ -204,7 +180,7 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     Hooks.SignIn = MakeSignIn(Config, Manager);
     const TAdminConfig AdminConfig = Config.Admin;
     const std::chrono::seconds Pause = SweepPause(Config.Session.Idle);
-    TWebServer Server(std::move(Config), std::move(Hooks), *Logger, *Localizer);
+    TWebServer Server(std::move(Config), std::move(Hooks), *Logger, *Services.Localizer);
     Server.Start();
     auto Admin = StartAdmin(AdminConfig, ConfigFile, *Logger);
     Tell("serving on " + Server.Url());

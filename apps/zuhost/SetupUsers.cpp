@@ -30,33 +30,35 @@ void Grant(TObject& Target, TScriptArgs Args) {
     Self(Target).Profiles.Grant(Args[0].AsString(), {Args[1].AsString(), *Right, Args[3].AsString()});
 }
 
+constexpr TScriptMember ScriptNames[] = {
+    ScriptProperty(
+        u"Count", 0,
+        [](TObject& Target, TScriptArgs) -> TKXVariant {
+            return static_cast<std::int64_t>(Self(Target).Users.List().size());
+        },
+        nullptr, u"how many users there are"),
+    ScriptProcedure(u"Add", 4, Add, u"(name, password, profile, administrator): a new user"),
+    ScriptProcedure(u"SetAttribute", 3, SetAttribute,
+                    u"(name, attribute, value): what record filters ask of a user"),
+    ScriptProcedure(
+        u"Grant", 4, Grant,
+        u"(profile, table, operation, filter): what users of a profile may do with which records"),
+};
+
 } // namespace
 
 const TClassInfo& TSetupUsers::StaticClass() {
-    static constexpr TClassInfo Info{u"TSetupUsers", &TIObject::StaticClass};
+    static constexpr TClassInfo Info{
+        .Name = u"TSetupUsers",
+        .Parent = &TIObject::StaticClass,
+        .Script = ScriptNames,
+        .Global = {.Name = u"SetupUsers", .Help = u"in the setup module of a service with a database only"},
+        .Help = u"The first users of an application, and what they may do."};
     return Info;
 }
 
 const TClassInfo& TSetupUsers::ClassInfo() const {
     return StaticClass();
-}
-
-void RegisterSetupUsers(TScriptRegistry& Registry) {
-    const TClassInfo& Class = TSetupUsers::StaticClass();
-    Registry.RegisterClass(Class);
-    Registry.RegisterProperty(
-        Class, u"Count", 0,
-        [](TObject& Target, TScriptArgs) -> TKXVariant {
-            return static_cast<std::int64_t>(Self(Target).Users.List().size());
-        },
-        nullptr, true);
-    Registry.RegisterProcedure(Class, u"Add", 4, Add);
-    Registry.RegisterProcedure(Class, u"SetAttribute", 3, SetAttribute);
-    Registry.RegisterProcedure(Class, u"Grant", 4, Grant);
-}
-
-void UnregisterSetupUsers(TScriptRegistry& Registry) {
-    Registry.UnregisterClass(TSetupUsers::StaticClass());
 }
 
 } // namespace zutools::zuhost

@@ -26,7 +26,4 @@ public:
     server::TProfiles Profiles;
 };
 
-void RegisterSetupUsers(TScriptRegistry& Registry);
-void UnregisterSetupUsers(TScriptRegistry& Registry);
-
 } // namespace zutools::zuhost

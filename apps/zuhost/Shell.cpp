@@ -1,13 +1,8 @@
 #include "apps/zuhost/Shell.h"
 
 #include "host/Exception.h"
-#include "package/ZuTools.h"
 #include "platform/File.h"
 #include "platform/Text.h"
-#include "server/records/SqlDictionary.h"
-#include "server/rights/SqlSecurity.h"
-#include "server/strings/JsonLocalizator.h"
-#include "templates/Ztstmplcache.h"
 
 #include <CLI/CLI.hpp>
 
@@ -108,24 +103,6 @@ void TShellLogger::Log(TLogLevel Level, std::u16string_view Text) noexcept {
     } catch (const std::exception&) {
         // Out of memory: nothing left to say it with.
     }
-}
-
-TLibrary::TLibrary(std::shared_ptr<TApplicationManager> Manager, std::u16string_view Templates,
-                   std::u16string_view Strings) {
-    TServices Services{std::move(Manager), nullptr, std::make_shared<TShellLogger>()};
-    if (const auto& Given = Services.ApplicationManager; Given != nullptr) {
-        Services.Security = std::make_shared<server::TSqlSecurityManager>(server::DatabaseOfManager(Given));
-        Services.Dictionary = std::make_shared<server::TSqlDictionary>(server::DatabaseOfManager(Given));
-    }
-    if (!Strings.empty()) Services.Localizer = std::make_shared<server::TJsonLocalizator>(Strings);
-    SetServices(std::move(Services));
-    StartZuTools();
-    ZTSTemplateCache->SetTemplateDirectory(Templates);
-}
-
-TLibrary::~TLibrary() {
-    StopZuTools();
-    SetServices({});
 }
 
 } // namespace zutools::zuhost

@@ -63,16 +63,4 @@ public:
     void Log(TLogLevel Level, std::u16string_view Text) noexcept override;
 };
 
-/// Starts the library with the services, and stops it.
-class TLibrary {
-public:
-    /// `Templates` is the folder of the templates, `Strings` that of the language files; empty: the current
-    /// folder, and no texts.
-    TLibrary(std::shared_ptr<TApplicationManager> Manager, std::u16string_view Templates,
-             std::u16string_view Strings);
-    ~TLibrary();
-    TLibrary(const TLibrary&) = delete;
-    TLibrary& operator=(const TLibrary&) = delete;
-};
-
 } // namespace zutools::zuhost

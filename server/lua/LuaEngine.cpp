@@ -1,9 +1,7 @@
 #include "server/lua/LuaEngine.h"
 
-#include "core/Lthdata.h"
-#include "host/Session.h"
+#include "host/ScriptObjects.h"
 #include "platform/Text.h"
-#include "recordlock/Zurecblk.h"
 #include "server/lua/LuaGlobals.h"
 #include "server/lua/LuaState.h"
 
@@ -170,12 +168,10 @@ TLuaEngine::TLuaEngine(TLuaOptions Options)
         if (State.Options.Session) OpenSession(L);
         return 0;
     });
-    SetGlobal("Session", [] { return CurrentSession(); });
-    SetGlobal("ThreadData", []() -> TObject* {
-        return ZUThreadDataContainer ? ZUThreadDataContainer->CurrentData() : nullptr;
-    });
-    SetGlobal("RecordBlocker",
-              []() -> TObject* { return ZURecordBlocker ? &ZURecordBlocker->GetInterface() : nullptr; });
+    for (const TClassInfo* Class : ScriptRegistry().Classes()) {
+        const TScriptGlobal& Global = Class->Global;
+        if (Global.Get != nullptr) SetGlobal(platform::Utf16ToUtf8(Global.Name), Global.Get);
+    }
 }
 
 TLuaEngine::~TLuaEngine() = default;

@@ -5,8 +5,8 @@
 // published properties and methods, then by their own hooks: `tpl.Name = "page"`, `tpl.Tag["X"] = "1"`,
 // `tpl:BuildTemplate()`.
 //
-// An engine remembers what a class's names mean: register classes before the engines are made, and unregister
-// them after the engines are gone.
+// An engine has the globals that the registered classes declare, and remembers what their names mean:
+// register classes before the engines are made, and unregister them after the engines are gone.
 
 #pragma once
 

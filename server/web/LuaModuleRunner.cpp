@@ -1,7 +1,5 @@
 #include "server/web/LuaModuleRunner.h"
 
-#include "checking/Chekprms.h"
-
 namespace zutools::server {
 
 TLuaOptions WebLuaOptions(const TWebConfig& Config) {
@@ -17,7 +15,6 @@ TLuaModuleRunner::TLuaModuleRunner(TLuaOptions Options)
     : FThreadEnd(Options.ThreadEnd) {
     Options.Session = [this] { return FSession; };
     FEngine.emplace(std::move(Options));
-    if (ParamsChecker) FEngine->SetGlobal("ParamsChecker", *ParamsChecker);
 }
 
 TLuaModuleRunner::~TLuaModuleRunner() {

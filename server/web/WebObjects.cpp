@@ -66,99 +66,122 @@ TWebResponse& ResponseOf(TObject& Target) {
     return static_cast<TWebResponse&>(Target);
 }
 
-void RegisterFiles(TScriptRegistry& Registry) {
-    const TClassInfo& Class = TWebFiles::StaticClass();
-    const auto Property = [&](std::u16string_view Name, int ArgCount, TScriptGetter Getter) {
-        Registry.RegisterProperty(Class, Name, ArgCount, Getter, nullptr, true);
-    };
-    Registry.RegisterClass(Class);
-    Property(u"Count", 0, [](TObject& Target, TScriptArgs) -> TKXVariant {
-        return static_cast<int>(static_cast<TWebFiles&>(Target).Items.size());
-    });
-    Property(u"Name", 1,
-             [](TObject& Target, TScriptArgs Args) -> TKXVariant { return FileOf(Target, Args).Name; });
-    Property(u"FileName", 1,
-             [](TObject& Target, TScriptArgs Args) -> TKXVariant { return FileOf(Target, Args).FileName; });
-    Property(u"ContentType", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
-        return FileOf(Target, Args).ContentType;
-    });
-    Property(u"Size", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
-        return static_cast<std::int64_t>(FileOf(Target, Args).Content.size());
-    });
-    Property(u"Content", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
-        return ContentAsText(FileOf(Target, Args));
-    });
-    Property(u"ContentBase64", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
-        return Widened(Base64Text(FileOf(Target, Args).Content));
-    });
-}
+constexpr TScriptMember FilesNames[] = {
+    ScriptProperty(
+        u"Count", 0,
+        [](TObject& Target, TScriptArgs) -> TKXVariant {
+            return static_cast<int>(static_cast<TWebFiles&>(Target).Items.size());
+        },
+        nullptr, u"how many files were sent"),
+    ScriptProperty(
+        u"Name", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant { return FileOf(Target, Args).Name; },
+        nullptr, u"the form's field of a file, by its index from 0 or its field, as the next ones"),
+    ScriptProperty(
+        u"FileName", 1,
+        [](TObject& Target, TScriptArgs Args) -> TKXVariant { return FileOf(Target, Args).FileName; },
+        nullptr, u"its name as the browser gave it, without folders"),
+    ScriptProperty(
+        u"ContentType", 1,
+        [](TObject& Target, TScriptArgs Args) -> TKXVariant { return FileOf(Target, Args).ContentType; },
+        nullptr, u"its kind as the browser gave it: a claim"),
+    ScriptProperty(
+        u"Size", 1,
+        [](TObject& Target, TScriptArgs Args) -> TKXVariant {
+            return static_cast<std::int64_t>(FileOf(Target, Args).Content.size());
+        },
+        nullptr, u"its bytes"),
+    ScriptProperty(
+        u"Content", 1,
+        [](TObject& Target, TScriptArgs Args) -> TKXVariant { return ContentAsText(FileOf(Target, Args)); },
+        nullptr, u"its text, which must be UTF-8; a byte-order mark is left out"),
+    ScriptProperty(
+        u"ContentBase64", 1,
+        [](TObject& Target, TScriptArgs Args) -> TKXVariant {
+            return Widened(Base64Text(FileOf(Target, Args).Content));
+        },
+        nullptr, u"its bytes as Base64"),
+};
 
-void RegisterRequest(TScriptRegistry& Registry) {
-    const TClassInfo& Class = TWebRequest::StaticClass();
-    const auto Property = [&](std::u16string_view Name, TScriptGetter Getter) {
-        Registry.RegisterProperty(Class, Name, 0, Getter, nullptr, true);
-    };
-    Registry.RegisterClass(Class);
-    Property(u"Params", [](TObject& Target, TScriptArgs) {
-        return PointerAsLVar(&static_cast<TWebRequest&>(Target).Params);
-    });
-    Property(u"Files", [](TObject& Target, TScriptArgs) {
-        return PointerAsLVar(&static_cast<TWebRequest&>(Target).Files);
-    });
-    Property(u"Method", TextField<&TWebRequest::Method>);
-    Property(u"Path", TextField<&TWebRequest::Path>);
-    Property(u"Language", TextField<&TWebRequest::Language>);
-    Property(u"FormToken", TextField<&TWebRequest::FormToken>);
-    Property(u"RemoteAddress", TextField<&TWebRequest::RemoteAddress>);
-    Property(u"FormTokenGood", [](TObject& Target, TScriptArgs) -> TKXVariant {
-        return static_cast<TWebRequest&>(Target).FormTokenGood;
-    });
-    Registry.RegisterFunction(Class, u"Header", 1, [](TObject& Target, TScriptArgs Args) -> TKXVariant {
-        const std::string Name = platform::Utf16ToUtf8(Args[0].AsString());
-        if (SameHeader(Name, "Cookie")) return u"";
-        return platform::Utf8ToUtf16(static_cast<TWebRequest&>(Target).FindHeader(Name));
-    });
-}
+constexpr TScriptMember RequestNames[] = {
+    ScriptProperty(
+        u"Params", 0,
+        [](TObject& Target, TScriptArgs) { return PointerAsLVar(&static_cast<TWebRequest&>(Target).Params); },
+        nullptr, u"the TParamsList of the query and of the form, which wins"),
+    ScriptProperty(
+        u"Files", 0,
+        [](TObject& Target, TScriptArgs) { return PointerAsLVar(&static_cast<TWebRequest&>(Target).Files); },
+        nullptr, u"the TWebFiles that came with the form"),
+    ScriptProperty(u"Method", 0, TextField<&TWebRequest::Method>, nullptr, u"GET, HEAD or POST"),
+    ScriptProperty(u"Path", 0, TextField<&TWebRequest::Path>, nullptr, u"what was asked for, decoded"),
+    ScriptProperty(u"Language", 0, TextField<&TWebRequest::Language>, nullptr,
+                   u"the language that the page is to be in"),
+    ScriptProperty(u"FormToken", 0, TextField<&TWebRequest::FormToken>, nullptr,
+                   u"for the hidden field form_token of forms that write"),
+    ScriptProperty(u"RemoteAddress", 0, TextField<&TWebRequest::RemoteAddress>, nullptr,
+                   u"the address of the other side"),
+    ScriptProperty(
+        u"FormTokenGood", 0,
+        [](TObject& Target, TScriptArgs) -> TKXVariant {
+            return static_cast<TWebRequest&>(Target).FormTokenGood;
+        },
+        nullptr, u"whether the form brought the session's token"),
+    ScriptFunction(
+        u"Header", 1,
+        [](TObject& Target, TScriptArgs Args) -> TKXVariant {
+            const std::string Name = platform::Utf16ToUtf8(Args[0].AsString());
+            if (SameHeader(Name, "Cookie")) return u"";
+            return platform::Utf8ToUtf16(static_cast<TWebRequest&>(Target).FindHeader(Name));
+        },
+        u"(name): a header of the request; empty when it was not sent"),
+};
 
-void RegisterResponse(TScriptRegistry& Registry) {
-    const TClassInfo& Class = TWebResponse::StaticClass();
-    Registry.RegisterClass(Class);
-    Registry.RegisterProcedure(Class, u"Write", 1, [](TObject& Target, TScriptArgs Args) {
-        if (Args[0].Kind() == TVariantKind::vkString) {
-            ResponseOf(Target).Write(Args[0].StringView());
-        } else {
-            ResponseOf(Target).Write(Args[0].AsString());
-        }
-    });
-    Registry.RegisterProperty(
-        Class, u"Status", 0,
-        [](TObject& Target, TScriptArgs) -> TKXVariant { return ResponseOf(Target).Status(); },
+constexpr TScriptMember ResponseNames[] = {
+    ScriptProcedure(
+        u"Write", 1,
+        [](TObject& Target, TScriptArgs Args) {
+            if (Args[0].Kind() == TVariantKind::vkString) {
+                ResponseOf(Target).Write(Args[0].StringView());
+            } else {
+                ResponseOf(Target).Write(Args[0].AsString());
+            }
+        },
+        u"(text): appends to the page"),
+    ScriptProperty(
+        u"Status", 0, [](TObject& Target, TScriptArgs) -> TKXVariant { return ResponseOf(Target).Status(); },
         [](TObject& Target, TScriptArgs, const TKXVariant& Value) {
             ResponseOf(Target).SetStatus(Value.AsInteger());
         },
-        false);
-    Registry.RegisterProperty(
-        Class, u"ContentType", 0,
+        u"the number that tells the outcome, 200 to 599; 200 when nothing is set"),
+    ScriptProperty(
+        u"ContentType", 0,
         [](TObject& Target, TScriptArgs) -> TKXVariant { return Widened(ResponseOf(Target).ContentType()); },
         [](TObject& Target, TScriptArgs, const TKXVariant& Value) {
             ResponseOf(Target).SetContentType(Value.AsString());
         },
-        false);
-    Registry.RegisterProcedure(Class, u"Redirect", 1, [](TObject& Target, TScriptArgs Args) {
-        ResponseOf(Target).Redirect(Args[0].AsString(), false);
-    });
-    Registry.RegisterProcedure(Class, u"RedirectOutside", 1, [](TObject& Target, TScriptArgs Args) {
-        ResponseOf(Target).Redirect(Args[0].AsString(), true);
-    });
-    Registry.RegisterProcedure(Class, u"SetHeader", 2, [](TObject& Target, TScriptArgs Args) {
-        ResponseOf(Target).SetHeader(Args[0].AsString(), Args[1].AsString());
-    });
-}
+        u"the kind of the page; text/html in UTF-8 when nothing is set"),
+    ScriptProcedure(
+        u"Redirect", 1,
+        [](TObject& Target, TScriptArgs Args) { ResponseOf(Target).Redirect(Args[0].AsString(), false); },
+        u"(address): sends the browser on to a page of this host"),
+    ScriptProcedure(
+        u"RedirectOutside", 1,
+        [](TObject& Target, TScriptArgs Args) { ResponseOf(Target).Redirect(Args[0].AsString(), true); },
+        u"(address): sends the browser on to any page"),
+    ScriptProcedure(
+        u"SetHeader", 2,
+        [](TObject& Target, TScriptArgs Args) {
+            ResponseOf(Target).SetHeader(Args[0].AsString(), Args[1].AsString());
+        },
+        u"(name, value): a header of the answer"),
+};
 
 } // namespace
 
 const TClassInfo& TWebFiles::StaticClass() {
-    static constexpr TClassInfo Info{u"TWebFiles", &TIObject::StaticClass};
+    static constexpr TClassInfo Info{.Name = u"TWebFiles",
+                                     .Parent = &TIObject::StaticClass,
+                                     .Script = FilesNames,
+                                     .Help = u"The files that came with a form."};
     return Info;
 }
 
@@ -167,7 +190,12 @@ const TClassInfo& TWebFiles::ClassInfo() const {
 }
 
 const TClassInfo& TWebRequest::StaticClass() {
-    static constexpr TClassInfo Info{u"TWebRequest", &TIObject::StaticClass};
+    static constexpr TClassInfo Info{
+        .Name = u"TWebRequest",
+        .Parent = &TIObject::StaticClass,
+        .Script = RequestNames,
+        .Global = {.Name = u"request", .Help = u"what was asked for, in modules"},
+        .Help = u"What the browser asked for; gone with its page."};
     return Info;
 }
 
@@ -176,7 +204,11 @@ const TClassInfo& TWebRequest::ClassInfo() const {
 }
 
 const TClassInfo& TWebResponse::StaticClass() {
-    static constexpr TClassInfo Info{u"TWebResponse", &TIObject::StaticClass};
+    static constexpr TClassInfo Info{.Name = u"TWebResponse",
+                                     .Parent = &TIObject::StaticClass,
+                                     .Script = ResponseNames,
+                                     .Global = {.Name = u"response", .Help = u"the page to be, in modules"},
+                                     .Help = u"The page that the module makes; gone with it."};
     return Info;
 }
 
@@ -251,18 +283,6 @@ const std::string* TWebResponse::FindHeader(std::string_view Name) const {
     const auto Found =
         std::ranges::find_if(FHeaders, [&](const auto& Header) { return SameHeader(Header.first, Name); });
     return Found == FHeaders.end() ? nullptr : &Found->second;
-}
-
-void RegisterWebObjects(TScriptRegistry& Registry) {
-    RegisterFiles(Registry);
-    RegisterRequest(Registry);
-    RegisterResponse(Registry);
-}
-
-void UnregisterWebObjects(TScriptRegistry& Registry) {
-    Registry.UnregisterClass(TWebResponse::StaticClass());
-    Registry.UnregisterClass(TWebRequest::StaticClass());
-    Registry.UnregisterClass(TWebFiles::StaticClass());
 }
 
 } // namespace zutools::server

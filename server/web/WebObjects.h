@@ -102,8 +102,4 @@ private:
     std::vector<std::pair<std::string, std::string>> FHeaders;
 };
 
-/// Makes the names known to scripts, and forgets them; around the life of a server.
-void RegisterWebObjects(TScriptRegistry& Registry);
-void UnregisterWebObjects(TScriptRegistry& Registry);
-
 } // namespace zutools::server

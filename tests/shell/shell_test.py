@@ -282,11 +282,11 @@ class ApiTest(Shell):
     def test_lists_registered_and_published_names(self):
         code, out, error = self.run_zuhost("api")
         self.assertEqual((code, error), (0, ""))
-        template = out[out.index("\nTTemplate, made by") + 1:].split("\n\n")[0]
-        for words in (["Tag", "property", "1", "argument", "read/write"], ["TagName", "property", "1", "argument", "read-only"],
-                      ["BuildTemplate", "function", "0", "arguments"], ["FillTemplate", "procedure", "1", "argument"],
-                      ["LastError", "published", "property", "0", "arguments", "read/write", "string"]):
-            self.assertIn(words, [line.split() for line in template.splitlines()])
+        template = out[out.index("\nTTemplate\n") + 1:].split("\n\n")[0]
+        for words in ("Tag property 1 argument read/write the value", "TagName property 1 argument read-only the name",
+                      "BuildTemplate function 0 arguments the text", "FillTemplate procedure 1 argument (list)",
+                      "LastError published property 0 arguments read/write string: the text"):
+            self.assertIn("\n" + words, "\n".join(" ".join(line.split()) for line in template.splitlines()))
 
 
 class UsersTest(Shell):
@@ -381,12 +381,14 @@ class GuideTest(Shell):
 
 
 class ServeTest(Shell):
-    CONFIG = ('port = 0\ntemplates = "pages"\nmodules = "modules"\nlanguages = ["en"]\ndefault_language = "en"\n'
+    CONFIG = ('port = 0\ntemplates = "pages"\nmodules = "modules"\nsetup = "setup.lua"\nlanguages = ["en"]\n'
+              'default_language = "en"\n'
               '[routes]\n"/" = "hello.lua"\n')
 
     def setUp(self):
         super().setUp()
         self.write("pages/hello.html", "<p>[[X]]</p>")
+        self.write("modules/setup.lua", "assert(ParamsChecker:CheckParamValue('a', 'b', true) and RecordBlocker and ThreadData and Session)")
         self.write("modules/hello.lua", """
             local page = zu.create("TTemplate")
             page.Name = "hello.html"

@@ -142,10 +142,12 @@ class LuaThreadData : public LuaTest {
 protected:
     LuaThreadData() {
         ZUThreadDataContainer = std::make_unique<TZUThreadDataContainer>();
+        RegisterLthdata(ScriptRegistry());
         Start();
     }
     ~LuaThreadData() override {
         Engine.reset();
+        UnregisterLthdata(ScriptRegistry());
         ZUThreadDataContainer.reset();
     }
 };

@@ -2,6 +2,7 @@
 
 #include "host/Exception.h"
 #include "host/ScriptExecutor.h"
+#include "host/Session.h"
 #include "platform/Text.h"
 
 namespace zutools::server::tests {
@@ -123,11 +124,13 @@ void RegisterThings() {
     Registry.RegisterProcedure(Class, u"DropChild", 0,
                                [](TObject& Self, TScriptArgs) { Thing(Self).Child.reset(); });
     Registry.RegisterClass(TFixed::StaticClass());
+    Registry.RegisterClass(TSession::StaticClass()); // for the global Session
 }
 
 void UnregisterThings() {
     ScriptRegistry().UnregisterClass(TThing::StaticClass());
     ScriptRegistry().UnregisterClass(TFixed::StaticClass());
+    ScriptRegistry().UnregisterClass(TSession::StaticClass());
 }
 
 std::string LuaTest::Result(std::string_view Script) {

@@ -1,6 +1,7 @@
 // Modules in Lua behind the page handler: what scripts see of the request and the response.
 
 #include "core/Lparams.h"
+#include "host/Session.h"
 #include "platform/Text.h"
 #include "server/web/LuaModuleRunner.h"
 #include "server/web/PageHandler.h"
@@ -22,18 +23,20 @@ public:
     std::string Text;
 };
 
+constexpr TScriptClass PageClasses[] = {&TParamsList::StaticClass, &TSession::StaticClass,
+                                        &TWebFiles::StaticClass, &TWebRequest::StaticClass,
+                                        &TWebResponse::StaticClass};
+
 class LuaPagesTest : public testing::Test {
 protected:
     LuaPagesTest() {
-        RegisterLparams(ScriptRegistry());
-        RegisterWebObjects(ScriptRegistry());
+        RegisterScriptClasses(PageClasses);
         Config.Limits.Instructions = 1'000'000;
         Config.Limits.ResponseBytes = 1000;
     }
     ~LuaPagesTest() override {
         Worker.reset();
-        UnregisterWebObjects(ScriptRegistry());
-        UnregisterLparams(ScriptRegistry());
+        UnregisterScriptClasses(PageClasses);
     }
 
     /// The answer of a module of this text.

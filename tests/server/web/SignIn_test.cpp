@@ -3,6 +3,7 @@
 #include "core/Lparams.h"
 #include "core/Lthdata.h"
 #include "host/Security.h"
+#include "host/Session.h"
 #include "host/ThreadContainer.h"
 #include "platform/Text.h"
 #include "server/web/HttpText.h"
@@ -47,6 +48,10 @@ std::string HeaderOf(const TReply& Reply, std::string_view Name) {
     return {};
 }
 
+constexpr TScriptClass PageClasses[] = {&TParamsList::StaticClass, &TSession::StaticClass,
+                                        &TWebFiles::StaticClass, &TWebRequest::StaticClass,
+                                        &TWebResponse::StaticClass};
+
 class SignInTest : public testing::Test {
 protected:
     SignInTest() {
@@ -54,8 +59,7 @@ protected:
                      .Localizer = nullptr,
                      .Logger = nullptr,
                      .Security = std::make_shared<TSomeUsers>()});
-        RegisterLparams(ScriptRegistry());
-        RegisterWebObjects(ScriptRegistry());
+        RegisterScriptClasses(PageClasses);
         ZUThreadDataContainer = std::make_unique<TZUThreadDataContainer>();
         Config.Session.SignIn = u"/вход";
         Route.FormToken = true;
@@ -63,8 +67,7 @@ protected:
     ~SignInTest() override {
         Worker.reset();
         ZUThreadDataContainer.reset();
-        UnregisterWebObjects(ScriptRegistry());
-        UnregisterLparams(ScriptRegistry());
+        UnregisterScriptClasses(PageClasses);
         SetServices({});
     }
 
