@@ -54,6 +54,15 @@ public:
     [[nodiscard]] virtual bool CheckRecordRights(const TTableRights& Rights, const TUserTable& Record) = 0;
 };
 
+/// Whether a user may do something with a record, by the services of the process: what pages ask before they
+/// show one. The empty name is nobody's. A record that is not there may not be viewed, edited or deleted,
+/// unless the user may so with every one of the table, which is told without reading it. With an empty
+/// RecordID for Insert: whether the user may insert records at all; the filters look at them when they are
+/// saved.
+/// @throws whatever the services raise.
+[[nodiscard]] bool UserMay(std::u16string_view UserName, TRecordRight Right, std::u16string_view Table,
+                           std::u16string_view RecordID);
+
 /// For applications without users: everybody may do everything.
 class TOpenSecurityManager : public TSecurityManager {
 public:

@@ -1,7 +1,8 @@
-// `session`: signing in and out, for pages.
+// `session`: signing in and out, and what the user may do, for pages.
 
 #include "host/Exception.h"
 #include "host/Format.h"
+#include "host/Numbers.h"
 #include "host/Security.h"
 #include "host/Services.h"
 #include "host/Session.h"
@@ -10,6 +11,8 @@
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
 #include "server/lua/SessionControl.h"
+
+#include <utility>
 
 namespace zutools::server {
 
@@ -43,6 +46,33 @@ int SignOut(lua_State* L) {
     return 0;
 }
 
+TRecordRight RightOf(std::u16string_view Name) {
+    static constexpr std::pair<std::u16string_view, TRecordRight> Rights[] = {
+        {u"view", TRecordRight::View},
+        {u"edit", TRecordRight::Edit},
+        {u"delete", TRecordRight::Delete},
+        {u"insert", TRecordRight::Insert},
+    };
+    for (const auto& [Known, Right] : Rights)
+        if (SameText(Known, Name)) return Right;
+    throw EIObjectError(Format(
+        u"session.may: \"%s\" is no right; take \"view\", \"edit\", \"delete\" or \"insert\"", {Name}));
+}
+
+int May(lua_State* L) {
+    const TRecordRight Right = RightOf(ToText(L, 1, {u"", u"session.may", 1}));
+    const std::u16string Table = ToText(L, 2, {u"", u"session.may", 2});
+    std::u16string RecordID;
+    if (lua_isinteger(L, 3)) {
+        RecordID = IntToStr(lua_tointeger(L, 3));
+    } else if (!lua_isnoneornil(L, 3)) {
+        RecordID = ToText(L, 3, {u"", u"session.may", 3});
+    }
+    const TSession* const Session = CurrentSession();
+    lua_pushboolean(L, UserMay(Session != nullptr ? Session->USR : u"", Right, Table, RecordID) ? 1 : 0);
+    return 1;
+}
+
 int ReadSession(lua_State* L) {
     const std::u16string Name = ToText(L, 2, {u"", u"name of a property", -1});
     const TSession* const Session = CurrentSession();
@@ -60,6 +90,8 @@ int ReadSession(lua_State* L) {
         lua_pushcfunction(L, Border<SignIn>);
     } else if (SameText(Name, u"sign_out")) {
         lua_pushcfunction(L, Border<SignOut>);
+    } else if (SameText(Name, u"may")) {
+        lua_pushcfunction(L, Border<May>);
     } else {
         throw EIObjectError(Format(u"session has no property \"%s\"", {Name}));
     }

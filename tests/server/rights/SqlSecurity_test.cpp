@@ -1,3 +1,5 @@
+#include "server/lua/LuaEngine.h"
+#include "server/records/SqlUserTable.h"
 #include "server/rights/Profiles.h"
 #include "server/rights/RecordFilter.h"
 #include "server/rights/SqlSecurity.h"
@@ -212,6 +214,55 @@ TEST_P(Rights, ProfilesAreKeptWithTheirLines) {
     EXPECT_TRUE(FProfiles.Rights(u"Clerks").empty());
     EXPECT_THROW(FProfiles.Grant(u"", {u"Orders", TRecordRight::Edit, u""}), ERightsError);
     EXPECT_THROW(FProfiles.Grant(u"Clerks", {u"", TRecordRight::Edit, u""}), ERightsError);
+}
+
+class TTables : public TSimpleApplicationManager {
+public:
+    explicit TTables(TDatabaseOfThread Database)
+        : FDatabase(std::move(Database)) {}
+    std::unique_ptr<TUserTable> GetTable(std::u16string_view Name) override {
+        return MakeUserTable(Name, FDatabase);
+    }
+
+private:
+    TDatabaseOfThread FDatabase;
+};
+
+TEST_P(Rights, AScriptAsksWhatItsUserMay) {
+    Exec(Db(), u"CREATE TABLE Orders (ID INTEGER PRIMARY KEY, Department TEXT)");
+    Exec(Db(), u"INSERT INTO Orders VALUES (1, 'Sales'), (2, 'IT')");
+    for (const TRecordRight Right : AllRights)
+        FProfiles.Grant(u"Clerks", {u"Orders", Right, u"Department = 'Sales'"});
+    FProfiles.Grant(u"Readers", {u"*", TRecordRight::View, u""});
+    AddUser(u"anna", u"Clerks");
+    AddUser(u"vera", u"Readers");
+    AddUser(u"root", u"", true);
+    TDatabasePool Pool(Url()); // scripts have a thread of their own
+    const TDatabaseOfThread Database = [&Pool] { return &Pool.Get(); };
+    SetServices({.ApplicationManager = std::make_shared<TTables>(Database),
+                 .Localizer = nullptr,
+                 .Logger = nullptr,
+                 .Security = std::make_shared<TSqlSecurityManager>(Database)});
+    TLuaOptions Options;
+    Options.Session = []() -> TSessionControl* { return nullptr; };
+    TLuaEngine Engine(Options);
+    Engine.RunText(R"(
+        local function may(user, ...) return zu.as_session("sid", user, session.may, ...) end
+        for _, right in ipairs { "view", "edit", "delete", "insert" } do
+            assert(may("anna", right, "Orders", 1) == true, right)
+            assert(may("anna", right, "orders", "2") == false, right)
+            assert(may("anna", right, "Orders", 3) == false, right)
+            assert(may("vera", right, "Orders", 2) == (right == "view"), right)
+            assert(may("root", right, "Orders", 2) == true, right)
+            for _, nobody in ipairs { "", "nobody" } do assert(may(nobody, right, "Orders", 1) == false, right) end
+        end
+        assert(session.may("view", "Orders", 1) == false)
+        assert(may("anna", "insert", "Orders") == true and may("vera", "insert", "Orders") == false)
+        local good, message = pcall(may, "anna", "write", "Orders", 1)
+        assert(not good and tostring(message):find('take "view", "edit"', 1, true), message)
+    )",
+                   "test.lua");
+    SetServices({});
 }
 
 TEST(RightNames, GoBothWays) {
