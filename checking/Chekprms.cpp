@@ -71,7 +71,7 @@ bool TParamValueChecker::Passes(std::u16string_view Value) const {
     using TVerdict = checking::TCompiledRule::TVerdict;
     if (Value.empty()) return true;
     if (const checking::TCompiledRule* const Rule = Compiled()) {
-        const TVerdict Verdict = Rule->CheckWhole(Value);
+        const TVerdict Verdict = Rule->Check(Value);
         if (Verdict != TVerdict::UpperCaseFirst) return Verdict == TVerdict::Passes;
     }
     return Reason(Value) == nullptr;

@@ -171,7 +171,8 @@ protected:
 extern std::unique_ptr<TParamsChecker> ParamsChecker;
 
 /// Enters and removes the script names of TParamsChecker: CheckParamValue, LoadFilter (by ID, from the
-/// database), AddParams and Clear. Scripts change a checker under its write side.
+/// database), AddParams and Clear. Scripts read a checker under its read side and change it under its write
+/// side.
 void RegisterChekprms(TScriptRegistry& Registry);
 void UnregisterChekprms(TScriptRegistry& Registry);
 

@@ -4,56 +4,53 @@
 #include "checking/Dbchprms.h"
 #include "host/ScriptObjects.h"
 
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+#include <utility>
+
 namespace zutools {
 
 namespace {
-
-TParamsConfig& Config(TObject& Target) {
-    return static_cast<TParamsConfig&>(Target);
-}
-
-const TParamsConfig& Config(const TObject& Target) {
-    return static_cast<const TParamsConfig&>(Target);
-}
 
 TParamsChecker& Checker(TObject& Target) {
     return static_cast<TParamsChecker&>(Target);
 }
 
-// Scripts run while requests are checked, so a change takes the write side.
-template <class TChange>
-void Change(TObject& Target, TChange Work) {
-    const std::scoped_lock Writing(Config(Target));
-    Work();
+// Scripts run while requests are checked and other scripts change the filter: reading takes the read side, a
+// change the write side.
+
+template <auto Field>
+TKXVariant Get(const TObject& Target) {
+    const auto& Config = static_cast<const TParamsConfig&>(Target);
+    const std::shared_lock Reading(Config);
+    return TKXVariant(Config.*Field);
+}
+
+template <auto Field, auto Convert>
+void Set(TObject& Target, const TKXVariant& Value) {
+    auto& Config = static_cast<TParamsConfig&>(Target);
+    const auto New = (Value.*Convert)();
+    const std::scoped_lock Writing(Config);
+    Config.*Field = New;
+}
+
+TKXVariant GetParamsCfgCount(const TObject& Target) {
+    const auto& Config = static_cast<const TParamsConfig&>(Target);
+    const std::shared_lock Reading(Config);
+    return TKXVariant(Config.ParamsCfgCount());
 }
 
 constexpr TPropInfo Properties[] = {
-    {u"Enabled", TTypeKind::tkEnumeration, u"Boolean",
-     [](const TObject& Target) { return TKXVariant(Config(Target).Enabled); },
-     [](TObject& Target, const TKXVariant& Value) {
-         Change(Target, [&, On = Value.AsBoolean()] { Config(Target).Enabled = On; });
-     },
-     u"whether values are checked at all"},
-    {u"FilterID", TTypeKind::tkInteger, u"Integer",
-     [](const TObject& Target) { return TKXVariant(Config(Target).FilterID); },
-     [](TObject& Target, const TKXVariant& Value) {
-         Change(Target, [&, ID = Value.AsInteger()] { Config(Target).FilterID = ID; });
-     },
-     u"the number of the filter that was loaded"},
-    {u"FilterName", TTypeKind::tkUString, u"string",
-     [](const TObject& Target) { return TKXVariant(Config(Target).FilterName); },
-     [](TObject& Target, const TKXVariant& Value) {
-         Change(Target, [&, Name = Value.AsString()] { Config(Target).FilterName = Name; });
-     },
-     u"its name"},
-    {u"FilterDescribe", TTypeKind::tkUString, u"string",
-     [](const TObject& Target) { return TKXVariant(Config(Target).FilterDescribe); },
-     [](TObject& Target, const TKXVariant& Value) {
-         Change(Target, [&, Text = Value.AsString()] { Config(Target).FilterDescribe = Text; });
-     },
-     u"what it is for"},
-    {u"ParamsCfgCount", TTypeKind::tkInteger, u"Integer",
-     [](const TObject& Target) { return TKXVariant(Config(Target).ParamsCfgCount()); }, nullptr,
+    {u"Enabled", TTypeKind::tkEnumeration, u"Boolean", Get<&TParamsConfig::Enabled>,
+     Set<&TParamsConfig::Enabled, &TKXVariant::AsBoolean>, u"whether values are checked at all"},
+    {u"FilterID", TTypeKind::tkInteger, u"Integer", Get<&TParamsConfig::FilterID>,
+     Set<&TParamsConfig::FilterID, &TKXVariant::AsInteger>, u"the number of the filter that was loaded"},
+    {u"FilterName", TTypeKind::tkUString, u"string", Get<&TParamsConfig::FilterName>,
+     Set<&TParamsConfig::FilterName, &TKXVariant::AsString>, u"its name"},
+    {u"FilterDescribe", TTypeKind::tkUString, u"string", Get<&TParamsConfig::FilterDescribe>,
+     Set<&TParamsConfig::FilterDescribe, &TKXVariant::AsString>, u"what it is for"},
+    {u"ParamsCfgCount", TTypeKind::tkInteger, u"Integer", GetParamsCfgCount, nullptr,
      u"how many rules it has"},
 };
 
@@ -65,21 +62,30 @@ void P_AddParams(TObject& Target, TScriptArgs Args) {
     const std::u16string Params = Args[0].AsString();
     const std::u16string Wrong = Args[1].AsString();
     const std::u16string Right = Args[2].AsString();
-    Change(Target, [&] { Checker(Target).AddParams(Params, Wrong, Right); });
+    const std::scoped_lock Writing(Checker(Target));
+    Checker(Target).AddParams(Params, Wrong, Right);
 }
 
 void P_Clear(TObject& Target, TScriptArgs) {
-    Change(Target, [&] { Checker(Target).Clear(); });
+    const std::scoped_lock Writing(Checker(Target));
+    Checker(Target).Clear();
 }
 
 // Loads a filter of the database aside and swaps it in; false, and no change, when there is none of that ID.
+// Of two scripts that load at once, the one that read first may swap last: each looks once more whether what
+// it swapped in is what is stored.
 TKXVariant F_LoadFilter(TObject& Target, TScriptArgs Args) {
-    TParamsConfig Loaded;
-    if (!TCheckParamsDBConfig().ReadCheckParamsByID(Args[0].AsInteger(), Loaded, TCheckParamsDBConfig::All)) {
-        return false;
+    const TCheckParamsDBConfig Filters;
+    const int ID = Args[0].AsInteger();
+    TParamsConfig Stored;
+    std::string Loaded;
+    while (Filters.ReadCheckParamsByID(ID, Stored, TCheckParamsDBConfig::All)) {
+        std::string Bytes = Stored.AsString();
+        if (Bytes == Loaded) break;
+        Checker(Target).LoadFrom(Stored);
+        Loaded = std::move(Bytes);
     }
-    Checker(Target).LoadFrom(Loaded);
-    return true;
+    return !Loaded.empty();
 }
 
 constexpr TScriptMember ScriptNames[] = {

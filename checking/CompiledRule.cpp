@@ -39,16 +39,6 @@ TCompiledRule::TVerdict TCompiledRule::Check(std::u16string_view Value) const {
     return Scan(Value, false);
 }
 
-TCompiledRule::TVerdict TCompiledRule::CheckWhole(std::u16string_view Value) const {
-    const TVerdict Verdict = Scan(Value, false);
-    if (Verdict != TVerdict::Refused || Value.size() <= PieceUnits) return Verdict; // or seen whole already
-    std::array<std::uint8_t, PieceUnits + FoldPadding> Narrow;
-    for (std::size_t Start = 0; Start < Value.size(); Start += PieceUnits)
-        if (FPass.Run(Value.substr(Start, PieceUnits), Narrow.data()).Special)
-            return TVerdict::UpperCaseFirst;
-    return Verdict;
-}
-
 bool TCompiledRule::PassesUpper(std::u16string_view Upper) const {
     return Scan(Upper, true) == TVerdict::Passes;
 }
@@ -67,6 +57,8 @@ TCompiledRule::TVerdict TCompiledRule::Scan(std::u16string_view Text, bool Upper
     for (std::size_t Start = 0; Start < Text.size(); Start += Piece - FWrongWords.Overlap()) {
         const std::u16string_view Part = Text.substr(Start, Piece);
         const TFoldFlags Flags = FPass.Run(Part, Narrow);
+        // Characters that upper-casing drops or joins are special themselves, so the rest of the value
+        // changes nothing in front of it.
         if (Flags.Special && !Upper) return TVerdict::UpperCaseFirst;
         if (Flags.Bad || FWrongWords.AnyFound(Part, Narrow)) return TVerdict::Refused;
         if (Start + Part.size() == Text.size()) break;

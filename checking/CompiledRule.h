@@ -22,15 +22,15 @@ public:
 
     enum class TVerdict {
         Passes,
-        Refused,        // at the first sign: the plain way finds the reason, or none if a character behind it
-                        // changes what was seen
-        UpperCaseFirst, // holds a character that cannot be folded by itself: ask again with the value
-                        // upper-cased
+        // The value is refused, whatever stands behind the part that was looked at. The plain way finds the
+        // reason.
+        Refused,
+        // The value holds a character that cannot be folded by itself, such as ß. The caller upper-cases the
+        // value and asks PassesUpper.
+        UpperCaseFirst,
     };
-    /// Allocates nothing unless a word is longer than 512 units.
+    /// Stops at the first sign of a refusal. Allocates nothing unless a word is longer than 512 units.
     [[nodiscard]] TVerdict Check(std::u16string_view Value) const;
-    /// The same, but a refusal stands: no character behind what was seen can change it.
-    [[nodiscard]] TVerdict CheckWhole(std::u16string_view Value) const;
     /// The same for a value that is upper-cased already; never UpperCaseFirst.
     [[nodiscard]] bool PassesUpper(std::u16string_view Upper) const;
 

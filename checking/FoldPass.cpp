@@ -34,7 +34,7 @@ bool IsContextual(char16_t Character) {
     return (Character >= 0x300 && Character < 0x400) || (Character >= 0x1F00 && Character < 0x2000);
 }
 
-/// Half pairs: a high half with which some pair has a case, and every low half outside such a check.
+/// Whether some pair that begins with this half has a case, such as the Deseret letters of U+D801.
 bool HighHasCase(char16_t High) {
     std::u16string Pairs;
     Pairs.reserve(2 * (AfterLow - FirstLow));
@@ -58,11 +58,6 @@ std::unique_ptr<const TSpecials> MakeSpecials() {
     }
     for (char16_t High = FirstHigh; High < FirstLow; ++High) {
         if (HighHasCase(High)) Specials->set(High);
-    }
-    // ASCII is folded without a look here, so a language that maps it elsewhere (Turkish i) says so by its
-    // letter.
-    for (char16_t Letter = u'a'; Letter <= u'z'; ++Letter) {
-        if (Upper[Letter] != Letter - 0x20) Specials->set(Letter);
     }
     return Specials;
 }
@@ -89,7 +84,7 @@ bool PlainLetters() {
     static const bool Plain = [] {
         const char16_t* const Upper = KX_UpCaseTable();
         for (char16_t Letter = u'a'; Letter <= u'z'; ++Letter) {
-            if (Specials().test(Letter)) return false;
+            if (Upper[Letter] != Letter - 0x20) return false; // the Turkish "i"
         }
         for (std::uint8_t Low = 0; Low < 0x80; ++Low) {
             const auto Character = static_cast<char16_t>(FirstCyrillic + Low);
@@ -238,7 +233,8 @@ TFoldFlags TFoldPass::Run(std::u16string_view Text, std::uint8_t* Narrow) const 
     if (!HasShuffle() || !PlainLetters()) return RunPlain(Text, Narrow);
     if (Text.empty()) return {};
     std::array<char16_t, BlockUnits> Padded;
-    if (Text.size() < BlockUnits) { // a block all the same, filled up with what stands in it already
+    if (Text.size() < BlockUnits) {
+        // A short text is filled up to one block. Its own first character says nothing new about it.
         Padded.fill(Text.front());
         std::copy(Text.begin(), Text.end(), Padded.begin());
         Text = std::u16string_view(Padded.data(), Padded.size());

@@ -19,9 +19,8 @@ namespace zutools::checking {
 
 /// What a pass found.
 struct TFoldFlags {
-    bool Bad = false; // a folded character stands in the set
-    bool Special =
-        false; // a character whose upper case is no single unit by itself; the pass knows nothing then
+    bool Bad = false;     // a folded character stands in the set
+    bool Special = false; // a character has no upper case of one unit by itself: Bad says nothing then
 };
 
 /// Bytes that the passes may write beyond the last narrowed one.

@@ -1,8 +1,10 @@
 #include "checking/Presets.h"
 
 #include "host/Queries.h"
+#include "host/StringHelpers.h"
 
 #include <string_view>
+#include <vector>
 
 namespace zutools {
 
@@ -80,16 +82,34 @@ std::u16string BrokenSchemes() {
     std::u16string Words;
     for (const std::u16string_view Name : {u"javascript:", u"vbscript:"}) {
         for (std::size_t At = 1; At < Name.size(); ++At) {
-            for (const char16_t Break : {u'\t', u'\n', u'\r'}) {
-                Words += u",'";
+            for (const std::u16string_view Break : {u"\t", u"\n", u"\r", u"\r\n"}) {
+                Words += u'\'';
                 Words += Name.substr(0, At);
                 Words += Break;
                 Words += Name.substr(At);
-                Words += u'\'';
+                Words += u"',";
             }
         }
     }
     return Words;
+}
+
+/// The words with each "i" both small and capital. Pages know the letter case of A to Z only, but in Turkish
+/// and Azeri the small letter's upper case is "İ", so there "script" does not find "SCRIPT".
+std::u16string InBothLettersI(std::u16string_view Words) {
+    std::u16string Result;
+    std::u16string Word;
+    while (KX_GetNextParam(Words, u",", Word)) {
+        std::vector<std::u16string> Spellings{Word};
+        for (std::size_t At = Word.find(u'i'); At != std::u16string::npos; At = Word.find(u'i', At + 1)) {
+            for (std::size_t Index = Spellings.size(); Index-- > 0;) {
+                Spellings.push_back(Spellings[Index]);
+                Spellings.back()[At] = u'I';
+            }
+        }
+        for (const std::u16string& Spelling : Spellings) Result += u',' + Spelling;
+    }
+    return Result;
 }
 
 void LoadPreset(TParamsConfig& Config, std::u16string_view Name, const std::u16string& WrongValues) {
@@ -103,16 +123,14 @@ void LoadPreset(TParamsConfig& Config, std::u16string_view Name, const std::u16s
 std::u16string MediumWrongValues() {
     std::u16string Rule(WrongEverywhere);
     for (const std::u16string_view Words : {Tags, Handlers, Schemes, Script, Styles, Templates, Escapes}) {
-        Rule += u',';
-        Rule += Words;
+        Rule += InBothLettersI(Words);
     }
-    return Rule + BrokenSchemes();
+    return Rule + InBothLettersI(BrokenSchemes());
 }
 
 std::u16string HighWrongValues() {
     std::u16string Rule(WrongInOneLine);
-    Rule += u',';
-    Rule += WordsInOneLine;
+    Rule += InBothLettersI(WordsInOneLine);
     return Rule + u',' + MediumWrongValues();
 }
 

@@ -18,6 +18,7 @@ namespace {
 constexpr unsigned HashBits = 15; // 4 KB of bits: stays in the first-level cache
 constexpr std::uint32_t HashFactor = 0x9E3779B1U;
 constexpr std::uint32_t BucketBits = 9;
+constexpr std::size_t LongText = 1024;
 constexpr std::size_t LargestTable = 4 * 1024 * 1024; // cells of the automaton
 
 std::uint32_t HashOf(std::uint32_t Key) {
@@ -26,6 +27,16 @@ std::uint32_t HashOf(std::uint32_t Key) {
 
 std::uint32_t BucketOf(std::uint32_t Key) {
     return (Key * HashFactor) >> (32 - BucketBits);
+}
+
+/// The run that begins here as one number; `Mask` drops the bytes of a 32-bit load that it does not have.
+inline std::uint32_t KeyAt(const std::uint8_t* Narrow, std::uint32_t Mask) {
+    std::uint32_t Key;
+    std::memcpy(&Key, Narrow, sizeof Key);
+    if constexpr (std::endian::native == std::endian::big) {
+        Key = (Key >> 24) | ((Key >> 8) & 0xFF00U) | ((Key << 8) & 0xFF0000U) | (Key << 24);
+    }
+    return Key & Mask;
 }
 
 std::u16string Fold(std::u16string_view Text) {
@@ -115,7 +126,7 @@ void TWordScan::MakeFilter() {
         for (std::size_t At = Best; At < Best + FStride; ++At) {
             std::array<std::uint8_t, 8> Narrow{};
             for (std::size_t Index = 0; Index < FRun; ++Index) Narrow[Index] = NarrowOf(Word[At + Index]);
-            const std::uint32_t Key = KeyAt(Narrow.data());
+            const std::uint32_t Key = KeyAt(Narrow.data(), FRunMask);
             FBits[HashOf(Key) / 64] |= std::uint64_t{1} << (HashOf(Key) % 64);
             Buckets[BucketOf(Key)].push_back({.Key = Key,
                                               .Word = static_cast<std::uint32_t>(Number),
@@ -214,15 +225,6 @@ void TWordScan::MakeAutomaton() {
     }
 }
 
-std::uint32_t TWordScan::KeyAt(const std::uint8_t* Narrow) const {
-    std::uint32_t Key;
-    std::memcpy(&Key, Narrow, sizeof Key);
-    if constexpr (std::endian::native == std::endian::big) {
-        Key = (Key >> 24) | ((Key >> 8) & 0xFF00U) | ((Key << 8) & 0xFF0000U) | (Key << 24);
-    }
-    return Key & FRunMask;
-}
-
 bool TWordScan::Verify(std::u16string_view Text, const std::uint8_t* Narrow, std::size_t At,
                        std::uint32_t Key) const {
     const char16_t* const Upper = KX_UpCaseTable();
@@ -245,12 +247,17 @@ bool TWordScan::Verify(std::u16string_view Text, const std::uint8_t* Narrow, std
 
 bool TWordScan::AnyFound(std::u16string_view Text, const std::uint8_t* Narrow) const {
     if (FWords.empty() || Text.size() < FRun) return false;
+    // A filter that skips no character is no faster than the lanes of a long text, and slower on near misses.
+    if (FStride == 1 && Text.size() >= LongText && HasAutomaton()) return AnyFoundByAutomaton(Text);
     const std::size_t Last = Text.size() - FRun;
+    const std::size_t Stride = FStride;
+    const std::uint32_t Mask = FRunMask;
+    const std::uint64_t* const Bits = FBits.data();
     std::size_t NearMisses = 0;
-    for (std::size_t At = 0; At <= Last; At += FStride) {
-        const std::uint32_t Key = KeyAt(Narrow + At);
+    for (std::size_t At = 0; At <= Last; At += Stride) {
+        const std::uint32_t Key = KeyAt(Narrow + At, Mask);
         const std::uint32_t Hash = HashOf(Key);
-        if ((FBits[Hash / 64] >> (Hash % 64) & 1) == 0) continue;
+        if ((Bits[Hash / 64] >> (Hash % 64) & 1) == 0) continue;
         if (Verify(Text, Narrow, At, Key)) return true;
         // A text full of near misses costs more to verify than to run through the automaton.
         if (++NearMisses <= 4 + At / 32 || !HasAutomaton()) continue;
@@ -298,11 +305,6 @@ bool TWordScan::RunLanes(std::u16string_view Text, TFound Found) const {
 bool TWordScan::AnyFoundByAutomaton(std::u16string_view Text) const {
     if (!HasAutomaton()) return FirstFound(Text) >= 0;
     return RunLanes(Text, [](std::uint32_t) { return true; });
-}
-
-bool TWordScan::AnyFoundInOneLane(std::u16string_view Text) const {
-    if (!HasAutomaton()) return FirstFound(Text) >= 0;
-    return RunLane(Text, [](std::uint32_t) { return true; });
 }
 
 int TWordScan::FirstFound(std::u16string_view Text) const {

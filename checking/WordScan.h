@@ -1,9 +1,9 @@
 // Looks for any of many words in one pass over a text.
 //
-// Two ways, and the first falls back on the second: a filter that samples short runs of characters and
-// verifies the few places that survive, and an automaton whose cost a character is the same whatever the text
-// (Aho and Corasick's). Everything is folded as KX_PosText folds it, so the answers are those of searching
-// word by word.
+// Two ways. A filter samples short runs of characters and verifies the few places that survive; it falls back
+// on the automaton where many survive. The automaton (Aho and Corasick's) costs the same a character whatever
+// the text. How many characters the filter may skip is decided by the shortest word. Everything is folded as
+// KX_PosText folds it, so the answers are those of searching word by word.
 
 #pragma once
 
@@ -36,8 +36,6 @@ public:
 
     /// The same by the automaton alone.
     [[nodiscard]] bool AnyFoundByAutomaton(std::u16string_view Text) const;
-    /// The same in one lane, which the lanes are measured against.
-    [[nodiscard]] bool AnyFoundInOneLane(std::u16string_view Text) const;
 
     /// 0-based position in the list of the first word, in list order and of any length, that occurs in
     /// `Text`; -1 when none does.
@@ -60,7 +58,6 @@ private:
     template <class TFound>
     bool RunLanes(std::u16string_view Text, TFound Found) const;
     [[nodiscard]] bool HasAutomaton() const { return !FNext.empty(); }
-    [[nodiscard]] std::uint32_t KeyAt(const std::uint8_t* Narrow) const;
     [[nodiscard]] bool Verify(std::u16string_view Text, const std::uint8_t* Narrow, std::size_t At,
                               std::uint32_t Key) const;
     [[nodiscard]] std::uint32_t ClassOf(char16_t Character) const {

@@ -205,33 +205,57 @@ TEST_F(Dbchprms, DefaultsFillWhatIsMissing) {
                       "Delete FROM CheckParams where FilterID=2"}));
 }
 
-TEST_F(Dbchprms, ErrorsPass) {
+TEST_F(Dbchprms, NothingFollowsAStatementThatFails) {
     Filled(Config);
-    for (int At = 0; At < 4; ++At) {
-        Database.Log.clear();
-        Database.FailAt = At;
-        EXPECT_THROW(Filters.SetCheckParamsByID(7, Config, TCheckParamsDBConfig::All), EDatabaseError);
-        EXPECT_EQ(Database.Log.size(), static_cast<std::size_t>(At) + 1) << "nothing after the failure";
-    }
-}
-
-TEST_F(Dbchprms, StoringRollsBackAfterAnyFailure) {
-    Filled(Config);
-    Filters.StoreFilter(7, Config, TCheckParamsDBConfig::All);
-    EXPECT_EQ(Database.Log, TLines{"BEGIN"} + UpdateFilter + Rules + TLines{"COMMIT"});
-    for (int At = 1; At <= 5; ++At) { // each statement, then the commit
-        Database.Log.clear();
-        Database.FailAt = At;
+    const TLines Plain = UpdateFilter + Rules;
+    for (std::size_t At = 0; At <= Plain.size() + 1; ++At) { // each statement, then the commit
+        const auto Fail = [&](int Line) {
+            Database.Log.clear();
+            Database.FailAt = Line;
+        };
+        if (At < Plain.size()) {
+            Fail(static_cast<int>(At));
+            EXPECT_THROW(Filters.SetCheckParamsByID(7, Config, TCheckParamsDBConfig::All), EDatabaseError);
+            EXPECT_EQ(Database.Log, TLines(Plain.begin(), Plain.begin() + static_cast<int>(At) + 1));
+        }
+        if (At == 0) continue; // the transaction itself
+        Fail(static_cast<int>(At));
         EXPECT_THROW(Filters.StoreFilter(7, Config, TCheckParamsDBConfig::All), EDatabaseError);
-        EXPECT_EQ(Database.Log.back(), "ROLLBACK") << At;
-        EXPECT_EQ(Database.Log.size(), static_cast<std::size_t>(At) + 2);
+        const TLines Whole = TLines{"BEGIN"} + Plain + TLines{"COMMIT"};
+        EXPECT_EQ(Database.Log,
+                  TLines(Whole.begin(), Whole.begin() + static_cast<int>(At) + 1) + TLines{"ROLLBACK"});
     }
 }
 
-TEST_F(Dbchprms, SeedingIsOneTransaction) {
+// Medium has its row and no rules: it gets its own, not those of High. What High is given stays.
+TEST_F(Dbchprms, SeedingFillsWhatIsMissingInOneTransaction) {
+    const auto AnswerAll = [this](bool HasRules) {
+        Database.Log.clear();
+        for (const bool Medium : {true, false, true}) { // asked for beside, then High and Medium in turn
+            Answer({FilterRow(u"named")});
+            Answer(HasRules || !Medium ? std::vector<TRow>{RuleRow(u"a", u"<")} : std::vector<TRow>{});
+        }
+        Answer({FilterRow(u"Low")});
+    };
+    AnswerAll(false);
+    SeedReservedFilters(Filters);
+    EXPECT_EQ(Database.Log.front(), "BEGIN");
+    EXPECT_EQ(Database.Log.back(), "COMMIT");
+    const auto RulesOfMedium = [this](const std::u16string& Wrong) {
+        const std::string Text =
+            "ID(integer)=1 | ParamIndex(integer)=0 | Param(string)=<Default> | WrongValues(long)=" +
+            platform::Utf16ToUtf8(Wrong) + " | RightValues(long)=";
+        const std::string& Line = *(Database.Log.end() - 2);
+        return Line.size() > Text.size() && Line.substr(Line.size() - Text.size()) == Text;
+    };
+    EXPECT_TRUE(RulesOfMedium(MediumWrongValues()));
+    AnswerAll(true);
+    SeedReservedFilters(Filters);
+    for (const std::string& Line : Database.Log)
+        EXPECT_TRUE(Line.starts_with("SELECT") || Line == "BEGIN" || Line == "COMMIT") << Line;
+    Database.Log.clear();
     Database.FailAt = 9;
     EXPECT_THROW(SeedReservedFilters(Filters), EDatabaseError);
-    EXPECT_EQ(Database.Log.front(), "BEGIN");
     EXPECT_EQ(Database.Log.back(), "ROLLBACK");
 }
 

@@ -1,10 +1,9 @@
-// Filters: how rules are kept, compiled, serialised, and checked by many threads.
+// Filters: how rules are kept, compiled, serialised, and what scripts do with them on many threads.
 
 #include "checking/Chekprms.h"
-
-#include "platform/Text.h"
-
-#include <gtest/gtest.h>
+#include "host/ScriptObjects.h"
+#include "tests/checking/RecordingDatabase.h"
+#include "tests/support/Raised.h"
 
 #include <atomic>
 #include <thread>
@@ -14,6 +13,7 @@ namespace {
 
 using namespace std::string_literals;
 
+/// The rules in one line.
 std::string Dump(const TParamsConfig& Config) {
     std::string Result;
     for (int Index = 0; Index < Config.ParamsCfgCount(); ++Index) {
@@ -24,51 +24,56 @@ std::string Dump(const TParamsConfig& Config) {
     return Result;
 }
 
-TEST(ParamsConfig, RulesForTheSameNamesAreOne) {
-    TParamsConfig Config;
-    Config.AddParams(u"a, b", u"<", u"");
-    Config.AddParams(u"A,B", u">", u"x");
-    Config.AddParams(u"b,a", u"1", u"");
-    Config.AddParams(u"a,b,", u"2", u"");
-    Config.AddParams(u"a,,b", u"3", u"");
-    EXPECT_EQ(Dump(Config), "a, b=2||;b,a=1||;a,,b=3||;");
-    EXPECT_EQ(Config.ParamsCfg(-1), nullptr);
-    EXPECT_EQ(Config.ParamsCfg(3), nullptr);
+/// The same behind the identity and the switch.
+std::string DumpAll(const TParamsConfig& Config) {
+    return std::to_string(Config.FilterID) + (Config.Enabled ? " on " : " off ") +
+           platform::Utf16ToUtf8(Config.FilterName + u"/" + Config.FilterDescribe + u": ") + Dump(Config);
 }
 
-TEST(ParamsConfig, LinesAreCutAtTheFirstMarks) {
+TEST(ParamsConfig, RulesForTheSameNamesAreOne) {
     TParamsConfig Config;
     TStringList Lines;
-    for (const auto* Line : {u"a= <,> ||a-z", u"b", u"c=x=y||p||q", u"d=only"}) Lines.Add(Line);
+    for (const auto* Line : {u"a, b= <,> ||a-z", u"A,B=x=y||p||q", u"b,a", u"a,b,=>", u"a,,b=3"})
+        Lines.Add(Line);
     Config.AddParams(Lines);
-    EXPECT_EQ(Dump(Config), "a= <,> ||a-z;b=||;c=x=y||p||q;d=only||;");
+    EXPECT_EQ(Dump(Config), "a, b=>||;b,a=||;a,,b=3||;");
+    Config.AddParams(u"B, A", u"x=y", u"p||q");
+    EXPECT_EQ(Dump(Config), "a, b=>||;b,a=x=y||p||q;a,,b=3||;");
+    EXPECT_EQ(Config.ParamsCfg(-1), nullptr);
+    EXPECT_EQ(Config.ParamsCfg(3), nullptr);
+    Lines.Clear();
+    Lines.Add(u"c= <,> ||p||q"); // nothing is trimmed, and the first marks cut
+    Config.ClearParams();
+    Config.AddParams(Lines);
+    EXPECT_EQ(Dump(Config), "c= <,> ||p||q;");
+}
+
+TEST(ParamsConfig, IsAssignedWholeOrItsRulesOnly) {
+    TParamsConfig Source, Target;
+    Source.AddParams(u"a", u"<", u"x");
+    Source.FilterName = u"n";
+    Source.FilterDescribe = u"d";
+    Source.FilterID = 5;
+    Source.Enabled = false;
+    EXPECT_EQ(DumpAll(Target), "-1 on /: ");
+    Target.AddParams(u"old", u"", u"");
+    Target.AssignParams(Source);
+    EXPECT_EQ(DumpAll(Target), "-1 on /: a=<||x;");
+    Target.Assign(&Source);
+    Target.Assign(&Target);
+    Target.AssignParams(Target);
+    EXPECT_EQ(DumpAll(Target), "5 off n/d: a=<||x;");
+    Target.Assign(nullptr);
+    EXPECT_EQ(DumpAll(Target), "0 on /: ");
 }
 
 TEST(ParamsConfig, KeptClearSetsTheIdToZeroAndSwitchesOn) {
     TParamsConfig Config;
-    EXPECT_EQ(Config.FilterID, -1);
     Config.Enabled = false;
-    Config.FilterName = u"x";
+    Config.FilterName = Config.FilterDescribe = u"x";
+    Config.AddParams(u"a", u"", u"");
     Config.Clear();
-    EXPECT_EQ(Config.FilterID, 0);
-    EXPECT_TRUE(Config.Enabled);
-    EXPECT_EQ(Config.FilterName, u"");
-}
-
-TEST(ParamsConfig, AssignTakesAllAndNothingFromItself) {
-    TParamsConfig Source;
-    Source.AddParams(u"a", u"<", u"");
-    Source.FilterName = u"n";
-    Source.FilterID = 5;
-    Source.Enabled = false;
-    TParamsConfig Target;
-    Target.Assign(&Source);
-    Target.Assign(&Target);
-    EXPECT_EQ(Dump(Target), "a=<||;");
-    EXPECT_EQ(Target.FilterID, 5);
-    EXPECT_FALSE(Target.Enabled);
-    Target.Assign(nullptr);
-    EXPECT_EQ(Target.ParamsCfgCount(), 0);
+    EXPECT_EQ(DumpAll(Config), "0 on /: ");
 }
 
 TEST(ParamsConfigAsString, HasTheBytesAsWritten) {
@@ -101,11 +106,13 @@ TEST(ParamsConfigAsString, BadBytesGiveEmptyTexts) {
 TEST(ParamsChecker, PassesEverythingUntilLoaded) {
     TParamsChecker Checker;
     EXPECT_FALSE(Checker.Enabled);
-    Checker.AddParams(u"a", u"<", u"");
+    for (const auto* Names : {u"a", u"<default>"}) Checker.AddParams(Names, u"<", u"");
     EXPECT_TRUE(Checker.CheckParamValue(u"a", u"<", true));
+    Checker.Enabled = true;
+    EXPECT_FALSE(Checker.CheckParamValue(u"a", u"<", false));
     Checker.Clear();
     EXPECT_TRUE(Checker.Enabled);
-    EXPECT_TRUE(Checker.CheckParamValue(u"a", u"<", true)) << "cleared: no rule";
+    for (const auto* Name : {u"a", u"other"}) EXPECT_TRUE(Checker.CheckParamValue(Name, u"<", true));
 }
 
 TEST(ParamsChecker, KeptNamesOfOneCallShareAChecker) {
@@ -113,9 +120,10 @@ TEST(ParamsChecker, KeptNamesOfOneCallShareAChecker) {
     Checker.Clear();
     Checker.AddParams(u"a, b", u"<", u"");
     EXPECT_FALSE(Checker.CheckParamValue(u"B", u"x<y", false));
-    Checker.AddParams(u"a", u">", u"");
-    EXPECT_TRUE(Checker.CheckParamValue(u"b", u"x<y", false));
+    Checker.AddParams(u"a", u">", u"x-z,>");
+    EXPECT_TRUE(Checker.CheckParamValue(u"b", u"xy", false));
     EXPECT_FALSE(Checker.CheckParamValue(u"b", u"x>y", false));
+    EXPECT_FALSE(Checker.CheckParamValue(u"b", u"x1", false)) << "the right values count too";
     EXPECT_TRUE(Checker.CheckParamValue(u"other", u"<>", false));
     Checker.AddParams(u"<DEFAULT>", u"<", u"");
     EXPECT_FALSE(Checker.CheckParamValue(u"other", u"<>", false));
@@ -136,35 +144,89 @@ TEST(ParamsChecker, RaisesWithTheParameterAndTheReason) {
     TParamsChecker Checker;
     Checker.Clear();
     Checker.AddParams(u"q", u"<", u"");
-    try {
-        static_cast<void>(Checker.CheckParamValue(u"q", u"a<b", true));
-        FAIL() << "the value was let through";
-    } catch (const EParamValueChecker& Error) {
-        EXPECT_STREQ(
-            Error.what(),
-            "Error check param \"q\" value: Value \"A<B\" contain wrong symbol \"<\" at position 2.");
-    }
+    EXPECT_EQ(tests::Raised<EParamValueChecker>([&] { return Checker.CheckParamValue(u"q", u"a<b", true); }),
+              "Error check param \"q\" value: Value \"A<B\" contain wrong symbol \"<\" at position 2.");
 }
 
-// Both filters refuse the one value and let the other through; half a filter would not.
-TEST(ParamsCheckerThreads, SeeTheOldRulesOrTheNewOnes) {
-    TParamsConfig First;
+class ParamsCheckerScripts : public testing::Test {
+protected:
+    ParamsCheckerScripts() { RegisterChekprms(Registry); }
+    TKXVariant Call(std::u16string_view Name, std::vector<TKXVariant> Args = {}) {
+        return Registry.Find(Checker.ClassInfo(), Name)->Invoke(Checker, Args);
+    }
+    static const TPropInfo& Property(std::u16string_view Name) {
+        return *TParamsChecker::StaticClass().FindProperty(Name);
+    }
+    TScriptRegistry Registry;
+    TParamsChecker Checker;
+};
+
+TEST_F(ParamsCheckerScripts, ChangeAndAsk) {
+    Call(u"Clear");
+    Call(u"AddParams", {u"a,b", u"<", u"x-z,<"});
+    EXPECT_EQ(DumpAll(Checker), "0 on /: a,b=<||x-z,<;");
+    EXPECT_EQ(Call(u"CheckParamValue", {u"B", u"xyz", true}), TKXVariant(true));
+    EXPECT_EQ(Call(u"CheckParamValue", {u"b", u"<", false}), TKXVariant(false));
+    EXPECT_THROW(Call(u"CheckParamValue", {u"b", u"a", true}), EParamValueChecker);
+    EXPECT_EQ(Property(u"paramscfgcount").Get(Checker), TKXVariant(1));
+    EXPECT_EQ(Property(u"ParamsCfgCount").Set, nullptr);
+    const std::pair<std::u16string_view, TKXVariant> Values[] = {
+        {u"Enabled", false}, {u"FilterID", 7}, {u"FilterName", u"n"}, {u"FilterDescribe", u"d"}};
+    for (const auto& [Name, Value] : Values) {
+        Property(Name).Set(Checker, Value);
+        EXPECT_EQ(Property(Name).Get(Checker), Value);
+    }
+    EXPECT_EQ(DumpAll(Checker), "7 off n/d: a,b=<||x-z,<;");
+    EXPECT_NE(ObjectCast<TParamsChecker>(Registry.FindClass(u"tparamschecker")->Create().get()), nullptr);
+    UnregisterChekprms(Registry);
+    EXPECT_EQ(Registry.FindClass(u"TParamsChecker"), nullptr);
+}
+
+TEST_F(ParamsCheckerScripts, LoadAFilterOfTheDatabase) {
+    tests::TRecordingDatabase Database;
+    SetServices({.ApplicationManager = std::make_shared<tests::TDatabaseManager>(&Database),
+                 .Localizer = {},
+                 .Logger = {}});
+    const auto Answer = [&Database](std::u16string_view Wrong) {
+        Database.Answers.push_back({{{u"Name", u"n"}, {u"FilterDescribe", u"d"}}});
+        Database.Answers.push_back({{{u"Params", u"a"}, {u"WrongValues", Wrong}, {u"RightValues", u""}}});
+    };
+    for (const auto* Wrong : {u"<", u">", u">"}) Answer(Wrong); // somebody stores it anew while it is loaded
+    EXPECT_EQ(Call(u"LoadFilter", {9}), TKXVariant(true));
+    EXPECT_EQ(DumpAll(Checker), "9 on n/d: a=>||;");
+    EXPECT_EQ(Database.Answers.size(), 0U);
+    EXPECT_EQ(Call(u"LoadFilter", {10}), TKXVariant(false)) << "there is no such filter";
+    EXPECT_EQ(DumpAll(Checker), "9 on n/d: a=>||;");
+    SetServices({});
+}
+
+// Both filters refuse the one value and let the other through; half a filter would not. Nor has either a name
+// that is half the other's.
+TEST_F(ParamsCheckerScripts, SeeTheOldFilterOrTheNewOneWhileItIsReplaced) {
+    TParamsConfig First, Second;
     First.AddParams(u"a", u"one", u"");
     First.AddParams(u"b,c", u"x", u"");
-    TParamsConfig Second;
+    First.FilterName = First.FilterDescribe = std::u16string(300, u'1');
     Second.AddParams(u"<Default>", u"two", u"");
-    TParamsChecker Checker;
+    Second.FilterName = Second.FilterDescribe = std::u16string(200, u'2');
     Checker.LoadFrom(First);
 
-    constexpr int Replacements = 10'000;
+    constexpr int Replacements = 5'000;
     std::atomic<bool> Done = false;
     std::atomic<int> Mixtures = 0;
     std::vector<std::jthread> Readers;
     for (int Index = 0; Index < 3; ++Index) {
         Readers.emplace_back([&] {
             while (!Done) {
-                if (Checker.CheckParamValue(u"a", u"-one-two-", false)) ++Mixtures;
-                if (!Checker.CheckParamValue(u"a", u"three", false)) ++Mixtures;
+                if (Call(u"CheckParamValue", {u"a", u"-one-two-", false}).AsBoolean()) ++Mixtures;
+                if (!Call(u"CheckParamValue", {u"a", u"three", false}).AsBoolean()) ++Mixtures;
+                for (const auto* Name : {u"FilterName", u"FilterDescribe"}) {
+                    const std::u16string Text = Property(Name).Get(Checker).AsString();
+                    if (Text != First.FilterName && Text != Second.FilterName) ++Mixtures;
+                }
+                static_cast<void>(Property(u"ParamsCfgCount").Get(Checker));
+                static_cast<void>(Property(u"Enabled").Get(Checker));
+                Property(u"FilterID").Set(Checker, 3);
             }
         });
     }

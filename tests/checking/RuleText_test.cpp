@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+
 namespace zutools {
 namespace {
 
@@ -11,6 +13,8 @@ namespace {
 std::string Dump(std::u16string_view Text) {
     TKXCharSet Symbols;
     TKXStringList Words;
+    Symbols.Include(u'?'); // the targets are emptied first
+    Words.Add(u"old");
     CompileRuleText(Text, Symbols, Words);
     std::string Result;
     char Code[16];
@@ -30,44 +34,48 @@ std::string Dump(std::u16string_view Text) {
 }
 
 struct TRow {
-    const char* Name;
     std::u16string_view Text;
     const char* Expected;
 };
 
-class RuleText : public testing::TestWithParam<TRow> {};
-
-TEST_P(RuleText, Compiles) {
-    EXPECT_EQ(Dump(GetParam().Text), GetParam().Expected);
+void ExpectCompiled(std::initializer_list<TRow> Rows) {
+    for (const auto& [Text, Expected] : Rows) EXPECT_EQ(Dump(Text), Expected) << platform::Utf16ToUtf8(Text);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Items, RuleText,
-    testing::Values(
-        TRow{"Nothing", u"", "|"}, TRow{"OneCharacter", u"<", "3C |"}, TRow{"LetterIsRaised", u"a", "41 |"},
-        TRow{"List", u"<, >", "3C 3E |"}, TRow{"Code", u"#60", "3C |"},
-        TRow{"CodeIsNotRaised", u"#97", "61 |"}, TRow{"ShortCodeIsWord", u"#5", "| #5;"},
-        TRow{"BadCodeIsTheLastCharacter", u"#xx", "FFFF |"}, TRow{"CodeIsSixteenBits", u"#65601", "41 |"},
-        TRow{"QuotedComma", u"',',b", "2C 42 |"}, TRow{"QuotedBlank", u"\" \"", "20 |"},
-        TRow{"QuotedDash", u"'-'", "2D |"}, TRow{"QuotedWord", u"'on load',x", "58 | ON LOAD;"},
-        TRow{"TextBehindQuoteIsDropped", u"'ab'cd,e", "45 | AB;"}, TRow{"LoneQuote", u"',a", "27 41 |"},
-        TRow{"EmptyPairIsEmptyWord", u"''", "| ;"}, TRow{"Range", u"a-c", "41-43 |"},
-        TRow{"CodeRange", u"#48-#57", "30-39 |"}, TRow{"FallingRangeIsItsEnds", u"c-a", "41 43 |"},
-        TRow{"HalfRangeIsDropped", u"-ab,x", "58 |"}, TRow{"RangeWithWord", u"a-bcd", "41 | BCD;"},
-        TRow{"DashSplitsAWord", u"wrong-word", "| WRONG; WORD;"},
-        TRow{"QuotedRangeIsItsFirst", u"'a'-'z'", "41 |"}, TRow{"DashAlone", u"-", "2D |"},
-        TRow{"CommaInFrontTakesTheRest", u"a,,b", "41 | ,B;"},
-        TRow{"BlankItemTakesTheRest", u"a, ,b", "41 | ,B;"},
-        TRow{"WordsKeepTheirOrder", u"script,iframe,script", "| SCRIPT; IFRAME; SCRIPT;"}),
-    [](const auto& Info) { return Info.param.Name; });
+TEST(RuleText, Compiles) {
+    ExpectCompiled({{u"", "|"},
+                    {u"<", "3C |"},
+                    {u"a", "41 |"},
+                    {u"<, >", "3C 3E |"},
+                    {u"#60", "3C |"},
+                    {u"#97", "61 |"},    // a code is not raised
+                    {u"#5", "| #5;"},    // too short for a code
+                    {u"#65601", "41 |"}, // sixteen bits
+                    {u"',',b", "2C 42 |"},
+                    {u"\" \"", "20 |"},
+                    {u"'-'", "2D |"},
+                    {u"-", "2D |"},
+                    {u"'on load',x", "58 | ON LOAD;"},
+                    {u"',a", "27 41 |"},
+                    {u"'',a,b", "41-42 | ;"}, // an empty pair quotes nothing
+                    {u"''a,b", "42 | ''A;"},
+                    {u"a-c", "41-43 |"},
+                    {u"#48-#57", "30-39 |"},
+                    {u"c-a", "41 43 |"}, // a falling range is its ends
+                    {u"a-", "| A-;"},    // too short for a range
+                    {u"a-bcd", "41 | BCD;"},
+                    {u"script,iframe,script", "| SCRIPT; IFRAME; SCRIPT;"}});
+}
 
-TEST(RuleTextTargets, AreEmptiedFirst) {
-    TKXCharSet Symbols;
-    TKXStringList Words;
-    CompileRuleText(u"a,word", Symbols, Words);
-    CompileRuleText(u"", Symbols, Words);
-    EXPECT_FALSE(Symbols.NOTEmpty());
-    EXPECT_EQ(Words.Count(), 0);
+TEST(RuleText, KeptOnPurpose) {
+    ExpectCompiled({{u"#xx", "FFFF |"},        // no number is the last character
+                    {u"'ab'cd,e", "45 | AB;"}, // what stands between the quote and the comma is dropped
+                    {u"-ab,x", "58 |"},        // half a range is dropped
+                    {u"ab-,x", "58 |"},
+                    {u"wrong-word", "| WRONG; WORD;"}, // a dash splits
+                    {u"'a'-'z'", "41 |"},              // quotes come first
+                    {u"a,,b", "41 | ,B;"},             // a comma in front takes the rest
+                    {u"a, ,b", "41 | ,B;"}});
 }
 
 } // namespace
