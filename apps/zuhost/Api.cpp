@@ -5,8 +5,6 @@
 
 #include "host/ScriptObjects.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 
 namespace zutools::zuhost {
@@ -145,15 +143,7 @@ struct TEntry {
     return Result;
 }
 
-} // namespace
-
-int RunApi(const TArguments& Arguments) {
-    bool Markdown = false;
-    CLI::App App("Print the reference of what scripts can use");
-    Describe(App, "zuhost api [OPTIONS]", Footer);
-    App.add_flag("--markdown", Markdown, "Print it as Markdown, as in docs/script-api.md");
-    if (!Parse(App, Arguments)) return ExitGood;
-
+int PrintReference(bool Markdown) {
     const TLibrary Library({}, {});
     const std::vector<const TClassInfo*> Classes = ScriptRegistry().Classes();
     if (Markdown) {
@@ -170,6 +160,18 @@ int RunApi(const TArguments& Arguments) {
         WriteOut(Markdown ? MarkdownClass(*Class, Base) : PlainClass(*Class, Base));
     }
     return ExitGood;
+}
+
+} // namespace
+
+TJob DeclareApi(CLI::App& App) {
+    const auto Markdown = std::make_shared<bool>(false);
+    App.footer(Footer);
+    App.add_flag("--markdown", *Markdown, "Print it as Markdown, as in docs/script-api.md");
+    return [Markdown](const TArguments& Names) {
+        RefuseNames(Names);
+        return PrintReference(*Markdown);
+    };
 }
 
 } // namespace zutools::zuhost

@@ -7,7 +7,6 @@
 #include "server/web/AdminSocket.h"
 #include "server/web/Config.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 namespace zutools::zuhost {
@@ -31,6 +30,7 @@ Examples:
   zuhost blocks release 6C1D0A5E4B2F4C7F9D1E8A3B5C7D9E0F --config orders.toml)";
 
 struct TOptions {
+    std::string ConfigFile = "zuhost.toml";
     bool History = false;
     bool Json = false;
 };
@@ -96,20 +96,7 @@ void PrintList(const TJson& Blocks, const TOptions& Options) {
     }
 }
 
-} // namespace
-
-int RunBlocks(const TArguments& Arguments) {
-    std::string ConfigFile = "zuhost.toml";
-    TOptions Options;
-    CLI::App App("List and release the record blocks of a running service");
-    Describe(App, "zuhost blocks [OPTIONS] ACTION [ID]", Footer);
-    App.add_option("--config", ConfigFile, "Configuration of the service; zuhost.toml when not given")
-        ->type_name("FILE");
-    App.add_flag("--history", Options.History, "Print whole histories, oldest entry first");
-    App.add_flag("--json", Options.Json, "Print the list as a JSON array");
-    App.allow_extras();
-    if (!Parse(App, Arguments)) return ExitGood;
-    const TArguments Words = Positionals(App);
+int Blocks(const TOptions& Options, const TArguments& Words) {
     if (Words.empty()) throw EUsage("the action is missing; there are list, release");
     const bool Lists = Words.front() == "list";
     if (!Lists && Words.front() != "release") {
@@ -119,10 +106,11 @@ int RunBlocks(const TArguments& Arguments) {
         throw EUsage(Lists ? "list takes no further names" : "release takes the ID of one block");
     }
 
-    const server::TWebConfig Config = server::LoadWebConfig(Text(ConfigFile));
+    const server::TWebConfig Config = server::LoadWebConfig(Text(Options.ConfigFile));
     if (!Config.Admin.Enabled) throw Exception(u"the configuration says admin.enabled = false");
-    const std::u16string Socket =
-        Config.Admin.Socket.empty() ? server::DefaultAdminSocket(Text(ConfigFile)) : Config.Admin.Socket;
+    const std::u16string Socket = Config.Admin.Socket.empty()
+                                      ? server::DefaultAdminSocket(Text(Options.ConfigFile))
+                                      : Config.Admin.Socket;
     if (Lists) {
         PrintList(AllBlocks(Socket, Options.History), Options);
         return ExitGood;
@@ -131,6 +119,19 @@ int RunBlocks(const TArguments& Arguments) {
     if (!Answer.at("released").get<bool>()) throw Exception(u"there is no block " + Text(Words[1]));
     WriteOut("released " + Words[1] + "\n");
     return ExitGood;
+}
+
+} // namespace
+
+TJob DeclareBlocks(CLI::App& App) {
+    const auto Options = std::make_shared<TOptions>();
+    App.footer(Footer);
+    App.add_option("--config", Options->ConfigFile,
+                   "Configuration of the service; zuhost.toml when not given")
+        ->type_name("FILE");
+    App.add_flag("--history", Options->History, "Print whole histories, oldest entry first");
+    App.add_flag("--json", Options->Json, "Print the list as a JSON array");
+    return [Options](const TArguments& Words) { return Blocks(*Options, Words); };
 }
 
 } // namespace zutools::zuhost

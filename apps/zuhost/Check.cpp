@@ -4,8 +4,6 @@
 
 #include "checking/Chekprms.h"
 
-#include <CLI/CLI.hpp>
-
 namespace zutools::zuhost {
 
 namespace {
@@ -23,24 +21,17 @@ Examples:
   zuhost check --wrong '<,>,script' 'plain text'
   zuhost check --right 'a-z,0-9' -- -x-)";
 
-} // namespace
-
-int RunCheck(const TArguments& Arguments) {
+struct TRule {
     std::string Wrong;
     std::string Right;
-    CLI::App App("Check a value against a rule");
-    Describe(App, "zuhost check [--wrong RULE] [--right RULE] VALUE", Footer);
-    App.add_option("--wrong", Wrong, "What must not occur in the value")->type_name("RULE");
-    App.add_option("--right", Right, "What must occur, or alone is allowed")->type_name("RULE");
-    App.allow_extras();
-    if (!Parse(App, Arguments)) return ExitGood;
-    const TArguments Values = Positionals(App);
+};
+
+int Check(const TRule& Rule, const TArguments& Values) {
     if (Values.empty()) throw EUsage("the value is missing");
     if (Values.size() > 1) throw EUsage("one value at a time: put it into quotes");
-
     TParamValueChecker Checker;
-    Checker.SetWrongSymbolsAsString(Text(Wrong));
-    Checker.SetRightSymbolsAsString(Text(Right));
+    Checker.SetWrongSymbolsAsString(Text(Rule.Wrong));
+    Checker.SetRightSymbolsAsString(Text(Rule.Right));
     try {
         Checker.CheckValue(Text(Values.front()));
     } catch (const EParamValueChecker& Error) {
@@ -49,6 +40,16 @@ int RunCheck(const TArguments& Arguments) {
     }
     WriteOut(u"ok\n");
     return ExitGood;
+}
+
+} // namespace
+
+TJob DeclareCheck(CLI::App& App) {
+    const auto Rule = std::make_shared<TRule>();
+    App.footer(Footer);
+    App.add_option("--wrong", Rule->Wrong, "What must not occur in the value")->type_name("RULE");
+    App.add_option("--right", Rule->Right, "What must occur, or alone is allowed")->type_name("RULE");
+    return [Rule](const TArguments& Values) { return Check(*Rule, Values); };
 }
 
 } // namespace zutools::zuhost

@@ -11,7 +11,6 @@
 #include "platform/Text.h"
 #include "server/sql/Schema.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <fstream>
@@ -43,6 +42,7 @@ Examples:
   zuhost filters --database sqlite3://orders.db export 10 orders.filter)";
 
 struct TOptions {
+    std::string Database;
     std::string Wrong;
     std::string Right;
     std::string Describe;
@@ -165,30 +165,11 @@ void Expect(const TArguments& Words, std::size_t Count, std::string_view Form) {
     if (Words.size() != Count + 1) throw EUsage("use it as: " + std::string(Form));
 }
 
-} // namespace
-
-int RunFilters(const TArguments& Arguments) {
-    TOptions Options;
-    std::string Database;
-    CLI::App App("List and change the filters in a database");
-    Describe(App, "zuhost filters --database URL [OPTIONS] ACTION ...", Footer);
-    App.add_option("--database", Database, "sqlite3://FILE or postgresql://user@host:port/name")
-        ->type_name("URL");
-    App.add_option("--wrong", Options.Wrong, "set-rule: what must not occur in a value")->type_name("RULE");
-    App.add_option("--right", Options.Right, "set-rule: what must occur, or alone is allowed")
-        ->type_name("RULE");
-    App.add_option("--describe", Options.Describe, "add: the filter's description")->type_name("TEXT");
-    auto* const ID =
-        App.add_option("--id", Options.ID, "import: the ID to store the filter under")->type_name("ID");
-    App.add_flag("--json", Options.Json, "list, show: print JSON");
-    App.allow_extras();
-    if (!Parse(App, Arguments)) return ExitGood;
-    Options.HasID = ID->count() > 0;
-    const TArguments Words = Positionals(App);
+int RunFilters(const TOptions& Options, const TArguments& Words) {
     if (Words.empty()) throw EUsage("the action is missing");
-    if (Database.empty()) throw EUsage("--database is missing");
+    if (Options.Database.empty()) throw EUsage("--database is missing");
 
-    TDatabaseManager Manager(u"en", Text(Database));
+    TDatabaseManager Manager(u"en", Text(Options.Database));
     server::UpgradeSchema(Manager.Connection());
     const TCheckParamsDBConfig Filters(Manager);
     SeedReservedFilters(Filters);
@@ -218,6 +199,26 @@ int RunFilters(const TArguments& Arguments) {
         throw EUsage("unknown action \"" + Action + "\"");
     }
     return ExitGood;
+}
+
+} // namespace
+
+TJob DeclareFilters(CLI::App& App) {
+    const auto Options = std::make_shared<TOptions>();
+    App.footer(Footer);
+    App.add_option("--database", Options->Database, "sqlite3://FILE or postgresql://user@host:port/name")
+        ->type_name("URL");
+    App.add_option("--wrong", Options->Wrong, "set-rule: what must not occur in a value")->type_name("RULE");
+    App.add_option("--right", Options->Right, "set-rule: what must occur, or alone is allowed")
+        ->type_name("RULE");
+    App.add_option("--describe", Options->Describe, "add: the filter's description")->type_name("TEXT");
+    auto* const ID =
+        App.add_option("--id", Options->ID, "import: the ID to store the filter under")->type_name("ID");
+    App.add_flag("--json", Options->Json, "list, show: print JSON");
+    return [Options, ID](const TArguments& Words) {
+        Options->HasID = ID->count() > 0;
+        return RunFilters(*Options, Words);
+    };
 }
 
 } // namespace zutools::zuhost

@@ -8,7 +8,6 @@
 #include "server/strings/JsonLocalizator.h"
 #include "templates/Lint.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -185,31 +184,20 @@ private:
     bool FFirst = true;
 };
 
-} // namespace
-
-int RunLint(const TArguments& Arguments) {
+struct TOptions {
     std::string Templates;
-    std::string StringsFolder;
+    std::string Strings;
     bool Quiet = false;
     bool Json = false;
-    CLI::App App("List what templates hold and report what is wrong in them");
-    Describe(App, "zuhost lint [OPTIONS] [NAME ...]", Footer);
-    App.add_option("--templates", Templates, "Folder of the templates; the current one when not given")
-        ->type_name("DIR");
-    App.add_option("--strings", StringsFolder,
-                   "Folder of the language files; keys are looked up in each of them")
-        ->type_name("DIR");
-    auto* const QuietFlag = App.add_flag("--quiet", Quiet, "Print the problems only");
-    App.add_flag("--json", Json, "Print one JSON array, an object a file")->excludes(QuietFlag);
-    App.allow_extras();
-    if (!Parse(App, Arguments)) return ExitGood;
+};
 
+int Lint(const TOptions& Options, const TArguments& Given) {
     std::optional<TJsonLocalizator> Strings;
-    if (!StringsFolder.empty()) Strings.emplace(Text(StringsFolder));
-    const std::u16string Folder = Text(Templates);
+    if (!Options.Strings.empty()) Strings.emplace(Text(Options.Strings));
+    const std::u16string Folder = Text(Options.Templates);
     std::vector<std::u16string> Names;
     std::vector<std::u16string> NotText;
-    for (const std::string& Name : Positionals(App)) Names.push_back(Text(Name));
+    for (const std::string& Name : Given) Names.push_back(Text(Name));
     if (Names.empty()) {
         Names = platform::ListFiles(Folder.empty() ? u"." : Folder, &NotText);
         if (Names.empty() && NotText.empty())
@@ -221,7 +209,7 @@ int RunLint(const TArguments& Arguments) {
         Complain(Masked(platform::JoinPath(Folder, Name)) +
                  u": the file's name is not UTF-8, so no template can be asked for by it");
     }
-    TLintWriter Writer(Json ? TOutput::Json : Quiet ? TOutput::Quiet : TOutput::Full);
+    TLintWriter Writer(Options.Json ? TOutput::Json : Options.Quiet ? TOutput::Quiet : TOutput::Full);
     for (const std::u16string& Name : Names) {
         const std::u16string Path = Masked(platform::JoinPath(Folder, Name));
         TLintReport Report;
@@ -243,6 +231,22 @@ int RunLint(const TArguments& Arguments) {
     }
     Writer.Finish();
     return Good ? ExitGood : ExitFailed;
+}
+
+} // namespace
+
+TJob DeclareLint(CLI::App& App) {
+    const auto Options = std::make_shared<TOptions>();
+    App.footer(Footer);
+    App.add_option("--templates", Options->Templates,
+                   "Folder of the templates; the current one when not given")
+        ->type_name("DIR");
+    App.add_option("--strings", Options->Strings,
+                   "Folder of the language files; keys are looked up in each of them")
+        ->type_name("DIR");
+    auto* const Quiet = App.add_flag("--quiet", Options->Quiet, "Print the problems only");
+    App.add_flag("--json", Options->Json, "Print one JSON array, an object a file")->excludes(Quiet);
+    return [Options](const TArguments& Names) { return Lint(*Options, Names); };
 }
 
 } // namespace zutools::zuhost

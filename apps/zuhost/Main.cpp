@@ -19,45 +19,15 @@ namespace zutools::zuhost {
 
 namespace {
 
-struct TCommand {
-    std::string_view Name;
-    std::string_view Summary;
-    int (*Run)(const TArguments& Arguments);
-};
+constexpr const char* Footer =
+    R"(`zuhost SUBCOMMAND --help` tells more about one of them.
+Exit codes: 0 good, 1 the job failed, 2 wrong usage.
 
-constexpr TCommand Commands[] = {
-    {"render", "Fill a template and print the result", RunRender},
-    {"run", "Run a Lua script with the library's objects", RunScript},
-    {"serve", "Answer web requests with script modules", RunServeCommand},
-    {"check", "Check a value against a rule", RunCheck},
-    {"filters", "List and change the value filters in a database", RunFilters},
-    {"users", "List and change the users in a database, and what they may do", RunUsers},
-    {"blocks", "List and release the record blocks of a running service", RunBlocks},
-    {"lint", "List what templates hold and report what is wrong in them", RunLint},
-    {"api", "Print the reference of what scripts can use", RunApi},
-};
-
-[[nodiscard]] std::string Help() {
-    std::string Result = "zuhost: templates, scripts and web pages with ZuTools\n"
-                         "Usage: zuhost SUBCOMMAND [OPTIONS] ...\n\n"
-                         "Subcommands:\n";
-    for (const TCommand& Command : Commands) {
-        std::string Name(Command.Name);
-        Name.resize(10, ' ');
-        Result += "  " + Name + std::string(Command.Summary) + "\n";
-    }
-    Result += "\nOptions:\n"
-              "  -h,--help   Print this help and exit\n"
-              "  --version   Print the version and exit\n"
-              "\n`zuhost SUBCOMMAND --help` tells more about one of them.\n"
-              "Exit codes: 0 good, 1 the job failed, 2 wrong usage.\n"
-              "\nExamples:\n"
-              "  zuhost render --templates pages letter.txt NAME=Anna\n"
-              "  zuhost lint --templates pages --strings texts\n"
-              "  zuhost run job.lua\n"
-              "  zuhost serve --config orders.toml\n";
-    return Result;
-}
+Examples:
+  zuhost render --templates pages letter.txt NAME=Anna
+  zuhost lint --templates pages --strings texts
+  zuhost run job.lua
+  zuhost serve --config orders.toml)";
 
 [[nodiscard]] std::string CommandNames() {
     std::string Result;
@@ -78,38 +48,50 @@ void CheckArguments(const TArguments& Arguments) {
     }
 }
 
-[[nodiscard]] int RunCommand(const TArguments& Arguments) {
+/// The chosen subcommand, once there is one.
+struct TChoice {
+    const TCommand* Command = nullptr;
+    CLI::App* App = nullptr;
+    TJob Job;
+};
+
+[[nodiscard]] int RunArguments(const TArguments& Arguments, TChoice& Choice) {
     CheckArguments(Arguments);
-    if (Arguments.empty()) throw EUsage("a subcommand is missing; there are " + CommandNames());
-    const std::string& Name = Arguments.front();
-    if (Name == "--help" || Name == "-h") {
-        WriteOut(Help());
-        return ExitGood;
+    CLI::App Root("zuhost: templates, scripts and web pages with ZuTools");
+    Describe(Root, "zuhost SUBCOMMAND [OPTIONS] ...");
+    Root.footer(Footer);
+    Root.set_version_flag("--version", "zuhost " + platform::Utf16ToUtf8(ZuToolsVersion()),
+                          "Print the version and exit");
+    for (const TCommand& Command : Commands) {
+        CLI::App* const App = Root.add_subcommand(Command.Name, Command.Summary);
+        TJob Job = Command.Declare(*App);
+        Describe(*App, std::string("zuhost ") + Command.Name + " " + Command.Usage);
+        if (!Arguments.empty() && Arguments.front() == Command.Name) Choice = {&Command, App, std::move(Job)};
     }
-    if (Name == "--version") {
-        WriteOut(u"zuhost " + std::u16string(ZuToolsVersion()) + u"\n");
-        return ExitGood;
+    if (Choice.App == nullptr) {
+        if (Arguments.empty()) throw EUsage("a subcommand is missing; there are " + CommandNames());
+        if (!Arguments.front().starts_with('-')) {
+            throw EUsage("unknown subcommand \"" + Arguments.front() + "\"; there are " + CommandNames());
+        }
     }
-    if (Name.starts_with('-')) throw EUsage("unknown option " + Name);
-    const auto* Command = std::find_if(std::begin(Commands), std::end(Commands),
-                                       [&Name](const TCommand& Known) { return Known.Name == Name; });
-    if (Command == std::end(Commands)) {
-        throw EUsage("unknown subcommand \"" + Name + "\"; there are " + CommandNames());
-    }
-    try {
-        return Command->Run(TArguments(Arguments.begin() + 1, Arguments.end()));
-    } catch (const EUsage& Error) {
-        throw EUsage(Name + ": " + Error.what() + "\nSee zuhost " + Name + " --help");
-    }
+    TSplitArguments Split = SplitArguments(Choice.App != nullptr ? *Choice.App : Root, Arguments);
+    if (!Parse(Root, std::move(Split.Options))) return ExitGood;
+    return Choice.Job(Split.Names);
 }
 
 [[nodiscard]] int GuardedRun(const TArguments& Arguments) {
+    TChoice Choice;
     try {
-        const int Code = RunCommand(Arguments);
+        const int Code = RunArguments(Arguments, Choice);
         FlushOut();
         return Code;
     } catch (const EUsage& Error) {
-        Complain(Text(Error.what()));
+        std::u16string Message = Text(Error.what());
+        if (Choice.Command != nullptr) {
+            const std::u16string Name = Text(Choice.Command->Name);
+            Message = Name + u": " + Message + u"\nSee zuhost " + Name + u" --help";
+        }
+        Complain(Message);
         return ExitUsage;
     } catch (const server::EScriptError& Error) {
         const std::u16string& Traceback = Error.Traceback();

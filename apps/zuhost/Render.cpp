@@ -8,8 +8,6 @@
 #include "templates/Ltemplt.h"
 #include "templates/Ztstmplcache.h"
 
-#include <CLI/CLI.hpp>
-
 namespace zutools::zuhost {
 
 namespace {
@@ -48,31 +46,22 @@ void WarnOfLanguage(const TServices& Services, std::u16string_view Language) {
     Complain(u"warning: there is no language file for \"" + std::u16string(Language) + u"\"");
 }
 
-} // namespace
-
-int RunRender(const TArguments& Arguments) {
+struct TOptions {
     std::string Templates;
     std::string Strings;
     std::string Language;
-    CLI::App App("Fill a template and print the result");
-    Describe(App, "zuhost render [OPTIONS] NAME [name=value ...]", Footer);
-    App.add_option("--templates", Templates, "Folder of the templates; the current one when not given")
-        ->type_name("DIR");
-    App.add_option("--strings", Strings, "Folder of the language files, <language>.json each")
-        ->type_name("DIR");
-    App.add_option("--language", Language, "Language of the texts for {{key}}; \"en\" when not given")
-        ->type_name("ID");
-    App.allow_extras();
-    if (!Parse(App, Arguments)) return ExitGood;
-    const TArguments Names = Positionals(App);
+};
+
+int Render(const TOptions& Options, const TArguments& Names) {
     if (Names.empty()) throw EUsage("the template's name is missing");
     const std::u16string Name = Text(Names.front());
     const std::vector<TValue> Values = SplitValues(Names);
 
-    const auto Manager = Language.empty() ? std::make_shared<TSimpleApplicationManager>()
-                                          : std::make_shared<TSimpleApplicationManager>(Text(Language));
-    const TServices Services = MakeServices(Manager, std::make_shared<TShellLogger>(), Text(Strings));
-    const TLibrary Library(Services, Text(Templates));
+    const auto Manager = Options.Language.empty()
+                             ? std::make_shared<TSimpleApplicationManager>()
+                             : std::make_shared<TSimpleApplicationManager>(Text(Options.Language));
+    const TServices Services = MakeServices(Manager, std::make_shared<TShellLogger>(), Text(Options.Strings));
+    const TLibrary Library(Services, Text(Options.Templates));
     WarnOfLanguage(Services, Manager->GetDefaultLanguageID());
     TTemplate Page;
     // The error of a part that is not closed is the part's: raised, it is seen here as well.
@@ -90,6 +79,22 @@ int RunRender(const TArguments& Arguments) {
     }
     WriteOut(Page.BuildTemplate());
     return ExitGood;
+}
+
+} // namespace
+
+TJob DeclareRender(CLI::App& App) {
+    const auto Options = std::make_shared<TOptions>();
+    App.footer(Footer);
+    App.add_option("--templates", Options->Templates,
+                   "Folder of the templates; the current one when not given")
+        ->type_name("DIR");
+    App.add_option("--strings", Options->Strings, "Folder of the language files, <language>.json each")
+        ->type_name("DIR");
+    App.add_option("--language", Options->Language,
+                   "Language of the texts for {{key}}; \"en\" when not given")
+        ->type_name("ID");
+    return [Options](const TArguments& Names) { return Render(*Options, Names); };
 }
 
 } // namespace zutools::zuhost

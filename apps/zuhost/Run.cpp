@@ -9,7 +9,7 @@
 #include "server/lua/LuaEngine.h"
 #include "server/web/Config.h"
 
-#include <CLI/CLI.hpp>
+#include <optional>
 
 namespace zutools::zuhost {
 
@@ -47,55 +47,63 @@ void CheckDatabase(std::u16string_view Url) {
     }
 }
 
-} // namespace
-
-int RunScript(const TArguments& Arguments) {
+/// Beside the configuration: an empty value means none of it.
+struct TOptions {
     std::string ConfigFile;
-    std::string Templates;
-    std::string Strings;
-    std::string Database;
-    CLI::App App("Run a Lua script with the library's objects");
-    Describe(App, "zuhost run [OPTIONS] SCRIPT.lua [ARG ...]", Footer);
-    App.add_option("--config", ConfigFile,
-                   "Configuration of `zuhost serve`, whose templates, strings and database hold")
-        ->type_name("FILE");
-    App.add_option("--templates", Templates, "Folder of the templates; the current one when not given")
-        ->type_name("DIR");
-    App.add_option("--strings", Strings, "Folder of the language files, <language>.json each")
-        ->type_name("DIR");
-    App.add_option("--database", Database, "sqlite3://FILE or postgresql://user@host:port/name")
-        ->type_name("URL");
-    App.prefix_command();
-    if (!Parse(App, Arguments)) return ExitGood;
-    TArguments Script = App.remaining();
-    if (!Script.empty() && Script.front() == "--") {
-        Script.erase(Script.begin());
-    } else if (!Script.empty() && Script.front().starts_with('-')) {
-        throw EUsage("unknown option " + Script.front());
-    }
+    std::optional<std::string> Templates;
+    std::optional<std::string> Strings;
+    std::optional<std::string> Database;
+};
+
+int RunScript(const TOptions& Options, TArguments Script) {
     if (Script.empty()) throw EUsage("the script's name is missing");
     const std::u16string File = Text(Script.front());
     Script.erase(Script.begin());
 
     server::TWebConfig Config;
-    if (!ConfigFile.empty()) Config = server::LoadWebConfig(Text(ConfigFile));
-    if (!Templates.empty()) Config.Templates = Text(Templates);
-    if (!Strings.empty()) Config.Strings = Text(Strings);
-    if (!Database.empty()) {
-        CheckDatabase(Text(Database));
-        Config.Database = Text(Database);
+    if (!Options.ConfigFile.empty()) Config = server::LoadWebConfig(Text(Options.ConfigFile));
+    if (Options.Templates) Config.Templates = Text(*Options.Templates);
+    if (Options.Strings) Config.Strings = Text(*Options.Strings);
+    if (Options.Database) {
+        Config.Database = Text(*Options.Database);
+        if (!Config.Database.empty()) CheckDatabase(Config.Database);
     }
 
     const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
     const TLibrary Library(MakeServices(Manager, std::make_shared<TShellLogger>(), Config.Strings),
                            Config.Templates);
     const TSessionScope Session;
-    server::TLuaOptions Options;
-    Options.Database = [&Manager] { return Manager->GetDatabase(); };
-    Options.ThreadEnd = [&Manager] { Manager->ReleaseThread(); };
-    server::TLuaEngine Engine(std::move(Options));
+    server::TLuaOptions Lua;
+    Lua.Database = [&Manager] { return Manager->GetDatabase(); };
+    Lua.ThreadEnd = [&Manager] { Manager->ReleaseThread(); };
+    server::TLuaEngine Engine(std::move(Lua));
     Engine.RunFile(File, Script);
     return ExitGood;
+}
+
+/// An option that is told apart from an empty one.
+CLI::Option* AddOption(CLI::App& App, const char* Name, std::optional<std::string>& Value, const char* Help) {
+    return App.add_option_function<std::string>(
+        Name, [&Value](const std::string& Given) { Value = Given; }, Help);
+}
+
+} // namespace
+
+TJob DeclareRun(CLI::App& App) {
+    const auto Options = std::make_shared<TOptions>();
+    App.footer(Footer);
+    App.add_option("--config", Options->ConfigFile,
+                   "Configuration of `zuhost serve`, whose templates, strings and database hold")
+        ->type_name("FILE");
+    AddOption(App, "--templates", Options->Templates,
+              "Folder of the templates; the current one when not given")
+        ->type_name("DIR");
+    AddOption(App, "--strings", Options->Strings, "Folder of the language files, <language>.json each")
+        ->type_name("DIR");
+    AddOption(App, "--database", Options->Database, "sqlite3://FILE or postgresql://user@host:port/name")
+        ->type_name("URL");
+    App.prefix_command(); // what follows the script is the script's
+    return [Options](const TArguments& Script) { return RunScript(*Options, Script); };
 }
 
 } // namespace zutools::zuhost

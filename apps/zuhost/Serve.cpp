@@ -1,6 +1,7 @@
-#include "apps/zuhost/Serve.h"
+// zuhost serve: the web host from its configuration file to its end by a signal.
 
 #include "apps/zuhost/Blocks.h"
+#include "apps/zuhost/Commands.h"
 #include "apps/zuhost/DatabaseManager.h"
 #include "apps/zuhost/Library.h"
 #include "apps/zuhost/SetupUsers.h"
@@ -31,7 +32,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -42,9 +42,15 @@ namespace {
 
 using namespace zutools::server;
 
-void Tell(std::string_view Message) {
-    std::cerr << "zuhost: " << Message << std::endl;
-}
+constexpr const char* Footer =
+    R"(Answers web requests with the script modules that the configuration names, until
+it is interrupted (Ctrl+C) or told to end (SIGTERM); requests that have arrived
+are finished. The log goes to standard error unless the configuration names a
+file.
+
+Examples:
+  zuhost serve --config orders.toml
+  zuhost serve --config orders.toml --port 8081)";
 
 /// SIGINT and SIGTERM come to whoever waits for them here; made before all threads, which inherit it.
 class TStopSignals {
@@ -54,8 +60,6 @@ public:
         sigaddset(&FSignals, SIGINT);
         sigaddset(&FSignals, SIGTERM);
         pthread_sigmask(SIG_BLOCK, &FSignals, nullptr);
-        // A reader that went away is an error of its write, not the end of the service.
-        signal(SIGPIPE, SIG_IGN);
     }
 
     /// Blocks until one comes, calling `NowAndThen` after each `Pause`.
@@ -183,7 +187,7 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     TWebServer Server(std::move(Config), std::move(Hooks), *Logger, *Services.Localizer);
     Server.Start();
     auto Admin = StartAdmin(AdminConfig, ConfigFile, *Logger);
-    Tell("serving on " + Server.Url());
+    Complain(u"serving on " + Text(Server.Url()));
     Signals.Wait(Pause, [&Server] { Server.SweepSessions(); });
     Admin.reset();
 
@@ -195,20 +199,30 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     Logger->Log(TLogLevel::Info, u"stopped");
 }
 
+struct TOptions {
+    std::string ConfigFile;
+    int Port = 0;
+};
+
 } // namespace
 
-int RunServe(const TServeOptions& Options) {
-    try {
-        TWebConfig Config = LoadWebConfig(Options.ConfigFile);
-        if (Options.Port) Config.Port = *Options.Port;
-        Serve(std::move(Config), Options.ConfigFile);
-        return 0;
-    } catch (const EScriptError& Error) {
-        Tell(platform::Utf16ToUtf8(Error.Message() + u"\n" + Error.Traceback()));
-    } catch (const std::exception& Error) {
-        Tell(Error.what());
-    }
-    return 1;
+TJob DeclareServe(CLI::App& App) {
+    const auto Options = std::make_shared<TOptions>();
+    App.footer(Footer);
+    App.add_option("--config", Options->ConfigFile, "Configuration; zuhost.toml when not given")
+        ->type_name("FILE");
+    auto* const Port =
+        App.add_option("--port", Options->Port, "Port in place of the configured one; 0 takes any free one")
+            ->type_name("N")
+            ->check(CLI::Range(0, 65535));
+    return [Options, Port](const TArguments& Names) {
+        RefuseNames(Names);
+        const std::u16string File = Options->ConfigFile.empty() ? u"zuhost.toml" : Text(Options->ConfigFile);
+        TWebConfig Config = LoadWebConfig(File);
+        if (Port->count() > 0) Config.Port = static_cast<std::uint16_t>(Options->Port);
+        Serve(std::move(Config), File);
+        return ExitGood;
+    };
 }
 
 } // namespace zutools::zuhost

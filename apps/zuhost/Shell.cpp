@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <utility>
@@ -14,7 +15,8 @@ namespace zutools::zuhost {
 
 namespace {
 
-/// CLI11 makes the usage line from declared positionals, of which there are none.
+/// CLI11 makes the usage line from declared positionals, of which there are none: names are taken aside
+/// before it parses.
 class TFormatter : public CLI::Formatter {
 public:
     explicit TFormatter(std::string Usage)
@@ -31,37 +33,61 @@ private:
 
 } // namespace
 
-void Describe(CLI::App& App, std::string Usage, std::string Footer) {
+void Describe(CLI::App& App, std::string Usage) {
     App.formatter(std::make_shared<TFormatter>(std::move(Usage)));
-    App.footer(std::move(Footer));
     App.set_help_flag("-h,--help", "Print this help and exit");
 }
 
-bool Parse(CLI::App& App, const TArguments& Arguments) {
+TSplitArguments SplitArguments(const CLI::App& App, const TArguments& Arguments) {
+    TSplitArguments Result;
+    auto Next = Arguments.begin();
+    if (Next != Arguments.end() && *Next == App.get_name()) Result.Options.push_back(*Next++);
+    for (; Next != Arguments.end(); ++Next) {
+        if (*Next == "--") {
+            Result.Names.insert(Result.Names.end(), Next + 1, Arguments.end());
+            break;
+        }
+        if (Next->size() < 2 || Next->front() != '-') {
+            const auto End = App.get_prefix_command() ? Arguments.end() : Next + 1;
+            Result.Names.insert(Result.Names.end(), Next, End);
+            if (App.get_prefix_command()) break;
+            continue;
+        }
+        const std::size_t Equals = Next->find('=');
+        const CLI::Option* const Option = App.get_option_no_throw(Next->substr(0, Equals));
+        if (Option == nullptr) throw EUsage("unknown option " + *Next);
+        const bool TakesValue = Option->get_items_expected_max() > 0;
+        if (TakesValue && Equals == Next->size() - 1) {
+            Result.Options.push_back(Next->substr(0, Equals));
+            Result.Options.emplace_back();
+            continue;
+        }
+        Result.Options.push_back(*Next);
+        const bool ValueFollows = TakesValue && Equals == std::string::npos;
+        if (ValueFollows && Next + 1 != Arguments.end()) Result.Options.push_back(*++Next);
+    }
+    return Result;
+}
+
+bool Parse(CLI::App& App, TArguments Options) {
     try {
-        App.parse(TArguments(Arguments.rbegin(), Arguments.rend())); // CLI11 takes them from the back
+        std::reverse(Options.begin(), Options.end()); // CLI11 takes them from the back
+        App.parse(std::move(Options));
         return true;
     } catch (const CLI::CallForHelp&) {
         WriteOut(App.help());
+        return false;
+    } catch (const CLI::CallForVersion& Version) {
+        WriteOut(std::string_view(Version.what()));
+        WriteOut(std::string_view("\n"));
         return false;
     } catch (const CLI::ParseError& Error) {
         throw EUsage(Error.what());
     }
 }
 
-TArguments Positionals(const CLI::App& App) {
-    TArguments Result;
-    bool OptionsEnded = false;
-    for (std::string& Argument : App.remaining()) {
-        if (!OptionsEnded && Argument == "--") {
-            OptionsEnded = true;
-        } else if (!OptionsEnded && Argument.size() > 1 && Argument.front() == '-') {
-            throw EUsage("unknown option " + Argument);
-        } else {
-            Result.push_back(std::move(Argument));
-        }
-    }
-    return Result;
+void RefuseNames(const TArguments& Names) {
+    if (!Names.empty()) throw EUsage("takes no names; there is \"" + Names.front() + '"');
 }
 
 void WriteOut(std::string_view Bytes) {

@@ -22,7 +22,6 @@ inline constexpr int ExitGood = 0;
 inline constexpr int ExitFailed = 1;
 inline constexpr int ExitUsage = 2;
 
-/// What follows the subcommand's name.
 using TArguments = std::vector<std::string>;
 
 /// Wrong usage: Main says the message and where help is, and exits with 2.
@@ -31,17 +30,25 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Gives `App` its "Usage:" line and its `--help`, for a subcommand that takes names beside options.
-void Describe(CLI::App& App, std::string Usage, std::string Footer);
+/// Gives `App` its "Usage:" line and its `--help`.
+void Describe(CLI::App& App, std::string Usage);
 
-/// Parses; false when help was asked for and has been printed, so that the caller ends with ExitGood.
-/// @throws EUsage.
-[[nodiscard]] bool Parse(CLI::App& App, const TArguments& Arguments);
+/// Arguments taken apart: what CLI11 is to read, and the names that stand beside the options, in order.
+struct TSplitArguments {
+    TArguments Options; // with the subcommand's name in front
+    TArguments Names;
+};
 
-/// The arguments that are no options, in order, after Parse of an app that allows extras. CLI11's own
-/// positionals would take "[a,b]" apart.
-/// @throws EUsage for an unknown option.
-[[nodiscard]] TArguments Positionals(const CLI::App& App);
+/// Takes the arguments of a subcommand (or of none) apart: "--" ends the options, and so does the first name
+/// of one that takes what follows as it is (CLI11's prefix_command). `--name=` is an empty value: CLI11 would
+/// take the next argument, and values like "[a,b]" apart. @throws EUsage for an unknown option.
+[[nodiscard]] TSplitArguments SplitArguments(const CLI::App& App, const TArguments& Arguments);
+
+/// Parses; false when help or the version was asked for and has been printed. @throws EUsage.
+[[nodiscard]] bool Parse(CLI::App& App, TArguments Options);
+
+/// For subcommands that take no names. @throws EUsage when there is one.
+void RefuseNames(const TArguments& Names);
 
 /// Writes results to standard output.
 /// @throws Exception when it does not take them: a closed pipe, a full disk.

@@ -13,7 +13,6 @@
 #include "server/sql/Schema.h"
 #include "server/web/Config.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -54,6 +53,8 @@ Examples:
   zuhost users --database sqlite3://orders.db set anna Department Sales)";
 
 struct TOptions {
+    std::string Database;
+    std::string ConfigFile;
     std::string Profile;
     std::string Filter;
     bool Administrator = false;
@@ -244,37 +245,38 @@ void RunAction(const TArguments& Words, const TOptions& Options, const TDatabase
     }
 }
 
-} // namespace
-
-int RunUsers(const TArguments& Arguments) {
-    TOptions Options;
-    std::string Database;
-    std::string ConfigFile;
-    CLI::App App("List and change the users in a database, and what they may do");
-    Describe(App, "zuhost users --database URL|--config FILE [OPTIONS] ACTION ...", Footer);
-    App.add_option("--database", Database, "sqlite3://FILE or postgresql://user@host:port/name")
-        ->type_name("URL");
-    App.add_option("--config", ConfigFile, "take the database of a service's configuration")
-        ->type_name("FILE");
-    App.add_option("--profile", Options.Profile, "add: the user's profile")->type_name("PROFILE");
-    App.add_flag("--administrator", Options.Administrator, "add: the user may do everything");
-    App.add_option("--filter", Options.Filter, "grant: the records, such as \"Department = 'Sales'\"")
-        ->type_name("TEXT");
-    App.add_flag("--json", Options.Json, "list, profiles, rights: print JSON");
-    App.allow_extras();
-    if (!Parse(App, Arguments)) return ExitGood;
-    const TArguments Words = Positionals(App);
+int RunUsers(const TOptions& Options, const TArguments& Words) {
     if (Words.empty()) throw EUsage("the action is missing");
-    if (Database.empty() == ConfigFile.empty()) {
-        throw EUsage(Database.empty() ? "--database or --config is missing" : "take --database or --config");
+    if (Options.Database.empty() == Options.ConfigFile.empty()) {
+        throw EUsage(Options.Database.empty() ? "--database or --config is missing"
+                                              : "take --database or --config");
     }
 
-    const std::u16string Url = ConfigFile.empty() ? Text(Database) : LoadWebConfig(Text(ConfigFile)).Database;
-    if (Url.empty()) throw Exception(u"the configuration \"" + Text(ConfigFile) + u"\" names no database");
+    const std::u16string Url = Options.ConfigFile.empty() ? Text(Options.Database)
+                                                          : LoadWebConfig(Text(Options.ConfigFile)).Database;
+    if (Url.empty())
+        throw Exception(u"the configuration \"" + Text(Options.ConfigFile) + u"\" names no database");
     TDatabaseManager Manager(u"en", Url);
     UpgradeSchema(Manager.Connection());
     RunAction(Words, Options, [&Manager] { return &Manager.Connection(); });
     return ExitGood;
+}
+
+} // namespace
+
+TJob DeclareUsers(CLI::App& App) {
+    const auto Options = std::make_shared<TOptions>();
+    App.footer(Footer);
+    App.add_option("--database", Options->Database, "sqlite3://FILE or postgresql://user@host:port/name")
+        ->type_name("URL");
+    App.add_option("--config", Options->ConfigFile, "take the database of a service's configuration")
+        ->type_name("FILE");
+    App.add_option("--profile", Options->Profile, "add: the user's profile")->type_name("PROFILE");
+    App.add_flag("--administrator", Options->Administrator, "add: the user may do everything");
+    App.add_option("--filter", Options->Filter, "grant: the records, such as \"Department = 'Sales'\"")
+        ->type_name("TEXT");
+    App.add_flag("--json", Options->Json, "list, profiles, rights: print JSON");
+    return [Options](const TArguments& Words) { return RunUsers(*Options, Words); };
 }
 
 } // namespace zutools::zuhost

@@ -86,6 +86,24 @@ class UsageTest(Shell):
                 self.assertIn(f"\nExamples:\n  zuhost {command}", out)
         self.expect(["--version"], 0, f"zuhost {os.environ['ZU_VERSION']}\n")
 
+    def test_an_option_with_nothing_behind_its_equals_sign_is_empty(self):
+        self.write("a.txt", "{{k}}")
+        filters = ["filters", "--database=sqlite3://f.db"]
+        for arguments, code, out, error in (
+                ([*filters, "add", "10", "x"], 0, "", ""),
+                ([*filters, "set-rule", "10", "p", "--wrong=", "--right=0-9"], 0, "", ""),
+                ([*filters, "show", "10"], 0, "10\tx\t\n\np\n  wrong: \n  right: 0-9\n", ""),
+                (["check", "--wrong=", "--right", "0-9", "12"], 0, "ok\n", ""),
+                (["check", "--right=0-9", "--wrong=", "--", "-"], 1, "",
+                 'zuhost: Value "-" contain not a right symbol "-" at position 1.\n'),
+                (["check", "--right", "--wrong=", "--wrong"], 2, "",
+                 "zuhost: check: --wrong: 1 required RULE missing\nSee zuhost check --help\n"),
+                (["render", "a.txt", "--language=", "--templates="], 0, "k", ""),
+                (["serve", "--port=", "8080"], 2, "",
+                 "zuhost: serve: --port: Value  not in range 0 to 65535\nSee zuhost serve --help\n")):
+            with self.subTest(arguments):
+                self.expect(arguments, code, out, error)
+
     def test_output_that_nobody_takes_is_a_failure(self):
         self.write("print.lua", "print('x')")
         for arguments in (["--version"], ["api"], ["run", "print.lua"]):
