@@ -5,7 +5,7 @@
 
 #include "platform/Text.h"
 #include "server/rights/RecordFilter.h"
-#include "tests/server/rights/TestRecord.h"
+#include "tests/support/MemoryTable.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -20,15 +20,15 @@ void Require(bool Holds) {
     if (!Holds) std::abort();
 }
 
-const TTestRecord& Record() {
-    static const TTestRecord TheRecord({{u"Department", u"Sales"},
-                                        {u"Owner", u"anna"},
-                                        {u"Note", TKXVariant()},
-                                        {u"Number", 7},
-                                        {u"Amount", -0.5},
-                                        {u"Open", true},
-                                        {u"Day", TDateTime{46056}},
-                                        {u"Order No", std::int64_t{12}}});
+const tests::TMemoryTable& Record() {
+    static const tests::TMemoryTable TheRecord({{u"Department", u"Sales"},
+                                                {u"Owner", u"anna"},
+                                                {u"Note", TKXVariant()},
+                                                {u"Number", 7},
+                                                {u"Amount", -0.5},
+                                                {u"Open", true},
+                                                {u"Day", TDateTime{46056}},
+                                                {u"Order No", std::int64_t{12}}});
     return TheRecord;
 }
 

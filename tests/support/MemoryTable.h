@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zutools::server {
+namespace zutools::tests {
 
 struct TFieldLess {
     bool operator()(const std::u16string& Left, const std::u16string& Right) const {
@@ -19,19 +19,20 @@ struct TFieldLess {
 };
 using TFields = std::map<std::u16string, TKXVariant, TFieldLess>;
 
-class TTestRecord final : public TUserTable {
+/// A write makes the values the stored ones. One thread.
+class TMemoryTable : public TUserTable {
 public:
-    explicit TTestRecord(TFields Stored)
+    explicit TMemoryTable(TFields Stored)
         : FStored(Stored)
         , FCurrent(std::move(Stored)) {}
-    TTestRecord(TFields Stored, TFields Current)
+    TMemoryTable(TFields Stored, TFields Current)
         : FStored(std::move(Stored))
         , FCurrent(std::move(Current)) {}
 
     std::u16string TableName() const override { return u"Orders"; }
-    bool Open(std::u16string_view /*RecordID*/) override { return false; }
+    bool Open(std::u16string_view /*RecordID*/) override { return true; }
     void OpenNew() override {}
-    std::u16string RecordID() const override { return {}; }
+    std::u16string RecordID() const override { return u"1"; }
     std::vector<std::u16string> FieldNames() const override {
         std::vector<std::u16string> Names;
         for (const auto& [Name, Value] : FCurrent) Names.push_back(Name);
@@ -43,9 +44,9 @@ public:
     void SetField(std::u16string_view Name, const TKXVariant& Value) override {
         FCurrent[std::u16string(Name)] = Value;
     }
-    void Post() override {}
+    void Post() override { FStored = FCurrent; }
     void Delete() override {}
-    void Insert() override {}
+    void Insert() override { Post(); }
 
 private:
     static TKXVariant Get(const TFields& Fields, std::u16string_view Name) {
@@ -56,4 +57,4 @@ private:
     TFields FCurrent;
 };
 
-} // namespace zutools::server
+} // namespace zutools::tests
