@@ -1,7 +1,9 @@
 #include "checking/Dbchprms.h"
 
+#include "host/Format.h"
 #include "host/Numbers.h"
 #include "host/Queries.h"
+#include "host/StringHelpers.h"
 
 #include <array>
 
@@ -92,6 +94,25 @@ void WriteRules(TDatabase& Database, int ID, const TParamsConfig& Config) {
     }
 }
 
+/// Whoever writes to this row waits for the end of the transaction of who did so before, so filters change
+/// one after the other. High is in every database that was seeded.
+void LockFilters(TDatabase& Database) {
+    Run(Database, u"UPDATE CheckParamsFilters SET Name=Name where ID=0");
+}
+
+void RequireFreeName(const TCheckParamsDBConfig& Filters, int ID, std::u16string_view Name) {
+    TStringList Names;
+    Filters.ReadFiltersNames(Names, false, false);
+    for (int Index = 0; Index < Names.Count(); ++Index) {
+        const auto Other = static_cast<int>(Names.Tags(Index));
+        if (Other == ID || !SameText(Names.Strings(Index), Name)) continue;
+        throw Exception(
+            Format(u"filter %d has the name \"%s\" already; a service finds its filter by name, so "
+                   u"each needs one of its own",
+                   {Other, Name}));
+    }
+}
+
 } // namespace
 
 TDatabase* TCheckParamsDBConfig::Database() const {
@@ -154,8 +175,24 @@ void TCheckParamsDBConfig::SetCheckParamsByID(int ID, const TParamsConfig& CurCh
 void TCheckParamsDBConfig::StoreFilter(int ID, const TParamsConfig& CurChecker, int ParamsType) const {
     if (!TablesExists()) return;
     TTransaction Transaction(*Database());
+    LockFilters(*Database());
+    if (HandlesFilter(ParamsType)) RequireFreeName(*this, ID, CurChecker.FilterName);
     SetCheckParamsByID(ID, CurChecker, ParamsType);
     Transaction.Commit();
+}
+
+bool TCheckParamsDBConfig::ChangeFilter(int ID, const std::function<void(TParamsConfig&)>& Change) const {
+    if (!TablesExists()) return false;
+    TTransaction Transaction(*Database());
+    LockFilters(*Database());
+    TParamsConfig Config;
+    if (!ReadCheckParamsByID(ID, Config, All)) return false;
+    const std::u16string Name = Config.FilterName;
+    Change(Config);
+    if (Config.FilterName != Name) RequireFreeName(*this, ID, Config.FilterName);
+    SetCheckParamsByID(ID, Config, All);
+    Transaction.Commit();
+    return true;
 }
 
 void TCheckParamsDBConfig::AddFilterToDB(std::u16string_view Name, int ID) const {

@@ -15,6 +15,7 @@
 #include "checking/Chekprms.h"
 #include "host/Services.h"
 
+#include <functional>
 #include <string_view>
 
 namespace zutools {
@@ -53,8 +54,17 @@ public:
     /// StoreFilter).
     void SetCheckParamsByID(int ID, const TParamsConfig& CurChecker, int ParamsType) const;
 
-    /// The same in one transaction: after a failure the old filter stands.
+    /// The same in one transaction, one after the other with all who store or change a filter: after a
+    /// failure the old filter stands. The caller must be in no transaction.
+    /// @throws Exception when the filter row is to be written and another filter has the name already
+    /// (ignoring the case of A to Z), since services find their filter by name.
     void StoreFilter(int ID, const TParamsConfig& CurChecker, int ParamsType) const;
+
+    /// Reads filter `ID`, lets `Change` alter it, and stores it whole, in one transaction as StoreFilter: a
+    /// change that was stored before is there to be seen, none is lost. False, and `Change` is not called,
+    /// when there is no such filter.
+    /// @throws what `Change` raises, and as StoreFilter; nothing has changed then.
+    bool ChangeFilter(int ID, const std::function<void(TParamsConfig&)>& Change) const;
 
     /// Renames filter `ID`, or makes it, with an empty description.
     void AddFilterToDB(std::u16string_view Name, int ID) const;

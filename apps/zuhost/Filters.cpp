@@ -6,7 +6,9 @@
 #include "checking/Dbchprms.h"
 #include "checking/Presets.h"
 #include "host/Exception.h"
+#include "host/Format.h"
 #include "host/Numbers.h"
+#include "host/Queries.h"
 #include "platform/File.h"
 #include "platform/Text.h"
 #include "server/sql/Schema.h"
@@ -14,6 +16,7 @@
 #include <nlohmann/json.hpp>
 
 #include <fstream>
+#include <functional>
 
 namespace zutools::zuhost {
 
@@ -28,17 +31,21 @@ constexpr const char* Footer =
   add ID NAME              a new, empty filter, or a new name for one
   set-rule ID PARAMS       the rule for the parameters PARAMS (names with commas
                            between, or <Default>), from --wrong and --right
+  remove-rule ID PARAMS    takes the rule for PARAMS away
   delete ID                a filter and its rules; 0 to 2 are reserved and stay
   export ID FILE           a filter as a file of bytes
-  import FILE              a filter from such a file, under the ID in it or --id
+  import FILE              a filter from such a file, under the ID and the name in
+                           it, or --id and --name
 
 The tables are made and the reserved filters High (0), Medium (1) and Low (2) are
-seeded when the database has none. A service reads its filter when it starts.
+seeded when the database has none; High and Medium get their rules back when they
+have none. Names are unique, since a service finds its filter by name when it starts.
 
 Examples:
   zuhost filters --database sqlite3://orders.db list
   zuhost filters --database sqlite3://orders.db add 10 Orders
   zuhost filters --database sqlite3://orders.db set-rule 10 name,city --wrong '<,>'
+  zuhost filters --database sqlite3://orders.db remove-rule 10 name,city
   zuhost filters --database sqlite3://orders.db export 10 orders.filter)";
 
 struct TOptions {
@@ -46,6 +53,7 @@ struct TOptions {
     std::string Wrong;
     std::string Right;
     std::string Describe;
+    std::string Name;
     int ID = 0;
     bool HasID = false;
     bool Json = false;
@@ -64,9 +72,12 @@ struct TOptions {
     return static_cast<int>(*Value);
 }
 
+[[nodiscard]] Exception NoFilter(int ID) {
+    return Exception(u"there is no filter " + IntToStr(ID) + u" in the database");
+}
+
 void Load(const TCheckParamsDBConfig& Filters, int ID, TParamsConfig& Filter) {
-    if (Filters.ReadCheckParamsByID(ID, Filter, TCheckParamsDBConfig::All)) return;
-    throw Exception(u"there is no filter " + IntToStr(ID) + u" in the database");
+    if (!Filters.ReadCheckParamsByID(ID, Filter, TCheckParamsDBConfig::All)) throw NoFilter(ID);
 }
 
 void List(const TCheckParamsDBConfig& Filters, const TOptions& Options) {
@@ -110,21 +121,47 @@ void Show(const TCheckParamsDBConfig& Filters, int ID, const TOptions& Options) 
     WriteOut(Json.dump(2) + "\n");
 }
 
+/// Changes a filter that is there, alone with it.
+void Change(const TCheckParamsDBConfig& Filters, int ID, const std::function<void(TParamsConfig&)>& Work) {
+    if (!Filters.ChangeFilter(ID, Work)) throw NoFilter(ID);
+}
+
 void Add(const TCheckParamsDBConfig& Filters, int ID, const std::string& Name, const TOptions& Options) {
-    Filters.AddFilterToDB(Text(Name), ID);
-    if (Options.Describe.empty()) return;
+    const auto Rename = [&](TParamsConfig& Filter) {
+        Filter.FilterName = Text(Name);
+        if (!Options.Describe.empty()) Filter.FilterDescribe = Text(Options.Describe);
+    };
+    if (Filters.ChangeFilter(ID, Rename)) return;
     TParamsConfig Filter;
-    Load(Filters, ID, Filter);
-    Filter.FilterDescribe = Text(Options.Describe);
+    Rename(Filter);
     Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::FilterOnly);
 }
 
 void SetRule(const TCheckParamsDBConfig& Filters, int ID, const std::string& Params,
              const TOptions& Options) {
-    TParamsConfig Filter;
-    Load(Filters, ID, Filter);
-    Filter.AddParams(Text(Params), Text(Options.Wrong), Text(Options.Right));
-    Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::RulesOnly);
+    Change(Filters, ID, [&](TParamsConfig& Filter) {
+        Filter.AddParams(Text(Params), Text(Options.Wrong), Text(Options.Right));
+    });
+}
+
+void RemoveRule(const TCheckParamsDBConfig& Filters, int ID, const std::string& Params) {
+    Change(Filters, ID, [&](TParamsConfig& Filter) {
+        const int Rules = Filter.ParamsCfgCount();
+        const TParamsCfg& Removed = Filter.AddParamsCfg(Text(Params)); // found as set-rule finds it
+        TParamsConfig Rest;
+        std::u16string Names;
+        for (int Index = 0; Index < Rules; ++Index) {
+            const TParamsCfg& Rule = *Filter.ParamsCfg(Index);
+            if (&Rule == &Removed) continue;
+            Rest.AddParams(Rule.Params, Rule.WrongValues, Rule.RightValues);
+            Names += (Names.empty() ? u"\"" : u", \"") + Rule.Params + u"\"";
+        }
+        if (Filter.ParamsCfgCount() > Rules) {
+            throw Exception(Format(u"filter %d has no rule for \"%s\"; it has rules for: %s",
+                                   {ID, Text(Params), Names.empty() ? std::u16string(u"nothing") : Names}));
+        }
+        Filter.AssignParams(Rest);
+    });
 }
 
 void Delete(const TCheckParamsDBConfig& Filters, int ID) {
@@ -132,7 +169,9 @@ void Delete(const TCheckParamsDBConfig& Filters, int ID) {
     Load(Filters, ID, Filter);
     if (ID >= 0 && ID <= 2)
         throw Exception(u"filter " + IntToStr(ID) + u" is reserved and cannot be deleted");
+    TTransaction Transaction(*Filters.Database());
     Filters.DeleteFilter(ID);
+    Transaction.Commit();
 }
 
 void Export(const TCheckParamsDBConfig& Filters, int ID, const std::string& File) {
@@ -156,6 +195,7 @@ void Import(const TCheckParamsDBConfig& Filters, const std::string& File, const 
     // filter.
     if (Filter.AsString() != Bytes) throw Exception(u"file \"" + Text(File) + u"\" is no exported filter");
     const int ID = Options.HasID ? Options.ID : Filter.FilterID;
+    if (!Options.Name.empty()) Filter.FilterName = Text(Options.Name);
     Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::All);
     WriteOut(IntToStr(ID) + u"\t" + Filter.FilterName + u"\n");
 }
@@ -186,6 +226,9 @@ int RunFilters(const TOptions& Options, const TArguments& Words) {
     } else if (Action == "set-rule") {
         Expect(Words, 2, "set-rule ID PARAMS [--wrong RULE] [--right RULE]");
         SetRule(Filters, ReadID(Words[1]), Words[2], Options);
+    } else if (Action == "remove-rule") {
+        Expect(Words, 2, "remove-rule ID PARAMS");
+        RemoveRule(Filters, ReadID(Words[1]), Words[2]);
     } else if (Action == "delete") {
         Expect(Words, 1, "delete ID");
         Delete(Filters, ReadID(Words[1]));
@@ -193,7 +236,7 @@ int RunFilters(const TOptions& Options, const TArguments& Words) {
         Expect(Words, 2, "export ID FILE");
         Export(Filters, ReadID(Words[1]), Words[2]);
     } else if (Action == "import") {
-        Expect(Words, 1, "import FILE [--id ID]");
+        Expect(Words, 1, "import FILE [--id ID] [--name NAME]");
         Import(Filters, Words[1], Options);
     } else {
         throw EUsage("unknown action \"" + Action + "\"");
@@ -212,6 +255,7 @@ TJob DeclareFilters(CLI::App& App) {
     App.add_option("--right", Options->Right, "set-rule: what must occur, or alone is allowed")
         ->type_name("RULE");
     App.add_option("--describe", Options->Describe, "add: the filter's description")->type_name("TEXT");
+    App.add_option("--name", Options->Name, "import: the name to store the filter under")->type_name("NAME");
     auto* const ID =
         App.add_option("--id", Options->ID, "import: the ID to store the filter under")->type_name("ID");
     App.add_flag("--json", Options->Json, "list, show: print JSON");

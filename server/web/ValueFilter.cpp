@@ -6,6 +6,8 @@
 #include "host/StringHelpers.h"
 #include "server/web/WebObjects.h"
 
+#include <vector>
+
 namespace zutools::server {
 
 namespace {
@@ -27,18 +29,30 @@ void LoadValueFilter(TParamsChecker& Checker, std::u16string_view NameOrID) {
     TStringList Names;
     Filters.ReadFiltersNames(Names, false, false);
     std::u16string Known;
+    std::u16string Meant;
+    std::vector<int> Found;
+    const auto Append = [](std::u16string& List, const std::u16string& Filter) {
+        List += (List.empty() ? u"" : u", ") + Filter;
+    };
     for (int Index = 0; Index < Names.Count(); ++Index) {
         const auto ID = static_cast<int>(Names.Tags(Index));
-        if (SameText(Names.Strings(Index), NameOrID) || IntToStr(ID) == NameOrID) {
-            TParamsConfig Filter;
-            if (!Filters.ReadCheckParamsByID(ID, Filter, TCheckParamsDBConfig::All)) break;
-            Checker.LoadFrom(Filter);
-            return;
-        }
-        Known += (Known.empty() ? u"" : u", ") + Names.Strings(Index) + u" (" + IntToStr(ID) + u")";
+        const std::u16string Filter = Names.Strings(Index) + u" (" + IntToStr(ID) + u")";
+        Append(Known, Filter);
+        if (!SameText(Names.Strings(Index), NameOrID) && IntToStr(ID) != NameOrID) continue;
+        Append(Meant, Filter);
+        Found.push_back(ID);
     }
-    throw Exception(Format(u"there is no value filter \"%s\" in the database; there are: %s",
-                           {NameOrID, Known.empty() ? std::u16string(u"none") : Known}));
+    if (Found.size() > 1) {
+        throw Exception(
+            Format(u"the value filter \"%s\" may be any of these: %s; rename them so that one is meant",
+                   {NameOrID, Meant}));
+    }
+    TParamsConfig Filter;
+    if (Found.empty() || !Filters.ReadCheckParamsByID(Found.front(), Filter, TCheckParamsDBConfig::All)) {
+        throw Exception(Format(u"there is no value filter \"%s\" in the database; there are: %s",
+                               {NameOrID, Known.empty() ? std::u16string(u"none") : Known}));
+    }
+    Checker.LoadFrom(Filter);
 }
 
 TRequestFilter MakeValueFilter(const TParamsChecker& Checker, TLocalizatorTable& Localizer) {

@@ -11,7 +11,8 @@ namespace zutools::server {
 
 /// Makes and seeds nothing; finds the filter by its name ("Medium", letter case of A to Z ignored) or its ID
 /// in the database of the calling thread, and puts it into `Checker`, which other threads may be using.
-/// @throws Exception naming the filters that there are when there is no such one; EDatabaseError.
+/// @throws Exception naming the filters that there are when there is no such one, or those that it may be
+/// when there are several; EDatabaseError.
 void LoadValueFilter(TParamsChecker& Checker, std::u16string_view NameOrID);
 
 /// Refuses (400) a request in which a parameter does not pass. The page names the field and never repeats the

@@ -53,6 +53,11 @@ class Server:
         self.reader = threading.Thread(target=lambda: self.lines.extend(self.process.stderr), daemon=True)
         self.reader.start()
 
+    def filters(self, *arguments):
+        """What `zuhost filters` prints, run beside the service."""
+        command = [self.zuhost, "filters", "--database", f"sqlite3://{self.database}", *arguments]
+        return subprocess.run(command, check=True, capture_output=True, text=True, encoding="utf-8").stdout
+
     def stop(self):
         self.process.send_signal(signal.SIGTERM)
         self.process.wait(timeout=WAIT_SECONDS)
@@ -77,8 +82,8 @@ def new_browser(width=1280, height=900, languages="ru-RU,ru"):
 class Page:
     """What the tests read off the order list."""
 
-    def __init__(self, browser, url):
-        self.browser, self.url = browser, url
+    def __init__(self, browser, url, server=None):
+        self.browser, self.url, self.server = browser, url, server
 
     def open(self, path):
         self.browser.get(self.url + path)

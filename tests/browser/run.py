@@ -146,6 +146,7 @@ def test_filters_are_tried_and_changed_while_requests_run(page):
     page.one("#name").send_keys("Browser <b>")
     page.follow(page.one("form.line button"))
     expect("Browser <b>" in page.one("#rules").text, "a filter's name stays text")
+    mine = page.one(".rule input[name=id]").get_attribute("value")
     page.one(".rule input[name=params]").send_keys("q")
     page.one(".rule textarea[name=wrong]").send_keys("secret")
     page.follow(page.one(".rule button[value=save]"))
@@ -154,7 +155,28 @@ def test_filters_are_tried_and_changed_while_requests_run(page):
     expect("Запрос не принят" in page.one("h1").text, "the new filter is in use at once")
     page.open("/orders?q=%3Cscript")
     expect(page.one("h1").text == "Список заказов", "and the old one is not")
+
+    # A quote in the offender; then a rule that the shell changes while its form is open.
     page.open("/admin/filters?id=1")
+    page.one("textarea[name=value]").send_keys('a "style=b')
+    page.follow(page.one("form.stack button"))
+    expect(page.one(".marked mark").text == '"STYLE=', f"the offender is marked: {page.one('.marked').text}")
+    page.open("/orders?lang=en")
+    page.open(f"/admin/filters?id={mine}")
+    page.server.filters("set-rule", mine, "q", "--wrong", "by shell")
+    page.one(".rule textarea[name=wrong]").send_keys(" by form")
+    page.follow(page.one(".rule button[value=save]"))
+    form = page.one(".rule")
+    expect("somebody else changed" in page.one(".notice").text and "by shell" in form.text, "the person is told")
+    expect(page.one(".rule textarea[name=wrong]").text == "secret by form", "and what was typed is kept")
+    page.follow(page.one(".rule button[value=save]"))
+    expect("wrong: secret by form" in page.server.filters("show", mine), "the second time it is what is meant")
+    page.one("#name").send_keys("MEDIUM")
+    page.follow(page.one("form.line button"))
+    expect("has this name" in page.one(".notice").text, "names are unique")
+    expect(page.one("#name").get_attribute("value") == "MEDIUM", "what was typed is kept")
+
+    page.open("/admin/filters?id=1&lang=ru")
     page.follow(page.one("button[value=use]"))
     page.open("/orders?q=%3Cscript")
     expect("Запрос не принят" in page.one("h1").text, "the first filter is back")
@@ -229,7 +251,7 @@ def main():
     try:
         for name, test in list(globals().items()):
             if name.startswith("test_"):
-                run(name, test, Page(browser, server.url))
+                run(name, test, Page(browser, server.url, server))
         team = blocking.Team(server, Page(browser, server.url), Page(other, server.url))
         for name, test in list(vars(blocking).items()):
             if name.startswith("test_"):

@@ -3,8 +3,9 @@
 #include "checking/Dbchprms.h"
 #include "checking/Presets.h"
 #include "tests/checking/RecordingDatabase.h"
+#include "tests/support/Raised.h"
 
-#include <gtest/gtest.h>
+#include <functional>
 
 namespace zutools {
 namespace {
@@ -205,26 +206,64 @@ TEST_F(Dbchprms, DefaultsFillWhatIsMissing) {
                       "Delete FROM CheckParams where FilterID=2"}));
 }
 
+// What a call runs, as written and when each of its lines fails.
 TEST_F(Dbchprms, NothingFollowsAStatementThatFails) {
     Filled(Config);
-    const TLines Plain = UpdateFilter + Rules;
-    for (std::size_t At = 0; At <= Plain.size() + 1; ++At) { // each statement, then the commit
-        const auto Fail = [&](int Line) {
+    const TLines Lock = {"BEGIN", "UPDATE CheckParamsFilters SET Name=Name where ID=0"};
+    const TLines Names = {"SELECT * FROM CheckParamsFilters"};
+    const TLines Read = {"SELECT * FROM CheckParamsFilters where ID=7",
+                         "SELECT * FROM CheckParams where FilterID=7 ORDER BY ParamIndex"};
+    const struct {
+        TLines Lines;
+        std::function<void()> Call;
+    } Calls[] = {
+        {UpdateFilter + Rules, [&] { Filters.SetCheckParamsByID(7, Config, TCheckParamsDBConfig::All); }},
+        {Lock + Names + UpdateFilter + Rules + TLines{"COMMIT"},
+         [&] { Filters.StoreFilter(7, Config, TCheckParamsDBConfig::All); }},
+        {Lock + Rules + TLines{"COMMIT"},
+         [&] { Filters.StoreFilter(7, Config, TCheckParamsDBConfig::RulesOnly); }},
+        {Lock + Read + Names + UpdateFilter + Rules + TLines{"COMMIT"},
+         [&] {
+             Answer({FilterRow(u"old")});
+             EXPECT_TRUE(Filters.ChangeFilter(7, [&](TParamsConfig& Filter) {
+                 EXPECT_EQ(Filter.FilterName, u"old");
+                 Filled(Filter);
+             }));
+         }},
+    };
+    for (const auto& [Lines, Call] : Calls) {
+        Database.FailAt = -1;
+        Database.Log.clear();
+        Call();
+        EXPECT_EQ(Database.Log, Lines);
+        const bool Transaction = Lines.front() == "BEGIN";
+        for (int At = Transaction ? 1 : 0; At < static_cast<int>(Lines.size()); ++At) {
+            Database.Answers.clear();
             Database.Log.clear();
-            Database.FailAt = Line;
-        };
-        if (At < Plain.size()) {
-            Fail(static_cast<int>(At));
-            EXPECT_THROW(Filters.SetCheckParamsByID(7, Config, TCheckParamsDBConfig::All), EDatabaseError);
-            EXPECT_EQ(Database.Log, TLines(Plain.begin(), Plain.begin() + static_cast<int>(At) + 1));
+            Database.FailAt = At;
+            EXPECT_THROW(Call(), EDatabaseError);
+            const TLines Begun(Lines.begin(), Lines.begin() + At + 1);
+            EXPECT_EQ(Database.Log, Transaction ? Begun + TLines{"ROLLBACK"} : Begun);
         }
-        if (At == 0) continue; // the transaction itself
-        Fail(static_cast<int>(At));
-        EXPECT_THROW(Filters.StoreFilter(7, Config, TCheckParamsDBConfig::All), EDatabaseError);
-        const TLines Whole = TLines{"BEGIN"} + Plain + TLines{"COMMIT"};
-        EXPECT_EQ(Database.Log,
-                  TLines(Whole.begin(), Whole.begin() + static_cast<int>(At) + 1) + TLines{"ROLLBACK"});
     }
+}
+
+TEST_F(Dbchprms, NamesAreUnique) {
+    Config.FilterName = u"ONE";
+    const auto Others = [this] { Answer({{{u"ID", 9}, {u"Name", u"one"}}}); };
+    Others();
+    EXPECT_EQ(
+        tests::Raised<Exception>([&] { Filters.StoreFilter(7, Config, TCheckParamsDBConfig::FilterOnly); }),
+        "filter 9 has the name \"ONE\" already; a service finds its filter by name, so each needs one of its "
+        "own");
+    EXPECT_EQ(Database.Log.back(), "ROLLBACK");
+    Others();
+    EXPECT_NO_THROW(Filters.StoreFilter(9, Config, TCheckParamsDBConfig::FilterOnly)) << "it is its own name";
+    Answer({FilterRow(u"one")});
+    Answer({});
+    EXPECT_TRUE(Filters.ChangeFilter(7, [](TParamsConfig&) {}))
+        << "an old double is no reason to refuse a rule";
+    EXPECT_FALSE(Filters.ChangeFilter(7, [](TParamsConfig&) { FAIL(); })) << "there is none";
 }
 
 // Medium has its row and no rules: it gets its own, not those of High. What High is given stays.

@@ -290,6 +290,61 @@ class RunTest(Shell):
         self.expect(["run", "exit.lua"], 7, "x\n")
 
 
+class FiltersTest(Shell):
+    def filters(self, *arguments):
+        return self.run_zuhost("filters", "--database", "sqlite3://app.db", *arguments)
+
+    def test_a_filter_from_its_making_to_its_end(self):
+        missing = 'zuhost: filter 10 has no rule for "x"; it has rules for: "a, b", "c"\n'
+        taken = 'zuhost: filter 1 has the name "medium" already; a service finds its filter by name, so each needs ' \
+                'one of its own\n'
+        gone = "zuhost: there is no filter 10 in the database\n"
+        steps = [
+            (["list"], 0, "0\tHigh\n1\tMedium\n2\tLow\n", ""),
+            (["set-rule", "10", "a", "--wrong", "<"], 1, "", gone),
+            (["add", "10", "Orders", "--describe", "of orders"], 0, "", ""),
+            (["add", "10", "Ours"], 0, "", ""),
+            (["add", "11", "medium"], 1, "", taken),
+            (["add", "10", "medium"], 1, "", taken),
+            (["set-rule", "10", "a, b", "--wrong", "<"], 0, "", ""),
+            (["set-rule", "10", "c", "--right", "0-9"], 0, "", ""),
+            (["set-rule", "10", "A,B", "--wrong", ">"], 0, "", ""),
+            (["show", "10"], 0, "10\tOurs\tof orders\n\na, b\n  wrong: >\n  right: \n\nc\n  wrong: \n  right: 0-9\n", ""),
+            (["remove-rule", "10", "x"], 1, "", missing),
+            (["remove-rule", "10", "B , a"], 1, "", missing.replace('"x"', '"B , a"')),
+            (["remove-rule", "10", "A , b"], 0, "", ""),
+            (["export", "10", "file"], 0, "", ""),
+            (["import", "file", "--id", "11"], 1, "", taken.replace("1", "10").replace("medium", "Ours")),
+            (["import", "file", "--id", "11", "--name", "Copy"], 0, "11\tCopy\n", ""),
+            (["show", "11"], 0, "11\tCopy\tof orders\n\nc\n  wrong: \n  right: 0-9\n", ""),
+            (["delete", "1"], 1, "", "zuhost: filter 1 is reserved and cannot be deleted\n"),
+            (["delete", "10"], 0, "", ""),
+            (["delete", "10"], 1, "", gone),
+        ]
+        for step in steps:
+            self.assertEqual(self.filters(*step[0]), step[1:], step[0])
+        code, out, error = self.filters("show", "11", "--json")
+        self.assertEqual(json.loads(out)["rules"], [{"params": "c", "wrong": "", "right": "0-9"}], error)
+        self.assertEqual(self.filters("remove-rule", "1", "<default>"), (0, "", ""))
+        self.assertIn("<Default>", self.filters("show", "1")[1], "Medium is given its rules again")
+
+    def test_no_rule_of_many_at_once_is_lost(self):
+        self.filters("add", "10", "Many")
+        names = [f"p{number}" for number in range(12)]
+        for process in [subprocess.Popen([ZUHOST, "filters", "--database", "sqlite3://app.db", "set-rule", "10", name],
+                                         cwd=self.folder) for name in names]:
+            self.assertEqual(process.wait(timeout=100), 0)
+        shown = json.loads(self.filters("show", "10", "--json")[1])
+        self.assertEqual(sorted(rule["params"] for rule in shown["rules"]), sorted(names))
+
+    def test_check(self):
+        self.expect(["check", "--right", "a-z", "Ab"], 0, "ok\n")
+        self.expect(["check", "--right", "a-z", "a1"], 1, "",
+                    'zuhost: Value "A1" contain not a right symbol "1" at position 2.\n')
+        self.expect(["check", "--wrong", "<,on", "x<"], 1, "",
+                    'zuhost: Value "X<" contain wrong symbol "<" at position 2.\n')
+
+
 class ApiTest(Shell):
     def test_reference_page_is_the_output(self):
         code, out, error = self.run_zuhost("api", "--markdown")

@@ -31,13 +31,6 @@ protected:
         }
         return platform::Utf16ToUtf8(Line);
     }
-    std::string Names(bool CustomOnly) {
-        TStringList List;
-        List.SetSorted(true); // the statement asks for no order
-        Stored.ReadFiltersNames(List, CustomOnly, false);
-        return platform::Utf16ToUtf8(List.CommaText());
-    }
-
     TManager Manager;
     TCheckParamsDBConfig Stored{Manager};
     TParamsConfig Config;
@@ -59,29 +52,13 @@ TEST_P(Filters, ComeBackAsStored) {
     EXPECT_TRUE(Loaded.AsString() == Config.AsString());
 }
 
-TEST_P(Filters, PartsAreWrittenAlone) {
-    Config.FilterName = u"first";
-    Config.AddParams(u"a", u"<", u"");
-    Stored.SetCheckParamsByID(5, Config, TCheckParamsDBConfig::All);
-    Config.FilterName = u"second";
-    Config.AddParams(u"b", u">", u"");
-    Stored.SetCheckParamsByID(5, Config, TCheckParamsDBConfig::FilterOnly);
-    EXPECT_EQ(Dump(5), "second|; a=<||");
-    Config.FilterName = u"third";
-    Stored.SetCheckParamsByID(5, Config, TCheckParamsDBConfig::RulesOnly);
-    EXPECT_EQ(Dump(5), "second|; a=<||; b=>||");
-    Stored.AddFilterToDB(u"renamed", 5);
-    EXPECT_EQ(Dump(5), "renamed|; a=<||; b=>||");
-    Stored.AddFilterToDB(u"new", 6);
-    EXPECT_EQ(Dump(6), "new|");
-}
-
 TEST_P(Filters, SeedingFillsWhatIsMissingOnly) {
     EXPECT_FALSE(Stored.DataExists());
     SeedReservedFilters(Stored);
     EXPECT_TRUE(Stored.DataExists());
-    EXPECT_EQ(Names(false), "High,Low,Medium");
-    EXPECT_EQ(Names(true), "");
+    TStringList Names;
+    Stored.ReadFiltersNames(Names, true, false);
+    EXPECT_EQ(Names.Count(), 0);
     EXPECT_EQ(Dump(2), "Low|Low CSS level");
     TParamsChecker High, Medium;
     ASSERT_TRUE(Stored.ReadCheckParamsByID(0, High, TCheckParamsDBConfig::All));
@@ -101,23 +78,23 @@ TEST_P(Filters, SeedingFillsWhatIsMissingOnly) {
     EXPECT_TRUE(Stored.DataExists());
 }
 
-TEST_P(Filters, DefaultsGiveHighAndMediumTheSameRules) {
-    Config.AddParams(u"a", u"<", u"");
-    Config.AddParams(u"b", u"", u"0-9");
-    Stored.SetDefaultParams(Config);
-    EXPECT_EQ(Dump(0), "High|High CSS level; a=<||; b=||0-9");
-    EXPECT_EQ(Dump(1), "Medium|Medium CSS level; a=<||; b=||0-9");
-    EXPECT_EQ(Dump(2), "Low|Low CSS level");
-}
-
-TEST_P(Filters, DeletingSparesTheReserved) {
+TEST_P(Filters, ChangesAtOnceAreAllKept) {
     SeedReservedFilters(Stored);
-    Config.AddParams(u"a", u"<", u"");
-    Stored.SetCheckParamsByID(-1, Config, TCheckParamsDBConfig::All);
-    for (const int ID : {-1, 0, 1, 2}) Stored.DeleteFilter(ID);
-    EXPECT_EQ(Dump(-1), "none");
-    EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM CheckParams WHERE FilterID = -1").AsInteger(), 0);
-    EXPECT_TRUE(Stored.DataExists());
+    Stored.StoreFilter(10, Config, TCheckParamsDBConfig::FilterOnly);
+    std::vector<std::jthread> Threads;
+    for (char16_t Name = u'a'; Name < u'i'; ++Name) {
+        Threads.emplace_back([this, Name] {
+            const auto Mine = Connect();
+            TManager MyManager;
+            MyManager.Database = Mine.get();
+            EXPECT_TRUE(TCheckParamsDBConfig(MyManager).ChangeFilter(
+                10, [Name](TParamsConfig& Filter) { Filter.AddParams(std::u16string(1, Name), u"<", u""); }));
+        });
+    }
+    Threads.clear();
+    TParamsConfig Loaded;
+    ASSERT_TRUE(Stored.ReadCheckParamsByID(10, Loaded, TCheckParamsDBConfig::All));
+    EXPECT_EQ(Loaded.ParamsCfgCount(), 8);
 }
 
 TEST_P(Filters, FailedStoringLeavesTheOldRules) {
