@@ -1,6 +1,7 @@
 #include "core/NameMatch.h"
 
 #include "platform/Random.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 #include <bit>
@@ -54,10 +55,6 @@ private:
     const bool FCaseSensitive;
 };
 
-bool IsDigit(char16_t Character) {
-    return Character >= u'0' && Character <= u'9';
-}
-
 /// Asked for the tables of the order. The signs between are left out: Catalan "l\u00B7" is one of the pairs
 /// there.
 constexpr bool StandsInOrder(char16_t Character) {
@@ -70,7 +67,7 @@ std::vector<char16_t> Candidates(const TProbe& Probe) {
     std::vector<char16_t> Result;
     for (char16_t Character = 0; Character < 0x460; ++Character)
         if (StandsInOrder(Character) && Probe.HasLetterWeight(Character) &&
-            !(NumericDigits && IsDigit(Character)))
+            !(NumericDigits && platform::IsAsciiDigit(Character)))
             Result.push_back(Character);
     return Result;
 }

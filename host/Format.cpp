@@ -2,6 +2,7 @@
 
 #include "host/Exception.h"
 #include "host/Numbers.h"
+#include "platform/TextTools.h"
 
 #include <charconv>
 #include <optional>
@@ -58,7 +59,7 @@ private:
 
     std::optional<std::size_t> ReadNumber() {
         std::optional<std::size_t> Number;
-        for (; Peek() >= u'0' && Peek() <= u'9'; ++FAt) {
+        for (; platform::IsAsciiDigit(Peek()); ++FAt) {
             Number = Number.value_or(0) * 10 + static_cast<std::size_t>(Peek() - u'0');
             if (*Number > MaxSize) Fail();
         }
@@ -81,7 +82,7 @@ private:
             Result.Precision = ReadNumber();
             if (!Result.Precision) Fail();
         }
-        Result.Type = static_cast<char16_t>(Peek() | 0x20); // to lower case for the letters that count
+        Result.Type = platform::LowerAscii(Peek());
         ++FAt;
         return Result;
     }
@@ -112,11 +113,8 @@ private:
         const auto* Text = std::get_if<std::u16string_view>(&Value);
         if (Text == nullptr) Fail();
         std::u16string_view Shown = *Text;
-        if (Placeholder.Precision && *Placeholder.Precision < Shown.size()) {
-            Shown = Shown.substr(0, *Placeholder.Precision);
-            // Half of a character would make the whole message malformed.
-            if (!Shown.empty() && (Shown.back() & 0xFC00) == 0xD800) Shown.remove_suffix(1);
-        }
+        // Half of a character would make the whole message malformed.
+        if (Placeholder.Precision) Shown = platform::WholeStart(Shown, *Placeholder.Precision);
         Pad(Placeholder, Shown);
     }
 
@@ -139,8 +137,7 @@ private:
         if (Placeholder.Precision && *Placeholder.Precision > Count)
             Text.append(*Placeholder.Precision - Count, u'0');
         for (const char* Digit = Buffer; Digit != End; ++Digit) {
-            const bool Letter = *Digit >= 'a';
-            Text.push_back(static_cast<char16_t>(Letter ? *Digit - 'a' + 'A' : *Digit));
+            Text.push_back(static_cast<char16_t>(platform::UpperAscii(*Digit)));
         }
         Pad(Placeholder, Text);
     }

@@ -1,6 +1,7 @@
 #include "host/Numbers.h"
 
 #include "host/StringHelpers.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 #include <charconv>
@@ -33,10 +34,6 @@ bool TakeSign(std::u16string_view& Text) {
     const bool Negative = Text.front() == u'-';
     Text.remove_prefix(1);
     return Negative;
-}
-
-bool IsDigit(char16_t Character) {
-    return Character >= u'0' && Character <= u'9';
 }
 
 } // namespace
@@ -75,7 +72,7 @@ std::optional<double> TryStrToFloat(std::u16string_view Text) {
     Text = Trim(Text);
     const bool Negative = TakeSign(Text);
     // from_chars would read "inf", "nan" and a second sign.
-    if (Text.empty() || (!IsDigit(Text.front()) && Text.front() != u'.')) return std::nullopt;
+    if (Text.empty() || (!platform::IsAsciiDigit(Text.front()) && Text.front() != u'.')) return std::nullopt;
     const std::string Digits = Narrowed(Text);
     const char* const End = Digits.data() + Digits.size();
     double Value = 0;

@@ -2,6 +2,7 @@
 
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 #include <array>
@@ -17,17 +18,13 @@ using TCaseTable = std::array<char16_t, 0x10000>;
 
 constexpr char16_t Separator = u'\n';
 
-bool IsSurrogate(std::size_t Code) {
-    return Code >= 0xD800 && Code < 0xE000;
-}
-
 // Every unit alone between separators, so that no neighbour can change its upper case, in one call of the
 // system.
 std::u16string AllUnitsUpperCased() {
     std::u16string Units;
     Units.reserve(2 * 0x10000);
     for (std::size_t Code = 0; Code < 0x10000; ++Code) {
-        if (Code == Separator || IsSurrogate(Code)) continue;
+        if (Code == Separator || platform::IsSurrogate(static_cast<char32_t>(Code))) continue;
         Units.push_back(static_cast<char16_t>(Code));
         Units.push_back(Separator);
     }
@@ -41,20 +38,12 @@ std::unique_ptr<const TCaseTable> MakeUpCaseTable() {
     const std::u16string Upper = AllUnitsUpperCased();
     std::size_t Code = 0;
     for (std::size_t At = 0; At < Upper.size(); ++Code) {
-        if (Code == Separator || IsSurrogate(Code)) continue;
+        if (Code == Separator || platform::IsSurrogate(static_cast<char32_t>(Code))) continue;
         const std::size_t End = std::min(Upper.find(Separator, At), Upper.size());
         if (End - At == 1) (*Table)[Code] = Upper[At];
         At = End + 1;
     }
     return Table;
-}
-
-char16_t AsciiUpper(char16_t Character) {
-    return Character >= u'a' && Character <= u'z' ? static_cast<char16_t>(Character - 0x20) : Character;
-}
-
-char16_t AsciiLower(char16_t Character) {
-    return Character >= u'A' && Character <= u'Z' ? static_cast<char16_t>(Character + 0x20) : Character;
 }
 
 bool IsWordEdge(std::u16string_view Text, std::size_t At, std::size_t Count) {
@@ -159,24 +148,18 @@ int CompareText(std::u16string_view Left, std::u16string_view Right) {
         return 0;
     }
     for (std::size_t At = 0; At < Common; ++At) {
-        const int Difference = AsciiUpper(Left[At]) - AsciiUpper(Right[At]);
+        const int Difference = platform::UpperAscii(Left[At]) - platform::UpperAscii(Right[At]);
         if (Difference != 0) return Difference;
     }
     return Left.size() < Right.size() ? -1 : static_cast<int>(Left.size() > Right.size());
 }
 
 bool SameText(std::u16string_view Left, std::u16string_view Right) {
-    if (Left.size() != Right.size()) return false;
-    for (std::size_t At = 0; At < Left.size(); ++At) {
-        if (Left[At] != Right[At] && AsciiUpper(Left[At]) != AsciiUpper(Right[At])) return false;
-    }
-    return true;
+    return platform::EqualAsciiNoCase(Left, Right);
 }
 
 std::u16string LowerCase(std::u16string_view Text) {
-    std::u16string Result(Text);
-    std::transform(Result.begin(), Result.end(), Result.begin(), AsciiLower);
-    return Result;
+    return platform::LowerAsciiText(std::u16string(Text));
 }
 
 std::u16string_view Trim(std::u16string_view Text) {

@@ -4,8 +4,8 @@
 #include "host/Format.h"
 #include "host/Numbers.h"
 #include "host/StringHelpers.h"
-
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <chrono>
 #include <cmath>
@@ -139,13 +139,6 @@ std::optional<std::u16string> TryDecode(std::string_view Bytes) {
     return std::move(Decoded.Text);
 }
 
-std::u16string Shortened(std::u16string_view Text) {
-    if (Text.size() <= ShownUnits) return std::u16string(Text);
-    std::size_t Count = ShownUnits;
-    if ((Text[Count - 1] & 0xFC00) == 0xD800) --Count; // not half of a character
-    return std::u16string(Text.substr(0, Count)) + u"...";
-}
-
 } // namespace
 
 std::u16string_view VariantKindName(TVariantKind Kind) {
@@ -202,7 +195,7 @@ void TKXVariant::Fail(std::u16string_view Wanted) const {
     std::u16string Shown(VariantKindName(FKind));
     // An object is not looked at: the reference may be all that is left of it.
     if (FKind != TVariantKind::vkNull && FKind != TVariantKind::vkObject) {
-        Shown += u" \"" + Shortened(TryText().value_or(u"?")) + u"\"";
+        Shown += u" \"" + platform::Shortened(TryText().value_or(u"?"), ShownUnits) + u"\"";
     }
     throw EVariantError(Format(u"Cannot convert %s to %s", {Shown, Wanted}));
 }

@@ -1,6 +1,7 @@
 #include "platform/File.h"
 
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 
@@ -8,17 +9,10 @@ namespace zutools::platform {
 
 namespace {
 
-// A NUL would end the text for those who read `what()`, a line end would forge a line of a log.
-std::u16string WithoutControls(std::u16string_view Name) {
-    std::u16string Visible(Name);
-    std::replace_if(
-        Visible.begin(), Visible.end(), [](char16_t Unit) { return Unit < 0x20 || Unit == 0x7F; }, u'\uFFFD');
-    return Visible;
-}
-
 std::u16string MessageFor(std::u16string_view Action, std::u16string_view Object, int Code) {
     std::u16string Message(Action);
-    Message.append(u" \"").append(WithoutControls(Object)).append(u"\": ").append(SystemErrorText(Code));
+    // A NUL would end the text for those who read `what()`, a line end would forge a line of a log.
+    Message.append(u" \"").append(Masked(Object)).append(u"\": ").append(SystemErrorText(Code));
     const std::string Digits = std::to_string(Code);
     return Message.append(u" (").append(Digits.begin(), Digits.end()).append(u")");
 }

@@ -1,6 +1,6 @@
 #include "platform/File.h"
 
-#include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 #include <array>
@@ -12,9 +12,6 @@ namespace {
 constexpr bool IsSeparator(char16_t Unit) {
     return Unit == u'/' || Unit == u'\\';
 }
-constexpr bool IsControl(char16_t Unit) {
-    return Unit < 0x20 || (Unit >= 0x7F && Unit < 0xA0);
-}
 
 // Windows opens the device for these in every folder, whatever follows the first dot; it also counts the
 // raised digits of Latin-1 as digits, and passes over blanks before the dot.
@@ -24,8 +21,7 @@ bool IsDeviceName(std::u16string_view Part) {
     if (Name.size() < 3 || Name.size() > 7) return false;
     if (Name.size() == 4) {
         const char16_t Digit = Name.back();
-        const bool IsDigit =
-            (Digit >= u'0' && Digit <= u'9') || Digit == 0x00B9 || Digit == 0x00B2 || Digit == 0x00B3;
+        const bool IsDigit = IsAsciiDigit(Digit) || Digit == 0x00B9 || Digit == 0x00B2 || Digit == 0x00B3;
         const std::u16string_view Port = Name.substr(0, 3);
         return IsDigit && (EqualAsciiNoCase(Port, u"COM") || EqualAsciiNoCase(Port, u"LPT"));
     }

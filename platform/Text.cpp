@@ -1,5 +1,7 @@
 #include "platform/Text.h"
 
+#include "platform/TextTools.h"
+
 #include <algorithm>
 #include <bit>
 
@@ -16,16 +18,6 @@ namespace zutools::platform {
 namespace {
 
 constexpr char16_t Replacement = 0xFFFD;
-
-constexpr bool IsSurrogate(char32_t Unit) {
-    return (Unit & 0xFFFFF800) == 0xD800;
-}
-constexpr bool IsHighSurrogate(char32_t Unit) {
-    return (Unit & 0xFFFFFC00) == 0xD800;
-}
-constexpr bool IsLowSurrogate(char32_t Unit) {
-    return (Unit & 0xFFFFFC00) == 0xDC00;
-}
 
 // ---- counting
 
@@ -293,14 +285,6 @@ std::string Utf16ToUtf8(std::u16string_view Text) {
     const char* const Written = Encode<TOnFault::Replace>(At, At + Text.size(), To, To + Result.size());
     Result.resize(static_cast<std::size_t>(Written - To));
     return Result;
-}
-
-bool EqualAsciiNoCase(std::u16string_view Left, std::u16string_view Right) {
-    const auto Fold = [](char16_t Unit) {
-        return static_cast<char16_t>(Unit >= u'A' && Unit <= u'Z' ? Unit + 0x20 : Unit);
-    };
-    return std::equal(Left.begin(), Left.end(), Right.begin(), Right.end(),
-                      [Fold](char16_t A, char16_t B) { return Fold(A) == Fold(B); });
 }
 
 } // namespace zutools::platform

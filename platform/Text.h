@@ -6,6 +6,8 @@
 
 #pragma once
 
+#include "platform/TextTools.h" // what needs no system comes along
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -112,9 +114,5 @@ private:
 
 /// The collator of the user's locale, made at the first call and kept to the end of the process.
 [[nodiscard]] const TCollator& UserCollator();
-
-/// Compares ignoring the letter case of ASCII letters only; for names of our own making (file suffixes, HTTP
-/// names).
-[[nodiscard]] bool EqualAsciiNoCase(std::u16string_view Left, std::u16string_view Right);
 
 } // namespace zutools::platform

@@ -1,5 +1,7 @@
 #include "platform/TextRules.h"
 
+#include "platform/TextTools.h"
+
 #include <algorithm>
 #include <array>
 
@@ -7,20 +9,14 @@ namespace zutools::platform {
 
 namespace {
 
-constexpr bool IsLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-constexpr bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 bool IsLanguage(std::string_view Text) {
-    return (Text.size() == 2 || Text.size() == 3) && std::all_of(Text.begin(), Text.end(), IsLetter);
+    return (Text.size() == 2 || Text.size() == 3) &&
+           std::all_of(Text.begin(), Text.end(), IsAsciiLetter<char>);
 }
 
 bool IsRegion(std::string_view Text) {
-    return (Text.size() == 2 && std::all_of(Text.begin(), Text.end(), IsLetter)) ||
-           (Text.size() == 3 && std::all_of(Text.begin(), Text.end(), IsDigit));
+    return (Text.size() == 2 && std::all_of(Text.begin(), Text.end(), IsAsciiLetter<char>)) ||
+           (Text.size() == 3 && std::all_of(Text.begin(), Text.end(), IsAsciiDigit<char>));
 }
 
 // The modifiers that change the script; "@euro" and its like say nothing about order or case.
@@ -31,14 +27,13 @@ std::string_view ScriptOfModifier(std::string_view Modifier) {
 }
 
 // Maps `Text` unit by unit; the test for ASCII is made over all of it at once, so both loops vectorise.
-bool TryMapAscii(std::u16string_view Text, std::u16string& Result, char16_t First, char16_t Last) {
+template <class TMap>
+bool TryMapAscii(std::u16string_view Text, std::u16string& Result, TMap Map) {
     char16_t All = 0;
     for (const char16_t Unit : Text) All = static_cast<char16_t>(All | Unit);
     if (All >= 0x80) return false;
     Result.resize(Text.size());
-    std::transform(Text.begin(), Text.end(), Result.begin(), [First, Last](char16_t Unit) {
-        return static_cast<char16_t>(Unit ^ (Unit >= First && Unit <= Last ? 0x20 : 0));
-    });
+    std::transform(Text.begin(), Text.end(), Result.begin(), Map);
     return true;
 }
 
@@ -87,11 +82,11 @@ std::u16string_view TrimSystemText(std::u16string_view Text) {
 }
 
 bool TryAsciiUpperCase(std::u16string_view Text, std::u16string& Result) {
-    return TryMapAscii(Text, Result, u'a', u'z');
+    return TryMapAscii(Text, Result, [](char16_t Unit) { return UpperAscii(Unit); });
 }
 
 bool TryAsciiLowerCase(std::u16string_view Text, std::u16string& Result) {
-    return TryMapAscii(Text, Result, u'A', u'Z');
+    return TryMapAscii(Text, Result, [](char16_t Unit) { return LowerAscii(Unit); });
 }
 
 } // namespace zutools::platform

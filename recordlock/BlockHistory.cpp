@@ -1,6 +1,7 @@
 #include "recordlock/BlockHistory.h"
 
 #include "host/ScriptExecutor.h"
+#include "platform/TextTools.h"
 
 #include <utility>
 
@@ -20,16 +21,9 @@ std::u16string CurrentCallStack() {
     }
 }
 
-void Cut(std::u16string& Entry) {
-    if (Entry.size() <= TBlockHistory::Units) return;
-    std::size_t Size = TBlockHistory::Units;
-    if (Entry[Size - 1] >= 0xD800 && Entry[Size - 1] <= 0xDBFF) --Size; // not half of a pair
-    Entry.resize(Size);
-}
-
 std::unique_ptr<const std::u16string> Kept(std::u16string Text) {
     if (Text.empty()) return nullptr;
-    Cut(Text);
+    Text.resize(platform::WholeStart(Text, TBlockHistory::Units).size());
     return std::make_unique<const std::u16string>(std::move(Text));
 }
 
@@ -91,7 +85,7 @@ std::vector<std::u16string> TBlockHistory::Texts(std::u16string_view Created) co
             Text += LineBreak;
         }
         if (Entry.Rest) Text += *Entry.Rest;
-        Cut(Text);
+        Text.resize(platform::WholeStart(Text, TBlockHistory::Units).size());
         Result.push_back(std::move(Text));
     }
     return Result;

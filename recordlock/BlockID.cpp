@@ -1,6 +1,7 @@
 #include "recordlock/BlockID.h"
 
 #include "platform/Random.h"
+#include "platform/TextTools.h"
 
 #include <span>
 
@@ -11,22 +12,16 @@ namespace {
 constexpr std::size_t Digits = 32;
 
 void PutNumber(std::uint64_t Number, char16_t* At) {
-    for (int Shift = 60; Shift >= 0; Shift -= 4) *At++ = u"0123456789ABCDEF"[(Number >> Shift) & 0xF];
+    for (int Shift = 60; Shift >= 0; Shift -= 4)
+        *At++ = static_cast<char16_t>(platform::CapitalHexDigits[(Number >> Shift) & 0xF]);
 }
 
 std::optional<std::uint64_t> ReadNumber(std::u16string_view Text) {
     std::uint64_t Number = 0;
     for (const char16_t Character : Text) {
-        unsigned Digit = 0;
-        if (Character >= u'0' && Character <= u'9')
-            Digit = Character - u'0';
-        else if (Character >= u'A' && Character <= u'F')
-            Digit = Character - u'A' + 10u;
-        else if (Character >= u'a' && Character <= u'f')
-            Digit = Character - u'a' + 10u;
-        else
-            return std::nullopt;
-        Number = Number << 4 | Digit;
+        const int Digit = platform::HexValue(Character);
+        if (Digit < 0) return std::nullopt;
+        Number = Number << 4 | static_cast<unsigned>(Digit);
     }
     return Number;
 }

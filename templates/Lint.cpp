@@ -1,6 +1,7 @@
 #include "templates/Lint.h"
 
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 #include <optional>
@@ -10,9 +11,6 @@
 namespace zutools {
 
 namespace {
-
-constexpr std::u16string_view ByteOrderMark = u"\uFEFF";
-constexpr std::size_t ByteOrderMarkBytes = 3;
 
 [[nodiscard]] std::u16string Number(std::uint64_t Value) {
     const std::string Digits = std::to_string(Value);
@@ -35,8 +33,7 @@ public:
             if (Unit == u'\n') {
                 ++FPlace.Line;
                 FPlace.Column = 1;
-            } else if (Unit < 0xDC00 ||
-                       Unit > 0xDFFF) { // the second half of a pair is no character of its own
+            } else if (!platform::IsLowSurrogate(Unit)) { // no character of its own
                 ++FPlace.Column;
             }
         }
@@ -279,9 +276,9 @@ TLintReport LintTemplate(std::string_view Bytes) {
     }
     std::u16string_view Analysed = Text;
     // A file of the mark alone keeps it, as the loader does.
-    if (Bytes.size() > ByteOrderMarkBytes && Analysed.starts_with(ByteOrderMark)) {
-        Analysed.remove_prefix(ByteOrderMark.size());
-        if (FaultOffset) FaultOffset = *FaultOffset - ByteOrderMark.size();
+    if (Bytes.size() > platform::Utf8ByteOrderMark.size() && Analysed.starts_with(platform::ByteOrderMark)) {
+        Analysed.remove_prefix(1);
+        if (FaultOffset) FaultOffset = *FaultOffset - 1;
     }
     if (FaultOffset) {
         Report.AddProblem(TPlaceCursor(Analysed).At(*FaultOffset), u"malformed UTF-8");
@@ -299,12 +296,9 @@ TLintReport LintOversize(std::uint64_t Bytes) {
 }
 
 std::u16string QuoteLintName(std::u16string_view Name, std::size_t MaxLength) {
-    static constexpr char16_t Hex[] = u"0123456789abcdef";
-    std::size_t Shown = std::min(Name.size(), MaxLength);
-    // A pair is cut before it, never through it.
-    if (Shown < Name.size() && Shown > 0 && (Name[Shown] & 0xFC00) == 0xDC00) --Shown;
+    const std::u16string_view Shown = platform::WholeStart(Name, MaxLength);
     std::u16string Result = u"\"";
-    for (const char16_t Unit : Name.substr(0, Shown)) {
+    for (const char16_t Unit : Shown) {
         if (Unit == u'"' || Unit == u'\\') {
             Result += {u'\\', Unit};
         } else if (Unit == u'\n') {
@@ -313,14 +307,15 @@ std::u16string QuoteLintName(std::u16string_view Name, std::size_t MaxLength) {
             Result += u"\\r";
         } else if (Unit == u'\t') {
             Result += u"\\t";
-        } else if (Unit < 0x20 || (Unit >= 0x7F && Unit < 0xA0) || Unit == 0x2028 || Unit == 0x2029) {
-            Result +=
-                {u'\\', u'u', Hex[Unit >> 12], Hex[(Unit >> 8) & 15], Hex[(Unit >> 4) & 15], Hex[Unit & 15]};
+        } else if (platform::IsControl(Unit)) {
+            Result += u"\\u";
+            platform::AppendHex(Result, static_cast<unsigned char>(Unit >> 8));
+            platform::AppendHex(Result, static_cast<unsigned char>(Unit & 0xFF));
         } else {
             Result += Unit;
         }
     }
-    Result += Shown < Name.size() ? u"\"..." : u"\"";
+    Result += Shown.size() < Name.size() ? u"\"..." : u"\"";
     return Result;
 }
 

@@ -4,6 +4,7 @@
 #include "host/StringHelpers.h"
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 #include <span>
@@ -17,8 +18,6 @@ constexpr std::u16string_view EmptyFileText = u"Error read template file: \"%s\"
 constexpr std::u16string_view ReadErrorText = u"Error read template file: \"%s\" (%s).";
 constexpr std::u16string_view TooLargeText = u"%u bytes, the limit is %u bytes";
 constexpr std::u16string_view MalformedText = u"malformed UTF-8 at line %u, column %u, byte offset %u";
-
-constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
 
 std::string ReadBytes(platform::TReadFile& File, std::u16string_view Path) {
     try {
@@ -49,8 +48,9 @@ std::u16string ReadTemplateFile(std::u16string_view Directory, std::u16string_vi
     const std::string Bytes = ReadBytes(File, Path);
     std::string_view Text = Bytes;
     // Kept on purpose: a file that consists of the mark alone keeps it as a character.
-    const bool Marked = Text.size() > ByteOrderMark.size() && Text.starts_with(ByteOrderMark);
-    if (Marked) Text.remove_prefix(ByteOrderMark.size());
+    const bool Marked =
+        Text.size() > platform::Utf8ByteOrderMark.size() && Text.starts_with(platform::Utf8ByteOrderMark);
+    if (Marked) Text.remove_prefix(platform::Utf8ByteOrderMark.size());
 
     platform::TConversion<std::u16string> Decoded = platform::Utf8ToUtf16Strict(Text);
     if (!Decoded.Error) return std::move(Decoded.Text);
@@ -58,7 +58,7 @@ std::u16string ReadTemplateFile(std::u16string_view Directory, std::u16string_vi
     const std::u16string_view Good = Decoded.Text;
     const auto Line = std::count(Good.begin(), Good.end(), u'\n') + 1;
     const std::size_t Column = Good.size() - (Good.rfind(u'\n') + 1) + 1; // npos + 1 is 0
-    const std::size_t Offset = Decoded.Error->Offset + (Marked ? ByteOrderMark.size() : 0);
+    const std::size_t Offset = Decoded.Error->Offset + (Marked ? platform::Utf8ByteOrderMark.size() : 0);
     throw ETemplateFile(Format(ReadErrorText, {Path, Format(MalformedText, {Line, Column, Offset})}), true);
 }
 

@@ -4,6 +4,7 @@
 
 #include "host/Exception.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/web/AdminSocket.h"
 #include "server/web/Config.h"
 
@@ -59,11 +60,7 @@ struct TOptions {
 
 /// A text from the service on a terminal: nothing in it steers that.
 [[nodiscard]] std::u16string Plain(const TJson& Value) {
-    std::u16string Result = Text(Value.get<std::string>());
-    for (char16_t& Unit : Result) {
-        if (Unit < 0x20 || (Unit >= 0x7F && Unit < 0xA0)) Unit = u'\uFFFD';
-    }
-    return Result;
+    return platform::Masked(Text(Value.get<std::string>()));
 }
 
 /// The lines of a history entry, each behind blanks; only the first unless `Whole`.

@@ -5,6 +5,7 @@
 #include "host/Exception.h"
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/strings/JsonLocalizator.h"
 #include "templates/Lint.h"
 
@@ -148,14 +149,6 @@ void AppendName(std::u16string& Output, std::size_t Depth, std::u16string_view K
 
 enum class TOutput { Full, Quiet, Json };
 
-/// A file's name on one line, whatever characters it has.
-[[nodiscard]] std::u16string Masked(std::u16string Path) {
-    std::replace_if(
-        Path.begin(), Path.end(), [](char16_t Unit) { return Unit < 0x20 || (Unit >= 0x7F && Unit < 0xA0); },
-        u'\uFFFD');
-    return Path;
-}
-
 /// Writes one file after the other, so that memory holds one report at a time.
 class TLintWriter {
 public:
@@ -206,12 +199,12 @@ int Lint(const TOptions& Options, const TArguments& Given) {
 
     bool Good = NotText.empty();
     for (const std::u16string& Name : NotText) {
-        Complain(Masked(platform::JoinPath(Folder, Name)) +
+        Complain(platform::Masked(platform::JoinPath(Folder, Name)) +
                  u": the file's name is not UTF-8, so no template can be asked for by it");
     }
     TLintWriter Writer(Options.Json ? TOutput::Json : Options.Quiet ? TOutput::Quiet : TOutput::Full);
     for (const std::u16string& Name : Names) {
-        const std::u16string Path = Masked(platform::JoinPath(Folder, Name));
+        const std::u16string Path = platform::Masked(platform::JoinPath(Folder, Name));
         TLintReport Report;
         if (const std::u16string_view Reason = platform::UnsafeNameReason(Name); !Reason.empty()) {
             Report.Parts.emplace_back();

@@ -3,6 +3,7 @@
 #include "host/Exception.h"
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <CLI/CLI.hpp>
 
@@ -108,12 +109,8 @@ void FlushOut() {
 }
 
 void Complain(std::u16string_view Message) {
-    std::u16string Line = u"zuhost: " + std::u16string(Message) + u"\n";
-    for (char16_t& Unit : Line) {
-        if ((Unit < 0x20 && Unit != u'\n' && Unit != u'\t') || (Unit >= 0x7F && Unit < 0xA0))
-            Unit = u'\uFFFD';
-    }
-    const std::string Bytes = platform::Utf16ToUtf8(Line);
+    const std::string Bytes =
+        platform::Utf16ToUtf8(u"zuhost: " + platform::Masked(Message, u'\uFFFD', u"\n\t") + u"\n");
     std::fflush(stdout); // keeps the order where both go to one terminal; a failure is found by FlushOut
     std::fwrite(Bytes.data(), 1, Bytes.size(), stderr);
 }

@@ -1,5 +1,7 @@
 #include "server/lua/ChunkNames.h"
 
+#include "platform/TextTools.h"
+
 #include <lua.hpp>
 
 namespace zutools::server {
@@ -8,16 +10,12 @@ namespace {
 
 constexpr std::size_t Longest = LUA_IDSIZE - 1; // the final NUL takes one
 
-bool IsContinuation(char Byte) {
-    return (static_cast<unsigned char>(Byte) & 0xC0U) == 0x80U;
-}
-
 } // namespace
 
 std::string TChunkNames::ForLua(std::string_view File) {
     if (File.size() <= Longest) return "@" + std::string(File);
     std::size_t Start = File.size() - (Longest - 3);
-    while (Start < File.size() && IsContinuation(File[Start])) ++Start;
+    while (Start < File.size() && platform::IsUtf8Continuation(File[Start])) ++Start;
     std::string Short = "..." + std::string(File.substr(Start));
     const auto [Place, Inserted] = FWhole.try_emplace(Short, File);
     if (!Inserted && Place->second != File) Place->second.clear();

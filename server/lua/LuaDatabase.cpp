@@ -3,6 +3,7 @@
 #include "host/Format.h"
 #include "host/Queries.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/lua/LuaGlobals.h"
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
@@ -65,11 +66,7 @@ void Prepare(TQuery& Query, lua_State* L) {
 // A row's miss: the name in another letter case, which databases change at will; SQL NULL stays nil.
 int ReadField(lua_State* L) {
     if (lua_type(L, 2) != LUA_TSTRING) return 0;
-    std::string Name(StringAt(L, 2));
-    for (char& Character : Name) {
-        if (Character >= 'A' && Character <= 'Z') Character = static_cast<char>(Character + ('a' - 'A'));
-    }
-    PushString(L, Name);
+    PushString(L, platform::LowerAsciiText(std::string(StringAt(L, 2))));
     lua_rawget(L, lua_upvalueindex(1)); // the name as the row has it
     if (lua_isnil(L, -1)) return 1;
     lua_rawget(L, 1);
@@ -85,11 +82,7 @@ void PushFields(lua_State* L, const TSelectQuery& Query) {
     lua_createtable(L, 0, 2);
     lua_createtable(L, 0, Count);
     for (int I = 0; I < Count; ++I) {
-        std::string Name(StringAt(L, First + I));
-        for (char& Character : Name) {
-            if (Character >= 'A' && Character <= 'Z') Character = static_cast<char>(Character + ('a' - 'A'));
-        }
-        PushString(L, Name);
+        PushString(L, platform::LowerAsciiText(std::string(StringAt(L, First + I))));
         lua_pushvalue(L, First + I);
         lua_rawset(L, -3);
     }

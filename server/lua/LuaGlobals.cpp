@@ -7,6 +7,7 @@
 #include "host/StringHelpers.h"
 #include "host/ThreadContainer.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/lua/Escape.h"
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
@@ -169,7 +170,7 @@ int AsSession(lua_State* L) {
 
 int EscapeHtml(lua_State* L) {
     luaL_checkstring(L, 1);
-    PushString(L, HtmlEscape(StringAt(L, 1)));
+    PushString(L, platform::HtmlEscape(StringAt(L, 1)));
     return 1;
 }
 

@@ -4,6 +4,7 @@
 #include "host/Format.h"
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
 
@@ -58,7 +59,7 @@ private:
 
 std::string ReadScript(std::u16string_view File) {
     std::string Text = platform::TReadFile(File).ReadAll();
-    if (Text.starts_with("\xEF\xBB\xBF")) Text.erase(0, 3);
+    if (Text.starts_with(platform::Utf8ByteOrderMark)) Text.erase(0, platform::Utf8ByteOrderMark.size());
     if (Text.starts_with('#')) Text.erase(0, std::min(Text.find('\n'), Text.size()));
     return Text;
 }

@@ -5,6 +5,7 @@
 #include "host/StringHelpers.h"
 #include "host/UserTables.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/records/Decimals.h"
 #include "server/records/Digits.h"
 #include "server/records/Moments.h"
@@ -75,7 +76,7 @@ TKXVariant FitDecimal(const TTableShape& Shape, const TColumn& Column, const TKX
 
 std::size_t CharacterCount(std::u16string_view Text) {
     return static_cast<std::size_t>(
-        std::count_if(Text.begin(), Text.end(), [](char16_t C) { return (C & 0xFC00) != 0xDC00; }));
+        std::count_if(Text.begin(), Text.end(), [](char16_t C) { return !platform::IsLowSurrogate(C); }));
 }
 
 TKXVariant FitText(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
@@ -203,12 +204,7 @@ std::u16string ShownValue(const TKXVariant& Value) {
     constexpr std::size_t Longest = 80;
     if (Value.IsNull()) return u"null";
     if (Value.Kind() == TVariantKind::vkObject) return u"an object";
-    std::u16string Text = Value.AsString();
-    const bool Cut = Text.size() > Longest;
-    if (Cut) Text.resize(Longest);
-    Text = platform::Utf8ToUtf16(platform::Utf16ToUtf8(Text)); // a pair may have been cut
-    std::replace_if(Text.begin(), Text.end(), [](char16_t C) { return C < u' '; }, u' ');
-    return u"\"" + Text + (Cut ? u"...\"" : u"\"");
+    return u"\"" + platform::Masked(platform::Shortened(Value.AsString(), Longest), u' ') + u"\"";
 }
 
 TKXVariant FieldOfCell(const TColumn& Column, const TCell& Cell) {

@@ -5,6 +5,7 @@
 #include "host/StringHelpers.h"
 #include "host/UserTables.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 #include <map>
@@ -24,9 +25,7 @@ struct TFound {
 };
 
 std::u16string ShownName(std::u16string_view Name) {
-    std::u16string Shown = platform::Utf8ToUtf16(platform::Utf16ToUtf8(Name.substr(0, LongestName)));
-    std::replace_if(Shown.begin(), Shown.end(), [](char16_t C) { return C < u' '; }, u'\xFFFD');
-    return Shown;
+    return platform::Masked(platform::WholeStart(Name, LongestName));
 }
 
 [[noreturn]] void RefuseUnknown(std::u16string_view Name) {

@@ -1,5 +1,7 @@
 #include "server/rights/Passwords.h"
 
+#include "platform/TextTools.h"
+
 #include <sodium.h>
 
 #include <cerrno>
@@ -56,10 +58,10 @@ private:
 constexpr std::uint32_t NoCharacter = 0xFFFFFFFF;
 std::uint32_t NextCharacter(std::u16string_view Text, std::size_t& Index) {
     const std::uint32_t First = Text[Index++];
-    if (First < 0xD800 || First > 0xDFFF) return First;
-    if (First > 0xDBFF || Index == Text.size()) return NoCharacter;
+    if (!platform::IsSurrogate(First)) return First;
+    if (platform::IsLowSurrogate(First) || Index == Text.size()) return NoCharacter;
     const std::uint32_t Second = Text[Index++];
-    if (Second < 0xDC00 || Second > 0xDFFF) return NoCharacter;
+    if (!platform::IsLowSurrogate(Second)) return NoCharacter;
     return 0x10000 + ((First - 0xD800) << 10) + (Second - 0xDC00);
 }
 

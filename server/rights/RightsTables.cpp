@@ -2,6 +2,7 @@
 
 #include "host/Format.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <QString>
 
@@ -14,9 +15,9 @@ namespace {
 
 [[nodiscard]] bool IsGoodName(std::u16string_view Name) {
     const auto IsBlank = [](char16_t Unit) { return Unit == u' ' || Unit == u'\u00A0'; };
-    const auto IsControl = [](char16_t Unit) { return Unit < 0x20 || (Unit >= 0x7F && Unit < 0xA0); };
     return !Name.empty() && Name.size() <= MaxRightsName && !IsBlank(Name.front()) && !IsBlank(Name.back()) &&
-           std::none_of(Name.begin(), Name.end(), IsControl) && !platform::Utf16ToUtf8Strict(Name).Error;
+           std::none_of(Name.begin(), Name.end(), platform::IsControl) &&
+           !platform::Utf16ToUtf8Strict(Name).Error;
 }
 
 void Bind(TQuery& Query, TRightsParams Params) {

@@ -1,5 +1,6 @@
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/sql/SqlDatabase.h"
 
 #include <algorithm>
@@ -31,13 +32,6 @@ constexpr std::array<std::u16string_view, 6> SslModes{u"disable", u"allow",     
     Refuse(PostgresScheme, Fault, PostgresForm);
 }
 
-int HexDigit(char C) {
-    if (C >= '0' && C <= '9') return C - '0';
-    if (C >= 'a' && C <= 'f') return C - 'a' + 10;
-    if (C >= 'A' && C <= 'F') return C - 'A' + 10;
-    return -1;
-}
-
 std::u16string Decode(std::u16string_view Part, std::u16string_view PartName) {
     const auto Refused = [&](std::u16string_view Why) {
         RefusePostgres(std::u16string(u"the ").append(PartName).append(Why));
@@ -50,8 +44,8 @@ std::u16string Decode(std::u16string_view Part, std::u16string_view PartName) {
             Bytes += Utf8.Text[Pos];
             continue;
         }
-        const int High = Pos + 2 < Utf8.Text.size() ? HexDigit(Utf8.Text[Pos + 1]) : -1;
-        const int Low = Pos + 2 < Utf8.Text.size() ? HexDigit(Utf8.Text[Pos + 2]) : -1;
+        const int High = Pos + 2 < Utf8.Text.size() ? platform::HexValue(Utf8.Text[Pos + 1]) : -1;
+        const int Low = Pos + 2 < Utf8.Text.size() ? platform::HexValue(Utf8.Text[Pos + 2]) : -1;
         if (High < 0 || Low < 0) Refused(u" has a \"%\" without two hexadecimal digits (write \"%\" as %25)");
         Bytes += static_cast<char>(High * 16 + Low);
         Pos += 2;

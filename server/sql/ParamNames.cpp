@@ -1,5 +1,7 @@
 #include "server/sql/ParamNames.h"
 
+#include "platform/TextTools.h"
+
 #include <algorithm>
 #include <array>
 #include <unordered_map>
@@ -8,18 +10,12 @@ namespace zutools::server {
 
 namespace {
 
-constexpr char16_t Fold(char16_t C) {
-    return C >= u'A' && C <= u'Z' ? static_cast<char16_t>(C + 32) : C;
-}
-constexpr bool IsDigit(char16_t C) {
-    return C >= u'0' && C <= u'9';
-}
 // Both databases take every character above ASCII for a letter.
 constexpr bool StartsWord(char16_t C) {
-    return (Fold(C) >= u'a' && Fold(C) <= u'z') || C == u'_' || C >= 0x80;
+    return platform::IsAsciiLetter(C) || C == u'_' || C >= 0x80;
 }
 constexpr bool ContinuesName(char16_t C) {
-    return StartsWord(C) || IsDigit(C);
+    return StartsWord(C) || platform::IsAsciiDigit(C);
 }
 constexpr bool ContinuesWord(char16_t C) {
     return ContinuesName(C) || C == u'$';
@@ -82,7 +78,7 @@ private:
         if (C == u'\'') return Literal(ContinuesEscapes());
         FEscapesEnd = TScannedStatement::None;
         if (StartsWord(C)) return Word();
-        if (IsDigit(C)) return Skip(ContinuesName);
+        if (platform::IsAsciiDigit(C)) return Skip(ContinuesName);
         switch (C) {
         case u'"':
             return Quoted(C);
@@ -213,7 +209,7 @@ private:
     }
 
     void Dollar() {
-        if (!Postgres() || IsDigit(At(FPos + 1))) return ForeignMark();
+        if (!Postgres() || platform::IsAsciiDigit(At(FPos + 1))) return ForeignMark();
         std::size_t End = FPos + 1;
         if (StartsWord(At(End))) {
             while (ContinuesName(At(End))) ++End;
@@ -293,14 +289,11 @@ std::u16string RewriteStatement(std::u16string_view Text, const TScannedStatemen
 }
 
 bool SameSqlName(std::u16string_view Left, std::u16string_view Right) {
-    return std::equal(Left.begin(), Left.end(), Right.begin(), Right.end(),
-                      [](char16_t A, char16_t B) { return Fold(A) == Fold(B); });
+    return platform::EqualAsciiNoCase(Left, Right);
 }
 
 std::u16string FoldSqlName(std::u16string_view Name) {
-    std::u16string Folded(Name);
-    std::transform(Folded.begin(), Folded.end(), Folded.begin(), Fold);
-    return Folded;
+    return platform::LowerAsciiText(std::u16string(Name));
 }
 
 } // namespace zutools::server

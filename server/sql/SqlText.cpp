@@ -1,5 +1,7 @@
 #include "server/sql/SqlText.h"
 
+#include "platform/TextTools.h"
+
 #include <QByteArray>
 #include <QDateTime>
 
@@ -11,13 +13,6 @@
 namespace zutools::server {
 
 namespace {
-
-constexpr bool IsSurrogate(char16_t C) {
-    return (C & 0xF800) == 0xD800;
-}
-constexpr bool IsLowSurrogate(char16_t C) {
-    return (C & 0xFC00) == 0xDC00;
-}
 
 std::u16string_view Units(const QString& Text) {
     return {reinterpret_cast<const char16_t*>(Text.constData()), static_cast<std::size_t>(Text.size())};
@@ -47,9 +42,9 @@ QString TimeText(const QTime& Value) {
 
 /// Length of the character at Pos in units; 0 for an unpaired surrogate.
 std::size_t CharacterLength(std::u16string_view Text, std::size_t Pos) {
-    if (!IsSurrogate(Text[Pos])) return 1;
-    if (IsLowSurrogate(Text[Pos]) || Pos + 1 == Text.size()) return 0;
-    return IsLowSurrogate(Text[Pos + 1]) ? 2 : 0;
+    if (!platform::IsSurrogate(Text[Pos])) return 1;
+    if (platform::IsLowSurrogate(Text[Pos]) || Pos + 1 == Text.size()) return 0;
+    return platform::IsLowSurrogate(Text[Pos + 1]) ? 2 : 0;
 }
 
 std::u16string CheckedText(std::u16string Text, std::u16string_view Field) {
@@ -167,13 +162,7 @@ std::u16string DatabaseText(const QSqlError& Error) {
 
 std::u16string ShownStatement(std::u16string_view Statement) {
     constexpr std::size_t MaxShown = 500;
-    std::u16string Text(Statement.substr(0, MaxShown));
-    if (Statement.size() > MaxShown) {
-        if (IsSurrogate(Text.back()) && !IsLowSurrogate(Text.back())) Text.pop_back();
-        Text += u"...";
-    }
-    std::replace_if(Text.begin(), Text.end(), [](char16_t C) { return C < u' '; }, u' ');
-    return Text;
+    return platform::Masked(platform::Shortened(Statement, MaxShown), u' ');
 }
 
 } // namespace zutools::server

@@ -2,6 +2,7 @@
 
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 #include <utility>
@@ -19,10 +20,7 @@ constexpr std::u16string_view Suffix = u".json";
 
 [[nodiscard]] bool SameLanguage(std::u16string_view Left, std::u16string_view Right) {
     return std::equal(Left.begin(), Left.end(), Right.begin(), Right.end(), [](char16_t A, char16_t B) {
-        const auto Fold = [](char16_t Unit) {
-            if (Unit == u'_') return u'-';
-            return Unit >= u'A' && Unit <= u'Z' ? static_cast<char16_t>(Unit + 32) : Unit;
-        };
+        const auto Fold = [](char16_t Unit) { return Unit == u'_' ? u'-' : platform::LowerAscii(Unit); };
         return Fold(A) == Fold(B);
     });
 }

@@ -1,6 +1,7 @@
 #include "server/strings/LanguageFile.h"
 
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <nlohmann/json.hpp>
 
@@ -11,25 +12,20 @@ namespace zutools::server {
 
 namespace {
 
-constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
-
 /// "line:column" of a byte; a line ends at LF, columns count characters.
 [[nodiscard]] std::string PlaceText(std::string_view Bytes, std::size_t Offset) {
     const std::string_view Before = Bytes.substr(0, Offset);
     const auto Line = std::count(Before.begin(), Before.end(), '\n') + 1;
     const std::string_view InLine = Before.substr(Before.rfind('\n') + 1); // npos + 1 is 0
-    const auto Column =
-        std::count_if(InLine.begin(), InLine.end(), [](char Byte) { return (Byte & '\xC0') != '\x80'; }) + 1;
+    const auto Column = std::count_if(InLine.begin(), InLine.end(),
+                                      [](char Byte) { return !platform::IsUtf8Continuation(Byte); }) +
+                        1;
     return std::to_string(Line) + ':' + std::to_string(Column);
 }
 
 [[nodiscard]] std::u16string Quoted(std::string_view Key) {
     constexpr std::size_t MaxShown = 100;
-    std::u16string Text = platform::Utf8ToUtf16(Key);
-    if (Text.size() > MaxShown) Text = Text.substr(0, MaxShown) + u"...";
-    std::replace_if(
-        Text.begin(), Text.end(), [](char16_t Unit) { return Unit < 0x20 || Unit == 0x7F; }, u' ');
-    return u'"' + Text + u'"';
+    return u'"' + platform::Masked(platform::Shortened(platform::Utf8ToUtf16(Key), MaxShown), u' ') + u'"';
 }
 
 /// Hands the bytes to the parser and tells how far it has read: its events name no places themselves.
@@ -147,7 +143,7 @@ private:
 } // namespace
 
 TLanguageTexts ParseLanguageFile(std::string_view Bytes, std::u16string_view File) {
-    if (Bytes.starts_with(ByteOrderMark)) Bytes.remove_prefix(ByteOrderMark.size());
+    Bytes = platform::WithoutByteOrderMark(Bytes);
     TReader Reader(Bytes, File);
     // Checked before the parser runs: the place of a bad byte is plain here, and no message of its can hold
     // it.

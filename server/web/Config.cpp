@@ -2,6 +2,7 @@
 
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/web/HttpText.h"
 
 #include <toml++/toml.h>
@@ -26,22 +27,6 @@ std::u16string Wide(std::string_view Utf8) {
 
 std::string Quoted(std::string_view Text) {
     return '"' + std::string(Text) + '"';
-}
-
-/// Insertions, deletions and replacements that turn one text into the other.
-std::size_t EditDistance(std::string_view Left, std::string_view Right) {
-    std::vector<std::size_t> Row(Right.size() + 1);
-    std::iota(Row.begin(), Row.end(), std::size_t{0});
-    for (std::size_t Line = 1; Line <= Left.size(); ++Line) {
-        std::size_t Diagonal = Row[0];
-        Row[0] = Line;
-        for (std::size_t Column = 1; Column <= Right.size(); ++Column) {
-            const std::size_t Replaced = Diagonal + (Left[Line - 1] == Right[Column - 1] ? 0 : 1);
-            Diagonal = Row[Column];
-            Row[Column] = std::min({Replaced, Diagonal + 1, Row[Column - 1] + 1});
-        }
-    }
-    return Row.back();
 }
 
 std::string_view TypeText(const toml::node& Node) {
@@ -163,7 +148,7 @@ public:
         for (const auto& [Key, Node] : FTable) {
             if (std::ranges::find(FKnown, Key.str()) != FKnown.end()) continue;
             const auto Nearest = std::ranges::min_element(
-                FKnown, {}, [&](std::string_view Known) { return EditDistance(Key.str(), Known); });
+                FKnown, {}, [&](std::string_view Known) { return platform::EditDistance(Key.str(), Known); });
             FFile.Fail(Key.source(), "unknown key " + Quoted(FPrefix + std::string(Key.str())) +
                                          "; the nearest known one is " +
                                          Quoted(FPrefix + std::string(*Nearest)));
@@ -194,7 +179,7 @@ void ReadAddress(TSection& Section, TWebConfig& Config) {
 bool IsLanguageTag(std::string_view Tag) {
     return !Tag.empty() && Tag.size() <= 35 && Tag.front() != '-' && Tag.back() != '-' &&
            std::ranges::all_of(Tag, [](char C) {
-               return (C >= 'a' && C <= 'z') || (C >= 'A' && C <= 'Z') || (C >= '0' && C <= '9') || C == '-';
+               return platform::IsAsciiLetter(C) || platform::IsAsciiDigit(C) || C == '-';
            });
 }
 

@@ -1,6 +1,9 @@
 #include "server/web/HttpText.h"
 
 #include "platform/Text.h"
+#include "platform/TextTools.h"
+
+#include <sodium.h>
 
 #include <algorithm>
 #include <array>
@@ -11,23 +14,6 @@
 namespace zutools::server {
 
 namespace {
-
-constexpr std::string_view HexDigits = "0123456789abcdef";
-
-int HexValue(char Digit) {
-    if (Digit >= '0' && Digit <= '9') return Digit - '0';
-    if (Digit >= 'a' && Digit <= 'f') return Digit - 'a' + 10;
-    if (Digit >= 'A' && Digit <= 'F') return Digit - 'A' + 10;
-    return -1;
-}
-
-char LowerAscii(char Letter) {
-    return Letter >= 'A' && Letter <= 'Z' ? static_cast<char>(Letter - 'A' + 'a') : Letter;
-}
-
-bool EqualNoCase(std::string_view Left, std::string_view Right) {
-    return std::ranges::equal(Left, Right, {}, LowerAscii, LowerAscii);
-}
 
 std::string_view TrimBlanks(std::string_view Text) {
     constexpr std::string_view Blanks = " \t";
@@ -46,8 +32,7 @@ std::string_view CutNext(std::string_view& Rest, char Delimiter) {
 
 void AppendEscape(std::string& Target, std::string_view Mark, unsigned char Byte) {
     Target += Mark;
-    Target += HexDigits[Byte >> 4];
-    Target += HexDigits[Byte & 15];
+    platform::AppendHex(Target, Byte);
 }
 
 // ---- Languages
@@ -77,8 +62,7 @@ std::optional<TLanguageRange> ParseRange(std::string_view Entry) {
     const std::string_view Tag = TrimBlanks(CutNext(Parameters, ';'));
     if (Tag.empty() || Tag.size() > 35) return std::nullopt;
     const bool Plain = std::ranges::all_of(Tag, [](char C) {
-        return (C >= '0' && C <= '9') || (LowerAscii(C) >= 'a' && LowerAscii(C) <= 'z') || C == '-' ||
-               C == '*';
+        return platform::IsAsciiDigit(C) || platform::IsAsciiLetter(C) || C == '-' || C == '*';
     });
     if (!Plain) return std::nullopt;
 
@@ -86,7 +70,7 @@ std::optional<TLanguageRange> ParseRange(std::string_view Entry) {
     while (!Parameters.empty()) {
         std::string_view Value = CutNext(Parameters, ';');
         const std::string_view Name = TrimBlanks(CutNext(Value, '='));
-        if (EqualNoCase(Name, "q")) Range.Weight = ParseWeight(TrimBlanks(Value));
+        if (platform::EqualAsciiNoCase(Name, "q")) Range.Weight = ParseWeight(TrimBlanks(Value));
     }
     if (Range.Weight < 0) return std::nullopt;
     return Range;
@@ -126,7 +110,8 @@ bool MayRedirectTo(std::string_view Url, std::string_view Host, bool Outside) {
     const std::size_t Colon = Url.find(':');
     if (Colon != std::string_view::npos && Url.find_first_of("/?#") > Colon) {
         const std::string_view Scheme = Url.substr(0, Colon);
-        if (!EqualNoCase(Scheme, "http") && !EqualNoCase(Scheme, "https")) return false;
+        if (!platform::EqualAsciiNoCase(Scheme, "http") && !platform::EqualAsciiNoCase(Scheme, "https"))
+            return false;
         Rest = Url.substr(Colon + 1);
         if (!Rest.starts_with("//")) return false;
     }
@@ -134,7 +119,7 @@ bool MayRedirectTo(std::string_view Url, std::string_view Host, bool Outside) {
     Rest = Rest.substr(2);
     const std::string_view Authority = Rest.substr(0, Rest.find_first_of("/?#"));
     if (Authority.empty() || Authority.find('@') != std::string_view::npos) return false;
-    return Outside || EqualNoCase(Authority, Host);
+    return Outside || platform::EqualAsciiNoCase(Authority, Host);
 }
 
 // ---- Dates
@@ -200,8 +185,8 @@ std::optional<std::u16string> DecodePercent(std::string_view Raw, bool PlusIsBla
             Bytes += Character;
         } else {
             if (Raw.size() - Index < 3) return std::nullopt;
-            const int High = HexValue(Raw[Index + 1]);
-            const int Low = HexValue(Raw[Index + 2]);
+            const int High = platform::HexValue(Raw[Index + 1]);
+            const int Low = platform::HexValue(Raw[Index + 2]);
             if (High < 0 || Low < 0) return std::nullopt;
             Bytes += static_cast<char>(High * 16 + Low);
             Index += 2;
@@ -228,7 +213,8 @@ std::optional<TRequestTarget> SplitTarget(std::string_view Raw) {
         const std::size_t Colon = Raw.find("://");
         if (Colon == std::string_view::npos) return std::nullopt;
         const std::string_view Scheme = Raw.substr(0, Colon);
-        if (!EqualNoCase(Scheme, "http") && !EqualNoCase(Scheme, "https")) return std::nullopt;
+        if (!platform::EqualAsciiNoCase(Scheme, "http") && !platform::EqualAsciiNoCase(Scheme, "https"))
+            return std::nullopt;
         Raw = Raw.substr(Colon + 3);
         const std::size_t Slash = Raw.find_first_of("/?");
         if (Slash == std::string_view::npos) return TRequestTarget{"/", {}};
@@ -284,7 +270,7 @@ std::string_view FindCookie(std::string_view Header, std::string_view Name) {
 
 bool IsHeaderName(std::string_view Name) {
     return !Name.empty() && std::ranges::all_of(Name, [](char C) {
-        return (C >= '0' && C <= '9') || (LowerAscii(C) >= 'a' && LowerAscii(C) <= 'z') ||
+        return platform::IsAsciiDigit(C) || platform::IsAsciiLetter(C) ||
                std::string_view("!#$%&'*+-.^_`|~").find(C) != std::string_view::npos;
     });
 }
@@ -381,29 +367,7 @@ bool ETagMatches(std::string_view IfNoneMatch, std::string_view Tag) {
 }
 
 std::string HtmlText(std::u16string_view Text) {
-    std::string Html;
-    for (const char Character : platform::Utf16ToUtf8(Text)) {
-        switch (Character) {
-        case '&':
-            Html += "&amp;";
-            break;
-        case '<':
-            Html += "&lt;";
-            break;
-        case '>':
-            Html += "&gt;";
-            break;
-        case '"':
-            Html += "&quot;";
-            break;
-        case '\'':
-            Html += "&#39;";
-            break;
-        default:
-            Html += Character;
-        }
-    }
-    return Html;
+    return platform::HtmlEscape(platform::Utf16ToUtf8(Text));
 }
 
 std::string MaskForLog(std::string_view Bytes) {
@@ -422,35 +386,22 @@ std::string MaskForLog(std::string_view Bytes) {
 }
 
 bool EqualSecrets(std::string_view Left, std::string_view Right) {
-    if (Left.size() != Right.size()) return false;
-    unsigned Difference = 0;
-    for (std::size_t Index = 0; Index < Left.size(); ++Index) {
-        Difference |= static_cast<unsigned char>(Left[Index] ^ Right[Index]);
-    }
-    return Difference == 0;
+    return Left.size() == Right.size() && sodium_memcmp(Left.data(), Right.data(), Left.size()) == 0;
 }
 
 std::string HexText(std::span<const std::byte> Bytes) {
-    std::string Text;
-    for (const std::byte Byte : Bytes) AppendEscape(Text, {}, std::to_integer<unsigned char>(Byte));
+    std::string Text(Bytes.size() * 2 + 1, '\0');
+    sodium_bin2hex(Text.data(), Text.size(), reinterpret_cast<const unsigned char*>(Bytes.data()),
+                   Bytes.size());
+    Text.pop_back(); // the NUL
     return Text;
 }
 
 std::string Base64Text(std::string_view Bytes) {
-    constexpr std::string_view Letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string Text;
-    Text.reserve((Bytes.size() + 2) / 3 * 4);
-    for (std::size_t Index = 0; Index < Bytes.size(); Index += 3) {
-        const std::string_view Group = Bytes.substr(Index, 3);
-        unsigned Bits = 0;
-        for (std::size_t Place = 0; Place < 3; ++Place) {
-            Bits = Bits << 8 | (Place < Group.size() ? static_cast<unsigned char>(Group[Place]) : 0U);
-        }
-        Text += Letters[Bits >> 18];
-        Text += Letters[Bits >> 12 & 63];
-        Text += Group.size() > 1 ? Letters[Bits >> 6 & 63] : '=';
-        Text += Group.size() > 2 ? Letters[Bits & 63] : '=';
-    }
+    std::string Text(sodium_base64_encoded_len(Bytes.size(), sodium_base64_VARIANT_ORIGINAL), '\0');
+    sodium_bin2base64(Text.data(), Text.size(), reinterpret_cast<const unsigned char*>(Bytes.data()),
+                      Bytes.size(), sodium_base64_VARIANT_ORIGINAL);
+    Text.pop_back(); // the NUL
     return Text;
 }
 

@@ -4,6 +4,7 @@
 #include "host/Security.h"
 #include "platform/Random.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/lua/Escape.h"
 #include "server/lua/LuaEngine.h"
 #include "server/web/HttpText.h"

@@ -2,6 +2,7 @@
 
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/web/HttpText.h"
 #include "server/web/Multipart.h"
 #include "server/web/StaticFiles.h"
@@ -165,10 +166,7 @@ bool IsAmbiguous(const TRawRequest& Raw) {
 std::string MediaType(std::string_view Header) {
     std::string Type(Header.substr(0, Header.find(';')));
     while (!Type.empty() && (Type.back() == ' ' || Type.back() == '\t')) Type.pop_back();
-    for (char& Letter : Type) {
-        if (Letter >= 'A' && Letter <= 'Z') Letter = static_cast<char>(Letter - 'A' + 'a');
-    }
-    return Type;
+    return platform::LowerAsciiText(std::move(Type));
 }
 
 std::optional<std::uint64_t> ContentLength(MHD_Connection& Connection) {

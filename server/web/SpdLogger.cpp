@@ -2,6 +2,7 @@
 
 #include "host/Exception.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <spdlog/logger.h>
 #include <spdlog/sinks/basic_file_sink.h>
@@ -36,9 +37,7 @@ std::u16string OneLine(std::u16string_view Text) {
             Line += u' ';
         } else if (Character == u'\r') {
             continue;
-        } else if (Character < 0x20 || (Character >= 0x7F && Character < 0xA0) ||
-                   (Character >= 0x2028 && Character <= 0x202E) ||
-                   (Character >= 0x2066 && Character <= 0x2069)) {
+        } else if (platform::IsControl(Character)) {
             Line += u'?';
         } else {
             Line += Character;

@@ -3,6 +3,7 @@
 #include "host/Exception.h"
 #include "host/Format.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 #include "server/web/HttpText.h"
 
 #include <algorithm>
@@ -53,7 +54,7 @@ const TWebFile& FileOf(TObject& Target, TScriptArgs Args) {
 std::u16string ContentAsText(const TWebFile& File) {
     auto Text = DecodeUtf8(File.Content);
     if (!Text) throw EIObjectError(Format(u"The file in the field \"%s\" is no UTF-8 text.", {File.Name}));
-    if (Text->starts_with(u'\uFEFF')) Text->erase(0, 1);
+    if (Text->starts_with(platform::ByteOrderMark)) Text->erase(0, 1);
     return std::move(*Text);
 }
 

@@ -129,13 +129,4 @@ TEST(Utf, UnpairedSurrogatesAreTheErrorOfUtf16) {
     EXPECT_EQ(Utf16ToUtf8(Halves[2] + Halves[0]), "\xEF\xBF\xBD\xEF\xBF\xBD") << "a pair the wrong way round";
 }
 
-TEST(Utf, AsciiComparisonFoldsAsciiLettersOnly) {
-    EXPECT_TRUE(EqualAsciiNoCase(u"Content-TYPE", u"content-type"));
-    EXPECT_TRUE(EqualAsciiNoCase(u"", u""));
-    EXPECT_FALSE(EqualAsciiNoCase(u"abc", u"abcd"));
-    EXPECT_FALSE(EqualAsciiNoCase(u"@[", u"`{")) << "the neighbours of the letters";
-    EXPECT_FALSE(EqualAsciiNoCase(u"Ж", u"ж"));
-    EXPECT_FALSE(EqualAsciiNoCase(u"K", u"\u212A")) << "the Kelvin sign";
-}
-
 } // namespace
