@@ -48,6 +48,8 @@ public:
     [[nodiscard]] virtual std::vector<std::u16string> Sections() const = 0;
     [[nodiscard]] virtual std::vector<std::u16string> Keys(std::u16string_view Section) const = 0;
 
+    /// Takes what other programs changed since, where the store does not follow by itself. Own changes stay.
+    virtual void Refresh() {}
     /// Makes the changes since the last call last. The registry of Windows and memory keep each change at
     /// once.
     /// @throws TSystemError or TSettingsError when it cannot; the changes are kept for another try.

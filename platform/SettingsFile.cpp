@@ -2,7 +2,7 @@
 
 #include "platform/File.h"
 #include "platform/ReplaceFile.h"
-#include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 
@@ -55,11 +55,8 @@ TSettingsText ReadSettingsText(std::u16string_view Path) {
 }
 
 bool TSettingsFile::TNameLess::operator()(const std::u16string& Left, const std::u16string& Right) const {
-    const auto Lower = [](char16_t Unit) {
-        return Unit >= u'A' && Unit <= u'Z' ? Unit + (u'a' - u'A') : Unit + 0;
-    };
     return std::lexicographical_compare(Left.begin(), Left.end(), Right.begin(), Right.end(),
-                                        [Lower](char16_t A, char16_t B) { return Lower(A) < Lower(B); });
+                                        [](char16_t A, char16_t B) { return LowerAscii(A) < LowerAscii(B); });
 }
 
 TSettingsFile::TSettingsFile(std::u16string_view Path, TSettingsNotice Tell)

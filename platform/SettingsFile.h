@@ -29,6 +29,7 @@ public:
     [[nodiscard]] std::vector<std::u16string> Sections() const override;
     [[nodiscard]] std::vector<std::u16string> Keys(std::u16string_view Section) const override;
 
+    void Refresh() override { FText = Load(); }
     /// Writes the file once, if anything differs; waits for another program's change for at most two seconds.
     void Flush() override;
 

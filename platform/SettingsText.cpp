@@ -2,6 +2,7 @@
 
 #include "platform/Settings.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 #include <array>
@@ -27,24 +28,9 @@ bool IsBlank(char Byte) {
     return Byte == ' ' || Byte == '\t' || Byte == '\r' || Byte == '\n' || Byte == '\v' || Byte == '\f';
 }
 
-char Lower(char Byte) {
-    return Byte >= 'A' && Byte <= 'Z' ? static_cast<char>(Byte + ('a' - 'A')) : Byte;
-}
-
-std::string LowerAscii(std::string_view Text) {
-    std::string Result(Text);
-    std::transform(Result.begin(), Result.end(), Result.begin(), Lower);
-    return Result;
-}
-
-bool SameName(std::string_view Left, std::string_view Right) {
-    return std::equal(Left.begin(), Left.end(), Right.begin(), Right.end(),
-                      [](char A, char B) { return Lower(A) == Lower(B); });
-}
-
 std::uint32_t HashOf(std::uint32_t Section, std::string_view Key) {
     std::uint32_t Hash = 2166136261U ^ (Section * 0x9E3779B1U);
-    for (const char Byte : Key) Hash = (Hash ^ static_cast<unsigned char>(Lower(Byte))) * 16777619U;
+    for (const char Byte : Key) Hash = (Hash ^ static_cast<unsigned char>(LowerAscii(Byte))) * 16777619U;
     return Hash ^ (Hash >> 15);
 }
 
@@ -225,7 +211,7 @@ void TSettingsText::Index(TLineId Id) {
     TLine& Line = FLines[Id];
     if (Line.Kind == TKind::Section) {
         FSections.push_back(Id);
-        FSectionByName.try_emplace(LowerAscii(Line.Name()), ToOffset(FSections.size() - 1));
+        FSectionByName.try_emplace(LowerAsciiText(std::string(Line.Name())), ToOffset(FSections.size() - 1));
     }
     Line.Section = ToOffset(FSections.size() - 1);
     if (Line.Kind == TKind::Key && Line.Section != 0) Enter(Id);
@@ -246,7 +232,7 @@ void TSettingsText::Enter(TLineId Id) {
             return;
         }
         const TLine& Other = FLines[Known - 1];
-        if (Other.Section == Line.Section && SameName(Other.Name(), Line.Name())) return;
+        if (Other.Section == Line.Section && EqualAsciiNoCase(Other.Name(), Line.Name())) return;
     }
 }
 
@@ -259,7 +245,7 @@ void TSettingsText::Reindex() {
 }
 
 std::optional<std::uint32_t> TSettingsText::FindSection(std::string_view Name) const {
-    const auto Found = FSectionByName.find(LowerAscii(Name));
+    const auto Found = FSectionByName.find(LowerAsciiText(std::string(Name)));
     if (Found == FSectionByName.end()) return std::nullopt;
     return Found->second;
 }
@@ -270,7 +256,7 @@ std::optional<TSettingsText::TLineId> TSettingsText::FindKey(std::uint32_t Secti
         const TLineId Known = FKeys[Place & (FKeys.size() - 1)];
         if (Known == 0) return std::nullopt;
         const TLine& Line = FLines[Known - 1];
-        if (Line.Section == Section && SameName(Line.Name(), Key)) return Known - 1;
+        if (Line.Section == Section && EqualAsciiNoCase(Line.Name(), Key)) return Known - 1;
     }
 }
 
@@ -365,7 +351,7 @@ void TSettingsText::EraseKey(std::u16string_view Section, std::u16string_view Ke
     const TLine First = FLines[*Id];
     EraseLines([&First](const TLine& Line) {
         return Line.Kind == TKind::Key && Line.Section == First.Section &&
-               SameName(Line.Name(), First.Name());
+               EqualAsciiNoCase(Line.Name(), First.Name());
     });
 }
 
@@ -373,7 +359,7 @@ void TSettingsText::EraseSection(std::u16string_view Section) {
     const std::optional<std::string> Name = Encoded(Section);
     if (!Name || !FindSection(*Name)) return;
     EraseLines([this, &Name](const TLine& Line) {
-        return Line.Section != 0 && SameName(FLines[FSections[Line.Section]].Name(), *Name);
+        return Line.Section != 0 && EqualAsciiNoCase(FLines[FSections[Line.Section]].Name(), *Name);
     });
 }
 

@@ -32,6 +32,7 @@ struct TCommand {
 [[nodiscard]] TJob DeclareRender(CLI::App& App);
 [[nodiscard]] TJob DeclareRun(CLI::App& App);
 [[nodiscard]] TJob DeclareServe(CLI::App& App);
+[[nodiscard]] TJob DeclareSettings(CLI::App& App);
 [[nodiscard]] TJob DeclareUsers(CLI::App& App);
 
 /// In the order of the help; a new command is one line here and its declaration above.
@@ -46,6 +47,8 @@ inline constexpr TCommand Commands[] = {
      "List and change the users in a database, and what they may do", DeclareUsers},
     {"blocks", "[OPTIONS] ACTION [ID]", "List and release the record blocks of a running service",
      DeclareBlocks},
+    {"settings", "ACTION FILE [SECTION [KEY [VALUE]]]", "Look into a settings file, change it, check it",
+     DeclareSettings},
     {"lint", "[OPTIONS] [NAME ...]", "List what templates hold and report what is wrong in them",
      DeclareLint},
     {"api", "[OPTIONS]", "Print the reference of what scripts can use", DeclareApi},

@@ -2,6 +2,7 @@
 #include "platform/ReplaceFile.h"
 #include "platform/SettingsFile.h"
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <array>
 #include <cstdlib>
@@ -77,6 +78,7 @@ public:
     std::vector<std::u16string> Keys(std::u16string_view Section) const override {
         return FFile.Keys(FPrefix + std::u16string(Section));
     }
+    void Refresh() override { FFile.Refresh(); }
     void Flush() override {
         if (FAccess == TSettingsAccess::Read) return;
         MakeFolders(FPath.substr(0, FPath.rfind(u'/')));

@@ -345,6 +345,28 @@ class FiltersTest(Shell):
                     'zuhost: Value "X<" contain wrong symbol "<" at position 2.\n')
 
 
+class SettingsTest(Shell):
+    def test_a_file_is_looked_into_changed_and_checked(self):
+        self.expect(["settings", "get", "a.prm", "S", "k"], 1, error='zuhost: There is no settings file "a.prm"\n')
+        self.expect(["settings", "set", "a.prm", "Main", "Title", " Привет "], 0)
+        self.expect(["settings", "set", "a.prm", "Main", "ShowCmd", "3"], 0)
+        self.expect(["settings", "get", "a.prm", "main", "TITLE"], 0, " Привет \n")
+        self.expect(["settings", "list", "a.prm"], 0, "[Main]\nTitle= Привет \nShowCmd=3\n")
+        self.expect(["settings", "check", "a.prm"], 0, "ok\n")
+        self.expect(["settings", "get", "a.prm", "Main", "x"], 1,
+                    error='zuhost: There is no key "x" in [Main] of "a.prm"\n')
+        self.write("b.prm", "; kept\n[S]\nk = 1\njunk\nK=2\n")
+        self.expect(["settings", "set", "b.prm", "S", "k", "7"], 0)
+        self.assertEqual((self.folder / "b.prm").read_text(), "; kept\n[S]\nk = 7\njunk\nK=2\n")
+        self.expect(["settings", "check", "b.prm"], 1, 'b.prm:4: the line has no "="\nb.prm:5: a key of this name '
+                    "stands above: only the first is read\n")
+        self.write("c.prm", b"\0[S]")
+        self.expect(["settings", "check", "c.prm"], 1, "c.prm: damaged: it holds NUL characters\n"
+                    'c.prm:1: the line has no "="\n')
+        self.expect(["settings", "list", "c.prm"], 1,
+                    error='zuhost: The settings file "c.prm" is damaged: it holds NUL characters\n')
+
+
 class ApiTest(Shell):
     def test_reference_page_is_the_output(self):
         code, out, error = self.run_zuhost("api", "--markdown")
