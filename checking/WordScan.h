@@ -2,8 +2,9 @@
 //
 // Two ways. A filter samples short runs of characters and verifies the few places that survive; it falls back
 // on the automaton where many survive. The automaton (Aho and Corasick's) costs the same a character whatever
-// the text. How many characters the filter may skip is decided by the shortest word. Everything is folded as
-// KX_PosText folds it, so the answers are those of searching word by word.
+// the text. The shortest word decides how many characters the filter may skip; where it may skip none, as in
+// the presets, the automaton goes first. Everything is folded as KX_PosText folds it, so the answers are
+// those of searching word by word.
 
 #pragma once
 
