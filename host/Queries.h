@@ -11,10 +11,13 @@
 #include "host/Exception.h"
 #include "host/Variant.h"
 
+#include <concepts>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace zutools {
 
@@ -78,32 +81,52 @@ public:
     virtual void StartTransaction() = 0;
     virtual void Commit() = 0;
     virtual void Rollback() = 0;
+    /// Whether a transaction is open.
+    [[nodiscard]] virtual bool InTransaction() const { return false; }
 };
 
-/// Begins in the constructor and rolls back in the destructor unless committed; the destructor never throws.
-class TTransaction {
+/// "The database of this thread". A connection belongs to one thread, so that whoever works with the database
+/// on several holds this and asks anew at each use. Copies ask the same function.
+class TDatabaseOfThread {
 public:
-    explicit TTransaction(TDatabase& Database)
-        : FDatabase(&Database) {
-        FDatabase->StartTransaction();
-    }
-    ~TTransaction() {
-        if (FDatabase == nullptr) return;
-        try {
-            FDatabase->Rollback();
-        } catch (const std::exception&) {
-            // The connection is lost, and the transaction with it.
-        }
-    }
-    TTransaction(const TTransaction&) = delete;
-    TTransaction& operator=(const TTransaction&) = delete;
-    void Commit() {
-        FDatabase->Commit();
-        FDatabase = nullptr;
-    }
+    /// There is no database.
+    TDatabaseOfThread() = default;
+    /// From a function that gives the calling thread's connection, opening it at its first call; it gives
+    /// null when there is no database.
+    template <std::invocable TGet>
+    // NOLINTNEXTLINE(google-explicit-constructor): a function serves
+    TDatabaseOfThread(TGet Get)
+        : FGet(std::move(Get)) {}
+
+    /// The calling thread's connection; null when there is no database.
+    /// @throws EDatabaseError when it cannot be opened.
+    [[nodiscard]] TDatabase* Get() const { return FGet ? FGet() : nullptr; }
 
 private:
-    TDatabase* FDatabase;
+    std::function<TDatabase*()> FGet;
+};
+
+/// A write that is whole or not at all: begins in the constructor and rolls back in the destructor unless
+/// committed. The destructor never throws.
+class TTransaction {
+public:
+    enum class TWithin {
+        Nothing, // transactions do not nest: another that is open raises
+        Any,     // in one that is open this is a part, a savepoint, and lasts when that one does
+    };
+
+    /// @throws EDatabaseError.
+    explicit TTransaction(TDatabase& Database, TWithin Within = TWithin::Nothing);
+    ~TTransaction();
+    TTransaction(const TTransaction&) = delete;
+    TTransaction& operator=(const TTransaction&) = delete;
+    /// @throws EDatabaseError: nothing was written, unless the message says that this is unknown.
+    void Commit();
+
+private:
+    TDatabase& FDatabase;
+    const bool FPart;
+    bool FDone = false;
 };
 
 } // namespace zutools

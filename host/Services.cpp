@@ -1,6 +1,7 @@
 #include "host/Services.h"
 
 #include "host/Dictionary.h"
+#include "host/Queries.h"
 #include "host/Security.h"
 #include "host/Session.h"
 #include "host/UserTables.h"
@@ -26,6 +27,10 @@ TServices& Current() {
 }
 
 } // namespace
+
+TDatabaseOfThread DatabaseOf(std::shared_ptr<TApplicationManager> Manager) {
+    return [Manager = std::move(Manager)] { return Manager->GetDatabase(); };
+}
 
 std::unique_ptr<TUserTable> TApplicationManager::GetTable(std::u16string_view /*TableName*/) {
     return nullptr;

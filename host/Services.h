@@ -13,6 +13,7 @@
 namespace zutools {
 
 class TDatabase;
+class TDatabaseOfThread;
 class TDictionaryService;
 class TSecurityManager;
 class TUserTable;
@@ -28,10 +29,16 @@ public:
     /// database. It is the application manager's, and lives as long as the thread's work.
     /// @throws EDatabaseError when it cannot be opened.
     [[nodiscard]] virtual TDatabase* GetDatabase() { return nullptr; }
+    /// Whether the calling thread has a transaction open: then it keeps rows that others wait for, and must
+    /// not wait for them in turn. Opens no connection and does not block.
+    [[nodiscard]] virtual bool TransactionOpen() { return false; }
     /// The table of that name, not opened on a record yet; null when the application has no user tables.
     /// @throws EUserTableError when there is no such table, EDatabaseError from the database.
     [[nodiscard]] virtual std::unique_ptr<TUserTable> GetTable(std::u16string_view TableName);
 };
+
+/// GetDatabase of a manager, which is kept alive.
+[[nodiscard]] TDatabaseOfThread DatabaseOf(std::shared_ptr<TApplicationManager> Manager);
 
 /// Texts by key and language.
 class TLocalizatorTable {

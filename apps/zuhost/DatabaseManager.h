@@ -32,6 +32,7 @@ public:
         if (!FPool) return nullptr;
         return server::MakeUserTable(TableName, [this] { return &FPool->Get(); });
     }
+    [[nodiscard]] bool TransactionOpen() override { return FPool && FPool->InTransaction(); }
     /// The same as GetDatabase; only with a database.
     [[nodiscard]] server::TSqlDatabase& Connection() { return FPool->Get(); }
     /// The calling thread needs its connection no more.

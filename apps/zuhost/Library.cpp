@@ -28,8 +28,8 @@ TServices MakeServices(std::shared_ptr<TApplicationManager> Manager, std::shared
                        std::u16string_view Strings) {
     TServices Services{.ApplicationManager = std::move(Manager), .Logger = std::move(Logger)};
     if (const auto& Given = Services.ApplicationManager; Given != nullptr) {
-        Services.Security = std::make_shared<server::TSqlSecurityManager>(server::DatabaseOfManager(Given));
-        Services.Dictionary = std::make_shared<server::TSqlDictionary>(server::DatabaseOfManager(Given));
+        Services.Security = std::make_shared<server::TSqlSecurityManager>(DatabaseOf(Given));
+        Services.Dictionary = std::make_shared<server::TSqlDictionary>(DatabaseOf(Given));
     }
     if (Strings.empty()) {
         Services.Localizer = std::make_shared<TEmptyLocalizatorTable>();

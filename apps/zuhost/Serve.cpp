@@ -109,7 +109,7 @@ void RunSetup(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>&
     Options.InstructionLimit = 0;
     TLuaEngine Engine(std::move(Options));
     std::optional<TSetupUsers> Users;
-    if (!Config.Database.empty()) Engine.SetGlobal("SetupUsers", Users.emplace(DatabaseOfManager(Manager)));
+    if (!Config.Database.empty()) Engine.SetGlobal("SetupUsers", Users.emplace(DatabaseOf(Manager)));
     Engine.RunModule(Config.Setup);
     Manager->ReleaseThread();
 }
@@ -117,7 +117,7 @@ void RunSetup(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>&
 /// The application's preparations may have made users, so it is asked after them.
 void WarnWithoutRights(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager,
                        TLogger& Logger) {
-    if (Config.Database.empty() || TSqlSecurityManager(DatabaseOfManager(Manager)).IsSetUp()) return;
+    if (Config.Database.empty() || TSqlSecurityManager(DatabaseOf(Manager)).IsSetUp()) return;
     Logger.Log(TLogLevel::Warning,
                u"the database has no users, so everybody may do everything with its records; "
                u"make users with `zuhost users`");
@@ -126,7 +126,7 @@ void WarnWithoutRights(const TWebConfig& Config, const std::shared_ptr<TDatabase
 /// Passwords are those of the users in the database.
 TSignInHook MakeSignIn(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager) {
     if (Config.Database.empty()) return {};
-    const auto Users = std::make_shared<TUsers>(DatabaseOfManager(Manager));
+    const auto Users = std::make_shared<TUsers>(DatabaseOf(Manager));
     return [Users](std::u16string_view User, std::u16string_view Password) -> TSignInReply {
         TSignInReply Reply;
         switch (Users->SignIn(User, Password, Reply.User)) {

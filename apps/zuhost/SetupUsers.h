@@ -16,7 +16,7 @@ namespace zutools::zuhost {
 /// and Profiles.h say.
 class TSetupUsers : public TIObject {
 public:
-    explicit TSetupUsers(const server::TDatabaseOfThread& Database)
+    explicit TSetupUsers(const TDatabaseOfThread& Database)
         : Users(Database)
         , Profiles(Database) {}
     static const TClassInfo& StaticClass();

@@ -48,14 +48,16 @@ void CheckSpans(const std::u16string& Text, const TScannedStatement& Scan) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size) {
     const std::u16string Text = ToText(Data, Size);
-    for (const auto Dialect : {TSqlDialect::Sqlite, TSqlDialect::Postgres}) {
-        const auto Scan = ScanStatement(Text, Dialect);
+    constexpr TSqlSyntax Plain{.MoreQuotes = true};
+    constexpr TSqlSyntax Rich{true, true, true, true, false, true, u"$", true};
+    for (const TSqlSyntax& Syntax : {Plain, Rich}) {
+        const auto Scan = ScanStatement(Text, Syntax);
         CheckSpans(Text, Scan);
         if (!Scan.ForeignPlaceholder.empty()) continue; // refused before anything is rewritten
-        const std::u16string Rewritten = RewriteStatement(Text, Scan, Dialect);
-        const auto Again = ScanStatement(Rewritten, Dialect);
+        const std::u16string Rewritten = RewriteStatement(Text, Scan, Syntax);
+        const auto Again = ScanStatement(Rewritten, Syntax);
         Require(Again.Comments.empty());
-        Require(Again.Params.size() == (Dialect == TSqlDialect::Sqlite ? Scan.Params.size() : 0));
+        Require(Again.Params.size() == (Syntax.NumberedByName ? 0 : Scan.Params.size()));
         Require((Again.SecondStatement == TScannedStatement::None) ==
                 (Scan.SecondStatement == TScannedStatement::None));
         Require(Again.ControlsTransaction == Scan.ControlsTransaction);

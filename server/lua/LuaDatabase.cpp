@@ -16,8 +16,7 @@ namespace zutools::server {
 namespace {
 
 TDatabase& Database(lua_State* L) {
-    const auto& Get = StateOf(L).Options.Database;
-    TDatabase* const Result = Get ? Get() : nullptr;
+    TDatabase* const Result = StateOf(L).Options.Database.Get();
     if (Result == nullptr) throw EDatabaseError(u"there is no database: none was named at the start");
     return *Result;
 }

@@ -12,6 +12,7 @@
 
 #include "host/Exception.h"
 #include "host/Object.h"
+#include "host/Queries.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,9 +22,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zutools {
-class TDatabase;
-}
+namespace zutools {}
 
 namespace zutools::server {
 
@@ -57,8 +56,8 @@ struct TLuaOptions {
     /// Bytes the state may hold; 0 means no limit. Passing it is a script error that the script cannot go on
     /// from. The library's objects that scripts made are not counted.
     std::size_t MemoryLimit = 0;
-    /// The calling thread's database for `db`; null, or an empty function, when there is none.
-    std::function<TDatabase*()> Database;
+    /// For `db`.
+    TDatabaseOfThread Database;
     /// Called at the end of each thread that `zu.as_session` made, to release what is kept by thread (the
     /// database connection); may be empty.
     std::function<void()> ThreadEnd;

@@ -67,8 +67,11 @@ TKXVariant FitDecimal(const TTableShape& Shape, const TColumn& Column, const TKX
                Format(u"a decimal number of at most %d digits before the point",
                       {Column.Precision - Column.Scale}));
     }
-    if (Shape.Dialect == TSqlDialect::Sqlite && Value.IsString() && Decimal->Digits.size() > 15) {
-        Refuse(Shape, Column, Value, u"a decimal number of at most 15 digits, which SQLite keeps exactly");
+    const TSqlWords& Words = Shape.Engine->Words();
+    if (Words.DecimalDigits > 0 && Value.IsString() && std::ssize(Decimal->Digits) > Words.DecimalDigits) {
+        Refuse(Shape, Column, Value,
+               Format(u"a decimal number of at most %d digits, which %s keeps exactly",
+                      {Words.DecimalDigits, Words.Name}));
     }
     if (Text[0] == u'+') Text.erase(0, 1);
     return Text;
@@ -82,7 +85,7 @@ std::size_t CharacterCount(std::u16string_view Text) {
 TKXVariant FitText(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
     if (Value.Kind() == TVariantKind::vkObject) Refuse(Shape, Column, Value, u"text");
     std::u16string Text = Value.AsString();
-    if (const auto Fault = FindTextFault(Text, Shape.Dialect)) {
+    if (const auto Fault = Shape.Engine->FindTextFault(Text)) {
         Refuse(Shape, Column, Value,
                Format(u"text without %s (at character %d)", {Fault->Reason, Fault->Offset + 1}));
     }
@@ -148,9 +151,8 @@ TKXVariant NumberOf(const TDecimal& Decimal, std::u16string_view Text) {
     return Decimal.Negative ? -Number : Number;
 }
 
-/// On SQLite a column without a type keeps what it is given.
 TKXVariant FitOther(const TTableShape& Shape, const TColumn& Column, const TKXVariant& Value) {
-    if (Shape.Dialect == TSqlDialect::Sqlite) {
+    if (Shape.Engine->Words().AnyKindInAnyColumn) {
         switch (Value.Kind()) {
         case TVariantKind::vkInteger:
         case TVariantKind::vkInt64:

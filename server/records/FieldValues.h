@@ -13,12 +13,6 @@
 
 namespace zutools::server {
 
-/// A field as the database has it.
-struct TCell {
-    bool Binary = false; // then Value is the bytes' hexadecimal text or hash: fit to be compared only
-    TKXVariant Value;    // SQLite: of the kind that is stored; PostgreSQL: its text, or null
-    friend bool operator==(const TCell&, const TCell&) = default;
-};
 using TRow = std::vector<TCell>;
 
 /// The value that scripts see: null, vkInt64 (Integer), vkFloat (Float), vkBoolean (Boolean), else text. What

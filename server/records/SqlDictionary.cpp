@@ -5,7 +5,6 @@
 #include "host/Services.h"
 #include "host/Session.h"
 #include "host/UserTables.h"
-#include "server/records/WriteScope.h"
 #include "server/sql/SqlText.h"
 
 #include <QDateTime>
@@ -179,13 +178,13 @@ void TSqlDictionary::EnterJournal(TSqlDatabase& Database, std::int64_t Document,
 }
 
 std::int64_t TSqlDictionary::InsertDoc(TUserTable& Record) {
-    TSqlDatabase* const Database = FDatabase();
+    TSqlDatabase* const Database = SqlDatabaseOf(FDatabase);
     if (Database == nullptr) return NoDictionary;
     const auto Kind = FindKind(*Database, Record.TableName());
     if (!Kind) return NoDictionary;
 
     TRecordWriting Writing(Record);
-    TWriteScope Scope(*Database);
+    TTransaction Scope(*Database, TTransaction::TWithin::Any);
     Record.Insert();
     TEntry Entry{};
     try {
@@ -204,7 +203,7 @@ std::int64_t TSqlDictionary::InsertDoc(TUserTable& Record) {
 }
 
 void TSqlDictionary::UpdateDoc(TUserTable& Record) {
-    TSqlDatabase* const Database = FDatabase();
+    TSqlDatabase* const Database = SqlDatabaseOf(FDatabase);
     const std::u16string Table = Record.TableName();
     if (Database == nullptr || !Database->TableExists(u"ZuDocuments")) {
         throw EUserTableError(
@@ -214,7 +213,7 @@ void TSqlDictionary::UpdateDoc(TUserTable& Record) {
     }
     TRecordWriting Writing(Record);
     const std::u16string RecordID = Record.RecordID();
-    TWriteScope Scope(*Database);
+    TTransaction Scope(*Database, TTransaction::TWithin::Any);
     Record.Post(); // locks the record, so that only one of two gives it a document
     auto Document = FindDocument(*Database, Table, RecordID);
     if (!Document) {

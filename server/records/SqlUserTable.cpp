@@ -5,11 +5,7 @@
 #include "host/RecordId.h"
 #include "server/records/FieldValues.h"
 #include "server/records/TableShape.h"
-#include "server/records/WriteScope.h"
 #include "server/sql/Schema.h"
-
-#include <QByteArray>
-#include <QCryptographicHash>
 
 #include <algorithm>
 #include <mutex>
@@ -49,69 +45,11 @@ std::u16string ParamName(char16_t Letter, std::size_t Index) {
     return Letter + IntToStr(static_cast<std::int64_t>(Index));
 }
 
-/// Appends what reads a column; see ReadCell.
-void AppendReading(std::u16string& Statement, const TTableShape& Shape, const TColumn& Column) {
-    const std::u16string Name = QuotedName(Column.Name);
-    if (Shape.Dialect == TSqlDialect::Sqlite) {
-        // What a row holds need not be of its column's type.
-        Statement += u"typeof(" + Name + u"), CASE typeof(" + Name + u") WHEN 'blob' THEN hex(" + Name +
-                     u") ELSE " + Name + u" END";
-        return;
-    }
-    switch (Column.Kind) {
-    case TFieldKind::Blob:
-        Statement += u"encode(sha256(" + Name + u"), 'hex')";
-        break;
-    case TFieldKind::Date:
-    case TFieldKind::DateTime: // whatever DateStyle says
-        Statement += u"to_json(" + Name + u") #>> '{}'";
-        break;
-    case TFieldKind::DateTimeZone:
-        Statement += u"to_json(" + Name + u" AT TIME ZONE 'UTC') #>> '{}'";
-        break;
-    default:
-        Statement += u"CAST(" + Name + u" AS TEXT)";
-    }
-}
-
-/// What is long is told apart by its hash.
-std::u16string HashOfLong(std::u16string Hex) {
-    constexpr std::size_t Short = 128;
-    if (Hex.size() <= Short) return Hex;
-    const QByteArray Bytes = QByteArray::fromRawData(reinterpret_cast<const char*>(Hex.data()),
-                                                     static_cast<qsizetype>(Hex.size() * sizeof(char16_t)));
-    const QByteArray Hash = QCryptographicHash::hash(Bytes, QCryptographicHash::Sha256).toHex();
-    return {Hash.begin(), Hash.end()};
-}
-
-TCell ReadCell(const TSelectQuery& Query, const TTableShape& Shape, std::size_t Index) {
-    const TColumn& Column = Shape.Columns[Index];
-    TCell Cell;
-    if (Shape.Dialect == TSqlDialect::Sqlite) {
-        const int Place = static_cast<int>(Index) * 2;
-        Cell.Binary = Query.FieldValue(Place).StringView() == u"blob";
-        Cell.Value = Query.FieldValue(Place + 1);
-        if (Cell.Binary) Cell.Value = TKXVariant(HashOfLong(Cell.Value.AsString()));
-        return Cell;
-    }
-    Cell.Value = Query.FieldValue(static_cast<int>(Index));
-    if (Cell.Value.IsNull()) return Cell;
-    Cell.Binary = Column.Kind == TFieldKind::Blob;
-    if (Column.Kind == TFieldKind::DateTime || Column.Kind == TFieldKind::DateTimeZone) {
-        std::u16string Text = Cell.Value.AsString();
-        const bool Digits = Text[0] >= u'0' && Text[0] <= u'9'; // else "infinity"
-        if (const std::size_t T = Text.find(u'T'); Digits && T != Text.npos) Text[T] = u' ';
-        if (Digits && Column.Kind == TFieldKind::DateTimeZone) Text += u"+00";
-        Cell.Value = TKXVariant(std::move(Text));
-    }
-    return Cell;
-}
-
 std::u16string SelectStatement(const TTableShape& Shape) {
     std::u16string Statement = u"SELECT ";
     for (std::size_t Index = 0; Index < Shape.Columns.size(); ++Index) {
         if (Index != 0) Statement += u", ";
-        AppendReading(Statement, Shape, Shape.Columns[Index]);
+        Statement += Shape.Engine->CellExpressions(Shape.Columns[Index]);
     }
     return Statement + u" FROM " + Shape.Quoted;
 }
@@ -123,7 +61,7 @@ std::optional<TRow> ReadOnlyRow(TSelectQuery& Query, const TTableShape& Shape) {
     TRow Row;
     Row.reserve(Shape.Columns.size());
     for (std::size_t Index = 0; Index < Shape.Columns.size(); ++Index) {
-        Row.push_back(ReadCell(Query, Shape, Index));
+        Row.push_back(Shape.Engine->ReadCell(Query, Index, Shape.Columns[Index]));
     }
     if (Query.Step()) {
         throw EUserTableError(
@@ -152,8 +90,7 @@ void BindKey(TQuery& Query, const TTableShape& Shape, const TRow& Row) {
 /// The row with the key of `Row`; locked against others until the transaction ends when asked for.
 std::optional<TRow> LoadByKey(TSqlDatabase& Database, const TTableShape& Shape, const TRow& Row, bool Lock) {
     std::u16string Statement = SelectStatement(Shape) + WhereKey(Shape);
-    // On SQLite the transaction is the only writer from its start.
-    if (Lock && Shape.Dialect == TSqlDialect::Postgres) Statement += u" FOR UPDATE";
+    if (Lock) Statement += Shape.Engine->Words().LockRows;
     const auto Query = Database.CreateSelectQuery();
     Query->SetSQL(Statement);
     BindKey(*Query, Shape, Row);
@@ -206,7 +143,7 @@ void PrepareByID(TSelectQuery& Query, const TTableShape& Shape, std::u16string_v
         Given.Computed = Given.HasDefault = false;
         Given.NotNull = true;
         TTableShape One;
-        One.Dialect = Shape.Dialect;
+        One.Engine = Shape.Engine;
         One.Name = Shape.Name;
         One.Columns.push_back(std::move(Given));
         try {
@@ -284,7 +221,7 @@ std::optional<TRow> WriteRow(TSqlDatabase& Database, const TTableShape& Shape, s
     Statement += u" RETURNING ";
     for (std::size_t Index = 0; Index < Shape.Columns.size(); ++Index) {
         if (Index != 0) Statement += u", ";
-        AppendReading(Statement, Shape, Shape.Columns[Index]);
+        Statement += Shape.Engine->CellExpressions(Shape.Columns[Index]);
     }
     const auto Query = Database.CreateSelectQuery();
     Query->SetSQL(Statement);
@@ -431,7 +368,7 @@ public:
             Written.push_back(Index);
         }
         TSqlDatabase& Database = Connection(u"posted");
-        TWriteScope Scope(Database);
+        TTransaction Scope(Database, TTransaction::TWithin::Any);
         RequireUnchanged(Database, State);
         TRow Now = State.Stored;
         if (!Written.empty()) {
@@ -453,7 +390,7 @@ public:
         if (!IsInTable(State)) RefuseMode(State, u"deleted");
         const TTableShape& Shape = *State.Shape;
         TSqlDatabase& Database = Connection(u"deleted");
-        TWriteScope Scope(Database);
+        TTransaction Scope(Database, TTransaction::TWithin::Any);
         RequireUnchanged(Database, State);
         const auto Query = Database.CreateExecQuery();
         Query->SetSQL(u"DELETE FROM " + Shape.Quoted + WhereKey(Shape));
@@ -492,7 +429,7 @@ public:
             Written.push_back(Index);
         }
         TSqlDatabase& Database = Connection(u"inserted");
-        TWriteScope Scope(Database);
+        TTransaction Scope(Database, TTransaction::TWithin::Any);
         auto Row = WriteRow(Database, Shape,
                             u"INSERT INTO " + Shape.Quoted +
                                 (Written.empty() ? std::u16string(u" DEFAULT VALUES")
@@ -528,7 +465,7 @@ protected:
 
 private:
     TSqlDatabase& Connection(std::u16string_view Verb) const {
-        TSqlDatabase* const Database = FDatabase();
+        TSqlDatabase* const Database = SqlDatabaseOf(FDatabase);
         if (Database == nullptr) {
             throw EUserTableError(
                 Format(u"A record of %s cannot be %s: there is no database, none was named at the start",
@@ -578,7 +515,7 @@ private:
     }
 
     /// Asks whoever checks, about the row as it is now in the database, and commits.
-    void Finish(TWriteScope& Scope) {
+    void Finish(TTransaction& Scope) {
         for (const TWriting& Each : FWritings) { // which nobody but this thread changes
             if (Each.Check) Each.Check(*this);
         }
@@ -650,7 +587,7 @@ private:
 } // namespace
 
 std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName, TDatabaseOfThread Database) {
-    TSqlDatabase* const Connection = Database();
+    TSqlDatabase* const Connection = SqlDatabaseOf(Database);
     if (Connection == nullptr) {
         throw EUserTableError(
             Format(u"The table %s cannot be reached: there is no database, none was named at the start",

@@ -47,7 +47,7 @@ bool TProfiles::Add(std::u16string_view Profile) {
 
 bool TProfiles::Remove(std::u16string_view Profile) {
     TSqlDatabase& Connection = Database();
-    TRightsChange Change(Connection);
+    TTransaction Change(Connection, TTransaction::TWithin::Any);
     {
         const auto Holder =
             OpenRights(Connection, u"SELECT Name FROM ZuUsers WHERE Profile = :Name", {{u"Name", Profile}});
@@ -81,7 +81,7 @@ void TProfiles::Grant(std::u16string_view Profile, const TPrivilege& Line) {
     RequireGoodName(u"table", Line.TableName);
     if (!Line.RecordFilter.empty()) (void)TRecordFilter(Line.RecordFilter);
     TSqlDatabase& Connection = Database();
-    TRightsChange Change(Connection);
+    TTransaction Change(Connection, TTransaction::TWithin::Any);
     (void)Add(Profile);
     const auto Lines = Rights(Profile);
     const bool Known = std::any_of(Lines.begin(), Lines.end(), [&Line](const TPrivilege& Other) {
@@ -103,7 +103,7 @@ void TProfiles::Grant(std::u16string_view Profile, const TPrivilege& Line) {
 int TProfiles::Revoke(std::u16string_view Profile, std::u16string_view Table,
                       std::optional<TRecordRight> Right) {
     TSqlDatabase& Connection = Database();
-    TRightsChange Change(Connection);
+    TTransaction Change(Connection, TTransaction::TWithin::Any);
     std::vector<std::int64_t> Lines;
     {
         // The two databases differ in how they fold names, so the lines are chosen here.

@@ -44,10 +44,6 @@ void Bind(TQuery& Query, TRightsParams Params) {
 
 } // namespace
 
-TDatabaseOfThread DatabaseOfManager(std::shared_ptr<TApplicationManager> Manager) {
-    return [Manager = std::move(Manager)] { return dynamic_cast<TSqlDatabase*>(Manager->GetDatabase()); };
-}
-
 std::optional<std::u16string> UserKey(std::u16string_view Name) {
     if (!IsGoodName(Name)) return std::nullopt;
     const auto Composed = [](const QString& Text) { return Text.normalized(QString::NormalizationForm_C); };
@@ -65,7 +61,7 @@ void RequireGoodName(std::u16string_view Kind, std::u16string_view Name) {
 }
 
 TSqlDatabase& RightsDatabase(const TDatabaseOfThread& Database) {
-    TSqlDatabase* const Connection = Database ? Database() : nullptr;
+    TSqlDatabase* const Connection = SqlDatabaseOf(Database);
     if (Connection != nullptr) return *Connection;
     throw ERightsError(u"Users and rights need a database, and none is configured.");
 }

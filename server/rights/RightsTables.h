@@ -4,12 +4,10 @@
 
 #pragma once
 
-#include "host/Services.h"
 #include "server/rights/Passwords.h"
 #include "server/sql/SqlDatabase.h"
 
 #include <cstddef>
-#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -17,9 +15,6 @@
 #include <string_view>
 
 namespace zutools::server {
-
-/// The one of an application manager, which it keeps alive; null when its database is none of server/sql.
-[[nodiscard]] TDatabaseOfThread DatabaseOfManager(std::shared_ptr<TApplicationManager> Manager);
 
 /// The most characters in the name of a user, profile, table or attribute.
 inline constexpr std::size_t MaxRightsName = 100;
@@ -46,19 +41,5 @@ int ExecRights(TSqlDatabase& Database, std::u16string_view Statement, TRightsPar
 /// An open query. @throws EDatabaseError.
 [[nodiscard]] std::unique_ptr<TSelectQuery> OpenRights(TSqlDatabase& Database, std::u16string_view Statement,
                                                        TRightsParams Params = {});
-
-/// A transaction of its own, or a part of the one that is open; ends as the open one does then.
-class TRightsChange {
-public:
-    explicit TRightsChange(TSqlDatabase& Database) {
-        if (!Database.InTransaction()) FOwn.emplace(Database);
-    }
-    void Commit() {
-        if (FOwn) FOwn->Commit();
-    }
-
-private:
-    std::optional<TTransaction> FOwn;
-};
 
 } // namespace zutools::server

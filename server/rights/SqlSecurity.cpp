@@ -46,13 +46,13 @@ bool TSqlSecurityManager::HasTables(TSqlDatabase& Database) {
 }
 
 bool TSqlSecurityManager::IsSetUp() {
-    TSqlDatabase* const Database = FDatabase ? FDatabase() : nullptr;
+    TSqlDatabase* const Database = SqlDatabaseOf(FDatabase);
     if (Database == nullptr || !HasTables(*Database)) return false;
     return OpenRights(*Database, u"SELECT Name FROM ZuUsers LIMIT 1")->Step();
 }
 
 TUserInfo TSqlSecurityManager::RefreshUserInfo(std::u16string_view UserName) {
-    TSqlDatabase* const Database = FDatabase ? FDatabase() : nullptr;
+    TSqlDatabase* const Database = SqlDatabaseOf(FDatabase);
     if (Database == nullptr || !HasTables(*Database)) return Anybody(UserName);
 
     TUserInfo User;

@@ -33,10 +33,9 @@ constexpr std::int64_t ForgottenAfter = 60 * 60'000;
 /// Names whose last failure is forgotten. Skips the rows that others are at, so that nobody waits in a ring.
 void SweepTries(TSqlDatabase& Database, std::int64_t Now) {
     ExecRights(Database,
-               Database.Dialect() == TSqlDialect::Postgres
-                   ? u"DELETE FROM ZuSignIns WHERE NameKey IN (SELECT NameKey FROM ZuSignIns WHERE "
-                     u"LastFailure < :Before LIMIT 1000 FOR UPDATE SKIP LOCKED)"
-                   : u"DELETE FROM ZuSignIns WHERE LastFailure < :Before",
+               Format(u"DELETE FROM ZuSignIns WHERE NameKey IN (SELECT NameKey FROM ZuSignIns WHERE "
+                      u"LastFailure < :Before LIMIT 1000%s)",
+                      {Database.Engine().Words().SkipLocked}),
                {{u"Before", Now - ForgottenAfter}});
 }
 
@@ -64,12 +63,10 @@ bool TUsers::CountTry(TSqlDatabase& Database, std::u16string_view Key) {
                u"INSERT INTO ZuSignIns (NameKey, Failures, LastFailure) VALUES (:Key, 0, :Now) "
                u"ON CONFLICT (NameKey) DO NOTHING",
                {{u"Key", Key}, {u"Now", Time}});
-    // On SQLite the transaction keeps others out from its start.
-    const bool Postgres = Database.Dialect() == TSqlDialect::Postgres;
     const auto Query =
         OpenRights(Database,
-                   std::u16string(u"SELECT Failures, LastFailure FROM ZuSignIns WHERE NameKey = :Key") +
-                       (Postgres ? u" FOR UPDATE" : u""),
+                   Format(u"SELECT Failures, LastFailure FROM ZuSignIns WHERE NameKey = :Key%s",
+                          {Database.Engine().Words().LockRows}),
                    {{u"Key", Key}});
     std::int64_t Failures = 0;
     std::int64_t Last = Time;
@@ -150,7 +147,7 @@ void TUsers::Add(std::u16string_view Name, std::u16string_view Password, std::u1
     RequireProfile(Connection, Profile);
     const std::u16string Key = UserKey(Name).value();
     const std::u16string Hash = HashText(FHasher, Given);
-    TRightsChange Change(Connection);
+    TTransaction Change(Connection, TTransaction::TWithin::Any);
     const int Added = ExecRights(
         Connection,
         u"INSERT INTO ZuUsers (NameKey, Name, PasswordHash, Profile, Administrator, Disabled) "
@@ -186,7 +183,7 @@ bool TUsers::SetPassword(std::u16string_view Name, std::u16string_view Password)
     Given.RequireGood();
     TSqlDatabase& Connection = Database();
     const std::u16string Hash = HashText(FHasher, Given);
-    TRightsChange Change(Connection);
+    TTransaction Change(Connection, TTransaction::TWithin::Any);
     if (!Update(Name, u"PasswordHash = :Value", Hash)) return false;
     ForgetTries(Connection, UserKey(Name).value());
     Change.Commit();
@@ -217,7 +214,7 @@ bool TUsers::SetAttribute(std::u16string_view Name, std::u16string_view Attribut
     }
     const auto Key = UserKey(Name);
     TSqlDatabase& Connection = Database();
-    TRightsChange Change(Connection);
+    TTransaction Change(Connection, TTransaction::TWithin::Any);
     if (!Key ||
         !OpenRights(Connection, u"SELECT Name FROM ZuUsers WHERE NameKey = :Key", {{u"Key", *Key}})->Step()) {
         return false;

@@ -1,13 +1,10 @@
-// The connection behind TSqlDatabase: opening, prepared statements, transactions, loss and reconnection. One
-// thread.
+// The connection behind TSqlDatabase: kept statements, transactions, loss and reconnection, on the link of
+// its engine. One thread.
 
 #pragma once
 
 #include "server/sql/SqlDatabase.h"
-
-#include <QSqlDatabase>
-#include <QSqlQuery>
-#include <QVariant>
+#include "server/sql/SqlLink.h"
 
 #include <list>
 #include <span>
@@ -16,28 +13,26 @@
 
 namespace zutools::server {
 
-/// A statement that is ready to run, with what the driver keeps for it.
+/// A statement that is ready to run.
 struct TPrepared {
     std::u16string Text; // the caller's; Scan looks into it
     TScannedStatement Scan;
-    QString Rewritten;
-    QSqlQuery Query;
-    QString ServerName;         // PostgreSQL: of the statement prepared there; empty before
-    unsigned Generation = 0;    // of the connection that it was prepared on
-    bool OnDriver = false;      // SQLite: Query is prepared
-    bool HoldsLongText = false; // not worth keeping
+    unsigned Generation = 0; // of the connection that it was prepared on
+    std::unique_ptr<TSqlStatement> Statement;
 };
 
 class TSqlDatabase::TConnection {
 public:
-    explicit TConnection(TDatabaseUrl Url);
+    TConnection(TDatabaseUrl Url, const TSqlTimeouts& Timeouts);
     ~TConnection();
     TConnection(const TConnection&) = delete;
     TConnection& operator=(const TConnection&) = delete;
 
-    [[nodiscard]] TSqlDialect Dialect() const { return FUrl.Dialect; }
+    [[nodiscard]] const TSqlEngine& Engine() const { return *FUrl.Engine; }
     [[nodiscard]] const std::u16string& DisplayUrl() const { return FDisplayUrl; }
     [[nodiscard]] bool InTransaction() const { return FTransaction != TTransactionState::None; }
+    [[nodiscard]] const TSqlTimeouts& Timeouts() const { return FTimeouts; }
+    void SetTimeouts(const TSqlTimeouts& Timeouts);
 
     void StartTransaction();
     void Commit();
@@ -51,48 +46,43 @@ public:
 
     /// Runs it; `Values` has one for each of Scan.Names. Connects anew when the connection was lost before.
     /// @throws EDatabaseError.
-    void Run(TPrepared& Statement, std::span<const QVariant> Values);
+    void Run(TPrepared& Statement, std::span<const TKXVariant> Values);
+    /// @throws EDatabaseError.
+    [[nodiscard]] bool Step(TPrepared& Statement);
+
+    [[nodiscard]] bool LockSchema(std::chrono::milliseconds Wait);
+    void UnlockSchema() noexcept { FLink->UnlockSchema(); }
 
     /// Counts the connections made; a result of an older one is gone.
     [[nodiscard]] unsigned Generation() const { return FGeneration; }
     /// Use on another thread raises.
     void CheckThread() const;
-    /// The driver's refusal as our error; notices a lost connection and an ended transaction.
-    [[nodiscard]] EDatabaseError Failure(const QSqlError& Error, std::u16string_view Statement);
 
 private:
     enum class TTransactionState {
         None,
+        Begun, // nothing was done in it
         Open,
         Ended, // by a loss, or by the database itself: everything raises until Rollback
     };
 
     void Open();
-    void OpenSqlite();
-    void OpenPostgres();
-    void UseWriteAheadLog();
     void Reconnect();
     /// Before anything goes to the database.
     void MakeReady();
-    [[nodiscard]] bool Simple(const QString& Statement, QSqlError* Error = nullptr);
-    void Require(const QString& Statement);
-    class TFixedSchema;
-    void RunSqlite(TPrepared& Statement, std::span<const QVariant> Values);
-    void RunPostgres(TPrepared& Statement, std::span<const QVariant> Values);
-    [[nodiscard]] QSqlError ExecutePostgres(TPrepared& Statement, std::span<const QVariant> Values);
-    void Forget(TPrepared& Statement) noexcept;
-    [[noreturn]] void RefuseOpen(const QSqlError& Error) const;
-    [[nodiscard]] QSqlQuery NewQuery() const;
+    void NoteLoss();
+    void RunOnce(TPrepared& Statement, std::span<const TKXVariant> Values);
+    /// The link's refusal as the caller's error; notices a lost connection and an ended transaction.
+    [[nodiscard]] EDatabaseError Failure(const EDatabaseError& Error, std::u16string_view Statement);
 
     const TDatabaseUrl FUrl;
     const std::u16string FDisplayUrl;
+    TSqlTimeouts FTimeouts;
     const std::thread::id FThread = std::this_thread::get_id();
-    QString FName; // of the driver's connection
-    QSqlDatabase FDatabase;
+    std::unique_ptr<TSqlLink> FLink;
     unsigned FGeneration = 0;
-    bool FLost = false;
+    bool FLost = false; // and noted
     TTransactionState FTransaction = TTransactionState::None;
-    unsigned FLastServerName = 0;
 
     // Statements that nobody uses now, the latest returned first.
     using TKept = std::list<std::unique_ptr<TPrepared>>;

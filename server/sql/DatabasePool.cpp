@@ -53,8 +53,10 @@ void EnsureQtApplication() {
     new QCoreApplication(Count, Arguments); // reached by instance()
 }
 
-TDatabasePool::TDatabasePool(std::u16string_view Url, std::u16string_view BaseFolder)
-    : FUrl(ParseDatabaseUrl(Url, BaseFolder)) {
+TDatabasePool::TDatabasePool(std::u16string_view Url, std::u16string_view BaseFolder,
+                             const TSqlTimeouts& Timeouts)
+    : FUrl(ParseDatabaseUrl(Url, BaseFolder))
+    , FTimeouts(Timeouts) {
     EnsureQtApplication();
 }
 
@@ -67,7 +69,7 @@ TSqlDatabase& TDatabasePool::Get() {
         if (const auto Found = FConnections.find(Self); Found != FConnections.end()) return *Found->second;
     }
     // Only this thread adds its entry, so nobody can have added it since.
-    auto Opened = std::make_unique<TSqlDatabase>(FUrl);
+    auto Opened = std::make_unique<TSqlDatabase>(FUrl, FTimeouts);
     const std::lock_guard Guard(FMutex);
     return *FConnections.emplace(Self, std::move(Opened)).first->second;
 }
@@ -79,6 +81,12 @@ void TDatabasePool::ReleaseThread() {
     if (Found == FConnections.end()) return;
     Mine = std::move(Found->second);
     FConnections.erase(Found);
+}
+
+bool TDatabasePool::InTransaction() const {
+    const std::lock_guard Guard(FMutex);
+    const auto Found = FConnections.find(std::this_thread::get_id());
+    return Found != FConnections.end() && Found->second->InTransaction();
 }
 
 std::size_t TDatabasePool::OpenConnections() const {

@@ -10,7 +10,7 @@ namespace zutools::server {
 
 namespace {
 
-// Both databases take every character above ASCII for a letter.
+// Databases take every character above ASCII for a letter.
 constexpr bool StartsWord(char16_t C) {
     return platform::IsAsciiLetter(C) || C == u'_' || C >= 0x80;
 }
@@ -39,9 +39,9 @@ constexpr std::array<std::u16string_view, 5> TransactionVerbs{u"begin", u"start"
 
 class TScanner {
 public:
-    TScanner(std::u16string_view Text, TSqlDialect Dialect)
+    TScanner(std::u16string_view Text, const TSqlSyntax& Syntax)
         : FText(Text)
-        , FDialect(Dialect) {}
+        , FSyntax(Syntax) {}
 
     TScannedStatement Run() {
         while (FPos < FText.size()) Next();
@@ -50,7 +50,6 @@ public:
     }
 
 private:
-    bool Postgres() const { return FDialect == TSqlDialect::Postgres; }
     char16_t At(std::size_t Pos) const { return Pos < FText.size() ? FText[Pos] : u'\0'; }
 
     void Next() {
@@ -83,9 +82,9 @@ private:
         case u'"':
             return Quoted(C);
         case u'`':
-            return Postgres() ? Operator() : Quoted(C);
+            return FSyntax.MoreQuotes ? Quoted(C) : Operator();
         case u'[':
-            return Postgres() ? Operator() : Bracketed();
+            return FSyntax.MoreQuotes ? Bracketed() : Operator();
         case u'(':
             ++FDepth;
             return Operator();
@@ -120,8 +119,7 @@ private:
     }
 
     void LineComment() {
-        // A lone carriage return ends it for PostgreSQL only.
-        const std::size_t End = FText.find_first_of(Postgres() ? u"\r\n" : u"\n", FPos);
+        const std::size_t End = FText.find_first_of(FSyntax.ReturnEndsComment ? u"\r\n" : u"\n", FPos);
         Comment(End == FText.npos ? FText.size() : End);
     }
 
@@ -134,8 +132,8 @@ private:
             if (FText[Pos] == u'*' && At(Pos + 1) == u'/') {
                 --Depth;
                 Pos += 2;
-            } else if (Postgres() && FText[Pos] == u'/' && At(Pos + 1) == u'*') {
-                ++Depth; // comments nest there, and do not in SQLite
+            } else if (FSyntax.NestedComments && FText[Pos] == u'/' && At(Pos + 1) == u'*') {
+                ++Depth;
                 Pos += 2;
             } else {
                 ++Pos;
@@ -181,7 +179,7 @@ private:
         const std::size_t Start = FPos;
         Skip(ContinuesWord);
         const auto Word = FText.substr(Start, FPos - Start);
-        if (Postgres() && At(FPos) == u'\'' && SameSqlName(Word, u"e")) return Literal(true);
+        if (FSyntax.EscapeLiterals && At(FPos) == u'\'' && SameSqlName(Word, u"e")) return Literal(true);
         if (FResult.SecondStatement != TScannedStatement::None) return;
         if (FWordCount < FWords.size()) FWords[FWordCount++] = Word;
         if (FWordCount == 1) FResult.FirstWord = Word;
@@ -209,7 +207,7 @@ private:
     }
 
     void Dollar() {
-        if (!Postgres() || platform::IsAsciiDigit(At(FPos + 1))) return ForeignMark();
+        if (!FSyntax.DollarQuotes || platform::IsAsciiDigit(At(FPos + 1))) return ForeignMark();
         std::size_t End = FPos + 1;
         if (StartsWord(At(End))) {
             while (ContinuesName(At(End))) ++End;
@@ -221,8 +219,8 @@ private:
     void ForeignMark() {
         const std::size_t Start = FPos++;
         const char16_t Mark = FText[Start];
-        // "?" and "@" are operators of PostgreSQL; "$" came here because it is none.
-        if (Postgres() && Mark != u'$') return;
+        // "$" came here because it is no quote.
+        if (FSyntax.MarksOperate && Mark != u'$') return;
         Skip(ContinuesName);
         if (Mark != u'?' && FPos == Start + 1) return;
         if (FResult.ForeignPlaceholder.empty())
@@ -239,7 +237,7 @@ private:
     }
 
     const std::u16string_view FText;
-    const TSqlDialect FDialect;
+    const TSqlSyntax& FSyntax;
     TScannedStatement FResult;
     std::unordered_map<std::u16string, std::size_t> FNameIndex;
     std::size_t FPos = 0;
@@ -260,12 +258,12 @@ void AppendNumber(std::u16string& Text, std::size_t Number) {
 
 } // namespace
 
-TScannedStatement ScanStatement(std::u16string_view Text, TSqlDialect Dialect) {
-    return TScanner(Text, Dialect).Run();
+TScannedStatement ScanStatement(std::u16string_view Text, const TSqlSyntax& Syntax) {
+    return TScanner(Text, Syntax).Run();
 }
 
 std::u16string RewriteStatement(std::u16string_view Text, const TScannedStatement& Scan,
-                                TSqlDialect Dialect) {
+                                const TSqlSyntax& Syntax) {
     std::u16string Result;
     Result.reserve(Text.size() + 4 * Scan.Params.size());
     std::size_t Copied = 0;
@@ -280,8 +278,8 @@ std::u16string RewriteStatement(std::u16string_view Text, const TScannedStatemen
         for (; Comment != Scan.Comments.end() && Comment->Offset < Param.Place.Offset; ++Comment)
             CopyTo(*Comment);
         CopyTo(Param.Place);
-        Result += Dialect == TSqlDialect::Postgres ? u"$" : u":z";
-        AppendNumber(Result, Dialect == TSqlDialect::Postgres ? Param.Name + 1 : Index);
+        Result += Syntax.ParamMark;
+        AppendNumber(Result, Syntax.NumberedByName ? Param.Name + 1 : Index);
     }
     for (; Comment != Scan.Comments.end(); ++Comment) CopyTo(*Comment);
     Result.append(Text, Copied);

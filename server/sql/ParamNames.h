@@ -14,7 +14,18 @@
 
 namespace zutools::server {
 
-enum class TSqlDialect { Sqlite, Postgres };
+/// How a database reads a statement, where databases differ.
+struct TSqlSyntax {
+    bool EscapeLiterals = false;    // E'\'' has backslash escapes
+    bool DollarQuotes = false;      // $q$...$q$ is a literal
+    bool NestedComments = false;    // /* /* */ */
+    bool ReturnEndsComment = false; // a lone carriage return ends "--"
+    bool MoreQuotes = false;        // `x` and [x] are names
+    bool MarksOperate = false;      // "?" and "@" are operators
+    /// What becomes of parameters: this and a number, which counts names from 1 or places from 0.
+    std::u16string_view ParamMark = u":z";
+    bool NumberedByName = false;
+};
 
 /// Offsets and lengths count UTF-16 units.
 struct TTextSpan {
@@ -37,8 +48,8 @@ struct TScannedStatement {
     std::vector<std::u16string_view> Names;
     std::vector<TStatementParam> Params; // in text order
     std::vector<TTextSpan> Comments;     // in text order
-    /// A placeholder that is none of ours but that the database would take for one: "?", "@x", "$x" (SQLite),
-    /// "$1" (PostgreSQL). Empty: there is none.
+    /// A placeholder that is none of ours but that the database would take for one: "?", "@x", "$x", "$1".
+    /// Empty: there is none.
     std::u16string_view ForeignPlaceholder;
     /// Where a second statement begins, behind a semicolon. Bodies of triggers look like that too.
     std::size_t SecondStatement = None;
@@ -51,13 +62,12 @@ struct TScannedStatement {
     bool ChangesRows = false;
 };
 
-[[nodiscard]] TScannedStatement ScanStatement(std::u16string_view Text, TSqlDialect Dialect);
+[[nodiscard]] TScannedStatement ScanStatement(std::u16string_view Text, const TSqlSyntax& Syntax);
 
-/// The statement for the driver: comments become blanks; parameters become `$1`, `$2`, ... by name
-/// (PostgreSQL) or
-/// `:z0`, `:z1`, ... one for each place (SQLite).
+/// The statement for the driver: comments become blanks, parameters the marks of the syntax: `$1`, `$2`, ...
+/// by name, or `:z0`, `:z1`, ... one for each place.
 [[nodiscard]] std::u16string RewriteStatement(std::u16string_view Text, const TScannedStatement& Scan,
-                                              TSqlDialect Dialect);
+                                              const TSqlSyntax& Syntax);
 
 /// Equal but for the case of A to Z.
 [[nodiscard]] bool SameSqlName(std::u16string_view Left, std::u16string_view Right);

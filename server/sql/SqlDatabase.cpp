@@ -1,10 +1,8 @@
 #include "server/sql/SqlDatabase.h"
 
+#include "host/Numbers.h"
 #include "server/sql/Connection.h"
 #include "server/sql/SqlText.h"
-
-#include <QSqlField>
-#include <QSqlRecord>
 
 #include <algorithm>
 #include <cmath>
@@ -18,7 +16,7 @@ class TParamValues {
 public:
     void Clear() { FValues.clear(); }
 
-    void Set(std::u16string_view Name, QVariant Value) {
+    void Set(std::u16string_view Name, TKXVariant Value) {
         const auto Found = Find(Name);
         if (Found != FValues.end()) {
             Found->Value = std::move(Value);
@@ -29,8 +27,8 @@ public:
 
     /// One value for each of the statement's names. @throws EDatabaseError that names what is missing or too
     /// many.
-    [[nodiscard]] std::vector<QVariant> Match(const TPrepared& Statement) {
-        std::vector<QVariant> Matched;
+    [[nodiscard]] std::vector<TKXVariant> Match(const TPrepared& Statement) {
+        std::vector<TKXVariant> Matched;
         std::u16string Missing;
         for (const auto Name : Statement.Scan.Names) {
             const auto Found = Find(Name);
@@ -59,7 +57,7 @@ public:
 private:
     struct TValue {
         std::u16string Name;
-        QVariant Value;
+        TKXVariant Value;
     };
 
     std::vector<TValue>::iterator Find(std::u16string_view Name) {
@@ -92,34 +90,31 @@ std::u16string_view WithoutZeroFraction(std::u16string_view Text) {
 template <class TBase>
 class TQueryOn : public TBase {
 public:
-    explicit TQueryOn(TSqlDialect Dialect)
-        : FDialect(Dialect) {}
+    explicit TQueryOn(const TSqlEngine& Engine)
+        : FEngine(Engine) {}
 
     void SetSQL(std::u16string_view Statement) override {
         FStatement = Statement;
         FParams.Clear();
     }
     void SetInteger(std::u16string_view Param, std::int64_t Value) override {
-        FParams.Set(Param, QVariant(static_cast<qlonglong>(Value)));
+        FParams.Set(Param, TKXVariant(Value));
     }
     void SetFloat(std::u16string_view Param, double Value) override {
         if (std::isnan(Value)) Refuse(Param, u"is not a number"); // SQLite would store NULL
-        FParams.Set(Param, QVariant(Value));
+        FParams.Set(Param, TKXVariant(Value));
     }
     void SetString(std::u16string_view Param, std::u16string_view Value) override {
-        if (const auto Fault = FindTextFault(Value, FDialect)) {
+        if (const auto Fault = FEngine.FindTextFault(Value)) {
             Refuse(Param, std::u16string(u"holds ").append(Fault->Reason) + u" (at unit " +
-                              FromQt(QString::number(Fault->Offset)) + u")");
+                              IntToStr(static_cast<std::int64_t>(Fault->Offset)) + u")");
         }
-        // SQLite takes U+FEFF in front for a byte-order mark and drops it, and U+FFFE for a reason to swap
-        // the bytes of all that follows (refused above); it looks at one unit only.
-        const bool Mark = FDialect == TSqlDialect::Sqlite && Value.starts_with(u'\xFEFF');
-        FParams.Set(Param, Mark ? QVariant(ToQt(u"\xFEFF") + ToQt(Value)) : QVariant(ToQt(Value)));
+        FParams.Set(Param, TKXVariant(Value));
     }
     void SetLongText(std::u16string_view Param, std::u16string_view Value) override {
         SetString(Param, Value);
     }
-    void SetNull(std::u16string_view Param) override { FParams.Set(Param, QVariant()); }
+    void SetNull(std::u16string_view Param) override { FParams.Set(Param, TKXVariant()); }
 
 protected:
     std::u16string FStatement;
@@ -131,13 +126,13 @@ private:
                              u". Statement: " + ShownStatement(FStatement));
     }
 
-    const TSqlDialect FDialect;
+    const TSqlEngine& FEngine;
 };
 
 class TSqlDatabase::TSelect final : public TQueryOn<TSelectQuery> {
 public:
     explicit TSelect(TConnection& Connection)
-        : TQueryOn(Connection.Dialect())
+        : TQueryOn(Connection.Engine())
         , FConnection(Connection) {}
     ~TSelect() override { Release(); }
     TSelect(const TSelect&) = delete;
@@ -163,10 +158,8 @@ public:
             throw EDatabaseError(u"The result was lost with the connection. Statement: " +
                                  ShownStatement(FStatement));
         }
-        FOnRow = FOpen->Query.next();
-        if (!FOnRow && FOpen->Query.lastError().isValid()) {
-            throw FConnection.Failure(FOpen->Query.lastError(), FStatement);
-        }
+        FOnRow = false;
+        FOnRow = FConnection.Step(*FOpen);
         return FOnRow;
     }
 
@@ -188,7 +181,7 @@ public:
         CheckIndex(Index);
         if (!FOnRow)
             throw EDatabaseError(u"The query stands on no row. Statement: " + ShownStatement(FStatement));
-        return FieldToVariant(FOpen->Query.value(Index), Names()[static_cast<std::size_t>(Index)]);
+        return FOpen->Statement->Value(Index, Names()[static_cast<std::size_t>(Index)]);
     }
 
     std::u16string FieldAsString(std::u16string_view Field) const override { return Value(Field).AsString(); }
@@ -220,17 +213,13 @@ private:
 
     void CheckIndex(int Index) const {
         if (Index >= 0 && Index < FieldCount()) return;
-        throw EDatabaseError(u"There is no column of index " + FromQt(QString::number(Index)) +
-                             u". Statement: " + ShownStatement(FStatement));
+        throw EDatabaseError(u"There is no column of index " + IntToStr(Index) + u". Statement: " +
+                             ShownStatement(FStatement));
     }
 
     const std::vector<std::u16string>& Names() const {
         RequireOpen();
-        if (FNames.empty()) {
-            const QSqlRecord Record = FOpen->Query.record();
-            for (int Index = 0; Index < Record.count(); ++Index)
-                FNames.push_back(FromQt(Record.fieldName(Index)));
-        }
+        if (FNames.empty()) FNames = FOpen->Statement->ColumnNames();
         return FNames;
     }
 
@@ -269,7 +258,7 @@ private:
 class TSqlDatabase::TExec final : public TQueryOn<TExecQuery> {
 public:
     explicit TExec(TConnection& Connection)
-        : TQueryOn(Connection.Dialect())
+        : TQueryOn(Connection.Engine())
         , FConnection(Connection) {}
 
     void Execute() override {
@@ -277,14 +266,10 @@ public:
         auto Statement = FConnection.Take(FStatement);
         const auto Values = FParams.Match(*Statement);
         FConnection.Run(*Statement, Values);
-        QSqlQuery& Query = Statement->Query;
-        if (Query.isSelect()) {
-            while (Query.next()) {
-            } // SQLite works row by row
-            if (Query.lastError().isValid()) throw FConnection.Failure(Query.lastError(), FStatement);
-        }
+        while (FConnection.Step(*Statement)) {
+        } // some engines work row by row
         // For other statements SQLite repeats the number of an earlier one.
-        if (Statement->Scan.ChangesRows) FRowsAffected = std::max(0, Query.numRowsAffected());
+        if (Statement->Scan.ChangesRows) FRowsAffected = Statement->Statement->RowsAffected();
         FConnection.Return(std::move(Statement));
     }
 
@@ -295,13 +280,13 @@ private:
     int FRowsAffected = 0;
 };
 
-TSqlDatabase::TSqlDatabase(TDatabaseUrl Url)
-    : FConnection(std::make_unique<TConnection>(std::move(Url))) {}
+TSqlDatabase::TSqlDatabase(TDatabaseUrl Url, const TSqlTimeouts& Timeouts)
+    : FConnection(std::make_unique<TConnection>(std::move(Url), Timeouts)) {}
 
 TSqlDatabase::~TSqlDatabase() = default;
 
-TSqlDialect TSqlDatabase::Dialect() const {
-    return FConnection->Dialect();
+const TSqlEngine& TSqlDatabase::Engine() const {
+    return FConnection->Engine();
 }
 const std::u16string& TSqlDatabase::DisplayUrl() const {
     return FConnection->DisplayUrl();
@@ -310,19 +295,18 @@ bool TSqlDatabase::InTransaction() const {
     return FConnection->InTransaction();
 }
 
+const TSqlTimeouts& TSqlDatabase::Timeouts() const {
+    return FConnection->Timeouts();
+}
+void TSqlDatabase::SetTimeouts(const TSqlTimeouts& Timeouts) {
+    FConnection->SetTimeouts(Timeouts);
+}
+
 bool TSqlDatabase::TableExists(std::u16string_view Table) {
-    constexpr std::u16string_view Sqlite = u"SELECT 1 FROM sqlite_master WHERE type IN ('table', 'view') AND "
-                                           u"name = :Name COLLATE NOCASE";
-    // Unquoted names are folded to lower case; the search path says which schemas they reach.
-    constexpr std::u16string_view Postgres =
-        u"SELECT 1 FROM pg_catalog.pg_class WHERE relname = :Name AND relkind IN "
-        u"('r', 'p', 'v', 'm', 'f') AND pg_catalog.pg_table_is_visible(oid)";
-    const bool IsSqlite = Dialect() == TSqlDialect::Sqlite;
-    const auto Query = CreateSelectQuery();
-    Query->SetSQL(IsSqlite ? Sqlite : Postgres);
-    Query->SetString(u"Name", IsSqlite ? std::u16string(Table) : FoldSqlName(Table));
-    Query->Open();
-    return Query->Step();
+    return Engine().TableExists(*this, Table);
+}
+std::vector<TSqlTable> TSqlDatabase::FindTables(std::u16string_view Name) {
+    return Engine().FindTables(*this, Name);
 }
 
 std::unique_ptr<TSelectQuery> TSqlDatabase::CreateSelectQuery() {
@@ -340,6 +324,10 @@ void TSqlDatabase::Commit() {
 }
 void TSqlDatabase::Rollback() {
     FConnection->Rollback();
+}
+
+TSqlDatabase* SqlDatabaseOf(const TDatabaseOfThread& Database) {
+    return dynamic_cast<TSqlDatabase*>(Database.Get());
 }
 
 std::unique_ptr<TDatabase> OpenDatabase(std::u16string_view Url, std::u16string_view BaseFolder) {

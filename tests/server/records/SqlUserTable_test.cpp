@@ -626,7 +626,7 @@ TEST_P(SqlUserTable, OfWritersAtOnceOneWins) {
 }
 
 class SqliteOnly : public TDatabaseTest {};
-INSTANTIATE_TEST_SUITE_P(One, SqliteOnly, testing::Values(TSqlDialect::Sqlite), DialectName);
+INSTANTIATE_TEST_SUITE_P(One, SqliteOnly, testing::Values(SqliteRow), EngineName);
 
 TEST_P(SqliteOnly, RowsThatDoNotKeepToTheirColumns) {
     Exec(Db(), u"CREATE TABLE Loose (K TEXT PRIMARY KEY, I INTEGER, D DATE, N NUMERIC, Any)");

@@ -1,3 +1,4 @@
+#include "host/Services.h"
 #include "server/lua/LuaEngine.h"
 #include "server/records/SqlUserTable.h"
 #include "server/rights/Profiles.h"

@@ -15,7 +15,7 @@ TEST(DatabaseUrl, SqliteFiles) {
     };
     for (const auto& [Url, Base, File] : Cases) {
         const auto Parsed = ParseDatabaseUrl(Url, Base);
-        EXPECT_EQ(Parsed.Dialect, TSqlDialect::Sqlite);
+        EXPECT_EQ(Parsed.Engine->Words().Name, u"SQLite");
         EXPECT_EQ(Parsed.File, File);
         EXPECT_EQ(Parsed.Display(), u"sqlite3://" + std::u16string(File));
     }
@@ -40,7 +40,7 @@ TEST(DatabaseUrl, PostgresParts) {
     };
     for (const TRow& Row : Rows) {
         const auto Url = ParseDatabaseUrl(Row.Url);
-        EXPECT_EQ(Url.Dialect, TSqlDialect::Postgres);
+        EXPECT_EQ(Url.Engine->Words().Name, u"PostgreSQL");
         EXPECT_EQ(Url.User, Row.User);
         EXPECT_EQ(Url.Password, Row.Password);
         EXPECT_EQ(Url.Host, Row.Host);

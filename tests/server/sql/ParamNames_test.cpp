@@ -1,17 +1,17 @@
 #include "platform/Text.h"
-#include "server/sql/ParamNames.h"
+#include "server/sql/SqlEngine.h"
 
 #include <gtest/gtest.h>
 
 namespace zutools::server {
 namespace {
 
-constexpr auto Lite = TSqlDialect::Sqlite;
-constexpr auto Pg = TSqlDialect::Postgres;
+const auto* const Lite = SqlEngines()[0];
+const auto* const Pg = SqlEngines()[1];
 
 struct TCase {
     const char* Name;
-    TSqlDialect Dialect;
+    const TSqlEngine* Engine;
     std::u16string_view Text;
     std::u16string_view Names; // joined with ","
     std::u16string_view Rewritten;
@@ -53,23 +53,24 @@ TEST(ParamNames, FoundAndRewritten) {
         {"unclosed dollar quote", Pg, u"$x$ :a $x", u"", u"$x$ :a $x"},
     };
     for (const TCase& Case : Cases) {
-        const auto Scan = ScanStatement(Case.Text, Case.Dialect);
+        const auto Scan = ScanStatement(Case.Text, Case.Engine->Words().Syntax);
         std::u16string Names;
         for (const auto Name : Scan.Names) Names.append(Names.empty() ? u"" : u",").append(Name);
         EXPECT_EQ(platform::Utf16ToUtf8(Names), platform::Utf16ToUtf8(Case.Names)) << Case.Name;
-        EXPECT_EQ(platform::Utf16ToUtf8(RewriteStatement(Case.Text, Scan, Case.Dialect)),
+        EXPECT_EQ(platform::Utf16ToUtf8(RewriteStatement(Case.Text, Scan, Case.Engine->Words().Syntax)),
                   platform::Utf16ToUtf8(Case.Rewritten))
             << Case.Name;
     }
 }
 
 TEST(ParamNames, ForeignPlaceholders) {
-    const std::tuple<TSqlDialect, std::u16string_view, std::u16string_view> Cases[] = {
+    const std::tuple<const TSqlEngine*, std::u16string_view, std::u16string_view> Cases[] = {
         {Lite, u"a=?", u"?"},       {Lite, u"a=?12", u"?12"}, {Lite, u"a=@x", u"@x"},  {Lite, u"a=$x", u"$x"},
         {Lite, u"'?' \"@x\"", u""}, {Pg, u"a=$1", u"$1"},     {Pg, u"a ? b @ c", u""}, {Pg, u"'$1'", u""},
     };
-    for (const auto& [Dialect, Text, Expected] : Cases) {
-        EXPECT_EQ(ScanStatement(Text, Dialect).ForeignPlaceholder, Expected) << platform::Utf16ToUtf8(Text);
+    for (const auto& [Engine, Text, Expected] : Cases) {
+        EXPECT_EQ(ScanStatement(Text, Engine->Words().Syntax).ForeignPlaceholder, Expected)
+            << platform::Utf16ToUtf8(Text);
     }
 }
 
@@ -99,7 +100,7 @@ TEST(ParamNames, WhatTheStatementDoes) {
         {u"PREPARE q AS SELECT 1", false, false},
     };
     for (const TRow& Row : Rows) {
-        const auto Scan = ScanStatement(Row.Text, Pg);
+        const auto Scan = ScanStatement(Row.Text, Pg->Words().Syntax);
         EXPECT_EQ(Scan.ControlsTransaction, Row.Transaction) << platform::Utf16ToUtf8(Row.Text);
         EXPECT_EQ(Scan.ChangesRows, Row.Changes) << platform::Utf16ToUtf8(Row.Text);
     }
@@ -114,14 +115,16 @@ TEST(ParamNames, AllColumns) {
         {u"SELECT 'a, *' -- *", false},
     };
     for (const auto& [Text, Expected] : Cases) {
-        EXPECT_EQ(ScanStatement(Text, Lite).AllColumns, Expected) << platform::Utf16ToUtf8(Text);
+        EXPECT_EQ(ScanStatement(Text, Lite->Words().Syntax).AllColumns, Expected)
+            << platform::Utf16ToUtf8(Text);
     }
 }
 
 TEST(ParamNames, SecondStatement) {
-    EXPECT_EQ(ScanStatement(u"SELECT ';' /* ; */ ; ; -- x\n", Pg).SecondStatement, TScannedStatement::None);
-    EXPECT_EQ(ScanStatement(u"SELECT 1; DROP TABLE t", Pg).SecondStatement, 10U);
-    EXPECT_EQ(ScanStatement(u"SELECT 1;':a", Pg).SecondStatement, 9U);
+    EXPECT_EQ(ScanStatement(u"SELECT ';' /* ; */ ; ; -- x\n", Pg->Words().Syntax).SecondStatement,
+              TScannedStatement::None);
+    EXPECT_EQ(ScanStatement(u"SELECT 1; DROP TABLE t", Pg->Words().Syntax).SecondStatement, 10U);
+    EXPECT_EQ(ScanStatement(u"SELECT 1;':a", Pg->Words().Syntax).SecondStatement, 9U);
 }
 
 } // namespace

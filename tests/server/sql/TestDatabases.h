@@ -5,6 +5,7 @@
 
 #include "platform/Text.h"
 #include "server/sql/SqlDatabase.h"
+#include "tests/support/Raised.h"
 #include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -76,25 +77,33 @@ inline TKXVariant One(TDatabase& Database, std::u16string_view Statement, TParam
     return Query->FieldValue(0);
 }
 
-/// The message of the EDatabaseError that the call raises; "nothing raised" without one.
+/// tests::Raised and tests::ExpectRaised of the database.
 template <class TCall>
 std::string Refusal(TCall Call) {
-    try {
-        Call();
-    } catch (const EDatabaseError& Error) {
-        return Error.what();
-    }
-    return "nothing raised";
+    return tests::Raised<EDatabaseError>(Call);
 }
-
 template <class TCall>
 void ExpectRefusal(TCall Call, std::initializer_list<std::string_view> Parts) {
-    const std::string Text = Refusal(Call);
-    for (const auto Part : Parts) EXPECT_NE(Text.find(Part), std::string::npos) << Part << "\nin: " << Text;
+    tests::ExpectRaised<EDatabaseError>(Call, Parts);
 }
 
-/// An empty database of the server; dropped at the end with whoever is still connected.
-class TServerDatabase {
+/// An empty database for one test, gone with this.
+class TTestDatabase {
+public:
+    virtual ~TTestDatabase() = default;
+    [[nodiscard]] virtual std::u16string Url() const = 0;
+};
+
+class TFileDatabase final : public TTestDatabase {
+public:
+    [[nodiscard]] std::u16string Url() const override { return u"sqlite3://" + FFolder.File(u"test.db"); }
+
+private:
+    const tests::TTempFolder FFolder;
+};
+
+/// Dropped at the end with whoever is still connected.
+class TServerDatabase final : public TTestDatabase {
 public:
     explicit TServerDatabase(const char* ServerUrl) {
         static std::atomic<int> Last{0};
@@ -103,13 +112,13 @@ public:
         TSqlDatabase Server(FServer);
         Exec(Server, u"CREATE DATABASE " + FName);
     }
-    ~TServerDatabase() {
+    ~TServerDatabase() override {
         TSqlDatabase Server(FServer);
         Exec(Server, u"DROP DATABASE " + FName + u" WITH (FORCE)");
     }
     TServerDatabase(const TServerDatabase&) = delete;
     TServerDatabase& operator=(const TServerDatabase&) = delete;
-    [[nodiscard]] std::u16string Url() const {
+    [[nodiscard]] std::u16string Url() const override {
         TDatabaseUrl Mine = FServer;
         Mine.Name = FName;
         return Mine.Display();
@@ -127,28 +136,38 @@ constexpr const char* NoServer =
     "no PostgreSQL: run it as scripts/postgres-for-tests ctest ... (ZU_TEST_POSTGRES is "
     "not set)";
 
+/// An engine's row of the suites.
+struct TTestEngine {
+    const char* Name;
+    /// Null when this machine has none.
+    std::unique_ptr<TTestDatabase> (*Make)();
+};
+inline constexpr TTestEngine TestEngines[] = {
+    {"Sqlite", []() -> std::unique_ptr<TTestDatabase> { return std::make_unique<TFileDatabase>(); }},
+    {"Postgres",
+     []() -> std::unique_ptr<TTestDatabase> {
+         return TestServer() ? std::make_unique<TServerDatabase>(TestServer()) : nullptr;
+     }},
+};
+inline constexpr const TTestEngine& SqliteRow = TestEngines[0];
+
 /// Base of the suites; Url() is empty when the test is skipped.
-class TDatabaseTest : public testing::TestWithParam<TSqlDialect> {
+class TDatabaseTest : public testing::TestWithParam<TTestEngine> {
 protected:
     void SetUp() override {
-        if (IsSqlite()) {
-            FFolder = std::make_unique<tests::TTempFolder>();
-            FUrl = u"sqlite3://" + FFolder->File(u"test.db");
-            return;
-        }
-        if (TestServer() == nullptr) GTEST_SKIP() << NoServer;
-        FServerDatabase = std::make_unique<TServerDatabase>(TestServer());
-        FUrl = FServerDatabase->Url();
+        FTestDatabase = GetParam().Make();
+        if (!FTestDatabase) GTEST_SKIP() << NoServer;
+        FUrl = FTestDatabase->Url();
     }
     void TearDown() override {
         FDatabase.reset();
-        FServerDatabase.reset();
+        FTestDatabase.reset();
     }
 
-    [[nodiscard]] bool IsSqlite() const { return GetParam() == TSqlDialect::Sqlite; }
+    [[nodiscard]] bool IsSqlite() const { return GetParam().Make == SqliteRow.Make; }
     [[nodiscard]] const std::u16string& Url() const { return FUrl; }
-    [[nodiscard]] std::unique_ptr<TSqlDatabase> Connect() const {
-        return std::make_unique<TSqlDatabase>(ParseDatabaseUrl(FUrl));
+    [[nodiscard]] std::unique_ptr<TSqlDatabase> Connect(const TSqlTimeouts& Timeouts = {}) const {
+        return std::make_unique<TSqlDatabase>(ParseDatabaseUrl(FUrl), Timeouts);
     }
     /// The test's first connection.
     [[nodiscard]] TSqlDatabase& Db() {
@@ -157,18 +176,16 @@ protected:
     }
 
 private:
-    std::unique_ptr<tests::TTempFolder> FFolder;
-    std::unique_ptr<TServerDatabase> FServerDatabase;
+    std::unique_ptr<TTestDatabase> FTestDatabase;
     std::u16string FUrl;
     std::unique_ptr<TSqlDatabase> FDatabase;
 };
 
-inline std::string DialectName(const testing::TestParamInfo<TSqlDialect>& Info) {
-    return Info.param == TSqlDialect::Sqlite ? "Sqlite" : "Postgres";
+inline std::string EngineName(const testing::TestParamInfo<TTestEngine>& Info) {
+    return Info.param.Name;
 }
 
 } // namespace zutools::server
 
 #define ZU_ON_BOTH_DATABASES(Suite)                                                                          \
-    INSTANTIATE_TEST_SUITE_P(Both, Suite, testing::Values(TSqlDialect::Sqlite, TSqlDialect::Postgres),       \
-                             DialectName)
+    INSTANTIATE_TEST_SUITE_P(Both, Suite, testing::ValuesIn(TestEngines), EngineName)
