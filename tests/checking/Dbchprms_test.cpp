@@ -29,7 +29,6 @@ protected:
         return Config;
     }
     void Answer(std::vector<TRow> Rows) { Database.Answers.push_back(std::move(Rows)); }
-    void AnswerCount(int Count) { Answer({{{u"count", Count}}}); }
 
     tests::TRecordingDatabase Database;
     tests::TDatabaseManager Manager{&Database};
@@ -37,31 +36,94 @@ protected:
     TParamsConfig Config;
 };
 
+std::string InsertRule(int ID, int Index, const std::string& Params, const std::string& Wrong,
+                       const std::string& Right) {
+    return "INSERT INTO CheckParams ( FilterID, ParamIndex, Params, WrongValues, RightValues) VALUES (:ID, "
+           ":ParamIndex, "
+           ":Param, :WrongValues, :RightValues) | ID(integer)=" +
+           std::to_string(ID) + " | ParamIndex(integer)=" + std::to_string(Index) +
+           " | Param(string)=" + Params + " | WrongValues(long)=" + Wrong + " | RightValues(long)=" + Right;
+}
 const TLines UpdateFilter = {
     "UPDATE CheckParamsFilters SET Name=:Name, FilterDescribe=:Describe  where ID=7 | "
     "Name(string)=Имя | Describe(string)=text"};
 const TLines InsertFilter = {
     "INSERT INTO CheckParamsFilters ( ID, Name, FilterDescribe) VALUES (:ID, :Name, :Describe) | "
     "ID(integer)=7 | Name(string)=Имя | Describe(string)=text"};
-const TLines Rules = {
-    "Delete FROM CheckParams where FilterID=7",
-    "INSERT INTO CheckParams ( FilterID, ParamIndex, Params, WrongValues, RightValues) VALUES (:ID, "
-    ":ParamIndex, "
-    ":Param, :WrongValues, :RightValues) | ID(integer)=7 | ParamIndex(integer)=0 | Param(string)=a,b | "
-    "WrongValues(long)=< | RightValues(long)=",
-    "INSERT INTO CheckParams ( FilterID, ParamIndex, Params, WrongValues, RightValues) VALUES (:ID, "
-    ":ParamIndex, "
-    ":Param, :WrongValues, :RightValues) | ID(integer)=7 | ParamIndex(integer)=1 | Param(string)=c | "
-    "WrongValues(long)= | RightValues(long)=0-9"};
+const TLines Rules = {"Delete FROM CheckParams where FilterID=7", InsertRule(7, 0, "a,b", "<", ""),
+                      InsertRule(7, 1, "c", "", "0-9")};
+const TLines Rename = {"UPDATE CheckParamsFilters SET Name=:Name where ID=7 | Name(string)=new"};
+const TLines InsertNamed = {
+    "INSERT INTO CheckParamsFilters ( ID, Name) VALUES (:ID, :Name) | ID(integer)=7 | Name(string)=new"};
+const TLines Names = {"SELECT * FROM CheckParamsFilters"};
+const TLines Begin = {"BEGIN", "UPDATE CheckParamsFilters SET Name=Name where ID=0"};
+const TLines Commit = {"COMMIT"};
 
 TLines operator+(TLines Left, const TLines& Right) {
     Left.insert(Left.end(), Right.begin(), Right.end());
     return Left;
 }
+TLines ReadOf(const std::string& ID) {
+    return {"SELECT * FROM CheckParamsFilters where ID=" + ID,
+            "SELECT * FROM CheckParams where FilterID=" + ID + " ORDER BY ParamIndex"};
+}
 
-TEST_F(Dbchprms, TablesAreAskedForInOrder) {
-    EXPECT_TRUE(Filters.TablesExists());
-    EXPECT_EQ(Database.Asked, (TLines{"CheckParamsFilters", "CheckParams"}));
+// What a call that writes runs, as written and when each of its lines fails: nothing follows but the
+// rollback.
+TEST_F(Dbchprms, Writes) {
+    using TCfg = TCheckParamsDBConfig;
+    const TLines All = UpdateFilter + Rules;
+    const auto Set = [this](int Type) {
+        return [this, Type] { Filters.SetCheckParamsByID(7, Config, Type); };
+    };
+    const auto Add = [this] { Filters.AddFilterToDB(u"new", 7); };
+    const struct {
+        std::function<void()> Call;
+        TLines Lines;
+        std::deque<int> Affected{};
+    } Calls[] = {
+        {Set(0), All},
+        {Set(1), UpdateFilter},
+        {Set(2), Rules},
+        {Set(3), All},
+        {Set(4), {}},
+        {Set(-1), {}},
+        {Set(TCfg::FilterOnly), UpdateFilter + InsertFilter, {0}},
+        {Add, Rename},
+        {Add, Rename + InsertNamed, {0}},
+        {[this] {
+             for (const int ID : {0, 1, 2, -1}) Filters.DeleteFilter(ID); // the reserved ones stay
+         },
+         {"Delete FROM CheckParams where FilterID=-1", "Delete FROM CheckParamsFilters where ID=-1"}},
+        {[this] { Filters.StoreFilter(7, Config, TCfg::All); }, Begin + Names + All + Commit},
+        {[this] { Filters.StoreFilter(7, Config, TCfg::RulesOnly); }, Begin + Rules + Commit},
+        {[this] {
+             Answer({FilterRow(u"old")});
+             EXPECT_TRUE(Filters.ChangeFilter(7, [](TParamsConfig& Filter) {
+                 EXPECT_EQ(Filter.FilterName, u"old");
+                 Filled(Filter);
+             }));
+         },
+         Begin + ReadOf("7") + Names + All + Commit},
+    };
+    Filled(Config);
+    for (const auto& [Call, Lines, Affected] : Calls) {
+        const auto Run = [&, &Make = Call](int FailAt) {
+            Database.Answers.clear();
+            Database.Log.clear();
+            Database.Affected = Affected;
+            Database.FailAt = FailAt;
+            Make();
+        };
+        Run(-1);
+        EXPECT_EQ(Database.Log, Lines);
+        const bool Transaction = Lines.size() > 1 && Lines.front() == "BEGIN";
+        for (int At = Transaction ? 1 : 0; At < static_cast<int>(Lines.size()); ++At) {
+            EXPECT_THROW(Run(At), EDatabaseError);
+            const TLines Begun(Lines.begin(), Lines.begin() + At + 1);
+            EXPECT_EQ(Database.Log, Transaction ? Begun + TLines{"ROLLBACK"} : Begun);
+        }
+    }
 }
 
 TEST_F(Dbchprms, WithoutTablesNothingHappens) {
@@ -82,11 +144,17 @@ TEST_F(Dbchprms, WithoutTablesNothingHappens) {
     SeedReservedFilters(Filters);
     EXPECT_EQ(Database.Log, TLines{});
 
+    EXPECT_EQ(Database.Asked.front(), "CheckParamsFilters");
+
+    Database.Asked.clear();
+    Database.HasTables = true;
+    EXPECT_TRUE(Filters.TablesExists());
+    EXPECT_EQ(Database.Asked, (TLines{"CheckParamsFilters", "CheckParams"}));
     tests::TDatabaseManager NoDatabase(nullptr);
     EXPECT_FALSE(TCheckParamsDBConfig(NoDatabase).TablesExists());
 }
 
-TEST_F(Dbchprms, Names) {
+TEST_F(Dbchprms, ListsNames) {
     Answer({FilterRow(u"one"), {{u"ID", 9}, {u"Name", u"nine"}}});
     TStringList List;
     List.Add(u"old");
@@ -95,8 +163,7 @@ TEST_F(Dbchprms, Names) {
     EXPECT_EQ(List.Tags(1), 9);
     Filters.ReadFiltersNames(List, true, true);
     EXPECT_EQ(List.Count(), 0);
-    EXPECT_EQ(Database.Log,
-              (TLines{"SELECT * FROM CheckParamsFilters", "SELECT * FROM CheckParamsFilters where ID>2"}));
+    EXPECT_EQ(Database.Log, Names + TLines{"SELECT * FROM CheckParamsFilters where ID>2"});
 }
 
 TEST_F(Dbchprms, Reads) {
@@ -106,8 +173,7 @@ TEST_F(Dbchprms, Reads) {
         Answer({RuleRow(u"a", u"<"), RuleRow(u"b", u">")});
         TParamsChecker Checker;
         EXPECT_TRUE(Filters.ReadCheckParamsByID(-3, Checker, Type));
-        EXPECT_EQ(Database.Log, (TLines{"SELECT * FROM CheckParamsFilters where ID=-3",
-                                        "SELECT * FROM CheckParams where FilterID=-3 ORDER BY ParamIndex"}));
+        EXPECT_EQ(Database.Log, ReadOf("-3"));
         EXPECT_EQ(Checker.FilterID, -3);
         EXPECT_EQ(Checker.FilterDescribe, u"described");
         EXPECT_TRUE(Checker.Enabled);
@@ -116,62 +182,20 @@ TEST_F(Dbchprms, Reads) {
 }
 
 TEST_F(Dbchprms, KeptReadingRulesOnlyReadsNothing) {
-    for (const int Type : {2, 4, -1}) {
+    for (const int Type : {2, 4, -1, 0}) { // the last one reads, but there is no such filter
         Filled(Config).Enabled = false;
-        EXPECT_TRUE(Filters.ReadCheckParamsByID(7, Config, Type));
+        EXPECT_EQ(Filters.ReadCheckParamsByID(7, Config, Type), Type != 0);
         EXPECT_EQ(Config.ParamsCfgCount(), 0);
         EXPECT_EQ(Config.FilterID, 7);
         EXPECT_TRUE(Config.Enabled);
     }
-    EXPECT_EQ(Database.Log, TLines{});
-}
-
-TEST_F(Dbchprms, ReadingAMissingFilterClears) {
-    EXPECT_FALSE(Filters.ReadCheckParamsByID(7, Filled(Config), TCheckParamsDBConfig::All));
-    EXPECT_EQ(Config.ParamsCfgCount(), 0);
-    EXPECT_EQ(Config.FilterID, 7);
-    EXPECT_EQ(Database.Log.size(), 1U);
-}
-
-TEST_F(Dbchprms, Writes) {
-    Filled(Config);
-    const std::pair<int, TLines> Expected[] = {{0, UpdateFilter + Rules}, {1, UpdateFilter}, {2, Rules},
-                                               {3, UpdateFilter + Rules}, {4, {}},           {-1, {}}};
-    for (const auto& [Type, Lines] : Expected) {
-        Database.Log.clear();
-        Filters.SetCheckParamsByID(7, Config, Type);
-        EXPECT_EQ(Database.Log, Lines) << Type;
-    }
-    Database.Log.clear();
-    Database.Affected = {0};
-    Filters.SetCheckParamsByID(7, Config, TCheckParamsDBConfig::FilterOnly);
-    EXPECT_EQ(Database.Log, UpdateFilter + InsertFilter);
-}
-
-TEST_F(Dbchprms, AddsAndRenames) {
-    Filters.AddFilterToDB(u"new", 7);
-    const TLines Rename = {"UPDATE CheckParamsFilters SET Name=:Name where ID=7 | Name(string)=new"};
-    EXPECT_EQ(Database.Log, Rename);
-    Database.Affected = {0};
-    Filters.AddFilterToDB(u"new", 7);
-    EXPECT_EQ(Database.Log,
-              Rename + Rename +
-                  TLines{"INSERT INTO CheckParamsFilters ( ID, Name) VALUES (:ID, :Name) | ID(integer)=7 | "
-                         "Name(string)=new"});
-}
-
-TEST_F(Dbchprms, ReservedFiltersAreNotDeleted) {
-    for (const int ID : {0, 1, 2}) Filters.DeleteFilter(ID);
-    EXPECT_EQ(Database.Log, TLines{});
-    Filters.DeleteFilter(-1);
-    EXPECT_EQ(Database.Log, (TLines{"Delete FROM CheckParams where FilterID=-1",
-                                    "Delete FROM CheckParamsFilters where ID=-1"}));
+    EXPECT_EQ(Database.Log, TLines{"SELECT * FROM CheckParamsFilters where ID=7"});
 }
 
 TEST_F(Dbchprms, DataExists) {
     const auto Asked = [this](std::vector<int> Counts) {
         Database.Log.clear();
-        for (const int Count : Counts) AnswerCount(Count);
+        for (const int Count : Counts) Answer({{{u"count", Count}}});
         return Filters.DataExists();
     };
     EXPECT_TRUE(Asked({3, 1, 4}));
@@ -194,58 +218,13 @@ TEST_F(Dbchprms, DefaultsFillWhatIsMissing) {
     Filters.SetDefaultParams(Config);
     const TLines Written(Database.Log.begin() + 4, Database.Log.end());
     EXPECT_EQ(Written,
-              (TLines{"Delete FROM CheckParams where FilterID=1",
-                      "INSERT INTO CheckParams ( FilterID, ParamIndex, Params, WrongValues, RightValues) "
-                      "VALUES (:ID, :ParamIndex, :Param, :WrongValues, :RightValues) | ID(integer)=1 | "
-                      "ParamIndex(integer)=0 | Param(string)=p | WrongValues(long)=< | RightValues(long)=",
+              (TLines{"Delete FROM CheckParams where FilterID=1", InsertRule(1, 0, "p", "<", ""),
                       "SELECT * FROM CheckParamsFilters where ID=2",
                       "UPDATE CheckParamsFilters SET Name=:Name, FilterDescribe=:Describe  where ID=2 | "
                       "Name(string)=Low | Describe(string)=Low CSS level",
                       "INSERT INTO CheckParamsFilters ( ID, Name, FilterDescribe) VALUES (:ID, :Name, "
                       ":Describe) | ID(integer)=2 | Name(string)=Low | Describe(string)=Low CSS level",
                       "Delete FROM CheckParams where FilterID=2"}));
-}
-
-// What a call runs, as written and when each of its lines fails.
-TEST_F(Dbchprms, NothingFollowsAStatementThatFails) {
-    Filled(Config);
-    const TLines Lock = {"BEGIN", "UPDATE CheckParamsFilters SET Name=Name where ID=0"};
-    const TLines Names = {"SELECT * FROM CheckParamsFilters"};
-    const TLines Read = {"SELECT * FROM CheckParamsFilters where ID=7",
-                         "SELECT * FROM CheckParams where FilterID=7 ORDER BY ParamIndex"};
-    const struct {
-        TLines Lines;
-        std::function<void()> Call;
-    } Calls[] = {
-        {UpdateFilter + Rules, [&] { Filters.SetCheckParamsByID(7, Config, TCheckParamsDBConfig::All); }},
-        {Lock + Names + UpdateFilter + Rules + TLines{"COMMIT"},
-         [&] { Filters.StoreFilter(7, Config, TCheckParamsDBConfig::All); }},
-        {Lock + Rules + TLines{"COMMIT"},
-         [&] { Filters.StoreFilter(7, Config, TCheckParamsDBConfig::RulesOnly); }},
-        {Lock + Read + Names + UpdateFilter + Rules + TLines{"COMMIT"},
-         [&] {
-             Answer({FilterRow(u"old")});
-             EXPECT_TRUE(Filters.ChangeFilter(7, [&](TParamsConfig& Filter) {
-                 EXPECT_EQ(Filter.FilterName, u"old");
-                 Filled(Filter);
-             }));
-         }},
-    };
-    for (const auto& [Lines, Call] : Calls) {
-        Database.FailAt = -1;
-        Database.Log.clear();
-        Call();
-        EXPECT_EQ(Database.Log, Lines);
-        const bool Transaction = Lines.front() == "BEGIN";
-        for (int At = Transaction ? 1 : 0; At < static_cast<int>(Lines.size()); ++At) {
-            Database.Answers.clear();
-            Database.Log.clear();
-            Database.FailAt = At;
-            EXPECT_THROW(Call(), EDatabaseError);
-            const TLines Begun(Lines.begin(), Lines.begin() + At + 1);
-            EXPECT_EQ(Database.Log, Transaction ? Begun + TLines{"ROLLBACK"} : Begun);
-        }
-    }
 }
 
 TEST_F(Dbchprms, NamesAreUnique) {
@@ -280,14 +259,8 @@ TEST_F(Dbchprms, SeedingFillsWhatIsMissingInOneTransaction) {
     SeedReservedFilters(Filters);
     EXPECT_EQ(Database.Log.front(), "BEGIN");
     EXPECT_EQ(Database.Log.back(), "COMMIT");
-    const auto RulesOfMedium = [this](const std::u16string& Wrong) {
-        const std::string Text =
-            "ID(integer)=1 | ParamIndex(integer)=0 | Param(string)=<Default> | WrongValues(long)=" +
-            platform::Utf16ToUtf8(Wrong) + " | RightValues(long)=";
-        const std::string& Line = *(Database.Log.end() - 2);
-        return Line.size() > Text.size() && Line.substr(Line.size() - Text.size()) == Text;
-    };
-    EXPECT_TRUE(RulesOfMedium(MediumWrongValues()));
+    EXPECT_EQ(*(Database.Log.end() - 2),
+              InsertRule(1, 0, "<Default>", platform::Utf16ToUtf8(MediumWrongValues()), ""));
     AnswerAll(true);
     SeedReservedFilters(Filters);
     for (const std::string& Line : Database.Log)
