@@ -1,9 +1,14 @@
 #include "templates/Lint.h"
 
+#include "core/NameMatch.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
+#include "templates/Ltemplt.h"
+#include "templates/Marks.h"
+#include "templates/ParsedTemplate.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <unordered_map>
 #include <utility>
@@ -19,50 +24,6 @@ namespace {
 
 [[nodiscard]] std::u16string PlaceText(TLintPlace Place) {
     return Number(Place.Line) + u":" + Number(Place.Column);
-}
-
-/// Turns offsets into places. Offsets are asked for in rising order, so the text is walked once.
-class TPlaceCursor {
-public:
-    explicit TPlaceCursor(std::u16string_view Text)
-        : FText(Text) {}
-
-    [[nodiscard]] TLintPlace At(std::size_t Offset) {
-        for (; FOffset < Offset; ++FOffset) {
-            const char16_t Unit = FText[FOffset];
-            if (Unit == u'\n') {
-                ++FPlace.Line;
-                FPlace.Column = 1;
-            } else if (!platform::IsLowSurrogate(Unit)) { // no character of its own
-                ++FPlace.Column;
-            }
-        }
-        return FPlace;
-    }
-
-private:
-    std::u16string_view FText;
-    std::size_t FOffset = 0;
-    TLintPlace FPlace;
-};
-
-[[nodiscard]] bool DoubledAt(std::u16string_view Text, std::size_t Offset, char16_t Mark) {
-    return Offset + 1 < Text.size() && Text[Offset] == Mark && Text[Offset + 1] == Mark;
-}
-
-/// A language key in the text. Keys are replaced before tags are looked for, so no mark in them counts.
-struct TKeySpan {
-    std::size_t Begin; // of "{{"; npos when there is none
-    std::size_t End;   // behind "}}"; npos when the key is not closed
-};
-
-/// The first key at or after `Offset`, as the loader finds them: from "{{" to the next "}}".
-[[nodiscard]] TKeySpan FindKey(std::u16string_view Text, std::size_t Offset) {
-    constexpr std::size_t None = std::u16string_view::npos;
-    const std::size_t Begin = Text.find(u"{{", Offset);
-    if (Begin == None) return {None, None};
-    const std::size_t End = Text.find(u"}}", Begin + 2);
-    return {Begin, End == None ? None : End + 2};
 }
 
 class TLinter {
@@ -81,51 +42,59 @@ private:
     void FindKeys() {
         TPlaceCursor Places(FText);
         std::unordered_map<std::u16string_view, std::size_t> Known;
-        for (TKeySpan Span = FindKey(FText, 0); Span.Begin != None; Span = FindKey(FText, Span.End)) {
-            const TLintPlace Place = Places.At(Span.Begin);
-            if (Span.End == None) {
+        for (TMark Key = FindMark(FText, 0, LanguageKeyMark); Key.State != TMark::TState::None;
+             Key = FindMark(FText, Key.End, LanguageKeyMark)) {
+            const TLintPlace Place = Places.At(Key.Begin);
+            if (!Key.IsClosed()) {
                 FReport.AddProblem(Place, u"language key is not closed: the text from here on is dropped");
-                FText = FText.substr(0, Span.Begin);
+                FText = FText.substr(0, Key.Begin);
                 return;
             }
-            const std::u16string_view Key = FText.substr(Span.Begin + 2, Span.End - Span.Begin - 4);
-            if (Key.find(u"{{") != None) {
-                FReport.AddProblem(Place, u"language key " + QuoteLintName(Key) +
+            Hide(Key);
+            if (Key.Name.find(u"{{") != None) {
+                FReport.AddProblem(Place, u"language key " + QuoteLintName(Key.Name) +
                                               u" holds an opening mark: is it closed too late?");
             }
-            const auto [Found, New] = Known.try_emplace(Key, FReport.Keys.size());
+            const auto [Found, New] = Known.try_emplace(Key.Name, FReport.Keys.size());
             if (!New) {
                 ++FReport.Keys[Found->second].Count;
             } else {
-                FReport.Keys.push_back({std::u16string(Key), Place});
+                FReport.Keys.push_back({std::u16string(Key.Name), Place});
                 CountName(Place);
                 if (FFull) return;
             }
         }
     }
 
+    /// Keys are replaced before tags are looked for: in a text of the same places no mark in a key counts.
+    void Hide(const TMark& Key) {
+        if (FHidden.empty()) FHidden = FText;
+        std::fill_n(FHidden.begin() + static_cast<std::ptrdiff_t>(Key.Begin), Key.End - Key.Begin, u'\0');
+    }
+
     void FindMarks() {
+        const std::u16string_view Text =
+            FHidden.empty() ? FText : std::u16string_view(FHidden).substr(0, FText.size());
         TPlaceCursor Places(FText);
         std::vector<std::size_t> Open{0}; // indices of the open parts; the template itself never closes
         std::vector<TLintProblem> OddClosings;
         bool ClosedAtTop = false;
-        std::size_t Offset = 0;
-        while (!FFull && !ClosedAtTop && (Offset = FindDoubled(Offset, u'[')) < FText.size()) {
-            const TLintPlace Place = Places.At(Offset);
-            const std::size_t Close = FindDoubled(Offset + 2, u']');
-            if (Close >= FText.size()) {
+        TMark Mark = FindMark(Text, 0, TagMark);
+        for (; !FFull && !ClosedAtTop && Mark.State != TMark::TState::None;
+             Mark = FindMark(Text, Mark.End, TagMark)) {
+            const TLintPlace Place = Places.At(Mark.Begin);
+            if (!Mark.IsClosed()) {
                 FReport.AddProblem(Place, u"tag is not closed");
                 break;
             }
-            const std::u16string_view Name = FText.substr(Offset + 2, Close - Offset - 2);
-            Offset = Close + 2;
+            const std::u16string_view Name = FText.substr(Mark.Begin + 2, Mark.Name.size());
             if (Name.find(u"[[") != None) {
                 FReport.AddProblem(Place, u"tag " + QuoteLintName(Name) +
                                               u" holds an opening mark: is it closed too late?");
             }
-            if (Name.starts_with(u'!')) {
+            if (Mark.OpensPart()) {
                 Open.push_back(OpenPart(Name.substr(1), Place, Open.back()));
-            } else if (!Name.starts_with(u'/')) {
+            } else if (!Mark.ClosesPart()) {
                 AddTag(Name, Place, Open.back());
             } else if (Open.size() > 1) {
                 const TLintPart& Part = FReport.Parts[Open.back()];
@@ -154,25 +123,15 @@ private:
         }
     }
 
-    /// The next doubled mark outside language keys; the text's size when there is none. Offsets never go
-    /// back.
-    [[nodiscard]] std::size_t FindDoubled(std::size_t Offset, char16_t Mark) {
-        while (Offset < FText.size()) {
-            if (FKey.End <= Offset) FKey = FindKey(FText, Offset);
-            if (FKey.Begin <= Offset) {
-                Offset = FKey.End;
-                continue;
-            }
-            const std::size_t Limit = std::min(FKey.Begin, FText.size());
-            for (; Offset < Limit; ++Offset) {
-                if (DoubledAt(FText, Offset, Mark)) return Offset;
-            }
-        }
-        return FText.size();
-    }
-
     [[nodiscard]] std::size_t OpenPart(std::u16string_view Name, TLintPlace Place, std::size_t Parent) {
-        if (Name.empty()) FReport.AddProblem(Place, u"part has no name: it can be reached by its index only");
+        const auto [First, New] = FParts.try_emplace({Parent, PartIdentOf(Name)}, FReport.Parts.size());
+        if (Name.empty()) {
+            FReport.AddProblem(Place, u"part has no name: it can be reached by its index only");
+        } else if (!New) {
+            FReport.AddProblem(Place, u"part " + QuoteLintName(Name) + u" has the name of the part at " +
+                                          PlaceText(FReport.Parts[First->second].Place) +
+                                          u": it can be reached by its index only");
+        }
         FReport.Parts.push_back({std::u16string(Name), Place, Parent, FReport.Parts[Parent].Depth + 1, {}});
         CountName(Place);
         return FReport.Parts.size() - 1;
@@ -185,17 +144,19 @@ private:
             ++Tags[Seen->second].Count;
             return;
         }
-        const auto [Same, NewTag] = FTags.try_emplace({Part, platform::UpperCase(Name)}, Tags.size());
+        const auto [Same, NewTag] = FTags.try_emplace({Part, Name}, Tags.size());
         Seen->second = Same->second;
         if (NewTag) {
             if (Name.empty()) FReport.AddProblem(Place, u"tag has no name: it can never be filled");
-            Tags.push_back({std::u16string(Name), Place});
+            Tags.push_back({std::u16string(Name), Place, 1, IsTemplateMember(Name)});
             CountName(Place);
             return;
         }
         TLintName& First = Tags[Same->second];
         ++First.Count;
-        FReport.AddProblem(Place, u"tag " + QuoteLintName(Name) + u" differs only in letter case from " +
+        const bool ByCase = platform::UpperCase(Name) == platform::UpperCase(First.Name);
+        FReport.AddProblem(Place, u"tag " + QuoteLintName(Name) +
+                                      (ByCase ? u" differs only in letter case from " : u" is the same as ") +
                                       QuoteLintName(First.Name) + u" at " + PlaceText(First.Place));
     }
 
@@ -207,34 +168,42 @@ private:
     }
 
     [[nodiscard]] static bool ClosesPart(std::u16string_view Closing, std::u16string_view Part) {
-        return Closing.empty() || Closing == Part ||
-               platform::UpperCase(Closing) == platform::UpperCase(Part);
+        return Closing.empty() || Closing == Part || TPartName(Closing).IsOf(PartIdentOf(Part));
     }
 
+    /// A name in a part.
     template <class TText>
-    struct TPartName {
+    struct TNameIn {
         std::size_t Part;
         TText Name;
-        bool operator==(const TPartName&) const = default;
+        bool operator==(const TNameIn&) const = default;
     };
     struct THash {
+        std::size_t operator()(const TNameIn<std::u16string_view>& Key) const {
+            return std::hash<std::u16string_view>()(Key.Name) * 31 + Key.Part;
+        }
+    };
+    /// Names are the same when templates say so.
+    struct TOrder {
         template <class TText>
-        std::size_t operator()(const TPartName<TText>& Key) const {
-            return std::hash<TText>()(Key.Name) * 31 + Key.Part;
+        bool operator()(const TNameIn<TText>& Left, const TNameIn<TText>& Right) const {
+            if (Left.Part != Right.Part) return Left.Part < Right.Part;
+            return UserNameMatch(false).Compare(Left.Name, Right.Name) < 0;
         }
     };
 
     static constexpr std::size_t None = std::u16string_view::npos;
 
     std::u16string_view FText; // without what an unclosed key drops
+    std::u16string FHidden;    // the text with its keys hidden; empty while there is none
     TLintReport& FReport;
     std::size_t FNames = 0;
     bool FFull = false;
-    TKeySpan FKey{0, 0}; // the one at or after the place that FindDoubled has reached
-    // Index of a tag in its part, by the spelling met and by the name in upper case: only a new spelling is
-    // cased.
-    std::unordered_map<TPartName<std::u16string_view>, std::size_t, THash> FSpellings;
-    std::unordered_map<TPartName<std::u16string>, std::size_t, THash> FTags;
+    // Index of a tag in its part, by the spelling met and by the name: only a new spelling is compared.
+    std::unordered_map<TNameIn<std::u16string_view>, std::size_t, THash> FSpellings;
+    std::map<TNameIn<std::u16string_view>, std::size_t, TOrder> FTags;
+    std::map<TNameIn<std::u16string>, std::size_t, TOrder>
+        FParts; // the first of a name, by parent and identifier
 };
 
 } // namespace

@@ -11,6 +11,8 @@
 
 #pragma once
 
+#include "templates/PlaceCursor.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -19,20 +21,15 @@
 
 namespace zutools {
 
-/// Line and column, both 1-based. Columns count characters (code points); a line ends at LF or CR LF. A
-/// byte-order mark is not counted.
-struct TLintPlace {
-    std::size_t Line = 1;
-    std::size_t Column = 1;
-    friend auto operator<=>(const TLintPlace&, const TLintPlace&) = default;
-};
-
 /// One tag of a template or part, or one language key: its first spelling, where that stands, and how often
-/// it occurs. Spellings of a tag that differ in letter case only count as one.
+/// it occurs. Spellings of a tag that templates take for the same name count as one.
 struct TLintName {
     std::u16string Name;
     TLintPlace Place;
     std::size_t Count = 1;
+    /// A tag that is named like a member of templates: `page.NAME = "x"` loads a template instead of filling
+    /// it.
+    bool IsMember = false;
 };
 
 /// The template itself (element 0, without a name) or one of its parts, in the order in which they open: a

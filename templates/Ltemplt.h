@@ -27,10 +27,9 @@
 #include "core/Zuslist.h"
 #include "host/Exception.h"
 #include "host/ScriptObjects.h"
-#include "templates/ParsedTemplate.h"
-#include "templates/TagValues.h"
 
 #include <concepts>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -39,6 +38,7 @@
 namespace zutools {
 
 class TParamsList;
+class TParsedTemplate;
 class TZTSTemplateCache;
 struct TServices;
 
@@ -77,13 +77,14 @@ class TTagHandle {
 public:
     TTagHandle() = default;
     /// False when the template has no such tag; setting it then does nothing.
-    explicit operator bool() const { return FSlot != TParsedTemplate::NoSlot; }
+    explicit operator bool() const { return FSlot != NoSlot; }
 
 private:
     friend class TTemplate;
+    static constexpr std::uint32_t NoSlot = UINT32_MAX;
     explicit TTagHandle(std::uint32_t Slot)
         : FSlot(Slot) {}
-    std::uint32_t FSlot = TParsedTemplate::NoSlot;
+    std::uint32_t FSlot = NoSlot;
 };
 
 /// What templates lean on, for callers that do not want the process-wide objects. Both outlive the templates.
@@ -95,14 +96,13 @@ struct TTemplateEnvironment {
 
 class TTemplate : public TIObject {
 public:
-    using TPartList = std::vector<std::unique_ptr<TTemplate>>;
-
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
     /// An empty template in the language of the calling thread's session, on the process-wide cache and
     /// services.
     TTemplate();
+    /// The same on others. The environment itself is copied.
     explicit TTemplate(const TTemplateEnvironment& Environment);
     ~TTemplate() override;
 
@@ -112,12 +112,12 @@ public:
     /// another letter case does nothing. An empty name empties the body.
     /// @throws TSystemError, ETemplate as told above.
     void SetTemplateName(std::u16string_view Name);
-    [[nodiscard]] const std::u16string& Name() const { return FNameOfText ? FParsed->Origin().Name : sName; }
+    [[nodiscard]] const std::u16string& Name() const;
 
     /// Changes the language and loads a named template again. The same language in another letter case does
     /// nothing; a blank one means the application's default.
     void SetLanguageID(std::u16string_view Value);
-    [[nodiscard]] const std::u16string& LanguageID() const { return FLanguageID; }
+    [[nodiscard]] const std::u16string& LanguageID() const;
 
     /// Replaces the text: tags and parts go, the name is cleared. Language keys are not replaced.
     void SetBody(std::u16string Text);
@@ -135,10 +135,15 @@ public:
 
     /// Appends a part that parses `TBuff` from `CurPos`; where the parent goes on.
     int AddPart(int CurPos, std::u16string TBuff, std::u16string_view PartName);
+    /// Appends a part that was made elsewhere, and owns it. @throws ETemplate for null.
+    TTemplate& AddPart(std::unique_ptr<TTemplate> Part);
 
     /// Copies text, tags and parts without the values; null does nothing. Copies are independent: what they
-    /// share is immutable. Takes over RaiseException too.
+    /// share is immutable. Takes over RaiseException too. The source may be a part of this template, and this
+    /// one a part of the source.
     void Assign(const TTemplate* Source);
+    /// The same from a text that was read from a file: what the cache hands out.
+    void Assign(std::shared_ptr<const TParsedTemplate> Text);
 
     void ClearTagsList();
     void ClearParts();
@@ -197,33 +202,33 @@ public:
     /// The tags as lists. The first call makes them; from then on they are what counts until the next load,
     /// and filling and building walk them, which is slower.
     [[nodiscard]] TTags& LTags();
-    /// The direct parts in text order; changes count.
-    [[nodiscard]] TPartList& LParts();
+    /// The direct parts in text order, all of them made. They stay this template's.
+    [[nodiscard]] std::vector<TTemplate*> LParts();
     /// The text without tags and parts.
     [[nodiscard]] std::u16string Body() const;
     /// The whole text last parsed; for a part that of the enclosing template.
     [[nodiscard]] const std::u16string& FullBody() const;
 
     /// The part name in upper case; empty for a whole template.
-    [[nodiscard]] const std::u16string& PartName() const { return FsIdentName; }
-    void SetsIdentName(std::u16string_view Name) { FsIdentName = Name; }
+    [[nodiscard]] const std::u16string& PartName() const;
+    void SetsIdentName(std::u16string_view Name);
 
     // Carets of the parser, informative, computed when asked.
-    [[nodiscard]] int BeginPositionX() const { return Places().Begin.X; }
-    [[nodiscard]] int BeginPositionY() const { return Places().Begin.Y; }
-    [[nodiscard]] int EndPositionX() const { return Places().End.X; }
-    [[nodiscard]] int EndPositionY() const { return Places().End.Y; }
-    [[nodiscard]] int CaretX() const { return Places().Caret.X; }
-    [[nodiscard]] int CaretY() const { return Places().Caret.Y; }
+    [[nodiscard]] int BeginPositionX() const;
+    [[nodiscard]] int BeginPositionY() const;
+    [[nodiscard]] int EndPositionX() const;
+    [[nodiscard]] int EndPositionY() const;
+    [[nodiscard]] int CaretX() const;
+    [[nodiscard]] int CaretY() const;
 
     // --- Errors ---
 
     /// Keeps `Msg` as the last error and raises it when RaiseException is set.
     void HandleError(std::u16string_view Msg);
-    [[nodiscard]] bool RaiseException() const { return FRaiseException; }
-    void SetRaiseException(bool Value) { FRaiseException = Value; }
-    [[nodiscard]] const std::u16string& LastError() const { return FLastError; }
-    void SetLastError(std::u16string_view Value) { FLastError = Value; }
+    [[nodiscard]] bool RaiseException() const;
+    void SetRaiseException(bool Value);
+    [[nodiscard]] const std::u16string& LastError() const;
+    void SetLastError(std::u16string_view Value);
     [[nodiscard]] std::u16string GetDebugInfo() const;
 
     /// Names that are neither registered nor published are tags.
@@ -232,79 +237,18 @@ public:
     bool SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount) override;
 
 private:
-    friend class TZTSTemplateCache;
-    /// The body and the tags once they stand apart from the parsed text.
-    struct TLoose {
-        std::u16string Body;
-        TTags Tags;
-    };
+    struct TState; // TemplateState.h
 
-    /// A part, made when somebody asks for it.
-    TTemplate(const TTemplate& Parent, const TParsedTemplate::TPart& Part);
-    /// An empty part.
-    explicit TTemplate(const TTemplateEnvironment* Environment)
-        : FEnvironment(Environment) {}
-
-    [[nodiscard]] TZTSTemplateCache* Cache() const;
-    [[nodiscard]] const TServices& Services() const;
-
-    void SetName(std::u16string_view Name);
-    void LoadFile();
-    void Parse(std::u16string Text, std::size_t Start, std::u16string_view PartName, bool FromFile);
-    void TakeText(const std::shared_ptr<const TParsedTemplate>& Parsed, const TParsedTemplate::TPart& Part);
-    void CopyTextOf(const TTemplate& Source);
-    void CopyWithParts(const TTemplate& Source);
-    static void FreeParts(TPartList Parts);
-    void CountApart();
-    TLoose& Loosen();
-
-    template <class TPut, class TPutLoose>
-    void PutTagValue(std::u16string_view TagName, TPut Put, TPutLoose PutLoose);
+    explicit TTemplate(std::unique_ptr<TState> State);
     void TakeTagValue(std::u16string_view TagName, std::u16string TagValue);
-    [[nodiscard]] std::uint32_t FindSlot(std::u16string_view TagName) const;
-    [[nodiscard]] std::uint32_t FindSlotByHash(std::u16string_view TagName) const;
-    [[nodiscard]] std::size_t PartCount() const;
-    TTemplate& PartAt(std::size_t Index);
-    template <class TLiteral, class TTag>
-    void Walk(TLiteral Literal, TTag Tag) const;
 
-    [[nodiscard]] TPlaces Places() const;
-    void SettlePlaces();
-
-    const TTemplateEnvironment* FEnvironment = nullptr; // null: the process-wide objects
-
-    static constexpr TParsedTemplate::TPart NoText{};
-
-    // The text. Body and tags are either FPart of FParsed with FValues, or, once it is there, FLoose.
-    std::shared_ptr<const TParsedTemplate> FParsed; // null before the first text; FullBody in either case
-    const TParsedTemplate::TPart* FPart = &NoText;
-    std::span<const std::u16string_view> FNames; // of FPart, by slot; empty while FLoose is there
-    mutable std::uint32_t FNextSlot = 0;         // callers set the tags in the same order time after time
-    TTagValues FValues;
-    std::unique_ptr<TLoose> FLoose;
-
-    // The parts. While FPartsOfText is set, the first FPartsBefore stand before those of the text, and a part
-    // of the text that nobody has asked for yet is null or beyond the end of the list.
-    TPartList FParts;
-    std::size_t FPartsBefore = 0;
-    bool FPartsOfText = false;
-    bool FParsedHere = false; // not assigned: the parts have the errors of their parsing
-
-    // Carets that FParsed still has to tell.
-    bool FPlacesOfText = false;
-    bool FCaretOfText = false;
-    TPlaces FPlaces;
-
-    bool FRaiseException = false;
-    std::u16string FLanguageID;
-    std::u16string FLastError;
-    std::u16string FsIdentName;
-    bool FNameOfText =
-        false;            // the name stands in FParsed, so that a copy from the cache makes none of its own
-    std::u16string sName; // while FNameOfText is not set
+    std::unique_ptr<TState> FState; // never null
 };
 
 class TScriptRegistry;
+
+/// Whether scripts reach something of templates by that name, so that a tag of it is no property.
+[[nodiscard]] bool IsTemplateMember(std::u16string_view Name);
 
 /// Registers the script names of TTemplate, and takes them back.
 void RegisterLtemplt(TScriptRegistry& Registry);

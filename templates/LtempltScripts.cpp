@@ -2,7 +2,10 @@
 
 #include "core/Lparams.h"
 #include "host/Format.h"
+#include "host/StringHelpers.h"
 #include "templates/Ltemplt.h"
+
+#include <algorithm>
 
 namespace zutools {
 
@@ -117,7 +120,7 @@ constexpr TPropInfo Properties[] = {
      u"the name of this part; empty for a whole template"},
     {u"DebugInfo", TTypeKind::tkUString, u"string",
      [](const TObject& Target) { return TKXVariant(Self(Target).GetDebugInfo()); }, nullptr,
-     u"tags and parts in words"},
+     u"the length of the text without tags and parts, in words"},
     {u"RaiseException", TTypeKind::tkEnumeration, u"Boolean",
      [](const TObject& Target) { return TKXVariant(Self(Target).RaiseException()); },
      [](TObject& Target, const TKXVariant& Value) { Self(Target).SetRaiseException(Value.AsBoolean()); },
@@ -188,6 +191,12 @@ bool TTemplate::SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, 
 
 void RegisterLtemplt(TScriptRegistry& Registry) {
     Registry.RegisterClass(TTemplate::StaticClass());
+}
+
+bool IsTemplateMember(std::u16string_view Name) {
+    return TTemplate::StaticClass().FindProperty(Name) != nullptr ||
+           std::ranges::any_of(ScriptNames,
+                               [Name](const TScriptMember& Each) { return SameText(Each.Name, Name); });
 }
 
 void UnregisterLtemplt(TScriptRegistry& Registry) {

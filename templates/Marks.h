@@ -1,15 +1,12 @@
-// The two inner loops of templates: finding a pair of characters such as "[[", and copying short runs of
-// characters.
+// The one scanner of marks: "[[name]]" and "{{key}}".
 //
-// Used by the parser and the builder only. Nothing here allocates or reads outside the ranges given.
+// The parser, the carets, the language keys and the linter find their marks here, so that all of them read
+// one grammar: a doubled opening character begins a mark, and the next doubled closing character ends it.
+// Nothing nests and nothing is escaped.
 
 #pragma once
 
-#include "host/StringHelpers.h"
-
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
 #include <string_view>
 
 #if defined(__SSE2__)
@@ -18,8 +15,31 @@
 
 namespace zutools {
 
-/// 0-based offset of the first place at or after `From` where `First` and `Second` stand side by side; `npos`
-/// when there is none.
+/// A mark and its place in the text, in 0-based units.
+struct TMark {
+    enum class TState { None, Unclosed, Closed };
+
+    TState State = TState::None;
+    std::size_t Begin = 0;      // of the opening pair; the text's size when there is no mark
+    std::size_t End = 0;        // one past the closing pair; the text's size when it is not closed
+    std::u16string_view Name{}; // what stands between the pairs
+
+    [[nodiscard]] bool IsClosed() const { return State == TState::Closed; }
+    // What a tag's mark is for.
+    [[nodiscard]] bool OpensPart() const { return Name.starts_with(u'!'); }
+    [[nodiscard]] bool ClosesPart() const { return Name.starts_with(u'/'); }
+};
+
+/// The two characters of a kind of mark, each standing twice.
+struct TMarkKind {
+    char16_t Opening;
+    char16_t Closing;
+};
+inline constexpr TMarkKind TagMark{u'[', u']'};
+inline constexpr TMarkKind LanguageKeyMark{u'{', u'}'};
+
+/// The first place at or after `From` where `First` and `Second` stand side by side; the text's size when
+/// there is none.
 [[nodiscard]] inline std::size_t FindPair(std::u16string_view Text, std::size_t From, char16_t First,
                                           char16_t Second) {
     const char16_t* const Units = Text.data();
@@ -30,10 +50,21 @@ namespace zutools {
     // a time: a pair matches where both the text and the text moved by one unit do.
     const __m128i Left = _mm_set1_epi16(static_cast<short>(First));
     const __m128i Right = _mm_set1_epi16(static_cast<short>(Second));
+    const auto Load = [Units](std::size_t At) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(Units + At));
+    };
     for (; Place + 9 <= Size; Place += 8) {
-        const __m128i Here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(Units + Place));
-        const __m128i Next = _mm_loadu_si128(reinterpret_cast<const __m128i*>(Units + Place + 1));
-        const __m128i Both = _mm_and_si128(_mm_cmpeq_epi16(Here, Left), _mm_cmpeq_epi16(Next, Right));
+        // Most stretches hold neither: 32 units without the first one are passed over at a time.
+        for (; Place + 33 <= Size; Place += 32) {
+            const __m128i Any = _mm_or_si128(
+                _mm_or_si128(_mm_cmpeq_epi16(Load(Place), Left), _mm_cmpeq_epi16(Load(Place + 8), Left)),
+                _mm_or_si128(_mm_cmpeq_epi16(Load(Place + 16), Left),
+                             _mm_cmpeq_epi16(Load(Place + 24), Left)));
+            if (_mm_movemask_epi8(Any) != 0) break;
+        }
+        if (Place + 9 > Size) break;
+        const __m128i Both =
+            _mm_and_si128(_mm_cmpeq_epi16(Load(Place), Left), _mm_cmpeq_epi16(Load(Place + 1), Right));
         const auto Hits = static_cast<unsigned>(_mm_movemask_epi8(Both));
         if (Hits != 0) return Place + static_cast<unsigned>(__builtin_ctz(Hits)) / 2;
     }
@@ -41,36 +72,18 @@ namespace zutools {
     for (; Place + 2 <= Size; ++Place) {
         if (Units[Place] == First && Units[Place + 1] == Second) return Place;
     }
-    return std::u16string_view::npos;
+    return Size;
 }
 
-/// The first place where `Mark` stands twice in a row.
-[[nodiscard]] inline std::size_t FindDoubled(std::u16string_view Text, std::size_t From, char16_t Mark) {
-    return FindPair(Text, From, Mark, Mark);
-}
-
-/// Copies `Count` units to `Target`, which has room for them and does not overlap; the place after the last
-/// one. Most tag values and many literals are a few characters long, where a call of memcpy costs more than
-/// the copy: two fixed-size moves that may overlap in the middle cover every length of a class.
-inline char16_t* CopyUnits(char16_t* Target, const char16_t* Source, std::size_t Count) {
-    const auto Ends = [&]<std::size_t Units>() {
-        std::memcpy(Target, Source, Units * sizeof(char16_t));
-        std::memcpy(Target + (Count - Units), Source + (Count - Units), Units * sizeof(char16_t));
-    };
-    if (Count > 32) {
-        std::memcpy(Target, Source, Count * sizeof(char16_t));
-    } else if (Count >= 16) {
-        Ends.template operator()<16>();
-    } else if (Count >= 8) {
-        Ends.template operator()<8>();
-    } else if (Count >= 4) {
-        Ends.template operator()<4>();
-    } else if (Count >= 2) {
-        Ends.template operator()<2>();
-    } else if (Count == 1) {
-        *Target = *Source;
-    }
-    return Target + Count;
+/// The first mark of that kind at or after `From`.
+[[nodiscard]] inline TMark FindMark(std::u16string_view Text, std::size_t From, TMarkKind Kind) {
+    const std::size_t Begin = FindPair(Text, From, Kind.Opening, Kind.Opening);
+    if (Begin >= Text.size()) return {TMark::TState::None, Text.size(), Text.size()};
+    const std::size_t NameBegin = Begin + 2;
+    const std::size_t NameEnd = FindPair(Text, NameBegin, Kind.Closing, Kind.Closing);
+    const std::u16string_view Name = Text.substr(NameBegin, NameEnd - NameBegin);
+    if (NameEnd >= Text.size()) return {TMark::TState::Unclosed, Begin, Text.size(), Name};
+    return {TMark::TState::Closed, Begin, NameEnd + 2, Name};
 }
 
 } // namespace zutools

@@ -18,6 +18,9 @@ namespace zutools {
 namespace {
 
 constexpr std::u16string_view TooLongText = u"Template text is too long: %d characters.";
+constexpr std::u16string_view UnclosedTagText = u"Not found close tags (%s) in template: %s.";
+constexpr std::u16string_view UnclosedPartText =
+    u"Not found close tags (%s) of part: \"%s\" in template: %s.";
 
 /// Names compare as in the sorted lists: by the user's collation, ignoring case.
 const TNameMatch& UserNames() {
@@ -26,22 +29,6 @@ const TNameMatch& UserNames() {
 
 bool SameName(std::u16string_view Left, std::u16string_view Right) {
     return SameUnits(Left, Right) || UserNames().Same(Left, Right);
-}
-
-/// The caret after the characters Begin to End of `Text`, none of which belongs to a mark.
-TCaret Advance(TCaret Caret, std::u16string_view Text, std::size_t Begin, std::size_t End) {
-    const std::size_t Last = Text.size() < 2 ? 0 : Text.size() - 2;
-    while (Begin < End) {
-        // Kept on purpose: a line ends at LF followed by CR, not at CR LF, and each of the last two
-        // characters counts as a line end. The carets are informative and nothing depends on them.
-        std::size_t LineEnd = std::min(FindPair(Text.substr(0, End + 1), Begin, u'\n', u'\r'), Last);
-        LineEnd = std::max(LineEnd, Begin);
-        if (LineEnd >= End) break;
-        Caret = {0, Caret.Y + 1};
-        Begin = LineEnd + 1;
-    }
-    Caret.X += static_cast<int>(End - Begin);
-    return Caret;
 }
 
 } // namespace
@@ -63,24 +50,21 @@ public:
     void Run(std::size_t Start) {
         Open({}, Start);
         std::size_t Place = Start;
-        for (;;) {
-            const std::size_t Mark = FindDoubled(FText, Place, u'[');
-            if (Mark == std::u16string_view::npos) return Fail(Place, FText.size(), TFault::UnclosedPart);
-            const std::size_t Close = FindDoubled(FText, Mark + 2, u']');
-            if (Close == std::u16string_view::npos) return Fail(Place, Mark, TFault::UnclosedTag);
-            const std::u16string_view Tag(FText.data() + Mark + 2, Close - Mark - 2);
-            const std::size_t Next = Close + 2;
-            if (Tag.starts_with(u'!')) {
-                AddLiteral(Place, Mark);
-                Open(Tag.substr(1), Next);
-            } else if (Tag.starts_with(u'/')) {
-                AddLiteral(Place, Mark);
-                this->Close(Next);
-                if (FOpen.empty()) return;
+        while (!FOpen.empty()) {
+            const TMark Mark = FindMark(FText, Place, TagMark);
+            if (!Mark.IsClosed()) return Fail(Place, Mark);
+            if (Mark.OpensPart()) {
+                AddLiteral(Place, Mark.Begin);
+                Open(Mark.Name.substr(1), Mark.End);
+            } else if (Mark.ClosesPart()) {
+                // Kept on purpose: at the top it ends the text, and the rest is ignored.
+                AddLiteral(Place, Mark.Begin);
+                Close(Mark.End);
             } else {
-                AddPiece(Place, Mark, Slot(Tag));
+                AddPiece(Place, Mark.Begin, Slot(Mark.Name));
+                ++FTarget.FParts[FOpen.back().Part].TagCount;
             }
-            Place = Next;
+            Place = Mark.End;
         }
     }
 
@@ -108,7 +92,7 @@ private:
         Part.Start = static_cast<std::uint32_t>(Start);
         if (!FOpen.empty()) {
             FChildren.push_back(Index);
-            const std::u16string Ident = AnsiUpperCase(Name);
+            const std::u16string Ident = PartIdentOf(Name);
             Part.FirstIdent = static_cast<std::uint32_t>(FTarget.FIdents.size());
             Part.IdentLength = static_cast<std::uint32_t>(Ident.size());
             FTarget.FIdents += Ident;
@@ -139,14 +123,15 @@ private:
     }
 
     /// The text ended too early: every open part ends with it.
-    void Fail(std::size_t Place, std::size_t LiteralEnd, TFault Fault) {
-        AddLiteral(Place, LiteralEnd);
+    void Fail(std::size_t Place, const TMark& Last) {
+        AddLiteral(Place, Last.Begin);
+        const bool InTag = Last.State == TMark::TState::Unclosed;
         for (bool Innermost = true; !FOpen.empty(); Innermost = false) {
             TPart& Part = FTarget.FParts[FOpen.back().Part];
             const bool HasName = FOpen.size() > 1 ? !Part.Name.empty() : FTarget.FOrigin.IsPart;
             // A raised error ends the work: the parts around then record none.
             const bool Ended = FTarget.Raised();
-            if (Innermost && Fault == TFault::UnclosedTag) {
+            if (Innermost && InTag) {
                 Part.Fault = TFault::UnclosedTag;
             } else if (HasName && !Ended) {
                 // Kept on purpose: a part without a name may stay open.
@@ -227,6 +212,12 @@ std::shared_ptr<const TParsedTemplate> TParsedTemplate::Parse(std::u16string Tex
     return Result;
 }
 
+std::shared_ptr<const TParsedTemplate> TParsedTemplate::Empty() {
+    static const std::shared_ptr<const TParsedTemplate> Text = Parse({}, 0, {});
+    // Without an owner, so that no thread waits for another one's counting.
+    return {std::shared_ptr<const TParsedTemplate>(), Text.get()};
+}
+
 template <class TSame>
 const TParsedTemplate::TIndexEntry& TParsedTemplate::Probe(std::uint32_t Part, std::uint64_t Hash,
                                                            TSame Same) const {
@@ -272,29 +263,23 @@ std::span<const std::uint32_t> TParsedTemplate::SortedSlots(const TPart& Part) c
     return std::span(FSorted).subspan(Part.FirstSlot, Part.SlotCount);
 }
 
-TPlaces TParsedTemplate::Places(const TPart& Part) const {
-    const bool IsRoot = &Part == &Root();
-    TPlaces Result = IsRoot ? FOrigin.Before : TPlaces{};
-    TCaret& Caret = Result.Caret;
-    std::size_t Opened = 0;
-    std::size_t Place = Part.Start;
-    while (Place < Part.Finish) {
-        const std::size_t Mark = std::min<std::size_t>(FindDoubled(FText, Place, u'['), Part.Finish);
-        Caret = Advance(Caret, FText, Place, Mark);
-        if (Mark == Part.Finish) break;
-        Caret.X += 2;
-        const std::size_t Close = std::min<std::size_t>(FindDoubled(FText, Mark + 2, u']'), Part.Finish);
-        Caret = Advance(Caret, FText, Mark + 2, Close);
-        if (Close == Part.Finish) break;
-        Caret.X += 2;
-        Place = Close + 2;
-        if (FText[Mark + 2] != u'!') continue;
-        // A part walks with a caret of its own.
-        Result.Begin = Result.End = Caret;
-        Place = Child(Part, Opened++).Finish;
-    }
-    if (IsRoot && FOrigin.FromFile && !Raised()) Result.End = Caret;
+std::u16string PartIdentOf(std::u16string_view Name) {
+    const char16_t* const Upper = KX_UpCaseTable();
+    std::u16string Result(Name);
+    for (char16_t& Character : Result) Character = Upper[Character];
     return Result;
+}
+
+bool TPartName::IsOf(std::u16string_view Ident) const {
+    // A letter and its capital need not be the same for the collation, as "\u0131" and "I" are not. A part is
+    // found by its own name all the same.
+    return Ident == FIdent || SameName(Ident, FName);
+}
+
+std::u16string FaultText(TParsedTemplate::TFault Fault, std::u16string_view PartName,
+                         std::u16string_view TemplateName) {
+    if (Fault == TParsedTemplate::TFault::UnclosedTag) return Format(UnclosedTagText, {u"]]", TemplateName});
+    return Format(UnclosedPartText, {u"[[/...]]", PartName, TemplateName});
 }
 
 } // namespace zutools

@@ -1,6 +1,6 @@
 // TParsedTemplate: one text, parsed once into parts, literal pieces and tag names, and shared by every copy.
 //
-// TTemplate holds one and adds values; nobody else needs it. Immutable after Parse, so any number of threads
+// TTemplate holds one and adds values; the cache keeps them. Immutable after Parse, so any number of threads
 // may read it. Everything is flat: pieces and names are ranges of the text, parts stand in one array in the
 // order in which they open, so that nesting of any depth is parsed, copied and freed without recursion.
 
@@ -16,7 +16,7 @@
 
 namespace zutools {
 
-/// A caret of the parser: column and line, both counted from 0. Informative only.
+/// Column and line, both counted from 0.
 struct TCaret {
     int X = 0;
     int Y = 0;
@@ -55,28 +55,33 @@ public:
         std::uint32_t FirstChild = 0;
         std::uint32_t ChildCount = 0;
         std::uint32_t BodyLength = 0;
+        std::uint32_t TagCount = 0; // places of tags; SlotCount when no tag stands twice
         TFault Fault = TFault::None;
         bool Simple = true; // hashes tell its tag names apart; the collator is not needed
     };
 
-    /// What the template that parses passes on to the parts, and the state of its carets before.
+    /// Where a text comes from, and what the template that parses it passes on to the parts.
     struct TOrigin {
+        std::u16string Name; // of the template; empty for a text that was not read from a file
         std::u16string LanguageID;
         bool RaiseException = false;
         bool FromFile = false;
         bool IsPart = false; // the root was given a part name, so its closing mark must come
-        TPlaces Before;
-        std::u16string Name; // of the template; empty for a part
+        TPlaces Before{};    // the carets of that template
     };
 
     /// Parses `Text` from the 0-based `Start`.
     /// @throws ETemplate when the text has 2^31 - 2 characters or more: positions are 32-bit.
     [[nodiscard]] static std::shared_ptr<const TParsedTemplate> Parse(std::u16string Text, std::size_t Start,
                                                                       TOrigin Origin);
+    /// The text that a template has before it is given one. One for all, without a counter.
+    [[nodiscard]] static std::shared_ptr<const TParsedTemplate> Empty();
 
     [[nodiscard]] const std::u16string& Text() const { return FText; }
     [[nodiscard]] const TOrigin& Origin() const { return FOrigin; }
     [[nodiscard]] const TPart& Root() const { return FParts.front(); }
+    /// All parts in the order in which they open, the root first.
+    [[nodiscard]] std::span<const TPart> Parts() const { return FParts; }
     [[nodiscard]] std::span<const TPiece> Pieces(const TPart& Part) const {
         return std::span(FPieces).subspan(Part.FirstPiece, Part.PieceCount);
     }
@@ -100,8 +105,6 @@ public:
     [[nodiscard]] std::uint32_t FindSlot(const TPart& Part, std::u16string_view Name) const;
     /// The slots in the sorted order of their names.
     [[nodiscard]] std::span<const std::uint32_t> SortedSlots(const TPart& Part) const;
-    /// The carets after parsing; walks the part's text, so it is asked only when somebody wants to know.
-    [[nodiscard]] TPlaces Places(const TPart& Part) const;
 
 private:
     class TParser;
@@ -130,7 +133,37 @@ private:
 
     mutable std::once_flag FSortOnce;
     mutable std::vector<std::uint32_t>
-        FSorted; // parallel to FNames; made when an index first asks for the order
+        FSorted; // the slots of all parts; made when somebody asks for the order
 };
+
+/// What a template is made of: a parsed text, or one part of it.
+struct TTextStretch {
+    std::shared_ptr<const TParsedTemplate> Parsed = TParsedTemplate::Empty(); // never null
+    const TParsedTemplate::TPart* Part = &Parsed->Root();
+
+    [[nodiscard]] std::span<const TParsedTemplate::TPiece> Pieces() const { return Parsed->Pieces(*Part); }
+    [[nodiscard]] std::span<const std::u16string_view> Names() const { return Parsed->Names(*Part); }
+};
+
+/// The identifier of a part: its name in upper case, character by character, so that it keeps its length and
+/// "Straße" stays another name than "Strasse".
+[[nodiscard]] std::u16string PartIdentOf(std::u16string_view Name);
+
+/// A part name that somebody asks for, in any letter case.
+class TPartName {
+public:
+    explicit TPartName(std::u16string_view Name)
+        : FName(Name)
+        , FIdent(PartIdentOf(Name)) {}
+    [[nodiscard]] bool IsOf(std::u16string_view Ident) const;
+
+private:
+    std::u16string_view FName;
+    std::u16string FIdent;
+};
+
+/// What is wrong with a text, as templates tell it. `PartName` as written.
+[[nodiscard]] std::u16string FaultText(TParsedTemplate::TFault Fault, std::u16string_view PartName,
+                                       std::u16string_view TemplateName);
 
 } // namespace zutools

@@ -5,12 +5,13 @@
 
 #pragma once
 
-#include "templates/Marks.h"
+#include "templates/CopyUnits.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -29,25 +30,22 @@ class TTagValues {
 
 public:
     /// `Slots` empty values. Memory is taken at the first Set and kept from one filling to the next.
-    void Reset(std::size_t Slots) {
-        FSlots = Slots;
-        FSpans.clear();
-        FTaken.clear();
-        FUsed = FWaste = 0;
-    }
+    explicit TTagValues(std::size_t Slots)
+        : FSlots(Slots) {}
 
     /// Makes every value empty. Each keeps its room, because the next one is mostly as long.
     void Clear() {
-        for (TSpan& Span : FSpans) Span.Length = 0;
+        for (TSpan& Span : Spans()) Span.Length = 0;
         FTaken.clear();
+        FTotal = 0;
     }
 
-    /// Reads values; valid until the next change.
+    /// Reads values; valid until the next change. Behind each value CopySlack more units may be read.
     class TReader {
     public:
         explicit TReader(const TTagValues& Values)
-            : FSpans(Values.FSpans.empty() ? nullptr : Values.FSpans.data()) {}
-        /// The value of `Slot`, which is below the count given to Reset.
+            : FSpans(Values.FSpans.get()) {}
+        /// The value of `Slot`, which is below the count given to the constructor.
         [[nodiscard]] std::u16string_view operator[](std::uint32_t Slot) const {
             return FSpans == nullptr ? std::u16string_view() : FSpans[Slot].View();
         }
@@ -59,24 +57,28 @@ public:
 
     /// `Value` may not be a view of a value of this object.
     void Set(std::uint32_t Slot, std::u16string_view Value) {
-        if (FSpans.empty()) FSpans.resize(FSlots);
+        if (FSpans == nullptr || Value.size() > FSpans[Slot].Room) return SetInNewRoom(Slot, Value);
         TSpan& Span = FSpans[Slot];
-        if (Value.size() > Span.Room) MakeRoom(Span, Value.size());
+        FTotal += Value.size() - Span.Length;
         Span.Length = Value.size();
         CopyUnits(Span.Begin, Value.data(), Value.size());
     }
+
+    /// The length of all values together.
+    [[nodiscard]] std::size_t Total() const { return FTotal; }
 
     /// Takes a long value over instead of copying it.
     void Take(std::uint32_t Slot, std::u16string Value) {
         constexpr std::size_t Long = 256;
         if (Value.size() < Long) return Set(Slot, Value);
-        if (FSpans.empty()) FSpans.resize(FSlots);
+        if (FSpans == nullptr) FSpans = std::make_unique<TSpan[]>(FSlots);
         auto Taken =
             std::find_if(FTaken.begin(), FTaken.end(), [&](const TTaken& Each) { return Each.Slot == Slot; });
         if (Taken == FTaken.end()) Taken = FTaken.insert(Taken, {Slot, {}});
         Taken->Value = std::move(Value);
         TSpan& Span = FSpans[Slot];
         FWaste += Span.Room;
+        FTotal += Taken->Value.size() - Span.Length;
         Span = {Taken->Value.data(), Taken->Value.size(), 0};
     }
 
@@ -86,6 +88,19 @@ private:
         std::u16string
             Value; // too long to lie inside the string object, so its address holds when this moves
     };
+
+    [[nodiscard]] std::span<TSpan> Spans() const { return {FSpans.get(), FSpans == nullptr ? 0 : FSlots}; }
+
+    /// Apart from Set, so that the usual way through it stays short.
+    [[gnu::noinline]] void SetInNewRoom(std::uint32_t Slot, std::u16string_view Value) {
+        if (FSpans == nullptr) FSpans = std::make_unique<TSpan[]>(FSlots);
+        TSpan& Span = FSpans[Slot];
+        FTotal -= Span.Length;
+        MakeRoom(Span, Value.size());
+        FTotal += Value.size();
+        Span.Length = Value.size();
+        CopyUnits(Span.Begin, Value.data(), Value.size());
+    }
 
     /// New room at the end of the block; the old room is lost until the block moves.
     void MakeRoom(TSpan& Span, std::size_t Room) {
@@ -102,9 +117,9 @@ private:
         constexpr std::size_t UnitsForAValue = 16;
         const std::size_t Needed = FUsed - FWaste + Room;
         const std::size_t Size = std::max(Needed + Needed / 2, FSlots * UnitsForAValue);
-        auto Block = std::make_unique_for_overwrite<char16_t[]>(Size);
+        auto Block = std::make_unique_for_overwrite<char16_t[]>(Size + CopySlack);
         char16_t* Place = Block.get();
-        for (TSpan& Span : FSpans) {
+        for (TSpan& Span : Spans()) {
             if (Span.Room == 0) continue;
             CopyUnits(Place, Span.Begin, Span.Length);
             Span.Begin = Place;
@@ -116,8 +131,9 @@ private:
         FWaste = 0;
     }
 
-    std::size_t FSlots = 0;
-    std::vector<TSpan> FSpans; // empty until the first Set
+    std::size_t FSlots;
+    std::size_t FTotal = 0;          // of all lengths
+    std::unique_ptr<TSpan[]> FSpans; // of all slots; null until the first Set
     std::unique_ptr<char16_t[]> FBlock;
     std::size_t FSize = 0;      // units of the block
     std::size_t FUsed = 0;      // of them given to slots so far

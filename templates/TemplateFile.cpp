@@ -1,13 +1,13 @@
 #include "templates/TemplateFile.h"
 
 #include "host/Format.h"
+#include "host/Services.h"
 #include "host/StringHelpers.h"
 #include "platform/File.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
-
-#include <algorithm>
-#include <span>
+#include "templates/Lint.h"
+#include "templates/Marks.h"
 
 namespace zutools {
 
@@ -55,11 +55,26 @@ std::u16string ReadTemplateFile(std::u16string_view Directory, std::u16string_vi
     platform::TConversion<std::u16string> Decoded = platform::Utf8ToUtf16Strict(Text);
     if (!Decoded.Error) return std::move(Decoded.Text);
 
-    const std::u16string_view Good = Decoded.Text;
-    const auto Line = std::count(Good.begin(), Good.end(), u'\n') + 1;
-    const std::size_t Column = Good.size() - (Good.rfind(u'\n') + 1) + 1; // npos + 1 is 0
+    const TLintPlace Place = TPlaceCursor(Decoded.Text).At(Decoded.Text.size());
     const std::size_t Offset = Decoded.Error->Offset + (Marked ? platform::Utf8ByteOrderMark.size() : 0);
-    throw ETemplateFile(Format(ReadErrorText, {Path, Format(MalformedText, {Line, Column, Offset})}), true);
+    const std::u16string Reason = Format(MalformedText, {Place.Line, Place.Column, Offset});
+    throw ETemplateFile(Format(ReadErrorText, {Path, Reason}), true);
+}
+
+void ReplaceLanguageKeys(std::u16string& Text, TLocalizatorTable& Localizer, std::u16string_view LanguageID) {
+    TMark Key = FindMark(Text, 0, LanguageKeyMark);
+    if (Key.State == TMark::TState::None) return;
+    std::u16string Output;
+    Output.reserve(Text.size());
+    std::size_t Place = 0;
+    for (; Key.IsClosed(); Key = FindMark(Text, Place, LanguageKeyMark)) {
+        Output.append(Text, Place, Key.Begin - Place);
+        const std::u16string Localized = Localizer.GetString(Key.Name, LanguageID);
+        if (Localized != std::u16string_view(u"\0", 1)) Output += Localized;
+        Place = Key.End;
+    }
+    Output.append(Text, Place, Key.Begin - Place); // up to a key that is still open, or to the end
+    Text = std::move(Output);
 }
 
 } // namespace zutools

@@ -6,10 +6,13 @@
 #include "templates/Ltemplt.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace zutools {
+
+class TLocalizatorTable;
 
 /// The largest template file that is read unless the cache says otherwise.
 inline constexpr std::uint64_t DefaultMaxTemplateSize = 64 * 1024 * 1024;
@@ -36,5 +39,9 @@ private:
 ///         not UTF-8.
 [[nodiscard]] std::u16string ReadTemplateFile(std::u16string_view Directory, std::u16string_view Name,
                                               std::uint64_t MaxSize);
+
+/// Replaces every "{{key}}" by its text in that language. A text of one U+0000 means nothing; a key that is
+/// open at the end is dropped. Calls the localizer.
+void ReplaceLanguageKeys(std::u16string& Text, TLocalizatorTable& Localizer, std::u16string_view LanguageID);
 
 } // namespace zutools

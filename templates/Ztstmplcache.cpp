@@ -2,7 +2,7 @@
 
 #include "host/Services.h"
 #include "host/StringHelpers.h"
-#include "templates/Marks.h"
+#include "templates/ParsedTemplate.h"
 #include "templates/TemplateFile.h"
 
 #include <cstring>
@@ -11,56 +11,24 @@ namespace zutools {
 
 std::unique_ptr<TZTSTemplateCache> ZTSTemplateCache;
 
-namespace {
-
-/// The same for texts that differ in the case of A to Z only: bit 5 is left out, four characters are taken at
-/// a time.
-std::uint64_t HashNoCase(std::u16string_view Text) {
-    constexpr std::uint64_t Multiplier = 0x9E3779B97F4A7C15U;
-    constexpr std::uint64_t CaseBits = 0x0020002000200020U;
-    std::uint64_t Hash = Text.size();
-    const auto Mix = [&](std::uint64_t Word) {
-        Hash = (Hash ^ (Word & ~CaseBits)) * Multiplier;
-        Hash ^= Hash >> 32;
-    };
-    while (Text.size() >= 4) {
-        std::uint64_t Word = 0;
-        std::memcpy(&Word, Text.data(), sizeof(Word));
-        Mix(Word);
-        Text.remove_prefix(4);
-    }
-    if (Text.empty()) return Hash;
-    std::uint64_t Rest = 0;
-    for (const char16_t Character : Text) Rest = Rest << 16 | Character;
-    Mix(Rest);
-    return Hash;
-}
-
-bool SameNoCase(std::u16string_view Left, std::u16string_view Right) {
-    return SameUnits(Left, Right) || SameText(Left, Right);
-}
-
-} // namespace
-
-std::size_t TZTSTemplateCache::TKeyHash::operator()(const TKeyView& Key) const {
-    return static_cast<std::size_t>(HashNoCase(Key.LanguageID) * 31 + HashNoCase(Key.Name));
-}
-
-bool TZTSTemplateCache::TKeyEqual::operator()(const TKeyView& Left, const TKeyView& Right) const {
-    return SameNoCase(Left.Name, Right.Name) && SameNoCase(Left.LanguageID, Right.LanguageID);
-}
-
 TZTSTemplateCache::TZTSTemplateCache(const TServices* Services)
-    : FEnvironment{this, Services}
+    : FServices(Services)
     , FMaxFileSize(DefaultMaxTemplateSize) {}
 
-TZTSTemplateCache::~TZTSTemplateCache() {
-    Clear();
+TZTSTemplateCache::~TZTSTemplateCache() = default;
+
+const TServices& TZTSTemplateCache::Services() const {
+    return FServices != nullptr ? *FServices : zutools::Services();
+}
+
+bool TZTSTemplateCache::GetEnabled() const {
+    const std::scoped_lock Guard(*this);
+    return FEnabled;
 }
 
 void TZTSTemplateCache::SetEnabled(bool Value) {
     const std::scoped_lock Guard(*this);
-    FEnabled.store(Value, std::memory_order_release);
+    FEnabled = Value;
 }
 
 std::u16string TZTSTemplateCache::GetTemplateDirectory() const {
@@ -73,35 +41,20 @@ void TZTSTemplateCache::SetTemplateDirectory(std::u16string_view Value) {
     FDirectory = Value;
 }
 
-void TZTSTemplateCache::TShard::Clear() {
-    Recent.fill(nullptr);
-    Masters.clear();
+std::uint64_t TZTSTemplateCache::GetMaxFileSize() const {
+    const std::scoped_lock Guard(*this);
+    return FMaxFileSize;
 }
 
-TTemplate* TZTSTemplateCache::TShard::Find(const TKeyView& Key) {
-    // A few characters tell most names apart; a whole hash would cost more than all the rest.
-    const std::u16string_view Name = Key.Name;
-    const std::size_t Language = Key.LanguageID.empty() ? 0U : Key.LanguageID.back();
-    const std::size_t Mixed = Name.size() * 5 + Name.back() + Name[Name.size() / 2] * 3U + Language * 7;
-    TMasters::value_type*& Place = Recent[Mixed % Recent.size()];
-    if (Place != nullptr && SameUnits(Place->first.Name, Name) &&
-        SameUnits(Place->first.LanguageID, Key.LanguageID)) {
-        return Place->second.get();
-    }
-    const auto Found = Masters.find(Key);
-    if (Found == Masters.end()) return nullptr;
-    Place = &*Found; // its address holds until it is erased
-    return Found->second.get();
+void TZTSTemplateCache::SetMaxFileSize(std::uint64_t Value) {
+    const std::scoped_lock Guard(*this);
+    FMaxFileSize = Value;
 }
 
 void TZTSTemplateCache::Clear() {
+    decltype(FEntries) Old; // freed when the lock is given back
     const std::scoped_lock Guard(*this);
-    FVersion.fetch_add(1, std::memory_order_acq_rel);
-    FMasters.clear();
-    for (TShard& Shard : FShards) {
-        const std::lock_guard ShardGuard(Shard.Lock);
-        Shard.Clear();
-    }
+    FEntries.swap(Old);
 }
 
 void TZTSTemplateCache::GetTemplate(std::u16string_view LanguageID, std::u16string_view TemplateName,
@@ -111,75 +64,76 @@ void TZTSTemplateCache::GetTemplate(std::u16string_view LanguageID, std::u16stri
 
 bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16string_view TemplateName,
                                        TTemplate& Target) {
-    if (TemplateName.empty() || !GetEnabled()) return false;
-    const TKeyView Key{LanguageID, TemplateName};
-    TShard& Shard = ShardOfThread();
+    const std::u16string Key = LowerCase(LanguageID).append(u"|").append(LowerCase(TemplateName));
+    std::shared_ptr<TEntry> Entry;
+    TText Text;
     {
-        const std::lock_guard Guard(Shard.Lock);
-        const std::uint64_t Version = FVersion.load(std::memory_order_acquire);
-        if (Shard.Version != Version) {
-            Shard.Clear();
-            Shard.Version = Version;
-        }
-        if (const TTemplate* const Found = Shard.Find(Key)) {
-            Target.Assign(Found);
-            return true;
-        }
-    }
-
-    const std::u16string Name(TemplateName); // a copy: it may be a piece of the target's own
-    if (Target.Name() != Name) Target.SetName(Name);
-    auto Local = std::make_unique<TTemplate>(FEnvironment);
-    TKey StoredKey;
-    std::uint64_t Version = 0;
-    try {
         const std::scoped_lock Guard(*this);
-        auto Found = FMasters.find(TKeyView{LanguageID, Name});
-        if (Found == FMasters.end()) {
-            // Nothing is kept when the master cannot be read: the next request tries again.
-            std::unique_ptr<TTemplate> Master = ReadMaster(LanguageID, Name);
-            Found = FMasters.emplace(TKey{LowerCase(LanguageID), LowerCase(Name)}, std::move(Master)).first;
-        }
-        StoredKey = Found->first;
-        Local->Assign(Found->second.get());
-        Version = FVersion.load(std::memory_order_relaxed);
+        if (TemplateName.empty() || !FEnabled) return false;
+        std::shared_ptr<TEntry>& Found = FEntries[Key];
+        if (Found == nullptr) Found = std::make_shared<TEntry>();
+        Text = Found->Text;
+        if (Text == nullptr) Entry = Found;
+    }
+    try {
+        if (Text == nullptr) Text = Read(Key, *Entry, LanguageID, TemplateName);
     } catch (const ETemplateFile& Error) {
         Target.ClearParts();
         Target.ClearTagsList();
         Target.HandleError(Error.Message());
         return true;
     }
-    Local->CountApart();
-    Target.Assign(Local.get());
-    const std::lock_guard Guard(Shard.Lock);
-    if (Shard.Version == Version) Shard.Masters.try_emplace(std::move(StoredKey), std::move(Local));
+    Target.Assign(std::move(Text));
     return true;
 }
 
-std::unique_ptr<TTemplate> TZTSTemplateCache::ReadMaster(std::u16string_view LanguageID,
-                                                         std::u16string_view Name) {
-    auto Master = std::make_unique<TTemplate>(FEnvironment);
-    Master->SetLanguageID(LanguageID);
-    Master->SetName(Name);
+/// The entry's text. One thread reads it; the others that ask meanwhile wait for it.
+TZTSTemplateCache::TText TZTSTemplateCache::Read(const std::u16string& Key, TEntry& Entry,
+                                                 std::u16string_view LanguageID, std::u16string_view Name) {
+    const std::scoped_lock Reading(Entry.Reading);
+    {
+        const std::scoped_lock Guard(*this);
+        if (Entry.Text != nullptr) return Entry.Text;
+    }
     try {
-        Master->LoadFile();
+        TText Text = Load(LanguageID, Name);
+        const std::scoped_lock Guard(*this);
+        Entry.Text = Text;
+        return Text;
+    } catch (...) {
+        Forget(Key, Entry); // the next request tries again
+        throw;
+    }
+}
+
+TZTSTemplateCache::TText TZTSTemplateCache::Load(std::u16string_view LanguageID,
+                                                 std::u16string_view Name) const {
+    std::u16string Text;
+    try {
+        Text = ReadTemplateFile(GetTemplateDirectory(), Name, GetMaxFileSize());
+        ReplaceLanguageKeys(Text, *Services().Localizer, LanguageID);
     } catch (const ETemplateFile& Error) {
         if (Error.IsText()) throw;
         // Kept on purpose: an empty or unreadable file is an empty template, whose error nobody who asks is
         // told. The log is.
-        Master->HandleError(Error.Message());
+        Services().Logger->Log(TLogLevel::Warning, Error.Message());
     }
-    Master->FNameOfText = Master->FParsed != nullptr;
-    if (!Master->LastError().empty()) Master->Services().Logger->Log(TLogLevel::Warning, Master->LastError());
-    return Master;
+    TParsedTemplate::TOrigin Origin{std::u16string(Name), std::u16string(LanguageID)};
+    Origin.FromFile = true;
+    TText Parsed = TParsedTemplate::Parse(std::move(Text), 0, std::move(Origin));
+    // A missing mark is the error of the part that lacks it, and the copies have no errors: only the log can
+    // tell it, with the file's name.
+    for (const TParsedTemplate::TPart& Part : Parsed->Parts()) {
+        if (Part.Fault == TParsedTemplate::TFault::None) continue;
+        Services().Logger->Log(TLogLevel::Warning, FaultText(Part.Fault, Part.Name, Name));
+    }
+    return Parsed;
 }
 
-TZTSTemplateCache::TShard& TZTSTemplateCache::ShardOfThread() {
-    // Plain data: a thread-local with a destructor is broken on MinGW.
-    static std::atomic<unsigned> Last{0};
-    static thread_local unsigned Number = 0;
-    if (Number == 0) Number = ++Last;
-    return FShards[Number % FShards.size()];
+void TZTSTemplateCache::Forget(const std::u16string& Key, const TEntry& Entry) {
+    const std::scoped_lock Guard(*this);
+    const auto Found = FEntries.find(Key);
+    if (Found != FEntries.end() && Found->second.get() == &Entry) FEntries.erase(Found);
 }
 
 } // namespace zutools

@@ -30,8 +30,9 @@ characters. Exits with 1 when there is a problem.
 
 Reported: tags, parts and language keys that are not closed, closing marks without
 an open part, tags that differ only in letter case, tags and parts without a name,
-keys that a language lacks (with --strings), malformed UTF-8, empty files, and file
-names that templates refuse.
+parts of one name side by side, keys that a language lacks (with --strings),
+malformed UTF-8, empty files, and file names that templates refuse. A tag named like
+a member of templates ("Name", "Body", ...) is no problem, and is marked in the list.
 
 The file's own text is looked at. When a template is loaded, its language keys are
 replaced before its tags are found, so marks inside a language's text are not seen
@@ -76,6 +77,8 @@ void AppendName(std::u16string& Output, std::size_t Depth, std::u16string_view K
     Output.append(2 * std::min(Depth + 1, MaxIndent), u' ');
     Output += std::u16string(Kind) + u' ' + QuoteLintName(Name.Name) + u' ' + PlaceText(Name.Place);
     if (Name.Count > 1) Output += u", " + Counted(Name.Count, u"place");
+    if (Name.IsMember)
+        Output += u", a member's name: scripts fill it as Tag[" + QuoteLintName(Name.Name) + u"]";
     Output += u'\n';
 }
 
@@ -119,6 +122,7 @@ void AppendName(std::u16string& Output, std::size_t Depth, std::u16string_view K
         TJson Entry{{"name", platform::Utf16ToUtf8(Name.Name)}};
         Entry.update(PlaceJson(Name.Place));
         Entry["count"] = Name.Count;
+        if (Name.IsMember) Entry["member"] = true;
         Result.push_back(std::move(Entry));
     }
     return Result;

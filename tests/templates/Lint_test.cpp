@@ -106,9 +106,9 @@ INSTANTIATE_TEST_SUITE_P(
               "1:2: closing mark \"/\" without an open part: the rest of the file is ignored\n"},
         TCase{"SurplusClosingMark", "[[!A]][[/A]]\n[[/A]][[!B]]",
               "2:1: closing mark \"/A\" without an open part: the rest of the file is ignored\n"},
-        TCase{"LetterCase", "[[Name]]\n[[NAME]][[name]][[NAME]]",
-              "2:1: tag \"NAME\" differs only in letter case from \"Name\" at 1:1\n"
-              "2:9: tag \"name\" differs only in letter case from \"Name\" at 1:1\n"},
+        TCase{"LetterCase", "[[Title]]\n[[TITLE]][[title]][[TITLE]]",
+              "2:1: tag \"TITLE\" differs only in letter case from \"Title\" at 1:1\n"
+              "2:10: tag \"title\" differs only in letter case from \"Title\" at 1:1\n"},
         TCase{"CyrillicLetterCase", "[[\xD0\x98]][[\xD0\xB8]]",
               "1:6: tag \"\xD0\xB8\" differs only in letter case from \"\xD0\x98\" at 1:1\n"},
         TCase{"UnclosedKeyHidesTheRest", "[[a]]{{k\n[[b",

@@ -340,7 +340,7 @@ TEST(Template, ChangesThroughTheListsCount) {
     EXPECT_EQ(Template.GetNumTags(), 2);
     Template.LTags().AddTag(u"Z").Position = 1000; // beyond the body: its end
     EXPECT_EQ(Template.ReBuildTemplate(), u"ab43[[Z]]");
-    Template.LParts().push_back(std::make_unique<TTemplate>());
+    Template.AddPart(std::make_unique<TTemplate>());
     EXPECT_EQ(Template.GetNumParts(), 3);
     TTemplate Copy;
     Copy.Assign(&Template);

@@ -82,7 +82,8 @@ struct TReference {
         TReference& Child = *Parts.emplace_back(std::make_unique<TReference>());
         BeginX = CaretX;
         BeginY = CaretY;
-        Child.Ident = AnsiUpperCase(PartName);
+        Child.Ident = PartName;
+        for (char16_t& Character : Child.Ident) Character = KX_UpChar(Character);
         const int Next = Child.Compose(Current, Text, PartName);
         EndX = CaretX;
         EndY = CaretY;
