@@ -12,7 +12,7 @@ import urllib.request
 
 from selenium.webdriver.common.by import By
 
-from application import Page, Server, expect, new_browser
+from application import Page, Server, expect
 
 EDITED = "Запись редактируется в другой сессии"
 DELETED = "Запись удаляется в другой сессии"
@@ -457,37 +457,3 @@ def test_new_pages_fit_a_phone_and_complain_of_nothing(team):
     finally:
         for page in (anna, mark):
             page.browser.set_window_size(1280, 900)
-
-
-def take_pictures(server, folder):
-    first, second = new_browser(1280, 760), new_browser(1280, 480)
-    try:
-        anna, mark = Page(first, server.url), Page(second, server.url)
-
-        def picture(page, name):
-            page.browser.save_screenshot(str(folder / name))
-            print(folder / name)
-
-        anna.open("/signin?lang=ru")
-        anna.browser.set_window_size(1280, 900)
-        picture(anna, "sign-in.png")
-        anna.browser.set_window_size(1280, 760)
-        team = Team(server, anna, mark)
-        anna, mark, order = team.sign_in("anna", "mark")
-        edit(anna, order)
-        anna.fill("note", "Позвонить до обеда")
-        picture(anna, "edit.png")
-        edit(mark, order)
-        picture(mark, "conflict.png")
-        mark.sign_in("admin")
-        mark.open("/admin/blocks?lang=ru")
-        picture(mark, "blocks.png")
-        with team.database() as database:
-            database.execute("UPDATE Orders SET Note = 'Звонить после обеда', CustomerEn = 'Volga Cable PLC' "
-                             "WHERE ID = ?", (order,))
-        anna.press("save")
-        anna.browser.set_window_size(1280, 880)
-        picture(anna, "changed.png")
-    finally:
-        first.quit()
-        second.quit()

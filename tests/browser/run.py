@@ -4,13 +4,10 @@
 Starts `zuhost serve` on a copy of examples/orders with a fresh database and a free port, drives headless Chromium
 through it, and stops it again. Every test prints a line; the last line counts them.
 
-    run.py --zuhost PATH [--pictures DIR] [--only WORD]
-
---pictures DIR writes the pictures of the documentation instead of testing.
+    run.py --zuhost PATH [--only WORD]
 """
 
 import argparse
-import pathlib
 import re
 import sys
 import traceback
@@ -196,42 +193,11 @@ def test_bad_requests_do_not_stop_the_service(page):
     expect(len(page.column("number")) == 20, "and the list is still served")
 
 
-def take_pictures(zuhost, folder):
-    folder.mkdir(parents=True, exist_ok=True)
-    server = Server(zuhost)
-    try:
-        for name, path, width, height in (
-                ("orders-list.png", "/orders?lang=ru", 1280, 900), ("orders-list-en.png", "/orders?lang=en&q=cable", 1280, 900),
-                ("filters.png", "/admin/filters?lang=ru", 1280, 1000),
-                ("order.png", "/order?id=7&lang=ru", 1280, 700), ("orders-phone.png", "/orders?lang=ru", 500, 900)):
-            browser = new_browser(width, height)
-            try:
-                page = Page(browser, server.url)
-                if name == "filters.png":
-                    page.sign_in("admin")
-                page.open(path)
-                if name == "filters.png":
-                    page.one("textarea[name=value]").send_keys("Доставка до обеда <script>alert(1)</script>")
-                    page.follow(page.one("form.stack button"))
-                browser.save_screenshot(str(folder / name))
-                print(folder / name)
-            finally:
-                browser.quit()
-        blocking.take_pictures(server, folder)
-    finally:
-        server.stop()
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--zuhost", required=True)
-    parser.add_argument("--pictures", type=pathlib.Path)
     parser.add_argument("--only", default="")
     options = parser.parse_args()
-    if options.pictures:
-        take_pictures(options.zuhost, options.pictures)
-        return 0
-
     passed = failed = 0
 
     def run(name, test, *arguments):
