@@ -6,14 +6,14 @@
 
 namespace zutools {
 
-bool UserMay(std::u16string_view UserName, TRecordRight Right, std::u16string_view Table,
-             std::u16string_view RecordID) {
-    TSecurityManager& Manager = *Services().Security;
+bool UserMay(const TServices& Services, std::u16string_view UserName, TRecordRight Right,
+             std::u16string_view Table, std::u16string_view RecordID) {
+    TSecurityManager& Manager = *Services.Security;
     const TTableRights Rights =
         Manager.BuildTableRightsFilter(Manager.RefreshUserInfo(UserName), Table, Right);
     if (!Rights.Granted || Rights.RecordFilters.empty()) return Rights.Granted;
     if (Right == TRecordRight::Insert && RecordID.empty()) return true;
-    const std::unique_ptr<TUserTable> Record = Services().ApplicationManager->GetTable(Table);
+    const std::unique_ptr<TUserTable> Record = Services.ApplicationManager->GetTable(Table);
     return Record && Record->Open(RecordID) && Manager.CheckRecordRights(Rights, *Record);
 }
 

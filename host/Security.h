@@ -15,6 +15,8 @@
 
 namespace zutools {
 
+struct TServices;
+
 /// Operations on a record; the ordinals are those that rights are stored with.
 enum class TRecordRight : std::uint8_t { View = 0, Edit = 1, Delete = 2, Insert = 3 };
 
@@ -42,6 +44,13 @@ struct TTableRights {
     TRecordRight Right = TRecordRight::View; // the operation that was asked for
 };
 
+/// What becomes of a name and a password.
+enum class TSignInResult : std::uint8_t {
+    Ok,
+    Refused, // wrong name or password, or a disabled user: which one is not told
+    Wait,    // too many wrong passwords for this name, known or not: "try again later"
+};
+
 class TSecurityManager {
 public:
     virtual ~TSecurityManager() = default;
@@ -54,14 +63,13 @@ public:
     [[nodiscard]] virtual bool CheckRecordRights(const TTableRights& Rights, const TUserTable& Record) = 0;
 };
 
-/// Whether a user may do something with a record, by the services of the process: what pages ask before they
-/// show one. The empty name is nobody's. A record that is not there may not be viewed, edited or deleted,
-/// unless the user may so with every one of the table, which is told without reading it. With an empty
-/// RecordID for Insert: whether the user may insert records at all; the filters look at them when they are
-/// saved.
+/// Whether a user may do something with a record, by these services: what pages ask before they show one. The
+/// empty name is nobody's. A record that is not there may not be viewed, edited or deleted, unless the user
+/// may so with every one of the table, which is told without reading it. With an empty RecordID for Insert:
+/// whether the user may insert records at all; the filters look at them when they are saved.
 /// @throws whatever the services raise.
-[[nodiscard]] bool UserMay(std::u16string_view UserName, TRecordRight Right, std::u16string_view Table,
-                           std::u16string_view RecordID);
+[[nodiscard]] bool UserMay(const TServices& Services, std::u16string_view UserName, TRecordRight Right,
+                           std::u16string_view Table, std::u16string_view RecordID);
 
 /// For applications without users: everybody may do everything.
 class TOpenSecurityManager : public TSecurityManager {

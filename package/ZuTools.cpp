@@ -22,7 +22,7 @@ namespace zutools {
 namespace {
 
 struct TUnit {
-    void (*Start)();
+    void (*Start)(const TServices& Services);
     void (*Stop)();
 };
 
@@ -42,12 +42,15 @@ constexpr TScriptClass Classes[] = {
 
 // In the order of their start. A unit stands after those that it uses.
 constexpr TUnit Units[] = {
-    {[] { RegisterScriptClasses(Classes); }, [] { UnregisterScriptClasses(Classes); }},
-    {[] { ZUThreadDataContainer = std::make_unique<TZUThreadDataContainer>(); },
+    {[](const TServices&) { RegisterScriptClasses(Classes); }, [] { UnregisterScriptClasses(Classes); }},
+    {[](const TServices&) { ZUThreadDataContainer = std::make_unique<TZUThreadDataContainer>(); },
      [] { ZUThreadDataContainer.reset(); }},
-    {[] { ZTSTemplateCache = std::make_unique<TZTSTemplateCache>(); }, [] { ZTSTemplateCache.reset(); }},
-    {[] { ParamsChecker = std::make_unique<TParamsChecker>(); }, [] { ParamsChecker.reset(); }},
-    {[] { ZURecordBlocker = std::make_unique<TZURecordBlocker>(); }, [] { ZURecordBlocker.reset(); }},
+    {[](const TServices& Services) { ZTSTemplateCache = std::make_unique<TZTSTemplateCache>(&Services); },
+     [] { ZTSTemplateCache.reset(); }},
+    {[](const TServices&) { ParamsChecker = std::make_unique<TParamsChecker>(); },
+     [] { ParamsChecker.reset(); }},
+    {[](const TServices& Services) { ZURecordBlocker = std::make_unique<TZURecordBlocker>(Services); },
+     [] { ZURecordBlocker.reset(); }},
 };
 
 struct TStarts {
@@ -76,7 +79,7 @@ void StartZuTools(TServices Services, std::span<const TScriptClass> HostClasses)
         try {
             SetServices(std::move(Services));
             Starts().HostClasses.assign(HostClasses.begin(), HostClasses.end());
-            for (; Started < std::size(Units); ++Started) Units[Started].Start();
+            for (; Started < std::size(Units); ++Started) Units[Started].Start(zutools::Services());
             RegisterScriptClasses(Starts().HostClasses);
         } catch (...) {
             StopUnits(Started);

@@ -12,7 +12,7 @@ namespace {
 
 using TJson = nlohmann::ordered_json;
 
-/// Blocks of one answer; with long histories fewer, for a frame has an end.
+/// Blocks of one answer; with long histories fewer, for an answer has an end.
 constexpr std::size_t MostBlocks = 50;
 constexpr std::size_t EnoughBytes = 4 * 1024 * 1024;
 

@@ -70,10 +70,11 @@ int RunScript(const TOptions& Options, TArguments Script) {
     }
 
     const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
-    const TLibrary Library(MakeServices(Manager, std::make_shared<TShellLogger>(), Config.Strings),
-                           Config.Templates);
+    const TServices Services = MakeServices(Manager, std::make_shared<TShellLogger>(), Config.Strings);
+    const TLibrary Library(Services, Config.Templates);
     const TSessionScope Session;
     server::TLuaOptions Lua;
+    Lua.Services = Services;
     Lua.Database = [&Manager] { return Manager->GetDatabase(); };
     Lua.ThreadEnd = [&Manager] { Manager->ReleaseThread(); };
     server::TLuaEngine Engine(std::move(Lua));

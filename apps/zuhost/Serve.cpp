@@ -85,8 +85,9 @@ void WarnOfLanguages(const TWebConfig& Config, const TServices& Services) {
     }
 }
 
-TLuaOptions LuaOptions(const TWebConfig& Config, TDatabaseManager& Manager) {
+TLuaOptions LuaOptions(const TWebConfig& Config, const TServices& Services, TDatabaseManager& Manager) {
     TLuaOptions Options = WebLuaOptions(Config);
+    Options.Services = Services;
     Options.Database = [&Manager] { return Manager.GetDatabase(); };
     Options.ThreadEnd = [&Manager] { Manager.ReleaseThread(); };
     return Options;
@@ -103,9 +104,10 @@ void PrepareDatabase(const TWebConfig& Config, TDatabaseManager& Manager) {
 
 /// The application's own preparations: as a module, but without a request and without an end to its work, and
 /// with SetupUsers to make the first users.
-void RunSetup(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager) {
+void RunSetup(const TWebConfig& Config, const TServices& Services,
+              const std::shared_ptr<TDatabaseManager>& Manager) {
     if (Config.Setup.empty()) return;
-    TLuaOptions Options = LuaOptions(Config, *Manager);
+    TLuaOptions Options = LuaOptions(Config, Services, *Manager);
     Options.InstructionLimit = 0;
     TLuaEngine Engine(std::move(Options));
     std::optional<TSetupUsers> Users;
@@ -127,20 +129,8 @@ void WarnWithoutRights(const TWebConfig& Config, const std::shared_ptr<TDatabase
 TSignInHook MakeSignIn(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager) {
     if (Config.Database.empty()) return {};
     const auto Users = std::make_shared<TUsers>(DatabaseOf(Manager));
-    return [Users](std::u16string_view User, std::u16string_view Password) -> TSignInReply {
-        TSignInReply Reply;
-        switch (Users->SignIn(User, Password, Reply.User)) {
-        case TSignInResult::Ok:
-            Reply.Answer = TSignInAnswer::Ok;
-            break;
-        case TSignInResult::Refused:
-            Reply.Answer = TSignInAnswer::Refused;
-            break;
-        case TSignInResult::Wait:
-            Reply.Answer = TSignInAnswer::Wait;
-            break;
-        }
-        return Reply;
+    return [Users](std::u16string_view User, std::u16string_view Password, std::u16string& CanonicalName) {
+        return Users->SignIn(User, Password, CanonicalName);
     };
 }
 
@@ -171,17 +161,18 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     const TLibrary Library(Services, Config.Templates);
     ZTSTemplateCache->SetEnabled(true);
     PrepareDatabase(Config, *Manager);
-    RunSetup(Config, Manager);
+    RunSetup(Config, Services, Manager);
     WarnWithoutRights(Config, Manager, *Logger);
     Manager->ReleaseThread();
 
     TWebServerHooks Hooks;
     if (!Config.Filter.empty()) Hooks.Filters.push_back(MakeValueFilter(*ParamsChecker, *Services.Localizer));
-    Hooks.MakeRunner = [Config, Manager] {
-        return std::make_unique<TLuaModuleRunner>(LuaOptions(Config, *Manager));
+    Hooks.MakeRunner = [Config, Services, Manager] {
+        return std::make_unique<TLuaModuleRunner>(LuaOptions(Config, Services, *Manager));
     };
     Hooks.SessionEnded = [](const TSessionState& Session) { ZURecordBlocker->DoneBySID(Session.SID); };
     Hooks.SignIn = MakeSignIn(Config, Manager);
+    Hooks.Security = Services.Security;
     const TAdminConfig AdminConfig = Config.Admin;
     const std::chrono::seconds Pause = SweepPause(Config.Session.Idle);
     TWebServer Server(std::move(Config), std::move(Hooks), *Logger, *Services.Localizer);

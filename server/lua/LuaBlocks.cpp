@@ -3,7 +3,6 @@
 #include "host/Exception.h"
 #include "host/Format.h"
 #include "host/Security.h"
-#include "host/Services.h"
 #include "host/Session.h"
 #include "host/StringHelpers.h"
 #include "recordlock/Zurecblk.h"
@@ -21,10 +20,10 @@ TZURecordBlocker& Blocker() {
 }
 
 /// The user of the session, who must be an administrator.
-std::u16string Administrator(std::u16string_view Function) {
+std::u16string Administrator(lua_State* L, std::u16string_view Function) {
     const TSession* const Session = CurrentSession();
     std::u16string User = Session != nullptr ? Session->USR : std::u16string();
-    if (!Services().Security->RefreshUserInfo(User).Administrator) {
+    if (!StateOf(L).Options.Services.Security->RefreshUserInfo(User).Administrator) {
         throw EIObjectError(Format(u"%s is for administrators", {Function}));
     }
     return User;
@@ -45,7 +44,7 @@ void PushHolder(lua_State* L, const TZUBlockInfo& Block) {
 
 /// ([{after = id, limit = count}])
 int List(lua_State* L) {
-    static_cast<void>(Administrator(u"zu.blocks.list"));
+    static_cast<void>(Administrator(L, u"zu.blocks.list"));
     constexpr lua_Integer MostBlocks = 1000;
     lua_Integer Limit = 100;
     std::u16string After;
@@ -95,7 +94,7 @@ int Holder(lua_State* L) {
 
 /// (id)
 int Release(lua_State* L) {
-    const std::u16string User = Administrator(u"zu.blocks.release");
+    const std::u16string User = Administrator(L, u"zu.blocks.release");
     const std::u16string ID = ToText(L, 1, {u"", u"zu.blocks.release", 1});
     lua_pushboolean(L, Blocker().ReleaseBlock(ID, User.empty() ? u"a script" : User) ? 1 : 0);
     return 1;

@@ -13,6 +13,7 @@
 #include "host/Exception.h"
 #include "host/Object.h"
 #include "host/Queries.h"
+#include "host/Services.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -56,6 +57,8 @@ struct TLuaOptions {
     /// Bytes the state may hold; 0 means no limit. Passing it is a script error that the script cannot go on
     /// from. The library's objects that scripts made are not counted.
     std::size_t MemoryLimit = 0;
+    /// Who may do what, and where `print` of web modules goes; those of the process when not given.
+    TServices Services = zutools::Services();
     /// For `db`.
     TDatabaseOfThread Database;
     /// Called at the end of each thread that `zu.as_session` made, to release what is kept by thread (the

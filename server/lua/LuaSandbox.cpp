@@ -1,5 +1,4 @@
 // What web modules get of Lua's own libraries, and the guards on it.
-#include "host/Services.h"
 #include "platform/Text.h"
 #include "server/lua/LuaModules.h"
 #include "server/lua/LuaState.h"
@@ -29,7 +28,7 @@ int Print(lua_State* L) {
         Line.append(Text, Length);
         lua_pop(L, 1);
     }
-    Services().Logger->Log(TLogLevel::Info, platform::Utf8ToUtf16(Line));
+    StateOf(L).Options.Services.Logger->Log(TLogLevel::Info, platform::Utf8ToUtf16(Line));
     return 0;
 }
 

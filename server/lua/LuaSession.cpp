@@ -4,7 +4,6 @@
 #include "host/Format.h"
 #include "host/Numbers.h"
 #include "host/Security.h"
-#include "host/Services.h"
 #include "host/Session.h"
 #include "host/StringHelpers.h"
 #include "server/lua/LuaGlobals.h"
@@ -28,13 +27,13 @@ int SignIn(lua_State* L) {
     const std::u16string User = ToText(L, 1, {u"", u"session.sign_in", 1});
     const std::u16string Password = ToText(L, 2, {u"", u"session.sign_in", 2});
     switch (Control(L).SignIn(User, Password)) {
-    case TSignInAnswer::Ok:
+    case TSignInResult::Ok:
         lua_pushliteral(L, "ok");
         break;
-    case TSignInAnswer::Refused:
+    case TSignInResult::Refused:
         lua_pushliteral(L, "refused");
         break;
-    case TSignInAnswer::Wait:
+    case TSignInResult::Wait:
         lua_pushliteral(L, "wait");
         break;
     }
@@ -69,7 +68,10 @@ int May(lua_State* L) {
         RecordID = ToText(L, 3, {u"", u"session.may", 3});
     }
     const TSession* const Session = CurrentSession();
-    lua_pushboolean(L, UserMay(Session != nullptr ? Session->USR : u"", Right, Table, RecordID) ? 1 : 0);
+    lua_pushboolean(L, UserMay(StateOf(L).Options.Services, Session != nullptr ? Session->USR : u"", Right,
+                               Table, RecordID)
+                           ? 1
+                           : 0);
     return 1;
 }
 
@@ -80,7 +82,8 @@ int ReadSession(lua_State* L) {
     if (SameText(Name, u"user")) {
         PushText(L, User, {u"session", u"user", 0});
     } else if (SameText(Name, u"administrator")) {
-        const bool Is = !User.empty() && Services().Security->RefreshUserInfo(User).Administrator;
+        const bool Is =
+            !User.empty() && StateOf(L).Options.Services.Security->RefreshUserInfo(User).Administrator;
         lua_pushboolean(L, Is ? 1 : 0);
     } else if (SameText(Name, u"back")) {
         PushText(L, Control(L).Back(), {u"session", u"back", 0});

@@ -2,18 +2,13 @@
 
 #pragma once
 
+#include "host/Security.h"
+
 #include <chrono>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace zutools::server {
-
-enum class TSignInAnswer : std::uint8_t {
-    Ok,
-    Refused, // wrong name or password, which is not told
-    Wait,    // too many wrong tries: later
-};
 
 /// The session of one page; used on the thread of that page only, and gone after it.
 class TSessionControl {
@@ -21,7 +16,7 @@ public:
     virtual ~TSessionControl() = default;
     /// Ok: from now on the calling thread's session is the user's, under another SID.
     /// @throws EIObjectError when there are no users, or the calling thread's session is not the page's.
-    [[nodiscard]] virtual TSignInAnswer SignIn(std::u16string_view User, std::u16string_view Password) = 0;
+    [[nodiscard]] virtual TSignInResult SignIn(std::u16string_view User, std::u16string_view Password) = 0;
     /// From now on the session is nobody's, under another SID. @throws as SignIn.
     virtual void SignOut() = 0;
     /// Where the user wanted to go before he was asked to sign in: a path on this host, "/" when nothing good

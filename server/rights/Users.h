@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include "host/Security.h"
 #include "platform/Clock.h"
 #include "server/rights/Passwords.h"
 #include "server/rights/RightsTables.h"
@@ -21,12 +22,6 @@
 #include <vector>
 
 namespace zutools::server {
-
-enum class TSignInResult {
-    Ok,
-    Refused, // wrong name or password, or a disabled user: which one is not told
-    Wait,    // too many wrong passwords for this name, known or not: "try again later"
-};
 
 /// A user as stored. The password's hash stays inside.
 struct TStoredUser {

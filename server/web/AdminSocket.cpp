@@ -5,33 +5,30 @@
 #include "platform/Text.h"
 #include "server/web/Reply.h"
 
+#include <microhttpd.h>
+
 #include <fcntl.h>
-#include <poll.h>
 #include <pwd.h>
-#include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
-#include <thread>
 #include <utility>
-#include <vector>
 
 namespace zutools::server {
 
 namespace {
 
 namespace fs = std::filesystem;
-using TClock = std::chrono::steady_clock;
 
 [[noreturn]] void FailSystem(std::u16string_view What, std::u16string_view Path) {
     throw platform::TSystemError(What, Path, errno);
@@ -86,45 +83,38 @@ std::u16string UserName(uid_t Id) {
     return u"user id " + platform::Utf8ToUtf16(std::to_string(Id));
 }
 
-/// Waits for `Events` of `Socket` until `Deadline`, or until `Wake` is readable (-1: never). False for the
-/// latter two.
-bool WaitFor(int Socket, short Events, TClock::time_point Deadline, int Wake) {
-    while (true) {
-        const auto Left = std::chrono::ceil<std::chrono::milliseconds>(Deadline - TClock::now()).count();
-        std::array<pollfd, 2> Polled{pollfd{Socket, Events, 0}, pollfd{Wake, POLLIN, 0}};
-        const int Ready =
-            ::poll(Polled.data(), Polled.size(), static_cast<int>(std::clamp<std::int64_t>(Left, 0, 60'000)));
-        if (Ready < 0 && errno == EINTR) continue;
-        if (Ready < 0 || Polled[1].revents != 0) return false;
-        if (Polled[0].revents != 0) return true;
-        if (TClock::now() >= Deadline) return false;
-    }
-}
-
-bool SendAll(int Socket, std::string_view Bytes, TClock::time_point Deadline, int Wake) {
+bool SendAll(int Socket, std::string_view Bytes) {
     while (!Bytes.empty()) {
-        if (!WaitFor(Socket, POLLOUT, Deadline, Wake)) return false;
-        const ssize_t Sent = ::send(Socket, Bytes.data(), Bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (Sent < 0 && (errno == EAGAIN || errno == EINTR)) continue;
+        const ssize_t Sent = ::send(Socket, Bytes.data(), Bytes.size(), MSG_NOSIGNAL);
+        if (Sent < 0 && errno == EINTR) continue;
         if (Sent <= 0) return false;
         Bytes.remove_prefix(static_cast<std::size_t>(Sent));
     }
     return true;
 }
 
-/// The body of the frame that arrives until `Deadline`; nothing when none does.
-std::optional<std::string> Receive(int Socket, std::size_t MaxBytes, TClock::time_point Deadline, int Wake) {
-    TFrameReader Reader(MaxBytes);
+/// Everything until the other side ends, or what came until it was silent too long or said too much.
+std::string ReceiveAll(int Socket) {
+    std::string Bytes;
     std::array<char, 16384> Piece;
-    while (WaitFor(Socket, POLLIN, Deadline, Wake)) {
-        const ssize_t Size = ::recv(Socket, Piece.data(), Piece.size(), MSG_DONTWAIT);
-        if (Size < 0 && (errno == EAGAIN || errno == EINTR)) continue;
+    while (Bytes.size() <= 2 * MaxAdminAnswer) {
+        const ssize_t Size = ::recv(Socket, Piece.data(), Piece.size(), 0);
+        if (Size < 0 && errno == EINTR) continue;
         if (Size <= 0) break;
-        const auto State = Reader.Feed({Piece.data(), static_cast<std::size_t>(Size)});
-        if (State == TFrameReader::TState::Complete) return std::move(Reader.Body());
-        if (State == TFrameReader::TState::Refused) break;
+        Bytes.append(Piece.data(), static_cast<std::size_t>(Size));
     }
-    return std::nullopt;
+    return Bytes;
+}
+
+/// The body of a good HTTP answer that arrived whole.
+std::optional<std::string> BodyOf(std::string Message) {
+    constexpr std::string_view End = "\r\n\r\n";
+    const std::size_t Body = Message.find(End);
+    if (Body == std::string::npos || Message.find(" 200 ") != Message.find(' ')) return std::nullopt;
+    const std::string Length =
+        "\r\nContent-Length: " + std::to_string(Message.size() - Body - End.size()) + "\r\n";
+    if (Message.find(Length) > Body) return std::nullopt;
+    return Message.erase(0, Body + End.size());
 }
 
 /// 64 bits of FNV-1a: a short name for a path, no secret.
@@ -150,15 +140,14 @@ std::u16string DefaultAdminSocket(std::u16string_view ConfigFile) {
 }
 
 struct TAdminSocket::TImpl {
-    TImpl(std::u16string APath, THandler AHandler, TLogger& ALogger, std::chrono::milliseconds APatience)
+    TImpl(std::u16string APath, THandler AHandler, TLogger& ALogger)
         : Path(std::move(APath))
         , Handler(std::move(AHandler))
-        , Logger(ALogger)
-        , Patience(APatience) {}
+        , Logger(ALogger) {}
 
-    void Listen();
-    void Work();
-    void Serve(int Socket);
+    [[nodiscard]] TOpenFile Listen();
+    void Start(std::chrono::seconds Patience);
+    MHD_Result Access(MHD_Connection& Connection, std::string& Question, std::string_view Bytes);
     void Drop(std::u16string_view Why) const {
         Logger.Log(TLogLevel::Warning, u"administrative endpoint: " + std::u16string(Why));
     }
@@ -166,14 +155,11 @@ struct TAdminSocket::TImpl {
     const std::u16string Path;
     const THandler Handler;
     TLogger& Logger;
-    const std::chrono::milliseconds Patience;
     TOpenFile Lock; // held while the service lives: tells it from a dead one
-    TOpenFile Socket;
-    TOpenFile Wake; // readable: the end has come
-    std::thread Thread;
+    MHD_Daemon* Daemon = nullptr;
 };
 
-void TAdminSocket::TImpl::Listen() {
+TOpenFile TAdminSocket::TImpl::Listen() {
     const sockaddr_un Address = AddressOf(Path);
     const std::string Name = platform::Utf16ToUtf8(Path);
     MakePrivateFolder(fs::path(Name).parent_path().string());
@@ -183,65 +169,89 @@ void TAdminSocket::TImpl::Listen() {
         throw EAdminSocket(u"another service has the administrative socket " + Path);
     }
     if (::unlink(Name.c_str()) != 0 && errno != ENOENT) FailSystem(u"Cannot replace the socket", Path);
-    Socket = NewSocket(Path);
+    TOpenFile Socket = NewSocket(Path);
     if (::bind(Socket.Descriptor(), reinterpret_cast<const sockaddr*>(&Address), sizeof Address) != 0 ||
         ::chmod(Name.c_str(), 0600) != 0 || ::listen(Socket.Descriptor(), 8) != 0) {
         FailSystem(u"Cannot listen on", Path);
     }
-    Wake = TOpenFile(::eventfd(0, EFD_CLOEXEC));
-    if (!Wake.IsOpen()) FailSystem(u"Cannot listen on", Path);
+    return Socket;
 }
 
-void TAdminSocket::TImpl::Work() {
-    while (true) {
-        if (!WaitFor(Socket.Descriptor(), POLLIN, TClock::now() + std::chrono::hours(1), Wake.Descriptor())) {
-            pollfd Ended{Wake.Descriptor(), POLLIN, 0};
-            if (::poll(&Ended, 1, 0) != 0) return;
-            continue;
-        }
-        const TOpenFile Peer(::accept4(Socket.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
-        if (!Peer.IsOpen()) continue;
+void TAdminSocket::TImpl::Start(std::chrono::seconds Patience) {
+    const auto Access = [](void* Self, MHD_Connection* Connection, const char*, const char*, const char*,
+                           const char* Data, std::size_t* Size, void** Question) noexcept -> MHD_Result {
+        auto& Socket = *static_cast<TImpl*>(Self);
         try {
-            Serve(Peer.Descriptor());
+            if (*Question == nullptr) {
+                *Question = new std::string; // deleted by Complete
+                return MHD_YES;
+            }
+            const std::string_view Bytes(Data, std::exchange(*Size, 0));
+            return Socket.Access(*Connection, *static_cast<std::string*>(*Question), Bytes);
         } catch (const std::exception& Error) {
-            Drop(MessageOf(Error));
+            Socket.Drop(MessageOf(Error));
+            return MHD_NO;
         }
-    }
+    };
+    const auto Complete = [](void* Self, MHD_Connection*, void** Question,
+                             MHD_RequestTerminationCode Code) noexcept {
+        delete static_cast<std::string*>(std::exchange(*Question, nullptr));
+        if (Code != MHD_REQUEST_TERMINATED_COMPLETED_OK)
+            static_cast<TImpl*>(Self)->Drop(u"a question was not asked or answered to its end");
+    };
+    using TAccess = MHD_Result (*)(void*, MHD_Connection*, const char*, const char*, const char*, const char*,
+                                   std::size_t*, void**);
+    using TComplete = void (*)(void*, MHD_Connection*, void**, MHD_RequestTerminationCode);
+    TOpenFile Socket = Listen();
+    Daemon = MHD_start_daemon(
+        MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ITC, 0, nullptr, nullptr, static_cast<TAccess>(Access), this,
+        MHD_OPTION_LISTEN_SOCKET, Socket.Descriptor(), MHD_OPTION_CONNECTION_LIMIT, 32U,
+        MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(Patience.count()), MHD_OPTION_NOTIFY_COMPLETED,
+        static_cast<TComplete>(Complete), this, MHD_OPTION_END);
+    if (Daemon == nullptr) FailSystem(u"Cannot listen on", Path);
+    static_cast<void>(Socket.Take()); // closed with the daemon
 }
 
-void TAdminSocket::TImpl::Serve(int Peer) {
-    const auto Who = PeerOf(Peer);
+// Called for the pieces of a question, and without any when it is whole.
+MHD_Result TAdminSocket::TImpl::Access(MHD_Connection& Connection, std::string& Question,
+                                       std::string_view Bytes) {
+    const auto* const Info = MHD_get_connection_info(&Connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+    const auto Who = Info != nullptr ? PeerOf(Info->connect_fd) : std::nullopt;
     if (!Who || (Who->uid != ::geteuid() && Who->uid != 0))
-        return Drop(u"another user of the system was refused");
-    const auto Question = Receive(Peer, MaxAdminQuestion, TClock::now() + Patience, Wake.Descriptor());
-    if (!Question) return Drop(u"a question did not arrive whole");
-    const std::string Answer = Handler(*Question, UserName(Who->uid));
-    if (Answer.size() > MaxAdminAnswer) return Drop(u"an answer is too large");
-    if (!SendAll(Peer, MakeFrame(Answer), TClock::now() + Patience, Wake.Descriptor())) {
-        Drop(u"an answer was not taken");
-    }
+        throw EAdminSocket(u"another user of the system was refused");
+    if (Bytes.size() > MaxAdminQuestion - Question.size()) throw EAdminSocket(u"a question is too large");
+    Question += Bytes;
+    if (!Bytes.empty()) return MHD_YES;
+    std::string Answer = Handler(Question, UserName(Who->uid));
+    if (Answer.size() > MaxAdminAnswer) throw EAdminSocket(u"an answer is too large");
+    MHD_Response* const Response =
+        MHD_create_response_from_buffer(Answer.size(), Answer.data(), MHD_RESPMEM_MUST_COPY);
+    if (Response == nullptr) return MHD_NO;
+    const MHD_Result Queued = MHD_queue_response(&Connection, MHD_HTTP_OK, Response);
+    MHD_destroy_response(Response);
+    return Queued;
 }
 
 TAdminSocket::TAdminSocket(std::u16string Path, THandler Handler, TLogger& Logger,
-                           std::chrono::milliseconds Patience)
-    : FImpl(std::make_unique<TImpl>(std::move(Path), std::move(Handler), Logger, Patience)) {
-    FImpl->Listen();
-    FImpl->Thread = std::thread([this] { FImpl->Work(); });
+                           std::chrono::seconds Patience)
+    : FImpl(std::make_unique<TImpl>(std::move(Path), std::move(Handler), Logger)) {
+    FImpl->Start(Patience);
 }
 
 TAdminSocket::~TAdminSocket() {
-    const std::uint64_t One = 1;
-    static_cast<void>(!::write(FImpl->Wake.Descriptor(), &One, sizeof One));
-    FImpl->Thread.join();
+    MHD_stop_daemon(FImpl->Daemon);
     ::unlink(platform::Utf16ToUtf8(FImpl->Path).c_str());
     // The lock file stays: removed, it would let two services lock two files of one name.
 }
 
 std::string AskAdminSocket(std::u16string_view Path, std::string_view Question,
-                           std::chrono::milliseconds Patience) {
+                           std::chrono::seconds Patience) {
     const std::u16string Name(Path);
     const sockaddr_un Address = AddressOf(Path);
     const TOpenFile Socket = NewSocket(Path);
+    const timeval Wait{static_cast<std::time_t>(Patience.count()), 0};
+    for (const int Direction : {SO_SNDTIMEO, SO_RCVTIMEO})
+        ::setsockopt(Socket.Descriptor(), SOL_SOCKET, Direction, &Wait, sizeof Wait);
     if (::connect(Socket.Descriptor(), reinterpret_cast<const sockaddr*>(&Address), sizeof Address) != 0) {
         if (errno == ENOENT || errno == ECONNREFUSED) {
             throw EAdminSocket(u"the service is not running, or has no administrative endpoint; nothing "
@@ -258,9 +268,10 @@ std::string AskAdminSocket(std::u16string_view Path, std::string_view Question,
     if (!Who || (Who->uid != ::geteuid() && ::geteuid() != 0 && Who->uid != 0)) {
         throw EAdminSocket(u"no permission: another user of the system listens on " + Name);
     }
-    const bool Sent = SendAll(Socket.Descriptor(), MakeFrame(Question), TClock::now() + Patience, -1);
-    auto Answer =
-        Sent ? Receive(Socket.Descriptor(), MaxAdminAnswer, TClock::now() + Patience, -1) : std::nullopt;
+    const bool Sent =
+        SendAll(Socket.Descriptor(), "POST / HTTP/1.0\r\nContent-Length: " + std::to_string(Question.size()) +
+                                         "\r\n\r\n" + std::string(Question));
+    auto Answer = Sent ? BodyOf(ReceiveAll(Socket.Descriptor())) : std::nullopt;
     if (!Answer) throw EAdminSocket(u"the service did not answer on " + Name);
     return std::move(*Answer);
 }

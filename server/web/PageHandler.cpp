@@ -139,13 +139,14 @@ std::string SignInLocation(std::u16string_view SignIn, const TRawRequest& Raw) {
 
 TPageHandler::TPageHandler(const TWebConfig& Config, TSessions& Sessions, TLogger& Logger,
                            TLocalizatorTable& Localizer, std::vector<TRequestFilter> Filters,
-                           TSignInHook SignIn)
+                           TSignInHook SignIn, std::shared_ptr<TSecurityManager> Security)
     : FConfig(Config)
     , FSessions(Sessions)
     , FLogger(Logger)
     , FLocalizer(Localizer)
     , FFilters(std::move(Filters))
-    , FSignIn(std::move(SignIn)) {}
+    , FSignIn(std::move(SignIn))
+    , FSecurity(std::move(Security)) {}
 
 std::u16string TPageHandler::LanguageWithoutSession(const TRawRequest& Raw) const {
     return ChooseLanguage(RawHeader(Raw, "Accept-Language"), FConfig.Languages, FConfig.DefaultLanguage);
@@ -202,7 +203,7 @@ std::optional<TReply> TPageHandler::Barred(const TRoute& Route, const TRawReques
     }
     if (!Route.Administrator) return std::nullopt;
     try {
-        if (Services().Security->RefreshUserInfo(Session.USR).Administrator) return std::nullopt;
+        if (FSecurity->RefreshUserInfo(Session.USR).Administrator) return std::nullopt;
     } catch (const std::exception& Error) {
         return Failed(Route, Request, MessageOf(Error));
     }

@@ -61,7 +61,8 @@ class TPageHandler {
 public:
     /// Everything must outlive the handler.
     TPageHandler(const TWebConfig& Config, TSessions& Sessions, TLogger& Logger, TLocalizatorTable& Localizer,
-                 std::vector<TRequestFilter> Filters, TSignInHook SignIn = {});
+                 std::vector<TRequestFilter> Filters, TSignInHook SignIn = {},
+                 std::shared_ptr<TSecurityManager> Security = Services().Security);
 
     /// Runs the page. Never throws but for want of memory: what went wrong is in the reply and in the log.
     [[nodiscard]] TPageResult Handle(const TRawRequest& Raw, const TRoute& Route, TWorker& Worker) const;
@@ -85,6 +86,7 @@ private:
     TLocalizatorTable& FLocalizer;
     const std::vector<TRequestFilter> FFilters;
     const TSignInHook FSignIn;
+    const std::shared_ptr<TSecurityManager> FSecurity;
 };
 
 } // namespace zutools::server

@@ -29,18 +29,19 @@ TPageSession::~TPageSession() {
     ThreadObjects().Clear();
 }
 
-TSignInAnswer TPageSession::SignIn(std::u16string_view User, std::u16string_view Password) {
+TSignInResult TPageSession::SignIn(std::u16string_view User, std::u16string_view Password) {
     CheckThread();
     if (!FHook) throw EIObjectError(u"session.sign_in: this service has no users");
-    TSignInReply Reply = FHook(User, Password);
-    if (Reply.Answer == TSignInAnswer::Ok) {
-        Renew(Reply.User);
-        FLogger.Log(TLogLevel::Info, u"signed in: " + Reply.User + u", session " + FLease.State().SID);
+    std::u16string CanonicalName;
+    const TSignInResult Result = FHook(User, Password, CanonicalName);
+    if (Result == TSignInResult::Ok) {
+        Renew(CanonicalName);
+        FLogger.Log(TLogLevel::Info, u"signed in: " + CanonicalName + u", session " + FLease.State().SID);
     } else {
         // Without the name: users type passwords there.
         FLogger.Log(TLogLevel::Warning, u"sign-in refused, from " + FRequest.RemoteAddress);
     }
-    return Reply.Answer;
+    return Result;
 }
 
 void TPageSession::SignOut() {

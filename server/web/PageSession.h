@@ -18,14 +18,10 @@ namespace zutools::server {
 /// The parameter of the sign-in page that tells where the user wanted to go.
 inline constexpr std::u16string_view BackParam = u"back";
 
-/// What becomes of a name and a password. `User` is the user's canonical name when the answer is Ok.
-struct TSignInReply {
-    TSignInAnswer Answer = TSignInAnswer::Refused;
-    std::u16string User;
-};
-
-/// Checks a password; on worker threads, several at once. May raise, and may take its time.
-using TSignInHook = std::function<TSignInReply(std::u16string_view User, std::u16string_view Password)>;
+/// Checks a password, and gives the user's name as stored when it is right; on worker threads, several at
+/// once. May raise, and may take its time.
+using TSignInHook = std::function<TSignInResult(std::u16string_view User, std::u16string_view Password,
+                                                std::u16string& CanonicalName)>;
 
 /// While it lives the calling thread serves the session of the lease: it stands in ThreadObjects(), and
 /// `Request` knows it. At the end everything that is kept for the thread is dropped. Everything must outlive
@@ -38,7 +34,7 @@ public:
     TPageSession(const TPageSession&) = delete;
     TPageSession& operator=(const TPageSession&) = delete;
 
-    [[nodiscard]] TSignInAnswer SignIn(std::u16string_view User, std::u16string_view Password) override;
+    [[nodiscard]] TSignInResult SignIn(std::u16string_view User, std::u16string_view Password) override;
     void SignOut() override;
     [[nodiscard]] std::u16string Back() const override;
     [[nodiscard]] std::chrono::seconds Idle() const override { return FIdle; }

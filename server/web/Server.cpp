@@ -214,7 +214,8 @@ struct TWebServer::TImpl {
         , Static(Config.Static)
         , Sessions(Config.Session.Idle, Config.Session.Count, std::move(Hooks.Clock),
                    GuardedHook(std::move(Hooks.SessionEnded), Log))
-        , Handler(Config, Sessions, Logger, Localizer, std::move(Hooks.Filters), std::move(Hooks.SignIn))
+        , Handler(Config, Sessions, Logger, Localizer, std::move(Hooks.Filters), std::move(Hooks.SignIn),
+                  std::move(Hooks.Security))
         , Pool(std::in_place, Config.Limits.Threads, Config.Limits.Queue, std::move(Hooks.MakeRunner)) {}
 
     ~TImpl() { Stop(); }

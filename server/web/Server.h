@@ -26,8 +26,9 @@ struct TWebServerHooks {
     TModuleRunnerFactory MakeRunner;
     std::vector<TRequestFilter> Filters; // asked in order before each module
     TSessions::TClock Clock = std::chrono::steady_clock::now;
-    TSessions::TEndHook SessionEnded; // what it raises is logged
-    TSignInHook SignIn;               // empty: there are no users
+    TSessions::TEndHook SessionEnded;                                 // what it raises is logged
+    TSignInHook SignIn;                                               // empty: there are no users
+    std::shared_ptr<TSecurityManager> Security = Services().Security; // who is an administrator
 };
 
 class TWebServer {

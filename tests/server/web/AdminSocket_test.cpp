@@ -1,4 +1,4 @@
-// The administrative endpoint: its frames, and who may ask.
+// The administrative endpoint: who may ask, and who gets an answer.
 
 #include "server/web/AdminSocket.h"
 
@@ -21,43 +21,10 @@
 using namespace zutools;
 using namespace zutools::server;
 using testing::HasSubstr;
-using TState = TFrameReader::TState;
 
 namespace {
 
 using namespace std::string_literals;
-
-TEST(AdminFrame, WholeCutAndWrong) {
-    struct TCase {
-        const char* Name;
-        std::string Bytes;
-        TState State;
-        std::string Body;
-    };
-    const TCase Cases[] = {
-        {"nothing", "", TState::Incomplete, ""},
-        {"head only", "\0\0\0\2"s, TState::Incomplete, ""},
-        {"cut body", "\0\0\0\2{"s, TState::Incomplete, "{"},
-        {"whole", "\0\0\0\2{}"s, TState::Complete, "{}"},
-        {"longest", "\0\0\0\x08"s + std::string(8, 'x'), TState::Complete, std::string(8, 'x')},
-        {"too long", "\0\0\0\x09"s, TState::Refused, ""},
-        {"far too long", "\xFF\xFF\xFF\xFF"s, TState::Refused, ""},
-        {"empty", "\0\0\0\0"s, TState::Refused, ""},
-        {"more than told", "\0\0\0\1{}"s, TState::Refused, ""},
-    };
-    for (const TCase& Case : Cases) {
-        TFrameReader Whole(8);
-        EXPECT_EQ(Whole.Feed(Case.Bytes), Case.State) << Case.Name;
-        EXPECT_EQ(Whole.Body(), Case.Body) << Case.Name;
-        TFrameReader Bytewise(8);
-        TState Last = TState::Incomplete;
-        for (const char Byte : Case.Bytes) Last = Bytewise.Feed({&Byte, 1});
-        EXPECT_EQ(Last, Case.State) << Case.Name;
-        if (Case.State != TState::Complete) continue;
-        EXPECT_EQ(MakeFrame(Case.Body), Case.Bytes) << Case.Name;
-    }
-    EXPECT_THROW(static_cast<void>(MakeFrame("")), EAdminSocket);
-}
 
 class AdminSocketTest : public testing::Test, public TLogger {
 protected:
@@ -102,6 +69,7 @@ protected:
 
     static std::string Echo(std::string_view Question, const std::u16string& User) {
         if (Question == "fail") throw Exception(u"the handler failed");
+        if (Question == "long") return std::string(MaxAdminAnswer + 1, 'x');
         return std::string(Question) + (User.empty() ? "?" : "!");
     }
 
@@ -171,20 +139,41 @@ TEST_F(AdminSocketTest, WhatADeadServiceLeftIsReplaced) {
     EXPECT_EQ(AskAdminSocket(Path, "x"), "x!");
 }
 
-TEST_F(AdminSocketTest, BadClientsHoldUpNobody) {
-    const TAdminSocket Socket(Path, Echo, *this, std::chrono::milliseconds(50));
-    for (const std::string& Bytes :
-         {"\0\0"s, "\0\0\0\0"s, "\x7F\0\0\0x"s, "\0\0\0\4fail"s, "\0\0\0\1xy"s, ""s}) {
-        const int Client = Connect();
-        EXPECT_EQ(::send(Client, Bytes.data(), Bytes.size(), MSG_NOSIGNAL),
+TEST_F(AdminSocketTest, BadClientsGetNoAnswerAndHoldUpNobody) {
+    const std::string Long = std::to_string(MaxAdminQuestion + 1);
+    const TAdminSocket Socket(Path, Echo, *this, std::chrono::seconds(1));
+    std::vector<int> Silent;
+    for (const std::string& Bytes : {""s, "POST / HT"s, "POST / HTTP/1.0\r\nContent-Length: 9\r\n\r\nx"s}) {
+        Silent.push_back(Connect());
+        EXPECT_EQ(::send(Silent.back(), Bytes.data(), Bytes.size(), MSG_NOSIGNAL),
                   static_cast<ssize_t>(Bytes.size()));
-        char Answer = 0;
-        EXPECT_LE(::recv(Client, &Answer, 1, 0), 0) << Bytes; // closed without an answer
+    }
+    for (const std::string& Bytes : {"\0\1\2\r\n\r\n"s, "POST / HTTP/1.0\r\nContent-Length: 4\r\n\r\nfail"s,
+                                     "POST / HTTP/1.0\r\nContent-Length: " + Long + "\r\n\r\n" +
+                                         std::string(MaxAdminQuestion + 1, 'x')}) {
+        const int Client = Connect();
+        static_cast<void>(!::send(Client, Bytes.data(), Bytes.size(), MSG_NOSIGNAL));
+        std::string Answer(100, ' ');
+        const ssize_t Size = ::recv(Client, Answer.data(), Answer.size(), 0);
+        EXPECT_EQ(Answer.substr(0, Size > 0 ? 100 : 0).find(" 200 "), std::string::npos)
+            << Bytes.substr(0, 40);
         ::close(Client);
     }
     EXPECT_EQ(AskAdminSocket(Path, "x"), "x!");
+    EXPECT_EQ(AskAdminSocket(Path, ""), "!");
+    EXPECT_EQ(AskAdminSocket(Path, std::string(MaxAdminQuestion, 'q')),
+              std::string(MaxAdminQuestion, 'q') + "!");
+    EXPECT_THROW(static_cast<void>(AskAdminSocket(Path, "fail")), EAdminSocket);
+    EXPECT_THROW(static_cast<void>(AskAdminSocket(Path, "long")), EAdminSocket);
     EXPECT_THAT(Lines(), HasSubstr("the handler failed"));
-    EXPECT_THAT(Lines(), HasSubstr("a question did not arrive whole"));
+    EXPECT_THAT(Lines(), HasSubstr("a question is too large"));
+    EXPECT_THAT(Lines(), HasSubstr("an answer is too large"));
+    for (const int Client : Silent) {
+        char Answer = 0;
+        EXPECT_LE(::recv(Client, &Answer, 1, 0), 0); // dropped when its time is over
+        ::close(Client);
+    }
+    EXPECT_THAT(Lines(), HasSubstr("a question was not asked or answered to its end"));
 }
 
 TEST_F(AdminSocketTest, ASilentClientDoesNotKeepTheServiceFromStopping) {
@@ -194,6 +183,42 @@ TEST_F(AdminSocketTest, ASilentClientDoesNotKeepTheServiceFromStopping) {
         Client = Connect();
     }
     ::close(Client);
+}
+
+// Whatever stands there in place of a service: its words are not taken for an answer.
+TEST_F(AdminSocketTest, AnAnswerThatIsNoneIsTold) {
+    const std::u16string Name = Folder.File(u"impostor");
+    sockaddr_un Address{};
+    Address.sun_family = AF_UNIX;
+    platform::Utf16ToUtf8(Name).copy(Address.sun_path, sizeof Address.sun_path - 1);
+    const int Listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::bind(Listener, reinterpret_cast<const sockaddr*>(&Address), sizeof Address), 0);
+    ASSERT_EQ(::listen(Listener, 8), 0);
+    const std::pair<const char*, const char*> Cases[] = {
+        {"HTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\n{}", "{}"},
+        {"HTTP/1.0 200 OK\r\nContent-Length: 3\r\n\r\n{}", "no answer"},
+        {"HTTP/1.0 500 OK\r\nContent-Length: 2\r\n\r\n{}", "no answer"},
+        {"HTTP/1.0 404 200 \r\nContent-Length: 2\r\n\r\n{}", "no answer"},
+        {"HTTP/1.0 200 OK\r\n\r\n\r\nContent-Length: 22\r\n", "no answer"},
+        {"", "no answer"},
+    };
+    for (const auto& [Bytes, Expected] : Cases) {
+        std::thread Impostor([Listener, Said = std::string_view(Bytes)] {
+            const int Client = ::accept(Listener, nullptr, nullptr);
+            char Question[100];
+            static_cast<void>(!::recv(Client, Question, sizeof Question, 0));
+            static_cast<void>(!::send(Client, Said.data(), Said.size(), MSG_NOSIGNAL));
+            ::close(Client);
+        });
+        std::string Answer = "no answer";
+        try {
+            Answer = AskAdminSocket(Name, "x");
+        } catch (const EAdminSocket&) {
+        }
+        EXPECT_EQ(Answer, Expected) << Bytes;
+        Impostor.join();
+    }
+    ::close(Listener);
 }
 
 TEST_F(AdminSocketTest, PathsAreShortAndTellConfigurationsApart) {

@@ -94,14 +94,19 @@ protected:
                        [this](const TSessionState& State) { Ended.push_back(State.SID); }};
     TLines Logger;
     TEmptyLocalizatorTable Localizer;
-    TPageHandler Handler{
-        Config, Sessions, Logger, Localizer, {}, [](auto User, auto Password) -> TSignInReply {
-            if (Password == u"later") return {TSignInAnswer::Wait, {}};
-            if (Password != u"right") return {TSignInAnswer::Refused, {}};
-            std::u16string Canonical(User); // the stored spelling
-            Canonical[0] = static_cast<char16_t>(Canonical[0] & ~0x20);
-            return {TSignInAnswer::Ok, Canonical};
-        }};
+    TPageHandler Handler{Config,
+                         Sessions,
+                         Logger,
+                         Localizer,
+                         {},
+                         [](auto User, auto Password, auto& Canonical) {
+                             if (Password == u"later") return TSignInResult::Wait;
+                             if (Password != u"right") return TSignInResult::Refused;
+                             Canonical = User; // the stored spelling
+                             Canonical[0] = static_cast<char16_t>(Canonical[0] & ~0x20);
+                             return TSignInResult::Ok;
+                         },
+                         std::make_shared<TSomeUsers>()};
     TModuleRunnerFactory Factory = [this] {
         return std::make_unique<TLuaModuleRunner>(WebLuaOptions(Config));
     };
