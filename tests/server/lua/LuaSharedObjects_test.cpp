@@ -98,10 +98,10 @@ TEST_F(LuaShared, AnObjectOfAnEarlierRunInAnUpvalueIsGoneWithItsOwner) {
 
 // ---- a record, whose names are known to its hooks only
 
-class TTable : public tests::TMemoryTable {
+class TTable : public zutools::tests::TMemoryTable {
 public:
     TTable()
-        : TMemoryTable({{u"Customer", u"first"}}) {}
+        : TMemoryTable(zutools::tests::TFields{{u"Customer", u"first"}}) {}
     void SetField(std::u16string_view Name, const TKXVariant& Value) override {
         if (Value.IsNull()) throw EUserTableError(std::u16string(Name) + u" must not be empty");
         TMemoryTable::SetField(Name, Value);
