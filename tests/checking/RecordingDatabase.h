@@ -85,7 +85,9 @@ public:
         FDatabase.Answers.pop_front();
     }
     [[nodiscard]] bool Step() override { return FNext++ < FRows.size(); }
-    [[nodiscard]] int FieldCount() const override { return static_cast<int>(Row().size()); }
+    [[nodiscard]] int FieldCount() const override {
+        return FRows.empty() ? 0 : static_cast<int>(Row().size());
+    }
     [[nodiscard]] std::u16string FieldName(int Index) const override { return At(Index).first; }
     [[nodiscard]] int FieldIndex(std::u16string_view Field) const override {
         for (int Index = 0; Index < FieldCount(); ++Index) {
@@ -110,7 +112,9 @@ public:
     void Close() override { FRows.clear(); }
 
 private:
-    [[nodiscard]] const TRecordingDatabase::TRow& Row() const { return FRows.at(FNext - 1); }
+    [[nodiscard]] const TRecordingDatabase::TRow& Row() const {
+        return FRows.at(FNext > 0 ? FNext - 1 : 0); // before the first step the first one names the columns
+    }
     [[nodiscard]] const std::pair<std::u16string, TKXVariant>& At(int Index) const {
         return Row().at(static_cast<std::size_t>(Index));
     }

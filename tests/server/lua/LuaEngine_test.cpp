@@ -422,34 +422,10 @@ TEST(LuaThreads, EveryThreadHasItsOwnEngine) {
     RegisterThings();
     TTempFolder Folder;
     const std::u16string File = Folder.Write(u"m.lua", R"(
-        local t = zu.create('TWide')
+        local t = zu.create('TThing')
         for i = 1, 200 do t.Tag = i; t.Item[i] = t:Echo('ж' .. i) end
         zu.as_session('s', 'u', function() t.Tag = Session.SID end)
         assert(t.Tag == 's' and not pcall(t.Fail, t)))");
-    // TThing counts its objects without a lock; this class has the same names and no counter.
-    struct TWide : TIObject {
-        static const TClassInfo& StaticClass() {
-            static constexpr TClassInfo Info{u"TWide", &TIObject::StaticClass, {}, {}, [] {
-                                                 return std::unique_ptr<TObject>(std::make_unique<TWide>());
-                                             }};
-            return Info;
-        }
-        [[nodiscard]] const TClassInfo& ClassInfo() const override { return StaticClass(); }
-        TKXVariant Tag;
-    };
-    auto& Registry = ScriptRegistry();
-    Registry.RegisterProperty(
-        TWide::StaticClass(), u"Tag", 0,
-        [](TObject& Self, TScriptArgs) { return static_cast<TWide&>(Self).Tag; },
-        [](TObject& Self, TScriptArgs, const TKXVariant& Value) { static_cast<TWide&>(Self).Tag = Value; },
-        false);
-    Registry.RegisterProperty(
-        TWide::StaticClass(), u"Item", 1, [](TObject&, TScriptArgs Args) { return Args[0]; },
-        [](TObject&, TScriptArgs, const TKXVariant&) {}, false);
-    Registry.RegisterFunction(TWide::StaticClass(), u"Echo", 1,
-                              [](TObject&, TScriptArgs Args) { return Args[0]; });
-    Registry.RegisterProcedure(TWide::StaticClass(), u"Fail", 0,
-                               [](TObject&, TScriptArgs) { throw Exception(u"x"); });
     std::vector<std::thread> Threads;
     std::atomic<int> Good = 0;
     for (int I = 0; I < 4; ++I) {
@@ -463,7 +439,6 @@ TEST(LuaThreads, EveryThreadHasItsOwnEngine) {
     }
     for (std::thread& Thread : Threads) Thread.join();
     EXPECT_EQ(Good, 4);
-    Registry.UnregisterClass(TWide::StaticClass());
     UnregisterThings();
 }
 

@@ -22,39 +22,27 @@ protected:
 };
 
 TEST_F(LuaExecutor, CallStackNamesEveryCallWithItsPlace) {
-    EXPECT_EQ(Result(R"(
-        local function inner() return thing:CallStack() end
-        function outer() local s = inner() return s end
-        local ok, s = pcall(function() local s = outer() return s end)
-        thing.Value = s)"),
-              "test.lua:2: in upvalue 'inner'\n"
-              "test.lua:3: in global 'outer'\n"
-              "test.lua:4: in function <4>\n"
-              "test.lua:4: in main chunk");
-}
-
-TEST_F(LuaExecutor, CallStackOfACoroutineGoesOnWithWhoResumedIt) {
-    EXPECT_EQ(Result(R"(
-        local co = coroutine.wrap(function()
-            local s = thing:CallStack()
-            return s end)
-        thing.Value = co())"),
-              "test.lua:3: in function <2>\n"
-              "test.lua:5: in main chunk");
-}
-
-TEST_F(LuaExecutor, CallStackAfterACoroutineIsTheCallersAgain) {
-    EXPECT_EQ(Result("local co = coroutine.wrap(function() thing:Echo(1) coroutine.yield() end)\nco()\n"
-                     "thing.Value = thing:CallStack()"),
-              "test.lua:3: in main chunk");
-    EXPECT_EQ(Result("pcall(coroutine.wrap(function() thing:Fail() end))\n"
-                     "thing.Value = thing:CallStack()"),
-              "test.lua:2: in main chunk");
-}
-
-TEST_F(LuaExecutor, CallStackOfASession) {
-    EXPECT_EQ(Result("zu.as_session('s', 'u', function()\nthing.Value = thing:CallStack() end)"),
-              "test.lua:2: in function <1>\ntest.lua:1: in main chunk");
+    const std::pair<const char*, const char*> Cases[] = {
+        {"local function inner() return thing:CallStack() end\n"
+         "function outer() local s = inner() return s end\n"
+         "local ok, s = pcall(function() local s = outer() return s end)\n"
+         "thing.Value = s",
+         "test.lua:1: in upvalue 'inner'\n"
+         "test.lua:2: in global 'outer'\n"
+         "test.lua:3: in function <3>\n"
+         "test.lua:3: in main chunk"},
+        {"local co = coroutine.wrap(function()\nlocal s = thing:CallStack()\nreturn s end)\nthing.Value = "
+         "co()",
+         "test.lua:2: in function <1>\ntest.lua:4: in main chunk"},
+        {"local co = coroutine.wrap(function() thing:Echo(1) coroutine.yield() end)\nco()\n"
+         "thing.Value = thing:CallStack()",
+         "test.lua:3: in main chunk"},
+        {"pcall(coroutine.wrap(function() thing:Fail() end))\nthing.Value = thing:CallStack()",
+         "test.lua:2: in main chunk"},
+        {"zu.as_session('s', 'u', function()\nthing.Value = thing:CallStack() end)",
+         "test.lua:2: in function <1>\ntest.lua:1: in main chunk"},
+    };
+    for (const auto& [Script, Stack] : Cases) EXPECT_EQ(Result(Script), Stack) << Script;
 }
 
 TEST_F(LuaExecutor, CallStackIsBoundedAndEndsWithAWholeLine) {

@@ -8,7 +8,6 @@
 namespace zutools::server::tests {
 namespace {
 
-using testing::HasSubstr;
 using zutools::tests::TTempFolder;
 
 class LuaTemplates : public LuaTest {
@@ -72,21 +71,6 @@ TEST_F(LuaTemplates, PartOutlivesTheVariableButNotTheText) {
     EXPECT_EQ(Result("local page = zu.create('TTemplate') page.Body = 'x' thing.Value = "
                      "tostring(page.Part[0] == page)"),
               "true");
-}
-
-TEST_F(LuaTemplates, Errors) {
-    EXPECT_EQ(Error("local t = zu.create('TTemplate')\nlocal x = t.TagName[5]"),
-              "test.lua:2: Error tag index: 5.");
-    EXPECT_THAT(Error("zu.create('TTemplate'):FillTemplate(thing)"), HasSubstr("test.lua:1: "));
-    EXPECT_THAT(Error("zu.create('TTemplate'):FillTemplate('text')"), HasSubstr("test.lua:1: "));
-    EXPECT_EQ(Error("zu.create('TTemplate'):FillTemplate(nil)"), "no error");
-    EXPECT_EQ(Error("local p = zu.create('TParamsList')\nlocal x = p.Name[0]"),
-              "test.lua:2: Error name index: 0 in Params.");
-    EXPECT_EQ(Result("local t = zu.create('TTemplate') t.RaiseException = true "
-                     "thing.Value = tostring(t:PartExist('none')) .. select(2, pcall(function() return "
-                     "t.Part.none end))"),
-              "falsetest.lua:1: Error part name: none in template: .");
-    EXPECT_EQ(Error("zu.create('TTemplat')"), "test.lua:1: unknown class \"TTemplat\"; is it TTemplate?");
 }
 
 TEST_F(LuaTemplates, CacheIsReachable) {

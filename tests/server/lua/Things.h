@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <string>
@@ -31,7 +32,7 @@ public:
     std::map<std::u16string, TKXVariant> Items;
     std::unique_ptr<TThing> Child;
 
-    static inline int Living = 0;
+    static inline std::atomic<int> Living = 0;
 };
 
 /// Known to scripts, not to be made by them.
