@@ -14,7 +14,7 @@ TCaret Advance(TCaret Caret, std::u16string_view Text, std::size_t Begin, std::s
     while (Begin < End) {
         // Kept on purpose: a line ends at LF followed by CR, not at CR LF, and each of the last two
         // characters counts as a line end.
-        const std::size_t Found = FindPair(Text.substr(0, End + 1), Begin, u'\n', u'\r');
+        const std::size_t Found = Text.substr(0, End + 1).find(u"\n\r", Begin);
         const std::size_t LineEnd = std::max(std::min(Found, Last), Begin);
         if (LineEnd >= End) break;
         Caret = {0, Caret.Y + 1};

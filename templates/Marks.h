@@ -6,7 +6,9 @@
 
 #pragma once
 
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #if defined(__SSE2__)
@@ -38,49 +40,43 @@ struct TMarkKind {
 inline constexpr TMarkKind TagMark{u'[', u']'};
 inline constexpr TMarkKind LanguageKeyMark{u'{', u'}'};
 
-/// The first place at or after `From` where `First` and `Second` stand side by side; the text's size when
-/// there is none.
-[[nodiscard]] inline std::size_t FindPair(std::u16string_view Text, std::size_t From, char16_t First,
-                                          char16_t Second) {
+/// The first place at or after `From` where `Character` stands twice in a row; the text's size when there is
+/// none.
+[[nodiscard]] inline std::size_t FindDoubled(std::u16string_view Text, std::size_t From, char16_t Character) {
     const char16_t* const Units = Text.data();
     const std::size_t Size = Text.size();
     std::size_t Place = From;
 #if defined(__SSE2__)
-    // The standard library searches 16-bit characters one by one. Here eight neighbouring pairs are tested at
-    // a time: a pair matches where both the text and the text moved by one unit do.
-    const __m128i Left = _mm_set1_epi16(static_cast<short>(First));
-    const __m128i Right = _mm_set1_epi16(static_cast<short>(Second));
-    const auto Load = [Units](std::size_t At) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(Units + At));
+    // The standard library searches 16-bit characters one by one. Here 32 of them become 32 bits at a time: a
+    // pair begins where a bit and the next one are set.
+    const __m128i Sought = _mm_set1_epi16(static_cast<short>(Character));
+    const auto Equal = [&](std::size_t At) {
+        return _mm_cmpeq_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(Units + At)), Sought);
     };
-    for (; Place + 9 <= Size; Place += 8) {
-        // Most stretches hold neither: 32 units without the first one are passed over at a time.
-        for (; Place + 33 <= Size; Place += 32) {
-            const __m128i Any = _mm_or_si128(
-                _mm_or_si128(_mm_cmpeq_epi16(Load(Place), Left), _mm_cmpeq_epi16(Load(Place + 8), Left)),
-                _mm_or_si128(_mm_cmpeq_epi16(Load(Place + 16), Left),
-                             _mm_cmpeq_epi16(Load(Place + 24), Left)));
-            if (_mm_movemask_epi8(Any) != 0) break;
-        }
-        if (Place + 9 > Size) break;
-        const __m128i Both =
-            _mm_and_si128(_mm_cmpeq_epi16(Load(Place), Left), _mm_cmpeq_epi16(Load(Place + 1), Right));
-        const auto Hits = static_cast<unsigned>(_mm_movemask_epi8(Both));
-        if (Hits != 0) return Place + static_cast<unsigned>(__builtin_ctz(Hits)) / 2;
+    const auto Bits = [](__m128i First, __m128i Second) {
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(First, Second)));
+    };
+    for (; Place + 33 <= Size; Place += 32) {
+        const __m128i Blocks[] = {Equal(Place), Equal(Place + 8), Equal(Place + 16), Equal(Place + 24)};
+        const std::uint32_t Hits = Bits(Blocks[0], Blocks[1]) | Bits(Blocks[2], Blocks[3]) << 16;
+        if (Hits == 0) continue;
+        const std::uint32_t Next = Units[Place + 32] == Character ? 0x80000000U : 0U;
+        const std::uint32_t Pairs = Hits & (Hits >> 1 | Next);
+        if (Pairs != 0) return Place + static_cast<std::size_t>(std::countr_zero(Pairs));
     }
 #endif
     for (; Place + 2 <= Size; ++Place) {
-        if (Units[Place] == First && Units[Place + 1] == Second) return Place;
+        if (Units[Place] == Character && Units[Place + 1] == Character) return Place;
     }
     return Size;
 }
 
 /// The first mark of that kind at or after `From`.
 [[nodiscard]] inline TMark FindMark(std::u16string_view Text, std::size_t From, TMarkKind Kind) {
-    const std::size_t Begin = FindPair(Text, From, Kind.Opening, Kind.Opening);
+    const std::size_t Begin = FindDoubled(Text, From, Kind.Opening);
     if (Begin >= Text.size()) return {TMark::TState::None, Text.size(), Text.size()};
     const std::size_t NameBegin = Begin + 2;
-    const std::size_t NameEnd = FindPair(Text, NameBegin, Kind.Closing, Kind.Closing);
+    const std::size_t NameEnd = FindDoubled(Text, NameBegin, Kind.Closing);
     const std::u16string_view Name = Text.substr(NameBegin, NameEnd - NameBegin);
     if (NameEnd >= Text.size()) return {TMark::TState::Unclosed, Begin, Text.size(), Name};
     return {TMark::TState::Closed, Begin, NameEnd + 2, Name};

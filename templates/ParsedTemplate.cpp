@@ -40,7 +40,7 @@ public:
         , FText(Target.FText) {
         // A guess that spares small templates the regrowing; a large one regrows a few times.
         constexpr std::size_t Guess = 64;
-        FPieces.reserve(Guess);
+        FPieces.reserve(2 * Guess);
         FNames.reserve(Guess);
         FOpen.reserve(8);
         FTarget.FParts.reserve(8);
@@ -115,7 +115,7 @@ private:
     template <class T>
     static std::uint32_t Move(std::vector<T>& Work, std::size_t From, std::vector<T>& Final,
                               std::uint32_t& First) {
-        if (Final.empty()) Final.reserve(Work.size());
+        if (Final.capacity() == 0) Final.reserve(Work.capacity());
         First = static_cast<std::uint32_t>(Final.size());
         Final.insert(Final.end(), Work.begin() + static_cast<std::ptrdiff_t>(From), Work.end());
         Work.resize(From);

@@ -31,10 +31,7 @@ bool IsLoadError(const TLintProblem& Problem) {
 }
 
 void CompareWithTemplate(const TLintReport& Report, std::u16string Text) {
-    // Collation also takes texts as equal that differ in more than letter case.
-    const bool Plain =
-        std::all_of(Text.begin(), Text.end(), [](char16_t Unit) { return Unit >= 0x20 && Unit < 0x7F; });
-    TTemplate Template(TTemplateEnvironment{});
+    TTemplate Template;
     Template.SetRaiseException(true);
     bool Raised = false;
     try {
@@ -48,9 +45,8 @@ void CompareWithTemplate(const TLintReport& Report, std::u16string Text) {
     const auto Direct = std::count_if(Report.Parts.begin(), Report.Parts.end(),
                                       [](const TLintPart& Part) { return Part.Depth == 1; });
     Require(Direct == Template.GetNumParts() - 1, "the number of parts");
-    if (Plain)
-        Require(Report.Parts.front().Tags.size() == static_cast<std::size_t>(Template.GetNumTags()),
-                "the number of tags");
+    Require(Report.Parts.front().Tags.size() == static_cast<std::size_t>(Template.GetNumTags()),
+            "the number of tags");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // The quick parser and builder against the plain ones, over random texts.
 
+#include "templates/Lint.h"
 #include "tests/templates/Compare.h"
 
 #include <gtest/gtest.h>
@@ -31,6 +32,20 @@ constexpr std::u16string_view Pieces[] = {
     u"[[й]]",       u"long literal text between the marks, ",
 };
 
+/// The linter counts the same names as one that templates do.
+void CompareLint(const std::u16string& Text) {
+    const auto Bytes = platform::Utf16ToUtf8Strict(Text);
+    if (Bytes.Error || Text.empty()) return;
+    const TLintReport Report = LintTemplate(Bytes.Text);
+    TTemplate Template;
+    Template.SetBody(Text);
+    std::size_t Tags = 0;
+    for (const TLintName& Tag : Report.Parts.front().Tags) Tags += Tag.Count;
+    ExpectSame("linted tags", static_cast<std::size_t>(Template.GetNumTags()),
+               Report.Parts.front().Tags.size());
+    ExpectSame("linted places", Template.LTags().TagsPosition.size(), Tags);
+}
+
 std::u16string RandomText(std::mt19937& Random) {
     std::u16string Text;
     const std::size_t Count = Random() % 40;
@@ -44,6 +59,7 @@ TEST(Random, ParsesFillsCopiesAndBuildsLikeTheReference) {
         const std::u16string Text = RandomText(Random);
         try {
             CompareText(Text);
+            CompareLint(Text);
         } catch (const std::exception& Error) {
             FAIL() << "round " << Round << ": " << Error.what() << "\n" << platform::Utf16ToUtf8(Text);
         }

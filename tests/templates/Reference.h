@@ -23,10 +23,10 @@ struct TReference {
         std::size_t Position; // 1-based
     };
 
-    std::u16string Ident, Body, LastError;
-    std::vector<TEntry> Entries; // in the order in which they occur
-    std::vector<TPlace> Places;
-    std::vector<std::unique_ptr<TReference>> Parts;
+    std::u16string Ident{}, Body{}, LastError{};
+    std::vector<TEntry> Entries{}; // in the order in which they occur
+    std::vector<TPlace> Places{};
+    std::vector<std::unique_ptr<TReference>> Parts{};
     int CaretX = 0, CaretY = 0, BeginX = 0, BeginY = 0, EndX = 0, EndY = 0;
 
     // Positions are 1-based here, as the format is told.
@@ -100,8 +100,38 @@ struct TReference {
 
     void Set(const std::u16string& Name, const std::u16string& Value) {
         for (TEntry& Entry : Entries) {
-            if (AnsiCompareText(Entry.Name, Name) == 0) Entry.Value = Value;
+            if (!Name.empty() && AnsiCompareText(Entry.Name, Name) == 0) Entry.Value = Value;
         }
+    }
+
+    [[nodiscard]] const std::u16string* Find(const std::u16string& Name) const {
+        for (const TEntry& Entry : Entries) {
+            if (!Name.empty() && AnsiCompareText(Entry.Name, Name) == 0) return &Entry.Value;
+        }
+        return nullptr;
+    }
+
+    void Clear() {
+        for (TEntry& Entry : Entries) Entry.Value.clear();
+        for (const auto& Part : Parts) Part->Clear();
+    }
+
+    /// The first direct part of that name.
+    [[nodiscard]] const TReference* Part(std::u16string Name) const {
+        for (const auto& Part : Parts) {
+            if (!Name.empty() && AnsiCompareText(Part->Ident, Name) == 0) return Part.get();
+        }
+        return nullptr;
+    }
+
+    /// Without the values. Entries that no place refers to stay behind.
+    [[nodiscard]] TReference Copy() const {
+        TReference Result{.Ident = Ident, .Body = Body};
+        for (const TPlace& Place : Places) {
+            Result.Places.push_back({Result.AddEntry(Entries[Place.Entry].Name), Place.Position});
+        }
+        for (const auto& Part : Parts) Result.Parts.push_back(std::make_unique<TReference>(Part->Copy()));
+        return Result;
     }
 
     [[nodiscard]] std::u16string Build(bool WriteTagsBack) const {

@@ -3,11 +3,13 @@
 #include "host/Services.h"
 #include "host/StringHelpers.h"
 #include "platform/File.h"
+#include "tests/support/RecordingLogger.h"
 #include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 namespace zutools::tests {
@@ -17,9 +19,11 @@ class TCountingWords : public TLocalizatorTable {
 public:
     std::u16string GetString(std::u16string_view Key, std::u16string_view LanguageID) override {
         ++Asked;
+        if (OnAsked) OnAsked();
         return std::u16string(LanguageID) + u":" + std::u16string(Key);
     }
     std::atomic<int> Asked{0};
+    std::function<void()> OnAsked;
 };
 
 class TemplateCache : public testing::Test {
@@ -40,8 +44,8 @@ protected:
 
     TTempFolder Folder;
     std::shared_ptr<TCountingWords> Words = std::make_shared<TCountingWords>();
-    TServices Services{std::make_shared<TSimpleApplicationManager>(u"en"), Words,
-                       std::make_shared<TNullLogger>()};
+    std::shared_ptr<TRecordingLogger> Log = std::make_shared<TRecordingLogger>();
+    TServices Services{std::make_shared<TSimpleApplicationManager>(u"en"), Words, Log};
     TZTSTemplateCache Cache{&Services};
     TTemplateEnvironment Environment{&Cache, &Services};
 };
@@ -138,6 +142,21 @@ TEST_F(TemplateCache, EmptyFileIsAnErrorWithoutTheCache) {
     EXPECT_THROW(Raising.SetTemplateName(u"a.html"), ETemplate);
 }
 
+TEST_F(TemplateCache, MissingMarksAreInTheLog) {
+    Write(u"a.html", "[[!P]]x[[!Q]]");
+    EXPECT_EQ(Load(u"a.html"), u"");
+    EXPECT_EQ(Log->Text(), "Not found close tags ([[/...]]) of part: \"P\" in template: a.html.\n"
+                           "Not found close tags ([[/...]]) of part: \"Q\" in template: a.html.\n");
+}
+
+// A template that takes its time keeps nobody else waiting.
+TEST_F(TemplateCache, OtherTemplatesAreReadWhileOneIsBeingRead) {
+    Write(u"a.html", "{{K}}");
+    Write(u"b.html", "b");
+    Words->OnAsked = [this] { std::jthread([this] { EXPECT_EQ(Load(u"b.html"), u"b"); }).join(); };
+    EXPECT_EQ(Load(u"a.html"), u"en:K");
+}
+
 struct TBadFile {
     const char* Bytes;
     std::u16string_view Reason;
@@ -149,6 +168,8 @@ TEST_F(TemplateCache, BadContentsNameFileAndPlaceAndAreNotKept) {
         {"\xFF", u"malformed UTF-8 at line 1, column 1, byte offset 0"},
         {"ab\r\n\xD0\x96\xC3(", u"malformed UTF-8 at line 2, column 2, byte offset 6"},
         {"\xEF\xBB\xBFx\xED\xA0\x80", u"malformed UTF-8 at line 1, column 2, byte offset 4"},
+        {"\xF0\x9F\x98\x80\xFF",
+         u"malformed UTF-8 at line 1, column 2, byte offset 4"}, // characters, as lint counts
         {"twenty-one characters", u"21 bytes, the limit is 20 bytes"},
     };
     for (const bool Cached : {true, false}) {
