@@ -1,13 +1,13 @@
 #include "server/records/SqlUserTable.h"
 
 #include "host/Format.h"
-#include "host/Numbers.h"
-#include "host/RecordId.h"
 #include "server/records/FieldValues.h"
+#include "server/records/RecordRows.h"
 #include "server/records/TableShape.h"
 #include "server/sql/Schema.h"
 
 #include <algorithm>
+#include <exception>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -16,11 +16,6 @@
 namespace zutools::server {
 
 namespace {
-
-constexpr std::u16string_view NothingWritten =
-    u"Nothing was written; open the record again and repeat the change";
-
-using TShape = std::shared_ptr<const TTableShape>;
 
 enum class TRecordMode {
     Closed,
@@ -40,123 +35,6 @@ struct TRecordState {
     std::vector<bool> Touched;      // set by somebody since
     std::u16string RecordID;
 };
-
-std::u16string ParamName(char16_t Letter, std::size_t Index) {
-    return Letter + IntToStr(static_cast<std::int64_t>(Index));
-}
-
-std::u16string SelectStatement(const TTableShape& Shape) {
-    std::u16string Statement = u"SELECT ";
-    for (std::size_t Index = 0; Index < Shape.Columns.size(); ++Index) {
-        if (Index != 0) Statement += u", ";
-        Statement += Shape.Engine->CellExpressions(Shape.Columns[Index]);
-    }
-    return Statement + u" FROM " + Shape.Quoted;
-}
-
-/// The row that a query finds; empty when there is none.
-std::optional<TRow> ReadOnlyRow(TSelectQuery& Query, const TTableShape& Shape) {
-    Query.Open();
-    if (!Query.Step()) return std::nullopt;
-    TRow Row;
-    Row.reserve(Shape.Columns.size());
-    for (std::size_t Index = 0; Index < Shape.Columns.size(); ++Index) {
-        Row.push_back(Shape.Engine->ReadCell(Query, Index, Shape.Columns[Index]));
-    }
-    if (Query.Step()) {
-        throw EUserTableError(
-            Format(u"The key of the table %s does not tell its rows apart; two of them answer "
-                   u"to one record ID",
-                   {Shape.Name}));
-    }
-    return Row;
-}
-
-std::u16string WhereKey(const TTableShape& Shape) {
-    std::u16string Where;
-    for (std::size_t Place = 0; Place < Shape.Key.size(); ++Place) {
-        Where += Place == 0 ? u" WHERE " : u" AND ";
-        Where += QuotedName(Shape.Columns[Shape.Key[Place]].Name) + u" = :" + ParamName(u'K', Place);
-    }
-    return Where;
-}
-
-void BindKey(TQuery& Query, const TTableShape& Shape, const TRow& Row) {
-    for (std::size_t Place = 0; Place < Shape.Key.size(); ++Place) {
-        BindValue(Query, ParamName(u'K', Place), Row[Shape.Key[Place]].Value);
-    }
-}
-
-/// The row with the key of `Row`; locked against others until the transaction ends when asked for.
-std::optional<TRow> LoadByKey(TSqlDatabase& Database, const TTableShape& Shape, const TRow& Row, bool Lock) {
-    std::u16string Statement = SelectStatement(Shape) + WhereKey(Shape);
-    if (Lock) Statement += Shape.Engine->Words().LockRows;
-    const auto Query = Database.CreateSelectQuery();
-    Query->SetSQL(Statement);
-    BindKey(*Query, Shape, Row);
-    return ReadOnlyRow(*Query, Shape);
-}
-
-std::u16string IDOfRow(const TTableShape& Shape, const TRow& Row) {
-    std::vector<std::u16string> Values;
-    for (const std::size_t Index : Shape.Key) {
-        const TColumn& Column = Shape.Columns[Index];
-        if (Row[Index].Binary || Row[Index].Value.IsNull()) { // SQLite allows both
-            throw EUserTableError(
-                Format(u"A record of %s has %s in its key column %s and cannot be named; give "
-                       u"it a value",
-                       {Shape.Name, Row[Index].Binary ? u"binary data" : u"null", Column.Name}));
-        }
-        Values.push_back(KeyText(Column, Row[Index]));
-    }
-    return JoinRecordID(Values);
-}
-
-[[noreturn]] void RefuseID(const TTableShape& Shape, std::u16string_view RecordID, std::u16string_view Why) {
-    throw EUserTableError(Format(u"%s is no record ID of the table %s: %s",
-                                 {ShownValue(TKXVariant(RecordID)), Shape.Name, Why}));
-}
-
-/// Statement and parameters for the row of an ID.
-void PrepareByID(TSelectQuery& Query, const TTableShape& Shape, std::u16string_view RecordID) {
-    const auto Parts = SplitRecordID(RecordID, Shape.Key.size());
-    if (!Parts) {
-        std::u16string Names;
-        for (const std::size_t Index : Shape.Key) {
-            if (!Names.empty()) Names += u";";
-            Names += Shape.Columns[Index].Name;
-        }
-        RefuseID(Shape, RecordID,
-                 u"it is written " + Names +
-                     u", with \\; for a semicolon and \\\\ for a backslash in a value");
-    }
-    std::u16string Where;
-    std::vector<TKXVariant> Values;
-    for (std::size_t Place = 0; Place < Shape.Key.size(); ++Place) {
-        const std::size_t Index = Shape.Key[Place];
-        const TColumn& Column = Shape.Columns[Index];
-        const std::u16string Name = QuotedName(Column.Name);
-        Where += Place == 0 ? u" WHERE " : u" AND ";
-        const bool TextOnly = Column.Kind == TFieldKind::Other; // is all that is known of its type
-        Where += (TextOnly ? u"CAST(" + Name + u" AS TEXT)" : Name) + u" = :" + ParamName(u'K', Place);
-        TColumn Given = Column; // as computed keys may be looked for, and no part of an ID is null
-        Given.Computed = Given.HasDefault = false;
-        Given.NotNull = true;
-        TTableShape One;
-        One.Engine = Shape.Engine;
-        One.Name = Shape.Name;
-        One.Columns.push_back(std::move(Given));
-        try {
-            Values.push_back(FitField(One, 0, TKXVariant((*Parts)[Place])));
-        } catch (const EUserTableError& Error) {
-            RefuseID(Shape, RecordID, Error.Message());
-        }
-    }
-    Query.SetSQL(SelectStatement(Shape) + Where);
-    for (std::size_t Place = 0; Place < Values.size(); ++Place) {
-        BindValue(Query, ParamName(u'K', Place), Values[Place]);
-    }
-}
 
 std::vector<TKXVariant> FieldsOfRow(const TTableShape& Shape, const TRow& Row) {
     std::vector<TKXVariant> Fields;
@@ -179,57 +57,10 @@ TRecordState OpenedState(TShape Shape, TRow Row, std::u16string RecordID,
     return State;
 }
 
-/// @throws ERecordChanged.
-void RequireUnchanged(TSqlDatabase& Database, const TRecordState& State) {
-    const TTableShape& Shape = *State.Shape;
-    const auto Row = LoadByKey(Database, Shape, State.Stored, true);
-    if (!Row) {
-        throw ERecordChanged(
-            Format(u"The record %s of %s was deleted, or its key was changed, by somebody else. "
-                   u"Nothing was written",
-                   {State.RecordID, Shape.Name}));
-    }
-    std::u16string Changed;
-    for (std::size_t Index = 0; Index < Row->size(); ++Index) {
-        if ((*Row)[Index] == State.Stored[Index]) continue;
-        if (!Changed.empty()) Changed += u", ";
-        Changed += Shape.Columns[Index].Name;
-    }
-    if (Changed.empty()) return;
-    throw ERecordChanged(
-        Format(u"The record %s of %s was changed by somebody else since it was opened: %s. %s",
-               {State.RecordID, Shape.Name, Changed, NothingWritten}));
-}
-
-[[noreturn]] void RefuseUnwritten(const TRecordState& State, std::u16string_view Verb) {
-    throw EUserTableError(
-        Format(u"The database did not %s the record %s of %s and gave no reason; a trigger or "
-               u"a rule of the table decides so",
-               {Verb, State.RecordID, State.Shape->Name}));
-}
-
 void RequireValue(const TTableShape& Shape, std::size_t Index, const TKXVariant& Value) {
     if (!Value.IsNull() || !Shape.Columns[Index].NotNull) return;
     throw EUserTableError(Format(u"The field %s.%s needs a value (%s)",
                                  {Shape.Name, Shape.Columns[Index].Name, Shape.Columns[Index].TypeText}));
-}
-
-/// Runs a statement that ends in RETURNING with the table's columns; the row that it wrote, as the database
-/// keeps it once all triggers are through.
-std::optional<TRow> WriteRow(TSqlDatabase& Database, const TTableShape& Shape, std::u16string Statement,
-                             const std::vector<std::size_t>& Written, const TRecordState& State, bool ByKey) {
-    Statement += u" RETURNING ";
-    for (std::size_t Index = 0; Index < Shape.Columns.size(); ++Index) {
-        if (Index != 0) Statement += u", ";
-        Statement += Shape.Engine->CellExpressions(Shape.Columns[Index]);
-    }
-    const auto Query = Database.CreateSelectQuery();
-    Query->SetSQL(Statement);
-    for (const std::size_t Index : Written) BindValue(*Query, ParamName(u'V', Index), State.Values[Index]);
-    if (ByKey) BindKey(*Query, Shape, State.Stored);
-    const auto Row = ReadOnlyRow(*Query, Shape);
-    Query->Close();
-    return Row ? LoadByKey(Database, Shape, *Row, false) : std::nullopt;
 }
 
 bool IsInTable(const TRecordState& State) {
@@ -263,23 +94,36 @@ public:
 
     bool Open(std::u16string_view RecordID) override {
         TSqlDatabase& Database = ConnectionOutside(u"opened");
-        const TShape Shape = CurrentShape(Database);
-        const auto Query = Database.CreateSelectQuery();
-        PrepareByID(*Query, *Shape, RecordID);
-        auto Row = ReadOnlyRow(*Query, *Shape);
-        if (!Row) return false;
-        std::u16string Written = IDOfRow(*Shape, *Row);
-        if (Written != RecordID) { // two names of one record would be two locks
-            RefuseID(*Shape, RecordID, u"write it as " + ShownValue(TKXVariant(Written)));
+        TShape Shape = KnownTableShape(Database, FName);
+        TFoundRow Found;
+        std::exception_ptr Failure;
+        try {
+            Found = FindRow(Database, *Shape, RecordID);
+        } catch (const Exception&) {
+            Failure = std::current_exception();
         }
-        Become(OpenedState(Shape, std::move(*Row), std::move(Written)));
+        if (!Found.Row) { // perhaps because the table is another by now
+            const TShape Now = ReadTableShape(Database, FName);
+            if (Now->Stamp == Shape->Stamp) {
+                if (Failure) std::rethrow_exception(Failure);
+                return false;
+            }
+            Shape = Now;
+            Found = FindRow(Database, *Shape, RecordID);
+            if (Found.Stale) {
+                throw EUserTableError(
+                    Format(u"The table %s is being changed; try again when that has ended", {FName}));
+            }
+            if (!Found.Row) return false;
+        }
+        Become(OpenedState(std::move(Shape), std::move(*Found.Row), std::u16string(RecordID)));
         return true;
     }
 
     void OpenNew() override {
         TRecordState State;
         State.Mode = TRecordMode::New;
-        State.Shape = CurrentShape(ConnectionOutside(u"begun"));
+        State.Shape = CurrentTableShape(ConnectionOutside(u"begun"), FName);
         const std::size_t Count = State.Shape->Columns.size();
         State.Touched.resize(Count);
         for (std::size_t Index = 0; Index < Count; ++Index) {
@@ -358,28 +202,19 @@ public:
         const TRecordState State = Frozen();
         if (!IsInTable(State)) RefuseMode(State, u"posted");
         const TTableShape& Shape = *State.Shape;
-        std::u16string Assignments;
-        std::vector<std::size_t> Written;
+        TColumnValues Changed;
         for (std::size_t Index = 0; Index < State.Values.size(); ++Index) {
             if (State.Values[Index] == State.Read[Index]) continue;
             RequireValue(Shape, Index, State.Values[Index]);
-            if (!Written.empty()) Assignments += u", ";
-            Assignments += QuotedName(Shape.Columns[Index].Name) + u" = :" + ParamName(u'V', Index);
-            Written.push_back(Index);
+            Changed.push_back({Index, State.Values[Index]});
         }
         TSqlDatabase& Database = Connection(u"posted");
         TTransaction Scope(Database, TTransaction::TWithin::Any);
-        RequireUnchanged(Database, State);
-        TRow Now = State.Stored;
-        if (!Written.empty()) {
-            auto Row = WriteRow(Database, Shape,
-                                u"UPDATE " + Shape.Quoted + u" SET " + Assignments + WhereKey(Shape), Written,
-                                State, true);
-            if (!Row) RefuseUnwritten(State, u"change");
-            Now = std::move(*Row);
+        if (Changed.empty()) {
+            RequireUnchanged(Database, Shape, State.Stored);
+        } else {
+            Written(UpdateRow(Database, Shape, State.Stored, Changed), State.Mode);
         }
-        std::u16string RecordID = IDOfRow(Shape, Now);
-        Become(OpenedState(State.Shape, std::move(Now), std::move(RecordID), State.Mode));
         Finish(Scope);
         Writing.Keep();
     }
@@ -388,15 +223,9 @@ public:
         TRecordWriting Writing(*this);
         const TRecordState State = Frozen();
         if (!IsInTable(State)) RefuseMode(State, u"deleted");
-        const TTableShape& Shape = *State.Shape;
         TSqlDatabase& Database = Connection(u"deleted");
         TTransaction Scope(Database, TTransaction::TWithin::Any);
-        RequireUnchanged(Database, State);
-        const auto Query = Database.CreateExecQuery();
-        Query->SetSQL(u"DELETE FROM " + Shape.Quoted + WhereKey(Shape));
-        BindKey(*Query, Shape, State.Stored);
-        Query->Execute();
-        if (Query->RowsAffected() == 0) RefuseUnwritten(State, u"delete");
+        DeleteRow(Database, *State.Shape, State.Stored);
         Scope.Commit();
         {
             const std::lock_guard Lock(FMutex);
@@ -411,38 +240,18 @@ public:
         const bool Copy = State.Mode == TRecordMode::Opened;
         if (State.Mode != TRecordMode::New && !Copy) RefuseMode(State, u"inserted");
         const TTableShape& Shape = *State.Shape;
-        std::u16string Names;
-        std::u16string Values;
-        std::vector<std::size_t> Written;
+        TColumnValues Given;
         for (std::size_t Index = 0; Index < State.Values.size(); ++Index) {
             const TColumn& Column = Shape.Columns[Index];
             if (Copy ? !IsCopied(State, Index) : !State.Touched[Index]) continue; // its default
             // A form sends the number that the database gives as an empty one.
             if (State.Values[Index].IsNull() && Column.NotNull && Column.HasDefault) continue;
             RequireValue(Shape, Index, State.Values[Index]);
-            if (!Written.empty()) {
-                Names += u", ";
-                Values += u", ";
-            }
-            Names += QuotedName(Column.Name);
-            Values += u":" + ParamName(u'V', Index);
-            Written.push_back(Index);
+            Given.push_back({Index, State.Values[Index]});
         }
         TSqlDatabase& Database = Connection(u"inserted");
         TTransaction Scope(Database, TTransaction::TWithin::Any);
-        auto Row = WriteRow(Database, Shape,
-                            u"INSERT INTO " + Shape.Quoted +
-                                (Written.empty() ? std::u16string(u" DEFAULT VALUES")
-                                                 : u" (" + Names + u") VALUES (" + Values + u")"),
-                            Written, State, false);
-        if (!Row) {
-            throw EUserTableError(
-                Format(u"The database did not keep the new record of %s and gave no reason; a "
-                       u"trigger or a rule of the table decides so, or its key is null",
-                       {Shape.Name}));
-        }
-        std::u16string RecordID = IDOfRow(Shape, *Row);
-        Become(OpenedState(State.Shape, std::move(*Row), std::move(RecordID), TRecordMode::Inserted));
+        Written(InsertRow(Database, Shape, Given), TRecordMode::Inserted);
         Finish(Scope);
         Writing.Keep();
     }
@@ -485,16 +294,6 @@ private:
                                      {FName, Verb}));
     }
 
-    /// The shape read when the table was made serves its first opening; later ones read it anew, as tables
-    /// change.
-    TShape CurrentShape(TSqlDatabase& Database) {
-        {
-            const std::lock_guard Lock(FMutex);
-            if (std::exchange(FFresh, false)) return FState.Shape;
-        }
-        return std::make_shared<const TTableShape>(ReadTableShape(Database, FName));
-    }
-
     TShape ShapeNow() const {
         const std::lock_guard Lock(FMutex);
         return FState.Shape;
@@ -508,6 +307,11 @@ private:
         const std::lock_guard Lock(FMutex);
         RequireNoOtherWriter();
         FState = std::move(State);
+    }
+    void Written(TRow Row, TRecordMode Mode) {
+        const TShape Shape = ShapeNow();
+        std::u16string RecordID = IDOfRow(*Shape, Row);
+        Become(OpenedState(Shape, std::move(Row), std::move(RecordID), Mode));
     }
     bool IsWriter() const {
         const std::lock_guard Lock(FMutex);
@@ -575,7 +379,6 @@ private:
 
     mutable std::mutex FMutex; // guards the rest; never held while the database works
     TRecordState FState;
-    bool FFresh = true;
     struct TWriting {
         TRecordState Before;
         TRecordCheck Check;
@@ -599,8 +402,7 @@ std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName, TDataba
                                      u"\"zuhost users\", or statements of your own",
                                      {TableName}));
     }
-    auto Shape = std::make_shared<const TTableShape>(ReadTableShape(*Connection, TableName));
-    return std::make_unique<TSqlUserTable>(std::move(Shape), std::move(Database));
+    return std::make_unique<TSqlUserTable>(KnownTableShape(*Connection, TableName), std::move(Database));
 }
 
 } // namespace zutools::server

@@ -6,6 +6,9 @@
 #include "platform/TextTools.h"
 
 #include <algorithm>
+#include <mutex>
+#include <unordered_map>
+#include <utility>
 
 namespace zutools::server {
 
@@ -50,6 +53,46 @@ TSqlTable FindTable(TSqlDatabase& Database, std::u16string_view Name) {
     return std::move(*Chosen);
 }
 
+/// Any thread.
+class TKeptShapes {
+public:
+    static TKeptShapes& Instance() {
+        static TKeptShapes Kept;
+        return Kept;
+    }
+
+    TShape Find(const TSqlDatabase& Database, std::u16string_view Name) const {
+        const std::lock_guard Lock(FMutex);
+        const auto Found = FShapes.find(KeyOf(Database, Name));
+        return Found == FShapes.end() ? nullptr : Found->second;
+    }
+
+    void Keep(const TSqlDatabase& Database, std::u16string_view Name, const TShape& Shape) {
+        // A database in memory is its connection's own, and others have the same name.
+        if (Database.DisplayUrl().ends_with(u":memory:")) return;
+        const std::lock_guard Lock(FMutex);
+        if (FShapes.size() >= Most) FShapes.clear(); // names come from requests
+        FShapes.insert_or_assign(KeyOf(Database, Name), Shape);
+    }
+
+private:
+    static constexpr std::size_t Most = 1000;
+
+    static std::u16string KeyOf(const TSqlDatabase& Database, std::u16string_view Name) {
+        return Database.DisplayUrl() + u'\n' + std::u16string(Name);
+    }
+
+    mutable std::mutex FMutex;
+    std::unordered_map<std::u16string, TShape> FShapes;
+};
+
+std::u16string StampNow(TSqlDatabase& Database, const TTableShape& Shape) {
+    const auto Query = Database.CreateSelectQuery();
+    Query->SetSQL(u"SELECT " + Shape.Engine->TableStamp(Shape) + u" AS Stamp");
+    Query->Open();
+    return Query->Step() ? Query->FieldAsString(u"Stamp") : std::u16string();
+}
+
 } // namespace
 
 std::size_t TTableShape::FindColumn(std::u16string_view Column) const {
@@ -61,7 +104,7 @@ std::size_t TTableShape::FindColumn(std::u16string_view Column) const {
     return Found;
 }
 
-TTableShape ReadTableShape(TSqlDatabase& Database, std::u16string_view TableName) {
+TShape ReadTableShape(TSqlDatabase& Database, std::u16string_view TableName) {
     TTableShape Shape{FindTable(Database, TableName), &Database.Engine()};
     for (const std::size_t Index : Shape.Key) {
         if (Shape.Columns[Index].Kind != TFieldKind::Blob) continue;
@@ -76,7 +119,19 @@ TTableShape ReadTableShape(TSqlDatabase& Database, std::u16string_view TableName
                    u"one (PRIMARY KEY) to open its records",
                    {Shape.Name}));
     }
-    return Shape;
+    auto Result = std::make_shared<const TTableShape>(std::move(Shape));
+    TKeptShapes::Instance().Keep(Database, TableName, Result);
+    return Result;
+}
+
+TShape KnownTableShape(TSqlDatabase& Database, std::u16string_view TableName) {
+    TShape Kept = TKeptShapes::Instance().Find(Database, TableName);
+    return Kept ? Kept : ReadTableShape(Database, TableName);
+}
+
+TShape CurrentTableShape(TSqlDatabase& Database, std::u16string_view TableName) {
+    TShape Kept = TKeptShapes::Instance().Find(Database, TableName);
+    return Kept && StampNow(Database, *Kept) == Kept->Stamp ? Kept : ReadTableShape(Database, TableName);
 }
 
 } // namespace zutools::server

@@ -6,6 +6,7 @@
 #include "server/sql/SqlDatabase.h"
 
 #include <cstddef>
+#include <memory>
 #include <string_view>
 
 namespace zutools::server {
@@ -21,10 +22,20 @@ struct TTableShape : TSqlTable {
     [[nodiscard]] std::size_t FindColumn(std::u16string_view Column) const;
 };
 
-/// Reads the catalogue; of the name no SQL is made. On PostgreSQL the tables that the search path reaches
-/// without a schema.
+/// Shared by records and threads, never changed.
+using TShape = std::shared_ptr<const TTableShape>;
+
+// Shapes are kept for all threads, by database and by the name that was asked for, since a catalogue is slow
+// to ask and seldom changes. Whoever uses one that was kept finds out by its stamp whether it still holds.
+
+/// Reads the catalogue and keeps the result; of the name no SQL is made. On PostgreSQL the tables that the
+/// search path reaches without a schema.
 /// @throws EUserTableError for a name that is no table's, a view, a table without primary key or with a
 /// binary one; EDatabaseError.
-[[nodiscard]] TTableShape ReadTableShape(TSqlDatabase& Database, std::u16string_view TableName);
+[[nodiscard]] TShape ReadTableShape(TSqlDatabase& Database, std::u16string_view TableName);
+/// The one that is kept, which may be out of date, or else the one read now. @throws as ReadTableShape.
+[[nodiscard]] TShape KnownTableShape(TSqlDatabase& Database, std::u16string_view TableName);
+/// The one that is kept if its stamp is today's, or else the one read now. @throws as ReadTableShape.
+[[nodiscard]] TShape CurrentTableShape(TSqlDatabase& Database, std::u16string_view TableName);
 
 } // namespace zutools::server

@@ -50,13 +50,15 @@ struct TSqlTable {
     bool IsView = false;
     std::vector<TColumn> Columns;
     std::vector<std::size_t> Key; // columns in the order of the primary key; empty for none
-    /// Changes when the table's columns or its key do. TSqlEngine::TableStamp asks for it anew.
+    bool ChangesAfterWrite =
+        false; // a row may be another once the statement that wrote it has ended: triggers
+    /// Changes when the table's columns, its key or its triggers do. TSqlEngine::TableStamp asks for it anew.
     std::u16string Stamp;
 };
 
 /// A field as the database has it.
 struct TCell {
-    bool Binary = false; // then Value is the bytes' hexadecimal text or hash: fit to be compared only
+    bool Binary = false; // then Value is a text that tells bytes apart: fit to be compared only
     TKXVariant Value;    // of the kind that is stored, its text where the engine's kinds are richer, or null
     friend bool operator==(const TCell&, const TCell&) = default;
 };

@@ -28,6 +28,7 @@ public:
     TConnection(const TConnection&) = delete;
     TConnection& operator=(const TConnection&) = delete;
 
+    [[nodiscard]] std::uint64_t RoundTrips() const { return FLink->RoundTrips(); }
     [[nodiscard]] const TSqlEngine& Engine() const { return *FUrl.Engine; }
     [[nodiscard]] const std::u16string& DisplayUrl() const { return FDisplayUrl; }
     [[nodiscard]] bool InTransaction() const { return FTransaction != TTransactionState::None; }

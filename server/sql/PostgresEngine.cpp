@@ -265,6 +265,7 @@ public:
     [[nodiscard]] TResult Send(const std::string& Statement,
                                const std::vector<std::optional<std::string>>& Values = {}) {
         if (FConnection == nullptr || IsLost()) throw EDatabaseError(u"there is no connection");
+        ++FRoundTrips;
         const TMoment Deadline = Silence();
         int Answers = 1;
         if (std::exchange(FBeginWaits, false)) {
@@ -627,7 +628,13 @@ public:
             u"SELECT c.relname AS \"table\", n.nspname AS space, "
             u"CASE WHEN c.relkind IN ('r', 'p') THEN 'table' ELSE 'view' END AS kind, " +
             StampOf(u"c.oid") +
-            u" AS stamp, a.attname AS name, pg_catalog.format_type(a.atttypid, a.atttypmod) AS declared, "
+            u" AS stamp, "
+            // Triggers that come after the write, rules, and keys that refer to the table itself.
+            u"CASE WHEN c.relhasrules OR EXISTS (SELECT 1 FROM pg_catalog.pg_trigger g WHERE g.tgrelid = "
+            u"c.oid AND "
+            u"(NOT g.tgisinternal AND g.tgtype & 2 = 0 OR g.tgconstrrelid = c.oid)) THEN 1 ELSE 0 END AS "
+            u"changes, "
+            u"a.attname AS name, pg_catalog.format_type(a.atttypid, a.atttypmod) AS declared, "
             u"CAST(b.typname AS TEXT) AS base, "
             u"pg_catalog.format_type(b.oid, CASE WHEN t.typtype = 'd' THEN t.typtypmod ELSE a.atttypmod END) "
             u"AS based, "
@@ -684,35 +691,38 @@ public:
             if (C == u'\'') Literal += C;
             Literal += C;
         }
-        return StampOf(u"pg_catalog.to_regclass(" + Literal + u"')");
+        return StampOf(u"CAST(pg_catalog.to_regclass(" + Literal + u"') AS oid)");
     }
 
     std::u16string CellExpressions(const TColumn& Column) const override {
         const std::u16string Name = QuotedName(Column.Name);
         switch (Column.Kind) {
         case TFieldKind::Blob:
-            return u"encode(sha256(" + Name + u"), 'hex')";
-        case TFieldKind::Date:
-        case TFieldKind::DateTime: // whatever DateStyle says
+            return u"octet_length(" + Name + u") || ':' || encode(sha256(" + Name + u"), 'hex')";
+        case TFieldKind::Date: // whatever DateStyle says
             return u"to_json(" + Name + u") #>> '{}'";
+        case TFieldKind::DateTime:
+            return u"replace(to_json(" + Name + u") #>> '{}', 'T', ' ')";
         case TFieldKind::DateTimeZone:
-            return u"to_json(" + Name + u" AT TIME ZONE 'UTC') #>> '{}'";
+            return u"replace(to_json(" + Name +
+                   u" AT TIME ZONE 'UTC') #>> '{}', 'T', ' ') || CASE WHEN isfinite(" + Name +
+                   u") THEN '+00' ELSE '' END";
         default:
             return u"CAST(" + Name + u" AS TEXT)";
         }
     }
 
+    std::u16string CellCondition(const TColumn& Column, const TCell&,
+                                 std::u16string_view Param) const override {
+        // A collation of the database's own may take two texts for one.
+        return u"(" + CellExpressions(Column) + u") COLLATE \"C\" IS NOT DISTINCT FROM " +
+               std::u16string(Param);
+    }
+
     TCell ReadCell(const TSelectQuery& Query, std::size_t Index, const TColumn& Column) const override {
         TCell Cell;
         Cell.Value = Query.FieldValue(static_cast<int>(Index));
-        if (Cell.Value.IsNull()) return Cell;
-        Cell.Binary = Column.Kind == TFieldKind::Blob;
-        if (Column.Kind != TFieldKind::DateTime && Column.Kind != TFieldKind::DateTimeZone) return Cell;
-        std::u16string Text = Cell.Value.AsString();
-        const bool Digits = Text[0] >= u'0' && Text[0] <= u'9'; // else "infinity"
-        if (const std::size_t T = Text.find(u'T'); Digits && T != Text.npos) Text[T] = u' ';
-        if (Digits && Column.Kind == TFieldKind::DateTimeZone) Text += u"+00";
-        Cell.Value = TKXVariant(std::move(Text));
+        Cell.Binary = Column.Kind == TFieldKind::Blob && !Cell.Value.IsNull();
         return Cell;
     }
 
@@ -731,6 +741,12 @@ private:
                Table +
                u" AND attnum > 0 "
                u"UNION ALL SELECT 'd' || adnum || ':' || xmin FROM pg_catalog.pg_attrdef WHERE adrelid = " +
+               Table +
+               u" UNION ALL SELECT 't' || CAST(oid AS TEXT) || ':' || xmin FROM pg_catalog.pg_trigger WHERE "
+               u"tgrelid = " +
+               Table +
+               u" UNION ALL SELECT 'r' || CAST(oid AS TEXT) || ':' || xmin FROM pg_catalog.pg_rewrite WHERE "
+               u"ev_class = " +
                Table +
                u" UNION ALL SELECT 'i' || CAST(indexrelid AS TEXT) || ':' || xmin "
                u"FROM pg_catalog.pg_index WHERE indisprimary AND indrelid = " +

@@ -285,6 +285,9 @@ TSqlDatabase::TSqlDatabase(TDatabaseUrl Url, const TSqlTimeouts& Timeouts)
 
 TSqlDatabase::~TSqlDatabase() = default;
 
+std::uint64_t TSqlDatabase::RoundTrips() const {
+    return FConnection->RoundTrips();
+}
 const TSqlEngine& TSqlDatabase::Engine() const {
     return FConnection->Engine();
 }

@@ -18,6 +18,7 @@
 #include "server/sql/SqlEngine.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -65,6 +66,8 @@ public:
     [[nodiscard]] const TSqlTimeouts& Timeouts() const;
     /// From the next statement on. TSqlTimeouts::Connect is that of the next connection.
     void SetTimeouts(const TSqlTimeouts& Timeouts);
+    /// How often this connection's database was asked and its answer waited for, since it was opened last.
+    [[nodiscard]] std::uint64_t RoundTrips() const;
     /// See TSqlEngine::FindTables. One query.
     [[nodiscard]] std::vector<TSqlTable> FindTables(std::u16string_view Name);
 

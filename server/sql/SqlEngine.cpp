@@ -46,6 +46,7 @@ void TTablesRead::Enter(const TSelectQuery& Row, std::u16string Quoted) {
     Table.Name = Row.FieldAsString(u"table");
     Table.Quoted = std::move(Quoted);
     Table.IsView = Row.FieldAsString(u"kind") != u"table";
+    Table.ChangesAfterWrite = Row.FieldAsInteger(u"changes") != 0;
     Table.Stamp = Row.FieldAsString(u"stamp");
     FTables.push_back(std::move(Table));
 }

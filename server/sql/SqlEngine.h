@@ -98,6 +98,11 @@ public:
     [[nodiscard]] virtual TCell ReadCell(const TSelectQuery& Query, std::size_t Index,
                                          const TColumn& Column) const = 0;
 
+    /// A condition, for a WHERE in a transaction: the column's cell is still this one. `Param` is bound to
+    /// its value.
+    [[nodiscard]] virtual std::u16string CellCondition(const TColumn& Column, const TCell& Cell,
+                                                       std::u16string_view Param) const = 0;
+
     /// A connection, not open yet. @throws EDatabaseError when the driver is missing.
     [[nodiscard]] virtual std::unique_ptr<TSqlLink> NewLink(const TDatabaseUrl& Url) const = 0;
 

@@ -5,6 +5,8 @@
 
 #include "server/sql/SqlEngine.h"
 
+#include <cstdint>
+
 namespace zutools::server {
 
 /// A statement on its link, run any number of times.
@@ -43,6 +45,9 @@ public:
     TSqlLink(const TSqlLink&) = delete;
     TSqlLink& operator=(const TSqlLink&) = delete;
 
+    /// How often the database was asked and its answer waited for.
+    [[nodiscard]] std::uint64_t RoundTrips() const { return FRoundTrips; }
+
     virtual void Open(const TSqlTimeouts& Timeouts) = 0;
     /// Rolls back what is open. May be opened again.
     virtual void Close() noexcept = 0;
@@ -65,6 +70,9 @@ public:
     /// `Wait`.
     [[nodiscard]] virtual bool LockSchema(std::chrono::milliseconds Wait) = 0;
     virtual void UnlockSchema() noexcept = 0;
+
+protected:
+    std::uint64_t FRoundTrips = 0;
 };
 
 } // namespace zutools::server

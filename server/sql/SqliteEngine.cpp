@@ -7,7 +7,6 @@
 #include "server/sql/SqlLink.h"
 #include "server/sql/SqlText.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
 #include <QLockFile>
@@ -81,14 +80,26 @@ TFieldKind KindOfType(std::u16string_view Declared) {
     return TFieldKind::Other;
 }
 
-/// What is long is told apart by its hash.
-std::u16string HashOfLong(std::u16string Hex) {
-    constexpr std::size_t Short = 128;
-    if (Hex.size() <= Short) return Hex;
-    const QByteArray Bytes = QByteArray::fromRawData(reinterpret_cast<const char*>(Hex.data()),
-                                                     static_cast<qsizetype>(Hex.size() * sizeof(char16_t)));
-    const QByteArray Hash = QCryptographicHash::hash(Bytes, QCryptographicHash::Sha256).toHex();
-    return {Hash.begin(), Hash.end()};
+/// Bytes for a comparison: a few as they are, many by their number alone, since it has no hash and would have
+/// to read them all.
+std::u16string BytesExpression(const std::u16string& Name) {
+    constexpr std::u16string_view Few = u"16384";
+    return u"CASE WHEN length(" + Name + u") <= " + std::u16string(Few) + u" THEN length(" + Name +
+           u") || ':' || hex(" + Name + u") ELSE CAST(length(" + Name + u") AS TEXT) END";
+}
+
+std::u16string_view StorageOf(const TCell& Cell) {
+    if (Cell.Binary) return u"blob";
+    switch (Cell.Value.Kind()) {
+    case TVariantKind::vkNull:
+        return u"null";
+    case TVariantKind::vkInt64:
+        return u"integer";
+    case TVariantKind::vkFloat:
+        return u"real";
+    default:
+        return u"text";
+    }
 }
 
 class TSqliteLink final : public TSqlLink {
@@ -140,6 +151,7 @@ public:
 
     void Commit() override {
         FInTransaction = false;
+        CountRoundTrip();
         QSqlQuery Query = NewQuery();
         if (Query.exec(QStringLiteral("COMMIT"))) return;
         const EDatabaseError Error = Refusal(Query.lastError());
@@ -183,6 +195,7 @@ public:
     void UnlockSchema() noexcept override { FSchemaLock.reset(); }
 
     [[nodiscard]] bool InTransaction() const { return FInTransaction; }
+    void CountRoundTrip() { ++FRoundTrips; }
 
     [[nodiscard]] QSqlQuery NewQuery() const {
         QSqlQuery Query(FDatabase);
@@ -225,7 +238,8 @@ private:
         if (File.isDir()) throw EDatabaseError(u"it is a folder, not a file");
     }
 
-    void Require(const QString& Statement) const {
+    void Require(const QString& Statement) {
+        CountRoundTrip();
         QSqlQuery Query = NewQuery();
         if (!Query.exec(Statement)) throw Refusal(Query.lastError());
     }
@@ -359,6 +373,7 @@ private:
                 FHoldsLongText = true;
             FQuery.bindValue(Place++, Value);
         }
+        FLink.CountRoundTrip();
         if (!FQuery.exec()) throw FLink.Refusal(FQuery.lastError());
     }
 
@@ -417,7 +432,11 @@ public:
         Query->SetSQL(
             u"SELECT m.name AS \"table\", m.type AS kind, v.schema_version AS stamp, x.name AS name, "
             u"x.type AS declared, x.\"notnull\" AS required, x.dflt_value AS preset, x.pk AS place, "
-            u"x.hidden AS hidden FROM sqlite_master m "
+            u"x.hidden AS hidden, "
+            u"EXISTS (SELECT 1 FROM sqlite_master t WHERE t.type = 'trigger' AND t.tbl_name = m.name "
+            u"COLLATE NOCASE) OR EXISTS (SELECT 1 FROM pragma_foreign_key_list(m.name) f "
+            u"WHERE m.type = 'table' AND f.\"table\" = m.name COLLATE NOCASE) AS changes "
+            u"FROM sqlite_master m "
             u"JOIN pragma_schema_version v "
             u"LEFT JOIN pragma_table_xinfo(CASE m.type WHEN 'table' THEN m.name END) x "
             u"WHERE m.type IN ('table', 'view') AND m.name = :Name COLLATE NOCASE "
@@ -459,8 +478,17 @@ public:
     std::u16string CellExpressions(const TColumn& Column) const override {
         const std::u16string Name = QuotedName(Column.Name);
         // What a row holds need not be of its column's type.
-        return u"typeof(" + Name + u"), CASE typeof(" + Name + u") WHEN 'blob' THEN hex(" + Name +
-               u") ELSE " + Name + u" END";
+        return u"typeof(" + Name + u"), CASE typeof(" + Name + u") WHEN 'blob' THEN " +
+               BytesExpression(Name) + u" ELSE " + Name + u" END";
+    }
+
+    std::u16string CellCondition(const TColumn& Column, const TCell& Cell,
+                                 std::u16string_view Param) const override {
+        const std::u16string Name = QuotedName(Column.Name);
+        // The column's collation may take two texts for one.
+        const std::u16string Value = Cell.Binary ? BytesExpression(Name) : Name + u" COLLATE BINARY";
+        return u"typeof(" + Name + u") = '" + std::u16string(StorageOf(Cell)) + u"' AND " + Value + u" IS " +
+               std::u16string(Param);
     }
 
     TCell ReadCell(const TSelectQuery& Query, std::size_t Index, const TColumn&) const override {
@@ -468,7 +496,6 @@ public:
         TCell Cell;
         Cell.Binary = Query.FieldValue(Place).StringView() == u"blob";
         Cell.Value = Query.FieldValue(Place + 1);
-        if (Cell.Binary) Cell.Value = TKXVariant(HashOfLong(Cell.Value.AsString()));
         return Cell;
     }
 

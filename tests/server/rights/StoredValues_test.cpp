@@ -1,7 +1,11 @@
 // Filters on records of real databases: what counts is the value that the database keeps, not how it was
 // written.
 #include "server/records/SqlUserTable.h"
+#include "server/rights/Profiles.h"
 #include "server/rights/RecordFilter.h"
+#include "server/rights/SqlSecurity.h"
+#include "server/rights/Users.h"
+#include "server/sql/Schema.h"
 #include "tests/server/sql/TestDatabases.h"
 #include "tests/support/Raised.h"
 
@@ -153,6 +157,63 @@ TEST_P(StoredValues, TriggersAndDefaultsAreSeen) {
     EXPECT_FALSE(Writes(*Record, u"T <> 'secret'"));
     EXPECT_TRUE(Thing()->Field(u"I").IsNull());
     EXPECT_EQ(Record->Field(u"T"), TKXVariant(u"open")); // to be changed and written again
+}
+
+// What the record blocker does when a user takes a record, changes it and saves it.
+TEST_P(StoredValues, TakesAndCommitsAskTheDatabaseSeldom) {
+    MakeTable();
+    UpgradeSchema(Db());
+    const TDatabaseOfThread Database = [this] { return &Db(); };
+    TProfiles(Database).Grant(u"Clerks", {u"Things", TRecordRight::Edit, u"N = 0 OR N IS NULL"});
+    TUsers(Database, platform::SystemClock(), THashCost::Least())
+        .Add(u"anna", u"correct horse", u"Clerks", false);
+    TSqlSecurityManager Security(Database);
+    (void)Security.IsSetUp();
+    const auto Counted = [this](const auto& Call) {
+        const std::uint64_t Before = Db().RoundTrips();
+        Call();
+        return Db().RoundTrips() - Before;
+    };
+    const auto Rights = [&] {
+        return Security.BuildTableRightsFilter(Security.RefreshUserInfo(u"anna"), u"Things",
+                                               TRecordRight::Edit);
+    };
+    const auto Take = [&] {
+        auto Record = Thing();
+        EXPECT_TRUE(Security.CheckRecordRights(Rights(), *Record));
+        return Record;
+    };
+    const auto Commit = [&](TUserTable& Record) {
+        TTableRights Known;
+        const auto Require = [&](const TUserTable& Row) {
+            if (!Security.CheckRecordRights(Known, Row)) throw EUserTableError(u"not covered");
+        };
+        TRecordWriting Writing(Record, Require);
+        Known = Rights();
+        Require(Record);
+        Record.Post();
+        Writing.Keep();
+    };
+    (void)Take(); // the shape of the table is known from here on
+    std::unique_ptr<TUserTable> Record;
+    EXPECT_EQ(Counted([&] { Record = Take(); }), 2U);
+    Record->SetField(u"N", 0);
+    EXPECT_EQ(Counted([&] { Commit(*Record); }),
+              IsSqlite() ? 4U : 3U); // PostgreSQL begins with the statement
+    EXPECT_EQ(Counted([&] { EXPECT_FALSE(MakeUserTable(u"Things", Database)->Open(u"7")); }), 2U);
+
+    Exec(Db(), IsSqlite()
+                   ? u"CREATE TRIGGER Mark AFTER UPDATE OF N ON Things BEGIN UPDATE Things SET T = 'marked' "
+                     u"WHERE ID = "
+                     u"NEW.ID; END"
+                   : u"CREATE FUNCTION Mark() RETURNS TRIGGER LANGUAGE plpgsql AS "
+                     u"$$ BEGIN UPDATE Things SET T = 'marked' WHERE ID = NEW.ID; RETURN NULL; END $$");
+    if (!IsSqlite())
+        Exec(Db(), u"CREATE TRIGGER Mark AFTER UPDATE OF N ON Things FOR EACH ROW EXECUTE FUNCTION Mark()");
+    Record = Take(); // notices
+    Record->SetField(u"N", {});
+    EXPECT_EQ(Counted([&] { Commit(*Record); }), IsSqlite() ? 5U : 4U); // reads what the trigger made of it
+    EXPECT_EQ(Record->Field(u"T"), TKXVariant(u"marked"));
 }
 
 } // namespace
