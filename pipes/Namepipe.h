@@ -25,6 +25,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -39,7 +40,8 @@ public:
 using TBytes = std::vector<std::uint8_t>;
 using PBytes = std::uint8_t*;
 
-/// Makes the answer at `DataPtr` longer by `BySize` bytes and gives the address of the added ones.
+/// Makes the answer at `DataPtr` longer by `BySize` bytes and gives the address of the added ones; shorter
+/// when that is negative.
 using TGrowDataFunc = PBytes (*)(void* DataPtr, std::int32_t BySize);
 
 /// Asks a server. Serves one exchange at a time and holds no lock: one client a thread, or calls in turn.
@@ -84,7 +86,7 @@ public:
 private:
     struct TExchange;
     void ProcessRequest(const void* Request, void* Answer, std::int32_t RequestLength, TGrowDataFunc Grow);
-    void Transact(TExchange& Exchange, const void* Request, std::int32_t RequestLength);
+    void Transact(TExchange& Exchange, std::span<const std::byte> Request, std::span<std::byte> Buffer);
     void ReadOn(TExchange& Exchange);
     [[nodiscard]] platform::TPipeResult AwaitOperation(const TExchange& Exchange);
     [[noreturn]] void FailTimeout(const TExchange& Exchange);

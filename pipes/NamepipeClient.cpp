@@ -2,6 +2,7 @@
 #include "pipes/Namepipe.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <span>
@@ -56,7 +57,7 @@ template <class TData>
 PBytes GrowData(void* DataPtr, std::int32_t BySize) {
     TData& Data = *static_cast<TData*>(DataPtr);
     const std::size_t OldLength = Data.size();
-    Data.resize(OldLength + static_cast<std::size_t>(BySize));
+    Data.resize(OldLength + static_cast<std::size_t>(std::int64_t{BySize}));
     return reinterpret_cast<PBytes>(Data.data()) + OldLength;
 }
 
@@ -64,20 +65,26 @@ PBytes GrowData(void* DataPtr, std::int32_t BySize) {
 
 /// One request and its answer under way.
 struct TNamedPipeClient::TExchange {
-    void Append(std::span<const std::byte> Bytes) {
-        if (Bytes.empty()) return;
-        const PBytes To = Grow(Answer, static_cast<std::int32_t>(Bytes.size()));
-        std::copy(Bytes.begin(), Bytes.end(), reinterpret_cast<std::byte*>(To));
-        Received += static_cast<std::int64_t>(Bytes.size());
+    /// Makes room for so many more bytes at the end of the answer.
+    std::span<std::byte> Add(std::int64_t Size) {
+        Room += Size;
+        return {reinterpret_cast<std::byte*>(Grow(Answer, static_cast<std::int32_t>(Size))),
+                static_cast<std::size_t>(Size)};
+    }
+    /// So many bytes came into the room; the rest of it goes.
+    void Keep(std::size_t Bytes) {
+        Received += static_cast<std::int64_t>(Bytes);
+        if (Room > Received) static_cast<void>(Grow(Answer, static_cast<std::int32_t>(Received - Room)));
+        Room = Received;
     }
 
     void* Answer;
     TGrowDataFunc Grow;
-    std::span<std::byte> Buffer;
     std::int64_t Start = 0;        // counter at the beginning; 0 without a limit
     std::int64_t TransactTime = 0; // microseconds
     std::int64_t LoopTime = 0;     // microseconds of the reads after the transaction
     std::int64_t Received = 0;     // bytes of the payload
+    std::int64_t Room = 0;         // bytes of the answer; more than Received while a read goes on
     std::int64_t Expected = 0;     // bytes of the payload, as its head tells
     bool Reading = false;          // past the transaction
     bool Done = false;
@@ -153,17 +160,20 @@ void TNamedPipeClient::Request(const TBytes& RequestMsg, TBytes& AnswerMsg) {
 
 void TNamedPipeClient::ProcessRequest(const void* Request, void* Answer, std::int32_t RequestLength,
                                       TGrowDataFunc Grow) {
+    // The head of the answer tells where the rest should go, so only the first bytes come into a buffer;
+    // everything else is read into the answer itself.
+    std::array<std::byte, 4096> Buffer;
+    TExchange Exchange{Answer, Grow};
     try {
-        const std::size_t Size =
-            std::max<std::size_t>(FBuffSize < 0 ? 0 : static_cast<std::size_t>(FBuffSize), HeadSize + 1);
-        const auto Buffer = std::make_unique_for_overwrite<std::byte[]>(Size);
-        TExchange Exchange{Answer, Grow, {Buffer.get(), Size}};
-        Transact(Exchange, Request, RequestLength);
+        const std::size_t Size = static_cast<std::size_t>(std::max(FBuffSize, 0));
+        Transact(Exchange, {static_cast<const std::byte*>(Request), static_cast<std::size_t>(RequestLength)},
+                 std::span(Buffer).first(std::clamp(Size, HeadSize + 1, Buffer.size())));
         while (!Exchange.Done) ReadOn(Exchange);
     } catch (...) {
         // The next request starts on a fresh connection, and never reads the rest of this answer.
         try {
             Close();
+            Exchange.Keep(0);
             Establish();
         } catch (...) {
             // What went wrong first is what the caller is told.
@@ -172,24 +182,25 @@ void TNamedPipeClient::ProcessRequest(const void* Request, void* Answer, std::in
     }
 }
 
-void TNamedPipeClient::Transact(TExchange& Exchange, const void* Request, std::int32_t RequestLength) {
+void TNamedPipeClient::Transact(TExchange& Exchange, std::span<const std::byte> Request,
+                                std::span<std::byte> Buffer) {
     if (FAnswerWaitTimeout > 0) {
         Exchange.Start = FPipes.Counter();
         if (FOverlapped != nullptr) FOverlapped->Reset();
     }
     const std::int64_t OperationStart = FPipes.Counter();
-    TPipeResult Result = FPipes.Transact(
-        HPipe, {static_cast<const std::byte*>(Request), static_cast<std::size_t>(RequestLength)},
-        Exchange.Buffer, FOverlapped.get());
+    TPipeResult Result = FPipes.Transact(HPipe, Request, Buffer, FOverlapped.get());
     if (Result.Code == TPipeCode::IoPending) {
         Result = AwaitOperation(Exchange);
     } else if (!Result.Done() && Result.Code != TPipeCode::MoreData) {
         Fail(TransactError, {FileName, platform::PipeErrorText(Result.Code), Number(Result.Code)});
     }
     if (Result.Bytes > HeadSize) {
-        const auto Bytes = Exchange.Buffer.first(Result.Bytes);
-        Exchange.Expected = WordAt(Bytes, 4) != 0 ? WordAt(Bytes, 4) : WordAt(Bytes, 0);
-        Exchange.Append(Bytes.subspan(HeadSize));
+        Exchange.Expected = WordAt(Buffer, 4) != 0 ? WordAt(Buffer, 4) : WordAt(Buffer, 0);
+        const auto Payload = Buffer.subspan(HeadSize, Result.Bytes - HeadSize);
+        std::copy(Payload.begin(), Payload.end(),
+                  Exchange.Add(static_cast<std::int64_t>(Payload.size())).begin());
+        Exchange.Keep(Payload.size());
     }
     Exchange.Done = Result.Done();
     if (Exchange.Done) return;
@@ -204,13 +215,17 @@ void TNamedPipeClient::Transact(TExchange& Exchange, const void* Request, std::i
 void TNamedPipeClient::ReadOn(TExchange& Exchange) {
     if (FOverlapped != nullptr) FOverlapped->Reset();
     const std::int64_t OperationStart = FPipes.Counter();
-    TPipeResult Result = FPipes.Read(HPipe, Exchange.Buffer, FOverlapped.get());
+    // What the head tells saves room that would be filled in vain; it is not believed any further.
+    const std::int64_t Left = Exchange.Expected - Exchange.Received;
+    const std::int64_t Size = std::max<std::int64_t>(FBuffSize, 1);
+    const auto Buffer = Exchange.Add(Left > 0 ? std::min(Left, Size) : Size);
+    TPipeResult Result = FPipes.Read(HPipe, Buffer, FOverlapped.get());
     if (Result.Code == TPipeCode::IoPending) Result = AwaitOperation(Exchange);
     if (!Result.Done() && Result.Code != TPipeCode::MoreData) {
         Fail(ReadError, {FileName, platform::PipeErrorText(Result.Code), Number(Result.Code),
                          Exchange.Received, Exchange.Expected});
     }
-    Exchange.Append(Exchange.Buffer.first(Result.Bytes));
+    Exchange.Keep(Result.Bytes);
     Exchange.Done = Result.Done();
     if (!Exchange.Done) Exchange.LoopTime += ElapsedMicroseconds(OperationStart);
 }

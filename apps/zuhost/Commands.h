@@ -29,6 +29,8 @@ struct TCommand {
 [[nodiscard]] TJob DeclareCheck(CLI::App& App);
 [[nodiscard]] TJob DeclareFilters(CLI::App& App);
 [[nodiscard]] TJob DeclareLint(CLI::App& App);
+[[nodiscard]] TJob DeclarePipeCall(CLI::App& App);
+[[nodiscard]] TJob DeclarePipeServe(CLI::App& App);
 [[nodiscard]] TJob DeclareRender(CLI::App& App);
 [[nodiscard]] TJob DeclareRun(CLI::App& App);
 [[nodiscard]] TJob DeclareServe(CLI::App& App);
@@ -51,6 +53,10 @@ inline constexpr TCommand Commands[] = {
      DeclareSettings},
     {"lint", "[OPTIONS] [NAME ...]", "List what templates hold and report what is wrong in them",
      DeclareLint},
+    {"pipe-serve", "NAME (--echo | --script FILE.lua) [OPTIONS]", "Answer the requests of a named pipe",
+     DeclarePipeServe},
+    {"pipe-call", "[OPTIONS] NAME (REQUEST | -)", "Send a request to a named pipe and print its answer",
+     DeclarePipeCall},
     {"api", "[OPTIONS]", "Print the reference of what scripts can use", DeclareApi},
 };
 

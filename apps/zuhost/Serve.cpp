@@ -5,6 +5,7 @@
 #include "apps/zuhost/DatabaseManager.h"
 #include "apps/zuhost/Library.h"
 #include "apps/zuhost/SetupUsers.h"
+#include "apps/zuhost/StopSignals.h"
 #include "checking/Chekprms.h"
 #include "checking/Dbchprms.h"
 #include "checking/Presets.h"
@@ -24,14 +25,9 @@
 #include "server/web/ValueFilter.h"
 #include "templates/Ztstmplcache.h"
 
-#include <pthread.h>
-#include <signal.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -51,29 +47,6 @@ file.
 Examples:
   zuhost serve --config orders.toml
   zuhost serve --config orders.toml --port 8081)";
-
-/// SIGINT and SIGTERM come to whoever waits for them here; made before all threads, which inherit it.
-class TStopSignals {
-public:
-    TStopSignals() {
-        sigemptyset(&FSignals);
-        sigaddset(&FSignals, SIGINT);
-        sigaddset(&FSignals, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &FSignals, nullptr);
-    }
-
-    /// Blocks until one comes, calling `NowAndThen` after each `Pause`.
-    template <class TFunction>
-    void Wait(std::chrono::seconds Pause, const TFunction& NowAndThen) const {
-        const timespec Time{static_cast<std::time_t>(Pause.count()), 0};
-        while (sigtimedwait(&FSignals, nullptr, &Time) < 0) {
-            if (errno == EAGAIN) NowAndThen();
-        }
-    }
-
-private:
-    sigset_t FSignals;
-};
 
 /// Keys without texts come out as they are, which is hard to tell from missing files.
 void WarnOfLanguages(const TWebConfig& Config, const TServices& Services) {

@@ -69,6 +69,11 @@ private:
     bool& FFlag;
 };
 
+// What a run ends with whose work its `Push` has done.
+int DoNothing(lua_State*) {
+    return 0;
+}
+
 // One run: `Push` leaves a function and its arguments, and tells how many.
 void Run(TLuaEngine::TImpl& State, std::string_view Script, bool FreshGlobals, const TJob& Push) {
     lua_State* const L = State.L;
@@ -231,6 +236,42 @@ void TLuaEngine::RunModule(std::u16string_view File) {
         FImpl->Modules.PushFile(L, File);
         return 0;
     });
+}
+
+void TLuaEngine::LoadFunction(std::u16string_view File) {
+    const TRunning Running(FImpl->Running);
+    const std::string Text = ReadScript(File);
+    FImpl->FunctionFile = platform::Utf16ToUtf8(File);
+    Run(*FImpl, FImpl->FunctionFile, false, [&](lua_State* L) {
+        FImpl->Modules.PushText(L, Text, FImpl->FunctionFile);
+        lua_call(L, 0, 1);
+        if (!lua_isfunction(L, -1)) {
+            luaL_error(L, "%s: must return a function, returned a %s value", FImpl->FunctionFile.c_str(),
+                       luaL_typename(L, -1));
+        }
+        luaL_unref(L, LUA_REGISTRYINDEX, FImpl->Function);
+        FImpl->Function = luaL_ref(L, LUA_REGISTRYINDEX);
+        lua_pushcfunction(L, DoNothing);
+        return 0;
+    });
+}
+
+std::string TLuaEngine::CallFunction(std::string_view Bytes) {
+    const TRunning Running(FImpl->Running);
+    std::string Result;
+    Run(*FImpl, FImpl->FunctionFile, false, [&](lua_State* L) {
+        lua_rawgeti(L, LUA_REGISTRYINDEX, FImpl->Function);
+        PushString(L, Bytes);
+        lua_call(L, 1, 1);
+        if (lua_type(L, -1) != LUA_TSTRING) {
+            luaL_error(L, "%s: the function must return a string, returned a %s value",
+                       FImpl->FunctionFile.c_str(), luaL_typename(L, -1));
+        }
+        Result = StringAt(L, -1);
+        lua_pushcfunction(L, DoNothing);
+        return 0;
+    });
+    return Result;
 }
 
 void TLuaEngine::RunText(std::string_view Text, std::string_view ChunkName) {

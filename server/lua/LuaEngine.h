@@ -99,6 +99,13 @@ public:
     /// @throws as RunFile.
     void RunText(std::string_view Text, std::string_view ChunkName);
 
+    /// Runs a script file that returns a function, and keeps the function for CallFunction.
+    /// @throws as RunFile; EScriptError also when it returns no function.
+    void LoadFunction(std::u16string_view File);
+    /// Calls the kept function with a byte string and gives the byte string that it returns.
+    /// @throws EScriptError for any error in it, and when it returns anything else.
+    [[nodiscard]] std::string CallFunction(std::string_view Bytes);
+
     struct TImpl;
 
 private:

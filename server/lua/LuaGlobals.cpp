@@ -221,6 +221,8 @@ void OpenZu(lua_State* L) {
     lua_setfield(L, -2, "cache");
     PushBlocks(L);
     lua_setfield(L, -2, "blocks");
+    PushPipeClient(L);
+    lua_setfield(L, -2, "pipe_client");
     StateOf(L).Modules.AddLibrary(L, "zu");
 }
 

@@ -50,6 +50,8 @@ struct TLuaEngine::TImpl {
     TLuaModules Modules;
     TLuaExecutor Executor{ChunkNames};
     bool Running = false;
+    int Function = LUA_NOREF;     // of LoadFunction
+    std::string FunctionFile;     // where it came from
     std::string Traceback;        // of the run's last uncaught error
     std::string SessionTraceback; // of the last error that left a zu.as_session,
     std::string SessionError;     // and its message, to know it again

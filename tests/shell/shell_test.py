@@ -67,6 +67,9 @@ class UsageTest(Shell):
             "run with bad database": (["run", "--database", "x", "a.lua"], "run: Database URL: "),
             "lint quiet and json": (["lint", "--quiet", "--json"], "lint: "),
             "port out of range": (["serve", "--port", "65536"], "serve: --port: Value 65536 not in range 0 to 65535"),
+            "pipe-serve without job": (["pipe-serve", "x"], "pipe-serve: give either --echo or --script FILE.lua"),
+            "pipe-call without request": (["pipe-call", "x"], "pipe-call: the request is missing"),
+            "pipe-call with an empty request": (["pipe-call", "x", ""], "pipe-call: the request is empty"),
             "api with a name": (["api", "TTemplate"], "api: "),
         }
         for name, (arguments, message) in cases.items():
@@ -449,6 +452,71 @@ class UsersTest(Shell):
                          (1, asked + "zuhost: the two passwords differ; nothing was changed\r\n"))
         self.assertEqual(answer(b"long enough", b"long enough"), (0, asked))
         self.assertEqual(self.users("list"), (0, "anna\t-\n"))
+
+
+class PipesTest(Shell):
+    def setUp(self):
+        super().setUp()
+        os.environ["XDG_RUNTIME_DIR"] = str(self.folder)
+
+    def serve(self, *arguments):
+        log = open(self.folder / "log", "w+")
+        server = subprocess.Popen([ZUHOST, "pipe-serve", *arguments], cwd=self.folder, stderr=log, text=True)
+        self.addCleanup(log.close)
+        self.addCleanup(server.wait)
+        self.addCleanup(server.kill)
+        while not (self.folder / "log").read_text().startswith("zuhost: serving the pipe"):
+            self.assertIsNone(server.poll(), (self.folder / "log").read_text())
+        return server
+
+    def call(self, *arguments, data=b""):
+        result = subprocess.run([ZUHOST, "pipe-call", *arguments], input=data, capture_output=True, timeout=100)
+        return result.returncode, result.stdout, result.stderr.decode()
+
+    def test_echo_of_any_bytes_until_ctrl_c(self):
+        server = self.serve("echo", "--echo", "--buffer", "300000")
+        data = bytes(range(256)) * 1000
+        self.assertEqual(self.call("echo", "hello"), (0, b"hello", ""))
+        self.assertEqual(self.call("--answer-timeout", "60000", "echo", "-", data=data), (0, data, ""))
+        code, out, error = self.call("echo", "-", data=data * 2)
+        self.assertEqual((code, out), (1, b""))
+        self.assertIn(r"zuhost: Transact pipe (\\.\pipe\echo) error: ", error)
+        code, _, error = self.run_zuhost("pipe-serve", "echo", "--echo")
+        self.assertEqual((code, error), (1, 'zuhost: another process serves the pipe "echo" already\n'))
+        server.send_signal(signal.SIGINT)
+        self.assertEqual(server.wait(20), 0)
+        code, _, error = self.call("echo", "x")
+        self.assertEqual(code, 1)
+        self.assertIn("The system cannot find the file specified(2).", error)
+
+    def test_scripts_answer_and_ask(self):
+        self.write("answer.lua", """return function(request)
+  if request == "boom" then error("no such order") end
+  if request == "nothing" then return "" end
+  return request:reverse()
+end""")
+        self.serve("rev", "--script", "answer.lua")
+        self.assertEqual(self.call("rev", "abc"), (0, b"cba", ""))
+        for request in ("boom", "nothing"):
+            self.assertEqual(self.call("rev", request)[0], 1)
+        log = (self.folder / "log").read_text()
+        self.assertIn("answer.lua:2: no such order\nstack traceback:\n", log)
+        self.assertIn("answer.lua: an empty answer cannot be sent", log)
+        self.write("ask.lua", """local c = zu.pipe_client{name = "rev", timeout = 60000, answer_timeout = 60000, buffer = 64}
+io.write(tostring(c.connected), c:request("a\\0b"), tostring(c.connected))
+c:close()
+io.write(tostring(c.connected))
+for _, wrong in ipairs{{}, {nme = "x"}, {name = "x", timeout = -1}, {name = "x", buffer = "big"}, {name = "x", answer_timeout = 1.5}} do
+  assert(not pcall(zu.pipe_client, wrong))
+end
+assert(not pcall(function() c.name = "y" end) and not pcall(function() return c.nme end))
+c:request("boom")""")
+        code, out, error = self.run_zuhost("run", "ask.lua")
+        self.assertEqual((code, out), (1, "falseb\0atruefalse"))
+        self.assertIn("ask.lua:9: Transact pipe (", error)
+        self.write("none.lua", "return 5")
+        self.expect(["pipe-serve", "x", "--script", "none.lua"], 1, "",
+                    "zuhost: none.lua: must return a function, returned a number value\n")
 
 
 class GuideTest(Shell):
