@@ -68,7 +68,7 @@ struct TPipeResult {
 struct TPipeSettings {
     std::uint32_t MaxInstances = 1; // of the pipe; 255 means no limit
     std::uint32_t BufferSize = 0;   // bytes that the system should keep in each direction
-    std::uint32_t Timeout = 0;      // milliseconds: what clients wait that do not say how long
+    std::uint32_t Timeout = 0;      // milliseconds: what clients wait that do not say how long; 0 is 50
     // Besides this process's own user (and root), who may connect: names of users and groups. Only where the
     // folder of the pipes can be reached by them (POSIX); Windows takes its default security.
     std::vector<std::u16string> Users;

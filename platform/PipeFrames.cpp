@@ -75,6 +75,7 @@ std::array<std::span<std::byte>, 3> TFrameReader::Space() {
     const std::span<std::byte> Free = FBuffer.subspan(FFilled);
     if (!FInMessage) return {std::span(FHead).subspan(FHeadFilled), Free, {}};
     if (FLeft <= Free.size()) return {Free.first(FLeft), {}, {}};
+    if (Free.size() >= AheadSize) return {Free, {}, {}}; // large enough to be worth a call each
     // More than the reader asked for is on its way.
     if (FAhead.size() < AheadSize) FAhead.resize(AheadSize);
     FAheadBegin = FAheadEnd = 0; // it is empty, else the reading would be done

@@ -85,10 +85,15 @@ private:
 
 /// Keeps the name while it lives, so that whoever calls from now on waits instead of finding nobody.
 /// @throws Exception when the name cannot be had: the server itself would try again for ever.
-std::shared_ptr<void> TakeName(const std::u16string& Name) {
+std::shared_ptr<void> TakeName(const TNamedPipeServer& Server) {
+    const std::u16string& Name = Server.PipeName;
     using namespace platform;
+    TPipeSettings Settings; // those of the server: the name keeps what its first instance brings
+    Settings.MaxInstances = static_cast<std::uint32_t>(Server.MaxClients);
+    Settings.BufferSize = static_cast<std::uint32_t>(Server.BufferSize);
+    Settings.Timeout = static_cast<std::uint32_t>(Server.Timeout);
     TPipeCode Code = TPipeCode::Success;
-    const TPipeHandle Handle = SystemPipes().Create(u"\\\\.\\pipe\\" + Name, {}, Code);
+    const TPipeHandle Handle = SystemPipes().Create(u"\\\\.\\pipe\\" + Name, Settings, Code);
     if (Code == TPipeCode::PipeBusy) {
         throw Exception(Format(u"another process serves the pipe \"%s\" already", {Name}));
     }
@@ -120,7 +125,7 @@ int ServePipe(const TOptions& Options, const TArguments& Names) {
             Scripts->Answer(Request, Answer);
         });
     }
-    const auto Name = TakeName(Server.PipeName);
+    const auto Name = TakeName(Server);
     Server.StartListen();
     Complain(Format(u"serving the pipe \"%s\"; Ctrl-C stops", {Server.PipeName}));
     Signals.Wait(std::chrono::hours(1), [] {});

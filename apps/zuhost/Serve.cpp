@@ -3,6 +3,7 @@
 #include "apps/zuhost/Blocks.h"
 #include "apps/zuhost/Commands.h"
 #include "apps/zuhost/DatabaseManager.h"
+#include "apps/zuhost/HelperProcess.h"
 #include "apps/zuhost/Library.h"
 #include "apps/zuhost/SetupUsers.h"
 #include "apps/zuhost/StopSignals.h"
@@ -147,9 +148,13 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     Hooks.SignIn = MakeSignIn(Config, Manager);
     Hooks.Security = Services.Security;
     const TAdminConfig AdminConfig = Config.Admin;
+    const std::vector<THelperConfig> HelperConfigs = Config.Helpers;
     const std::chrono::seconds Pause = SweepPause(Config.Session.Idle);
     TWebServer Server(std::move(Config), std::move(Hooks), *Logger, *Services.Localizer);
     Server.Start();
+    std::vector<std::unique_ptr<THelperProcess>> Helpers;
+    for (const THelperConfig& Each : HelperConfigs)
+        Helpers.push_back(std::make_unique<THelperProcess>(Each, *Logger));
     auto Admin = StartAdmin(AdminConfig, ConfigFile, *Logger);
     Complain(u"serving on " + Text(Server.Url()));
     Signals.Wait(Pause, [&Server] { Server.SweepSessions(); });

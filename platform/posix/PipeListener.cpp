@@ -19,6 +19,7 @@ using TSteady = std::chrono::steady_clock;
 constexpr std::size_t MaxStrangers = 64;
 constexpr std::size_t MaxWaiters = 1024;
 constexpr std::chrono::milliseconds PromiseTime = 100ms;
+constexpr std::uint32_t DefaultTimeout = 50; // milliseconds, as on Windows
 
 struct TRegistry {
     std::mutex Lock;
@@ -66,7 +67,7 @@ TPipeListener::TPipeListener(TPipeAddress Address, TDescriptor Socket, TDescript
     , FSocket(std::move(Socket))
     , FWake(std::move(Wake))
     , FPeers(FindPeers(Settings.Users, Settings.Groups))
-    , FTimeout(Settings.Timeout)
+    , FTimeout(Settings.Timeout != 0 ? Settings.Timeout : DefaultTimeout)
     , FSendBuffer(static_cast<int>(std::min(Settings.BufferSize, 1U << 20U)))
     , FThread([this] { Work(); }) {}
 

@@ -1,6 +1,7 @@
 #include "server/web/Config.h"
 
 #include "platform/File.h"
+#include "platform/MessagePipe.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
 #include "server/web/HttpText.h"
@@ -376,6 +377,50 @@ void ReadSecurity(TSection Section, TWebConfig& Config) {
     Section.Finish();
 }
 
+THelperConfig ReadHelper(const TSection& Root, const toml::node& Node) {
+    const toml::table* const Table = Node.as_table();
+    if (Table == nullptr) Root.WrongType("helper", Node, "tables, each written [[helper]]");
+    TSection Section(Root.File(), *Table, "helper.");
+    THelperConfig Helper;
+    Helper.Folder = Root.File().Resolve(".").parent_path().u16string();
+    const toml::node* const Command = Section.FindNode("command");
+    const toml::array* const Words = Command != nullptr ? Command->as_array() : nullptr;
+    if (Words == nullptr || Words->empty()) {
+        Section.Fail(Command != nullptr ? *Command : Node,
+                     "\"helper.command\" must be a list of texts: the program and its arguments");
+    }
+    for (const toml::node& Word : *Words) {
+        const auto* const Text = Word.as_string();
+        if (Text == nullptr || Text->get().find('\0') != std::string::npos) {
+            Section.WrongType("command", Word, "a list of texts");
+        }
+        Helper.Command.push_back(Text->get());
+    }
+    const auto* const Pipe = Section.Text("pipe");
+    if (Pipe == nullptr || platform::SplitPipePath(u"\\\\.\\pipe\\" + Wide(Pipe->get())).Name.empty()) {
+        Section.Fail(Pipe != nullptr ? static_cast<const toml::node&>(*Pipe) : Node,
+                     "\"helper.pipe\" must be the name of a pipe, without slashes");
+    }
+    Helper.Pipe = Pipe->get();
+    constexpr std::int64_t Day = 86'400'000;
+    std::int64_t First = Helper.FirstRestart.count();
+    std::int64_t Last = Helper.LastRestart.count();
+    Section.Integer("restart_ms", First, 1, Day);
+    Section.Integer("restart_max_ms", Last, 1, Day);
+    Helper.FirstRestart = std::chrono::milliseconds(First);
+    Helper.LastRestart = std::chrono::milliseconds(std::max(First, Last));
+    Section.Finish();
+    return Helper;
+}
+
+void ReadHelpers(TSection& Section, TWebConfig& Config) {
+    const toml::node* const Node = Section.FindNode("helper");
+    if (Node == nullptr) return;
+    const toml::array* const List = Node->as_array();
+    if (List == nullptr) Section.WrongType("helper", *Node, "tables, each written [[helper]]");
+    for (const toml::node& Each : *List) Config.Helpers.push_back(ReadHelper(Section, Each));
+}
+
 void ReadLog(TSection Section, TLogConfig& Log) {
     constexpr std::array<std::string_view, 4> Levels{"debug", "info", "warning", "error"};
     if (const auto* Level = Section.Text("level")) {
@@ -429,6 +474,7 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
     ReadSecurity(Section.Table("security"), Config);
     ReadAdmin(Section.Table("admin"), Config.Admin);
     ReadLog(Section.Table("log"), Config.Log);
+    ReadHelpers(Section, Config);
     const TSection Routes = Section.Table("routes");
     // A misspelt "modules" is told as that, not as modules that are missing.
     Section.Finish();

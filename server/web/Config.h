@@ -66,6 +66,15 @@ struct TAdminConfig {
     std::u16string Socket; // whole path; empty: made from the configuration file's name
 };
 
+/// A process that answers modules over a named pipe, started and kept alive by the service.
+struct THelperConfig {
+    std::vector<std::string> Command; // program and arguments; "zuhost" is the service's own program
+    std::string Pipe;                 // name of the pipe; "{pipe}" in the command stands for it
+    std::u16string Folder;            // where it runs: that of the configuration file
+    std::chrono::milliseconds FirstRestart{100};   // pause before it is started again, doubled each time,
+    std::chrono::milliseconds LastRestart{30'000}; // up to this
+};
+
 struct TLogConfig {
     TLogLevel Level = TLogLevel::Info;
     std::u16string File; // empty: standard error
@@ -89,6 +98,7 @@ struct TWebConfig {
     TSessionConfig Session;
     TAdminConfig Admin;
     TLogConfig Log;
+    std::vector<THelperConfig> Helpers;
 };
 
 /// Reads and checks a file. Relative names in it are relative to its folder.

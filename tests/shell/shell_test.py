@@ -6,9 +6,11 @@ import json
 import os
 import pty
 import re
+import shutil
 import signal
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 from pathlib import Path
@@ -489,6 +491,20 @@ class PipesTest(Shell):
         self.assertEqual(code, 1)
         self.assertIn("The system cannot find the file specified(2).", error)
 
+    def test_peers_in_another_language_as_documented(self):
+        text = (REPOSITORY / "docs/pipes.md").read_text()
+        for name in ("server.py", "client.py"):
+            self.write(name, re.search(r"```python " + name + r"\n(.*?)```", text, re.S)[1])
+        self.serve("echo", "--echo")
+        client = subprocess.run(["/usr/bin/python3", "client.py", "Echo", "hi"], cwd=self.folder, capture_output=True)
+        self.assertEqual((client.returncode, client.stdout), (0, b"hi"), client.stderr)
+        server = subprocess.Popen(["/usr/bin/python3", "server.py", "greeting"], cwd=self.folder)
+        self.addCleanup(server.wait)
+        self.addCleanup(server.kill)
+        while self.call("greeting", "ask")[0] != 0:  # until it listens
+            self.assertIsNone(server.poll())
+        self.assertEqual(self.call("--answer-timeout", "60000", "greeting", "you"), (0, b"hello, you", ""))
+
     def test_scripts_answer_and_ask(self):
         self.write("answer.lua", """return function(request)
   if request == "boom" then error("no such order") end
@@ -517,6 +533,66 @@ c:request("boom")""")
         self.write("none.lua", "return 5")
         self.expect(["pipe-serve", "x", "--script", "none.lua"], 1, "",
                     "zuhost: none.lua: must return a function, returned a number value\n")
+
+
+class HelperTest(Shell):
+    """The example application, whose documents are made by a helper process that may die at any time."""
+
+    def get(self, path):
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
+        connection.request("GET", path)
+        answer = connection.getresponse()
+        return answer.status, answer.getheader("Content-Type"), answer.read().decode()
+
+    def helper(self):
+        """The helper's process id, once the service has one whose pipe can be asked."""
+        while True:
+            children = Path(f"/proc/{self.service.pid}/task").glob("*/children")
+            for process in " ".join(each.read_text() for each in children).split():
+                asked = subprocess.run([ZUHOST, "pipe-call", "orders-document", "title\tx"], capture_output=True)
+                if asked.returncode == 0:
+                    return int(process)
+            self.assertIsNone(self.service.poll())
+
+    def test_killed_in_the_middle_and_the_next_click_works(self):
+        os.environ["XDG_RUNTIME_DIR"] = str(self.folder)
+        example = self.folder / "orders"
+        shutil.copytree(REPOSITORY / "examples/orders", example, ignore=shutil.ignore_patterns("*.db*"))
+        log = open(self.folder / "log", "w")
+        self.addCleanup(log.close)
+        self.service = subprocess.Popen([ZUHOST, "serve", "--config", example / "orders.toml", "--port", "0"], stderr=log)
+        self.addCleanup(self.service.wait)
+        self.addCleanup(self.service.kill)
+        while not (told := re.search(r"serving on http://127.0.0.1:(\d+)", (self.folder / "log").read_text())):
+            self.assertIsNone(self.service.poll())
+        self.port = int(told[1])
+        process = self.helper()
+        status, kind, text = self.get("/order/document?id=1&lang=en")
+        self.assertEqual((status, kind.split(";")[0]), (200, "application/rtf"), text)
+        self.assertIn("Order", text)
+        self.assertEqual(self.get("/order/document?id=999999")[0], 404)
+
+        os.kill(process, signal.SIGSTOP)  # the next request is on its way when the helper dies
+        clicked = []
+        click = threading.Thread(target=lambda: clicked.append(self.get("/order/document?id=1&lang=en")))
+        click.start()
+        os.kill(process, signal.SIGKILL)
+        click.join()
+        self.assertIn(clicked[0][0], (200, 503))
+        self.assertIn("Order" if clicked[0][0] == 200 else "Documents cannot be made at the moment.", clicked[0][2])
+        again = self.helper()
+        self.assertNotEqual(again, process)
+        self.assertEqual(self.get("/order/document?id=1")[0], 200)
+
+        os.kill(again, signal.SIGSTOP)
+        status, _, text = self.get("/order/document?id=1&lang=en")
+        self.assertEqual(status, 503)
+        self.assertIn("The document takes longer than usual.", text)
+        self.service.send_signal(signal.SIGTERM)
+        self.assertEqual(self.service.wait(60), 0)
+        log = (self.folder / "log").read_text()
+        self.assertIn('helper of the pipe "orders-document": was ended by signal 9', log)
+        self.assertIn("starts again in 100 ms", log)
 
 
 class GuideTest(Shell):

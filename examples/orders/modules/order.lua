@@ -35,6 +35,7 @@ else
   end
   part.Tag["LINES"] = table.concat(lines)
   part.Tag["BACK"] = "/orders"
+  part.Tag["ID"] = id
   part.Tag["NUMBER"] = zu.html_escape(order.Number)
   part.Tag["DATE"] = page.date(order.OrderDate)
   part.Tag["CUSTOMER"] = zu.html_escape(order.Customer)
