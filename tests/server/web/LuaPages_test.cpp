@@ -1,14 +1,6 @@
 // Modules in Lua behind the page handler: what scripts see of the request and the response.
 
-#include "core/Lparams.h"
-#include "host/Session.h"
-#include "platform/Text.h"
-#include "server/web/LuaModuleRunner.h"
-#include "server/web/PageHandler.h"
-#include "tests/support/TempFolder.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "tests/server/web/PageBench.h"
 
 using namespace zutools;
 using namespace zutools::server;
@@ -17,73 +9,35 @@ using testing::Not;
 
 namespace {
 
-class TLastLine : public TLogger {
-public:
-    void Log(TLogLevel, std::u16string_view Line) noexcept override { Text = platform::Utf16ToUtf8(Line); }
-    std::string Text;
-};
-
-constexpr TScriptClass PageClasses[] = {&TParamsList::StaticClass, &TSession::StaticClass,
-                                        &TWebFiles::StaticClass, &TWebRequest::StaticClass,
-                                        &TWebResponse::StaticClass};
-
-class LuaPagesTest : public testing::Test {
+class LuaPagesTest : public TPageBench {
 protected:
     LuaPagesTest() {
-        RegisterScriptClasses(PageClasses);
         Config.Limits.Instructions = 1'000'000;
         Config.Limits.ResponseBytes = 1000;
+        Raw.Query = "q=%D0%96&n=1";
+        Cookie = "a=b";
     }
-    ~LuaPagesTest() override {
-        Worker.reset();
-        UnregisterScriptClasses(PageClasses);
-    }
-
-    /// The answer of a module of this text.
-    TReply Run(std::string_view Script) {
-        Route.Module = u"page" + platform::Utf8ToUtf16(std::to_string(++Number)) + u".lua";
-        Route.ModuleFile = Folder.Write(Route.Module, Script);
-        return Handler.Handle(Raw, Route, *Worker).Reply;
-    }
-
-    tests::TTempFolder Folder;
-    TWebConfig Config;
-    TSessions Sessions{std::chrono::minutes(20), 10};
-    TLastLine Logger;
-    TEmptyLocalizatorTable Localizer;
-    TPageHandler Handler{Config, Sessions, Logger, Localizer, {}};
-    TModuleRunnerFactory Factory = [this] {
-        return std::make_unique<TLuaModuleRunner>(WebLuaOptions(Config));
-    };
-    std::unique_ptr<TWorker> Worker = std::make_unique<TWorker>(Factory);
-    TRawRequest Raw{
-        "GET", u"/page", "q=%D0%96&n=1", "127.0.0.1", {{"Host", "h"}, {"X-One", "1"}, {"Cookie", "a=b"}},
-        {},    {}};
-    TRoute Route;
-    int Number = 0;
 };
 
 TEST_F(LuaPagesTest, TheRequestByItsNames) {
-    EXPECT_EQ(Run(R"(
+    EXPECT_EQ(Body(R"(
         response:Write(request.Method .. request.Path .. request.Params.Value["q"] .. request.Params.n)
         response:Write(" " .. request.Language .. " " .. request.RemoteAddress .. " " .. #request.FormToken)
         response:Write(" " .. request:Header("x-one") .. "[" .. request:Header("none") .. request:Header("COOKIE") .. "]")
         response:Write(" " .. #Session.SID .. " " .. request.Files.Count)
-    )")
-                  .Body,
+    )"),
               "GET/pageЖ1 en 127.0.0.1 32 1[] 16 0");
 }
 
 TEST_F(LuaPagesTest, UploadedFilesByIndexAndField) {
     Raw.Parts = {{true, "doc", "a.txt", "text/plain", "\xEF\xBB\xBFЖ"}, {true, "bin", "b", "", "\xFF\x01"}};
-    EXPECT_EQ(Run(R"(
+    EXPECT_EQ(Body(R"(
         local f = request.Files
         response:Write(f.Count .. f.Name[0] .. f.FileName["doc"] .. f.ContentType[0] .. f.Size[0] .. f.Content["doc"])
         response:Write(f.ContentBase64["bin"])
         response:Write(tostring(pcall(function() return f.Content["bin"] end)))
         response:Write(tostring(pcall(function() return f.Size[2] end)) .. tostring(pcall(function() return f.Size["x"] end)))
-    )")
-                  .Body,
+    )"),
               "2doca.txttext/plain5Ж/wE=falsefalsefalse");
 }
 
@@ -119,7 +73,7 @@ TEST_F(LuaPagesTest, WhatAResponseRefuses) {
     };
     for (const auto& [Script, Message] : Cases) {
         EXPECT_EQ(Run(Script).Status, 500) << Script;
-        EXPECT_THAT(Logger.Text, HasSubstr(Message)) << Script;
+        EXPECT_THAT(Logger.Last(), HasSubstr(Message)) << Script;
     }
     EXPECT_EQ(Run("response:RedirectOutside('https://other/')").Status, 303);
 }
@@ -128,28 +82,25 @@ TEST_F(LuaPagesTest, AScriptErrorKeepsItsInsidesInTheLog) {
     const TReply Reply = Run("local function deep() local x = nil; return x.y end\n\nresponse:Write(deep())");
     EXPECT_EQ(Reply.Status, 500);
     EXPECT_THAT(Reply.Body, Not(HasSubstr("lua")));
-    EXPECT_THAT(Logger.Text, HasSubstr("page1.lua:1: attempt to index a nil value"));
-    EXPECT_THAT(Logger.Text, HasSubstr("page1.lua:3:"));
-    EXPECT_EQ(Run("response:Write('next')").Body, "next");
+    EXPECT_THAT(Logger.Last(), HasSubstr("page1.lua:1: attempt to index a nil value"));
+    EXPECT_THAT(Logger.Last(), HasSubstr("page1.lua:3:"));
+    EXPECT_EQ(Body("response:Write('next')"), "next");
 }
 
 TEST_F(LuaPagesTest, AModuleWithoutEndIsEnded) {
     EXPECT_EQ(Run("while true do end").Status, 500);
-    EXPECT_THAT(Logger.Text, HasSubstr("page1.lua:1:"));
-    EXPECT_EQ(Run("response:Write('next')").Body, "next");
+    EXPECT_THAT(Logger.Last(), HasSubstr("page1.lua:1:"));
+    EXPECT_EQ(Body("response:Write('next')"), "next");
 }
 
-TEST_F(LuaPagesTest, ARequestThatAScriptKeptIsDeadInTheNextPage) {
-    Run("string.kept = request; string.files = request.Files");
-    EXPECT_EQ(Run("local kept = string.kept; response:Write(tostring(kept == nil or not pcall(function() "
-                  "return kept.Path end)))")
-                  .Body,
-              "true");
+TEST_F(LuaPagesTest, NothingThatAScriptKeptIsThereInTheNextPage) {
+    constexpr std::string_view Kept = "response:Write(tostring(string.kept ~= nil) .. tostring(kept ~= nil))";
+    EXPECT_EQ(Body("string.kept = request; kept = request; " + std::string(Kept)), "truetrue");
+    EXPECT_EQ(Body(Kept), "falsefalse");
 }
 
 TEST_F(LuaPagesTest, ModulesAreShutIn) {
-    EXPECT_EQ(Run("response:Write(tostring(io) .. tostring(os.execute) .. tostring(debug))").Body,
-              "nilnilnil");
+    EXPECT_EQ(Body("response:Write(tostring(io) .. tostring(os.execute) .. tostring(debug))"), "nilnilnil");
 }
 
 } // namespace

@@ -1,18 +1,8 @@
 // Signing in and out from Lua pages, and pages for users only.
 
-#include "core/Lparams.h"
-#include "core/Lthdata.h"
 #include "host/Security.h"
-#include "host/Session.h"
-#include "host/ThreadContainer.h"
-#include "platform/Text.h"
 #include "server/web/HttpText.h"
-#include "server/web/LuaModuleRunner.h"
-#include "server/web/PageHandler.h"
-#include "tests/support/TempFolder.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "tests/server/web/PageBench.h"
 
 using namespace zutools;
 using namespace zutools::server;
@@ -20,14 +10,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 namespace {
-
-class TLines : public TLogger {
-public:
-    void Log(TLogLevel, std::u16string_view Line) noexcept override {
-        Text += platform::Utf16ToUtf8(Line) + "\n";
-    }
-    std::string Text;
-};
 
 /// Anna is the administrator; asking for Eve fails.
 class TSomeUsers : public TOpenSecurityManager {
@@ -41,81 +23,22 @@ public:
     }
 };
 
-std::string HeaderOf(const TReply& Reply, std::string_view Name) {
-    for (const auto& [Header, Value] : Reply.Headers) {
-        if (Header == Name) return Value;
-    }
-    return {};
-}
-
-constexpr TScriptClass PageClasses[] = {&TParamsList::StaticClass, &TSession::StaticClass,
-                                        &TWebFiles::StaticClass, &TWebRequest::StaticClass,
-                                        &TWebResponse::StaticClass};
-
-class SignInTest : public testing::Test {
+class SignInTest : public TPageBench {
 protected:
-    SignInTest() {
+    SignInTest()
+        : TPageBench(std::make_shared<TSomeUsers>()) {
         SetServices({.ApplicationManager = nullptr,
                      .Localizer = nullptr,
                      .Logger = nullptr,
                      .Security = std::make_shared<TSomeUsers>()});
-        RegisterScriptClasses(PageClasses);
-        ZUThreadDataContainer = std::make_unique<TZUThreadDataContainer>();
         Config.Session.SignIn = u"/вход";
         Route.FormToken = true;
     }
-    ~SignInTest() override {
-        Worker.reset();
-        ZUThreadDataContainer.reset();
-        UnregisterScriptClasses(PageClasses);
-        SetServices({});
-    }
+    ~SignInTest() override { SetServices({}); }
 
-    /// The answer of a module of this text to the browser, which keeps its cookie.
-    TReply Run(std::string_view Script) {
-        Route.Module = u"page" + platform::Utf8ToUtf16(std::to_string(++Number)) + u".lua";
-        Route.ModuleFile = Folder.Write(Route.Module, Script);
-        Raw.Headers = {{"Host", "h"}, {"Cookie", Cookie}};
-        TPageResult Result = Handler.Handle(Raw, Route, *Worker);
-        SID = Result.SID;
-        const std::string Set = HeaderOf(Result.Reply, "Set-Cookie");
-        if (!Set.empty()) Cookie = Set.substr(0, Set.find(';'));
-        return std::move(Result.Reply);
-    }
-    std::string Body(std::string_view Script) { return Run(Script).Body; }
     void SignIn(std::string_view User) {
         ASSERT_EQ(Body("response:Write(session.sign_in('" + std::string(User) + "', 'right'))"), "ok");
     }
-
-    tests::TTempFolder Folder;
-    TWebConfig Config;
-    std::vector<std::u16string> Ended;
-    TSessions Sessions{std::chrono::minutes(20), 10, std::chrono::steady_clock::now,
-                       [this](const TSessionState& State) { Ended.push_back(State.SID); }};
-    TLines Logger;
-    TEmptyLocalizatorTable Localizer;
-    TPageHandler Handler{Config,
-                         Sessions,
-                         Logger,
-                         Localizer,
-                         {},
-                         [](auto User, auto Password, auto& Canonical) {
-                             if (Password == u"later") return TSignInResult::Wait;
-                             if (Password != u"right") return TSignInResult::Refused;
-                             Canonical = User; // the stored spelling
-                             Canonical[0] = static_cast<char16_t>(Canonical[0] & ~0x20);
-                             return TSignInResult::Ok;
-                         },
-                         std::make_shared<TSomeUsers>()};
-    TModuleRunnerFactory Factory = [this] {
-        return std::make_unique<TLuaModuleRunner>(WebLuaOptions(Config));
-    };
-    std::unique_ptr<TWorker> Worker = std::make_unique<TWorker>(Factory);
-    TRawRequest Raw{"GET", u"/page", {}, "127.0.0.1", {}, {}, {}};
-    TRoute Route;
-    std::string Cookie;
-    std::u16string SID;
-    int Number = 0;
 };
 
 TEST_F(SignInTest, GivesTheUserAFreshSessionWithinTheSamePage) {
@@ -132,7 +55,7 @@ TEST_F(SignInTest, GivesTheUserAFreshSessionWithinTheSamePage) {
     EXPECT_NE(SID, OldSID);
     EXPECT_EQ(Ended, std::vector{OldSID});
     EXPECT_EQ(Body("response:Write(session.user)"), "Anna");
-    EXPECT_THAT(Logger.Text, HasSubstr("signed in: Anna"));
+    EXPECT_THAT(Logger.Text(), HasSubstr("signed in: Anna"));
 
     Cookie = OldCookie; // what somebody else may have planted before
     EXPECT_EQ(Body("response:Write(session.user)"), "");
@@ -175,8 +98,8 @@ TEST_F(SignInTest, RefusedAndWaitChangeNothing) {
               "refusedwait");
     EXPECT_EQ(Cookie, Before);
     EXPECT_TRUE(Ended.empty());
-    EXPECT_THAT(Logger.Text, HasSubstr("sign-in refused, from 127.0.0.1"));
-    EXPECT_THAT(Logger.Text, Not(HasSubstr("wrong")));
+    EXPECT_THAT(Logger.Text(), HasSubstr("sign-in refused, from 127.0.0.1"));
+    EXPECT_THAT(Logger.Text(), Not(HasSubstr("wrong")));
 }
 
 TEST_F(SignInTest, SigningOutEndsTheSession) {
@@ -207,9 +130,9 @@ TEST_F(SignInTest, WhatScriptsAreRefused) {
          "only the page itself signs in and out"},
     };
     for (const auto& [Script, Message] : Cases) {
-        Logger.Text.clear();
+        Logger.Clear();
         EXPECT_EQ(Run(Script).Status, 500) << Script;
-        EXPECT_THAT(Logger.Text, HasSubstr(Message)) << Script;
+        EXPECT_THAT(Logger.Text(), HasSubstr(Message)) << Script;
     }
     EXPECT_TRUE(Ended.empty());
 }
@@ -255,7 +178,7 @@ TEST_F(SignInTest, PagesForUsersOnly) {
         EXPECT_EQ(Reply.Status, Case.Status) << Case.User;
         EXPECT_EQ(Reply.Body.find("secret") != std::string::npos, Case.Status == 200) << Case.User;
     }
-    EXPECT_THAT(Logger.Text, HasSubstr("no database"));
+    EXPECT_THAT(Logger.Text(), HasSubstr("no database"));
 }
 
 TEST_F(SignInTest, TheWayToTheSignInPageRemembersWhereToGo) {
@@ -309,7 +232,7 @@ TEST_F(SignInTest, AServiceWithoutUsersSaysSo) {
     const TPageHandler Plain{Config, Sessions, Logger, Localizer, {}};
     Route.ModuleFile = Folder.Write(u"x.lua", "session.sign_in('a', 'b')");
     EXPECT_EQ(Plain.Handle(Raw, Route, *Worker).Reply.Status, 500);
-    EXPECT_THAT(Logger.Text, HasSubstr("this service has no users"));
+    EXPECT_THAT(Logger.Text(), HasSubstr("this service has no users"));
 }
 
 } // namespace
