@@ -3,6 +3,7 @@
 #include "host/ScriptExecutor.h"
 #include "platform/TextTools.h"
 
+#include <new>
 #include <utility>
 
 namespace zutools {
@@ -11,20 +12,8 @@ namespace {
 
 constexpr std::u16string_view LineBreak = u"\r\n";
 
-std::u16string CurrentCallStack() {
-    TScriptExecutor* const Executor = CurrentScriptExecutor();
-    if (Executor == nullptr) return {};
-    try {
-        return Executor->CallStack();
-    } catch (...) { // the log must not stop the work that it tells of
-        return {};
-    }
-}
-
-std::unique_ptr<const std::u16string> Kept(std::u16string Text) {
-    if (Text.empty()) return nullptr;
-    Text.resize(platform::WholeStart(Text, TBlockHistory::Units).size());
-    return std::make_unique<const std::u16string>(std::move(Text));
+void Cut(std::u16string& Entry) {
+    Entry.resize(platform::WholeStart(Entry, TBlockHistory::Units).size());
 }
 
 std::u16string_view Wording(TBlockEvent Event, std::u16string_view Created) {
@@ -47,6 +36,19 @@ std::u16string_view Wording(TBlockEvent Event, std::u16string_view Created) {
 
 } // namespace
 
+TCallStack CurrentCallStack() noexcept {
+    TScriptExecutor* const Executor = CurrentScriptExecutor();
+    if (Executor == nullptr) return nullptr;
+    try {
+        std::u16string Stack = Executor->CallStack();
+        if (Stack.empty()) return nullptr;
+        Cut(Stack);
+        return std::make_shared<const std::u16string>(std::move(Stack));
+    } catch (...) { // the log must not stop the work that it tells of
+        return nullptr;
+    }
+}
+
 void TBlockHistory::Append(TEntry Entry) {
     if (FEntries.empty()) FEntries.reserve(4);
     if (FEntries.size() < Entries) {
@@ -57,21 +59,24 @@ void TBlockHistory::Append(TEntry Entry) {
     FOldest = (FOldest + 1) % Entries;
 }
 
-void TBlockHistory::Add(TBlockEvent Event, std::u16string_view Text) {
-    std::u16string Rest = CurrentCallStack();
-    if (Event == TBlockEvent::Text) {
+void TBlockHistory::Add(TBlockEvent Event, std::u16string_view Text, const TCallStack& Stack) noexcept {
+    try {
+        if (Event != TBlockEvent::Text) return Append({Event, Stack});
         std::u16string Whole(Text.substr(0, Units + 1)); // one more, so that the cut sees it
         Whole += LineBreak;
-        Whole += Rest;
-        Rest = std::move(Whole);
+        if (Stack) Whole += *Stack;
+        Cut(Whole);
+        Append({Event, std::make_shared<const std::u16string>(std::move(Whole))});
+    } catch (const std::bad_alloc&) {
+        return;
     }
-    Append({Event, Kept(std::move(Rest))});
 }
 
 void TBlockHistory::Assign(const std::vector<std::u16string>& Texts) {
     FEntries.clear();
     FOldest = 0;
-    for (const std::u16string& Each : Texts) Append({TBlockEvent::Text, Kept(Each)});
+    for (const std::u16string& Each : Texts)
+        Append({TBlockEvent::Text, std::make_shared<const std::u16string>(Each)});
 }
 
 std::vector<std::u16string> TBlockHistory::Texts(std::u16string_view Created) const {
@@ -85,7 +90,7 @@ std::vector<std::u16string> TBlockHistory::Texts(std::u16string_view Created) co
             Text += LineBreak;
         }
         if (Entry.Rest) Text += *Entry.Rest;
-        Text.resize(platform::WholeStart(Text, TBlockHistory::Units).size());
+        Cut(Text);
         Result.push_back(std::move(Text));
     }
     return Result;

@@ -23,13 +23,21 @@ enum class TBlockEvent : std::uint8_t {
     UnLockTable, // "UnLockTableInternal"
 };
 
+/// The calls of a script that led to an entry; null when there are none.
+using TCallStack = std::shared_ptr<const std::u16string>;
+
+/// Of the script that runs on the calling thread; null when none does, or when it cannot be told. Asks the
+/// script's host, so not under a lock.
+[[nodiscard]] TCallStack CurrentCallStack() noexcept;
+
 class TBlockHistory {
 public:
     static constexpr std::size_t Entries = 100;
     static constexpr std::size_t Units = 4096;
 
-    /// Appends an event with the call stack of the calling thread's script. `Text` is for TBlockEvent::Text.
-    void Add(TBlockEvent Event, std::u16string_view Text);
+    /// Appends an event. `Text` is for TBlockEvent::Text. Without memory the entry is lost: the log must not
+    /// stop the work that it tells of.
+    void Add(TBlockEvent Event, std::u16string_view Text, const TCallStack& Stack) noexcept;
     void Assign(const std::vector<std::u16string>& Texts);
     /// Oldest first. `Created` words the event of that name.
     [[nodiscard]] std::vector<std::u16string> Texts(std::u16string_view Created) const;
@@ -38,7 +46,7 @@ public:
 private:
     struct TEntry {
         TBlockEvent Event = TBlockEvent::Text;
-        std::unique_ptr<const std::u16string> Rest; // the whole of a text, else the call stack; null: empty
+        TCallStack Rest; // the whole of a text, else the call stack
     };
     void Append(TEntry Entry);
 

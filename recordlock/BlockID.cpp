@@ -3,6 +3,7 @@
 #include "platform/Random.h"
 #include "platform/TextTools.h"
 
+#include <iterator>
 #include <span>
 
 namespace zutools {
@@ -43,12 +44,15 @@ std::optional<TBlockID> TBlockID::Parse(std::u16string_view Text) {
     return TBlockID{*First, *Second};
 }
 
-TBlockID TBlockIDSource::Next(std::chrono::system_clock::time_point Now) {
-    if (FLeft == 0) {
-        platform::FillRandom(std::as_writable_bytes(std::span(FReady)));
-        FLeft = FReady.size();
+TBlockID NewBlockID(std::chrono::system_clock::time_point Now) {
+    // Plain data, as MinGW wants it.
+    static thread_local TBlockID Ready[128];
+    static thread_local std::size_t Left = 0;
+    if (Left == 0) {
+        platform::FillRandom(std::as_writable_bytes(std::span(Ready)));
+        Left = std::size(Ready);
     }
-    TBlockID ID = FReady[--FLeft];
+    TBlockID ID = Ready[--Left];
     const auto Moment = std::chrono::duration_cast<std::chrono::milliseconds>(Now.time_since_epoch()).count();
     ID.High = static_cast<std::uint64_t>(Moment) << 16 | (ID.High & 0xFFF) | 0x7000; // version 7
     ID.Low = (ID.Low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL; // the variant with this layout

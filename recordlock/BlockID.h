@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <compare>
 #include <cstddef>
@@ -25,16 +24,9 @@ struct TBlockID {
     [[nodiscard]] static std::optional<TBlockID> Parse(std::u16string_view Text);
 };
 
-/// New identifiers: GUIDs of version 7, the moment in milliseconds and then 74 random bits from the system's
-/// source, which is asked for many at a time. Blocks that are taken one after the other so stand side by side
-/// in the lists, and what is touched often stays in the processor's caches. One thread at a time.
-class TBlockIDSource {
-public:
-    [[nodiscard]] TBlockID Next(std::chrono::system_clock::time_point Now);
-
-private:
-    std::array<TBlockID, 128> FReady{};
-    std::size_t FLeft = 0;
-};
+/// A new identifier: a GUID of version 7, the moment in milliseconds and then 74 random bits from the
+/// system's source, which each thread asks for many at a time. Blocks that are taken one after the other so
+/// stand side by side in the lists, and what is touched often stays in the processor's caches.
+[[nodiscard]] TBlockID NewBlockID(std::chrono::system_clock::time_point Now);
 
 } // namespace zutools

@@ -1,5 +1,6 @@
 #include "recordlock/BlockLists.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace zutools {
@@ -10,10 +11,35 @@ int Sign(auto Order) {
     return Order < 0 ? -1 : Order > 0 ? 1 : 0;
 }
 
+/// What the host's tables hold equal, and with it what the Turkish collation does: every "i" is one.
+std::u16string FoldI(std::u16string_view Name) {
+    std::u16string Folded = LowerCase(Name);
+    for (char16_t& Each : Folded)
+        if (Each == u'\u0130' || Each == u'\u0131') Each = u'i';
+    return Folded;
+}
+
 } // namespace
 
-TBlockLists::TBlockLists()
-    : Match(UserNameMatch(false)) {}
+// ---- names
+
+TBlockNames::TBlockNames(const TNameMatch& Match)
+    : FMatch(Match)
+    , FPlain(Match.Same(u"ABCDEFGHIJKLMNOPQRSTUVWXYZ", u"abcdefghijklmnopqrstuvwxyz")) {}
+
+int TBlockNames::Compare(std::u16string_view Left, std::u16string_view Right) const {
+    if (SameUnits(Left, Right)) return 0;
+    return FPlain ? FMatch.Compare(Left, Right) : FMatch.Compare(FoldI(Left), FoldI(Right));
+}
+
+TNameMatch::TOrderKey TBlockNames::OrderKey(std::u16string_view Name) const {
+    return FPlain ? FMatch.OrderKey(Name) : FMatch.OrderKey(FoldI(Name));
+}
+
+// ---- look-ups
+
+TBlockLists::TBlockLists(const TNameMatch& Match)
+    : Names(Match) {}
 
 TBlockLists::~TBlockLists() {
     FTables.ForEachFrom({}, [](const TNamed<TBlockTable>& Entry) {
@@ -27,144 +53,210 @@ typename TChunkedList<TNamed<TItem>>::TPlace TBlockLists::FindName(const TChunke
                                                                    TNameMatch::TOrderKey Key,
                                                                    std::u16string_view Name) const {
     return List.Find([&](const TNamed<TItem>& Entry) {
-        if (const int Order = Entry.Key.Compare(Key)) return Order;
-        const std::u16string& Own = NameOf(*Entry.Item);
-        return SameUnits(Own, Name) ? 0 : Match.Compare(Own, Name);
+        const int Order = Entry.Key.Compare(Key);
+        return Order != 0 ? Order : Names.Compare(NameOf(*Entry.Item), Name);
     });
+}
+
+template <class TItem>
+void TBlockLists::EraseName(TChunkedList<TNamed<TItem>>& List, TNameMatch::TOrderKey Key,
+                            const TItem& Item) noexcept {
+    auto Place = List.Find([&](const TNamed<TItem>& Entry) {
+        if (Entry.Item == &Item) return 0;
+        const int Order = Entry.Key.Compare(Key);
+        return Order != 0 ? Order : Names.Compare(NameOf(*Entry.Item), NameOf(Item));
+    });
+    // The system's order may contradict itself for strange texts: the entry must go all the same.
+    if (!Place.Found || List.At(Place).Item != &Item)
+        Place = List.Scan([&](const TNamed<TItem>& Entry) { return Entry.Item == &Item; });
+    List.Erase(Place);
 }
 
 TBlockLists::TIDs::TPlace TBlockLists::FindID(const TIDs& List, TBlockID ID) {
     return List.Find([ID](const TIdentified& Entry) { return Sign(Entry.ID <=> ID); });
 }
 
-TBlockLists::TBlock* TBlockLists::FindBlock(std::u16string_view ID) const {
+TBlockAddress TBlockLists::AddressOf(std::u16string_view Table, std::u16string_view Record) const {
+    return {Table, Record, Names.OrderKey(Table), Names.OrderKey(Record)};
+}
+
+TBlockLists::TAnyBlock* TBlockLists::FindBlock(std::u16string_view ID) const {
     const std::optional<TBlockID> Parsed = TBlockID::Parse(ID);
     if (!Parsed) return nullptr;
     const auto Place = FindID(Blocks, *Parsed);
     return Place.Found ? Blocks.At(Place).Block : nullptr;
 }
 
-TBlockTable* TBlockLists::FindTable(std::u16string_view Name) const {
-    return SpotOf(Name).Table;
+TBlockTable* TBlockLists::FindTable(const TBlockAddress& Address) const {
+    const auto Place = FindName(FTables, Address.TableKey, Address.Table);
+    return Place.Found ? FTables.At(Place).Item : nullptr;
 }
 
-TBlockSpot TBlockLists::SpotOf(std::u16string_view TableName) const {
-    TBlockSpot Spot;
-    Spot.TableKey = Match.OrderKey(TableName);
-    const auto Place = FindName(FTables, Spot.TableKey, TableName);
-    if (Place.Found) Spot.Table = FTables.At(Place).Item;
+TBlockSpot TBlockLists::SpotOf(const TBlockAddress& Address) const {
+    TBlockSpot Spot{FindTable(Address), {}};
+    if (Spot.Table != nullptr) Spot.Record = FindName(Spot.Table->Records, Address.RecordKey, Address.Record);
     return Spot;
 }
 
-TBlockSpot TBlockLists::SpotOf(std::u16string_view TableName, std::u16string_view RecordID) const {
-    TBlockSpot Spot = SpotOf(TableName);
-    Spot.RecordKey = Match.OrderKey(RecordID);
-    if (Spot.Table != nullptr) Spot.Place = FindName(Spot.Table->Records, Spot.RecordKey, RecordID);
-    return Spot;
+TZURecordBlockerTableObject& TBlockTable::FirstBlock() const {
+    TZURecordBlockerTableObject* First = NewInserts.empty() ? nullptr : NewInserts.front();
+    const auto IsInFlight = [&First](TZURecordBlockerTableObject* Block) {
+        First = Block;
+        return !Block->Held();
+    };
+    Records.ForEachFrom({},
+                        [&](const TNamed<TZURecordBlockerObject>& Entry) { return IsInFlight(Entry.Item); });
+    if (First == nullptr || !First->Held())
+        Inserts.ForEachFrom({}, [&](const TIdentified& Entry) { return IsInFlight(Entry.Block); });
+    return *First;
 }
 
-TBlockLists::TRecord* TBlockLists::FindRecord(std::u16string_view TableName,
-                                              std::u16string_view RecordID) const {
-    return RecordAt(SpotOf(TableName, RecordID));
-}
-
-TBlockSession* TBlockLists::FindSession(std::u16string_view SID) {
-    const auto Found = FSessions.find(SID);
+TBlockSession* TBlockLists::FindSession(const TSessionKey& Key) {
+    const auto Found = FSessions.find(Key);
     return Found == FSessions.end() ? nullptr : &Found->second;
 }
 
-void TBlockLists::Enter(const std::shared_ptr<TBlock>& Block, const TBlockSpot& Spot,
-                        std::u16string_view TableName, std::u16string_view SID,
-                        std::u16string_view UserName) {
-    ++Changes;
-    TIDs::TPlace Place;
-    do {
-        Block->FID = FIDs.Next(Block->FCreateTime);
-        Place = FindID(Blocks, Block->FID);
-    } while (Place.Found);
-    Blocks.Insert(Place, {Block->FID, Block.get()});
-    EnterTable(*Block, Spot, TableName);
-    EnterSession(*Block, SID, UserName);
-    Block->FSelf = Block;
+// ---- steps in the life of a block
+
+void TBlockLists::Enter(const TAnyBlockPtr& Block, const TBlockAddress& Address, const TBlockSpot& Spot,
+                        const TBlockTaker& Taker, TBlockSession* Session) {
+    EnterTable(*Block, Address, Spot);
+    try {
+        if (Block->FSession == nullptr) EnterSession(Block, Taker, Session);
+    } catch (...) {
+        LeaveTable(*Block);
+        throw;
+    }
+    Block->FLists = this;
+    Block->FWorker = std::this_thread::get_id();
+    Block->FState.store(TBlockState::Opening, std::memory_order_release);
 }
 
-std::shared_ptr<TBlockLists::TBlock> TBlockLists::Remove(TBlock& Block) {
-    ++Changes;
-    LeaveSession(Block);
+void TBlockLists::Show(TAnyBlock& Block) {
+    auto Place = FindID(Blocks, Block.FID);
+    for (; Place.Found; Place = FindID(Blocks, Block.FID)) Block.FID = NewBlockID(Block.FCreateTime);
+    Blocks.Insert(Place, {Block.FID, &Block});
+    if (Block.FRecAction == otInsert) {
+        try {
+            TBlockTable& Table = *Block.FTableEntry;
+            Table.Inserts.Insert(FindID(Table.Inserts, Block.FID), {Block.FID, &Block});
+            std::erase(Table.NewInserts, &Block);
+        } catch (...) {
+            Blocks.Erase(FindID(Blocks, Block.FID));
+            throw;
+        }
+    }
+    ++Block.FSession->Visible;
+    Set(Block, TBlockState::Held);
+}
+
+void TBlockLists::PutOff(TAnyBlock& Block) noexcept {
     LeaveTable(Block);
-    EraseID(Blocks, Block);
-    return std::move(Block.FSelf);
+    Block.FWaiters.Wake();
+}
+
+void TBlockLists::Set(TAnyBlock& Block, TBlockState State) noexcept {
+    Block.FWorker = std::this_thread::get_id();
+    Block.FState.store(State, std::memory_order_release);
+    if (State == TBlockState::Held) Block.FWaiters.Wake();
+}
+
+TBlockLists::TAnyBlockPtr TBlockLists::Remove(TAnyBlock& Block) noexcept {
+    TAnyBlockPtr Owned = LeaveAll(Block);
+    if (Block.FTableEntry != nullptr) LeaveTable(Block);
+    Close(Block, TBlockState::Gone);
+    Block.FWaiters.Wake();
+    return Owned;
+}
+
+TBlockLists::TAnyBlockPtr TBlockLists::Release(TAnyBlock& Block) noexcept {
+    if (Block.State() != TBlockState::Writing) return Remove(Block);
+    TAnyBlockPtr Owned = LeaveAll(Block);
+    Close(Block, TBlockState::Leaving);
+    return Owned;
+}
+
+/// Nothing joins the block's history any more.
+void TBlockLists::Close(TAnyBlock& Block, TBlockState State) noexcept {
+    const std::scoped_lock Guard(Block.FMutex);
+    Block.FState.store(State, std::memory_order_release);
+}
+
+/// All lists but the table's.
+TBlockLists::TAnyBlockPtr TBlockLists::LeaveAll(TAnyBlock& Block) noexcept {
+    if (Block.FSession == nullptr) return nullptr;
+    if (Visible(Block.State())) {
+        Blocks.Erase(FindID(Blocks, Block.FID));
+        --Block.FSession->Visible;
+        Block.RetireForScripts();
+    }
+    return LeaveSession(Block);
 }
 
 // ---- by table
 
-TBlockTable& TBlockLists::NewTable(const TBlockSpot& Spot, std::u16string_view Name) {
+TBlockTable& TBlockLists::NewTable(const TBlockAddress& Address) {
     auto Table = std::make_unique<TBlockTable>();
-    Table->Name = std::make_shared<const std::u16string>(Name);
-    Table->Key = Spot.TableKey;
-    FTables.Insert(FindName(FTables, Spot.TableKey, Name), {Spot.TableKey, Table.get()});
+    Table->Name = std::make_shared<const std::u16string>(Address.Table);
+    Table->Key = Address.TableKey;
+    FTables.Insert(FindName(FTables, Address.TableKey, Address.Table), {Address.TableKey, Table.get()});
     return *Table.release();
 }
 
-void TBlockLists::DropTable(TBlockTable& Table) {
-    auto Place = FindName(FTables, Table.Key, *Table.Name);
-    if (!Place.Found || FTables.At(Place).Item != &Table)
-        Place = FTables.Scan([&](const TNamed<TBlockTable>& Entry) { return Entry.Item == &Table; });
-    FTables.Erase(Place);
+void TBlockLists::DropIfEmpty(TBlockTable& Table) noexcept {
+    if (!Table.Empty()) return;
+    EraseName(FTables, Table.Key, Table);
     delete &Table;
 }
 
-void TBlockLists::EnterTable(TBlock& Block, const TBlockSpot& Spot, std::u16string_view TableName) {
-    TBlockTable& Table = Spot.Table != nullptr ? *Spot.Table : NewTable(Spot, TableName);
-    Block.FTableEntry = &Table;
-    Block.FTableName =
-        SameUnits(*Table.Name, TableName) ? Table.Name : std::make_shared<const std::u16string>(TableName);
-    switch (Block.FRecAction) {
-    case otTable:
-        Table.Lock = &Block;
-        return;
-    case otInsert:
-        Table.Inserts.Insert(FindID(Table.Inserts, Block.FID), {Block.FID, &Block});
-        return;
-    case otEdit:
-    case otDelete:
-        break;
+void TBlockLists::EnterTable(TAnyBlock& Block, const TBlockAddress& Address, const TBlockSpot& Spot) {
+    TBlockTable& Table = Spot.Table != nullptr ? *Spot.Table : NewTable(Address);
+    try {
+        Block.FTableName = SameUnits(*Table.Name, Address.Table)
+                               ? Table.Name
+                               : std::make_shared<const std::u16string>(Address.Table);
+        switch (Block.FRecAction) {
+        case otTable:
+            Table.Lock = &Block;
+            break;
+        case otInsert:
+            Table.NewInserts.push_back(&Block);
+            break;
+        case otEdit:
+        case otDelete: {
+            auto& Record = static_cast<TRecord&>(Block);
+            Record.FOrderKey = Address.RecordKey;
+            Table.Records.Insert(Spot.Record, {Address.RecordKey, &Record});
+            break;
+        }
+        }
+    } catch (...) {
+        DropIfEmpty(Table);
+        throw;
     }
-    auto& Record = static_cast<TRecord&>(Block);
-    Record.FOrderKey = Spot.RecordKey;
-    Table.Records.Insert(Spot.Place, {Record.FOrderKey, &Record});
+    Block.FTableEntry = &Table;
 }
 
-void TBlockLists::LeaveTable(TBlock& Block) {
-    TBlockTable& Table = *Block.FTableEntry;
+void TBlockLists::LeaveTable(TAnyBlock& Block) noexcept {
+    TBlockTable& Table = *std::exchange(Block.FTableEntry, nullptr);
     switch (Block.FRecAction) {
     case otTable:
         Table.Lock = nullptr;
         break;
     case otInsert:
-        EraseID(Table.Inserts, Block);
+        if (Block.State() <= TBlockState::Opening)
+            std::erase(Table.NewInserts, &Block);
+        else
+            Table.Inserts.Erase(FindID(Table.Inserts, Block.FID));
         break;
     case otEdit:
     case otDelete: {
         const auto& Record = static_cast<const TRecord&>(Block);
-        auto Place = Table.Records.Find([&](const TNamed<TRecord>& Entry) {
-            if (Entry.Item == &Record) return 0;
-            const int Order = Entry.Key.Compare(Record.FOrderKey);
-            return Order != 0 ? Order : Match.Compare(Entry.Item->FRecordID, Record.FRecordID);
-        });
-        // The system's order may contradict itself for strange texts: the block must go all the same.
-        if (!Place.Found || Table.Records.At(Place).Item != &Record)
-            Place = Table.Records.Scan([&](const TNamed<TRecord>& Entry) { return Entry.Item == &Record; });
-        Table.Records.Erase(Place);
+        EraseName(Table.Records, Record.FOrderKey, Record);
         break;
     }
     }
-    Block.FTableEntry = nullptr;
-    if (Table.Empty()) DropTable(Table);
-}
-
-void TBlockLists::EraseID(TIDs& List, const TBlock& Block) {
-    List.Erase(FindID(List, Block.FID));
+    DropIfEmpty(Table);
 }
 
 // ---- by session
@@ -178,29 +270,29 @@ std::shared_ptr<const TZUBlockOwner> TBlockLists::OwnerOf(std::u16string_view SI
     return FLastOwner;
 }
 
-void TBlockLists::EnterSession(TBlock& Block, std::u16string_view SID, std::u16string_view UserName) {
-    TBlockSession* Session = FindSession(SID);
-    if (Session == nullptr) Session = &FSessions[std::u16string(SID)];
-    if (!Session->Owner || !SameUnits(Session->Owner->UserName, UserName))
-        Session->Owner = OwnerOf(SID, UserName);
-    Block.FOwner = Session->Owner;
-    Block.FSession = Session;
-    Block.FNextOfSession = Session->First;
-    if (Session->First != nullptr) Session->First->FPreviousOfSession = &Block;
-    Session->First = &Block;
+void TBlockLists::EnterSession(const TAnyBlockPtr& Block, const TBlockTaker& Taker, TBlockSession* Session) {
+    if (Session == nullptr) {
+        auto Owner = OwnerOf(Taker.SID, Taker.UserName);
+        TSessionKey Key = Taker.Key;
+        Key.SID = Owner->SID; // which lives as long as the entry
+        Session = &FSessions.try_emplace(Key, TBlockSession{Owner, Key, Owner, nullptr}).first->second;
+    } else if (!SameUnits(Session->Owner->UserName, Taker.UserName)) {
+        Session->Owner = OwnerOf(Taker.SID, Taker.UserName);
+    }
+    Block->FOwner = Session->Owner;
+    Block->FSession = Session;
+    if (Session->First) Session->First->FPreviousOfSession = Block.get();
+    Block->FNextOfSession = std::exchange(Session->First, Block);
 }
 
-void TBlockLists::LeaveSession(TBlock& Block) {
-    TBlock* const Next = std::exchange(Block.FNextOfSession, nullptr);
-    TBlock* const Previous = std::exchange(Block.FPreviousOfSession, nullptr);
+TBlockLists::TAnyBlockPtr TBlockLists::LeaveSession(TAnyBlock& Block) noexcept {
     TBlockSession& Session = *std::exchange(Block.FSession, nullptr);
-    if (Next != nullptr) Next->FPreviousOfSession = Previous;
-    if (Previous != nullptr) {
-        Previous->FNextOfSession = Next;
-        return;
-    }
-    Session.First = Next;
-    if (Next == nullptr) FSessions.erase(FSessions.find(Block.FOwner->SID));
+    TAnyBlock* const Previous = std::exchange(Block.FPreviousOfSession, nullptr);
+    if (Block.FNextOfSession) Block.FNextOfSession->FPreviousOfSession = Previous;
+    TAnyBlockPtr& Link = Previous == nullptr ? Session.First : Previous->FNextOfSession;
+    TAnyBlockPtr Owned = std::exchange(Link, std::move(Block.FNextOfSession));
+    if (!Session.First) FSessions.erase(FSessions.find(Session.Key));
+    return Owned;
 }
 
 } // namespace zutools

@@ -1,7 +1,7 @@
-// The living blocks of one blocker, found by identifier, by table and record, and by session.
+// The blocks of one blocker, found by identifier, by table and record, and by session.
 //
-// Guarded by the blocker's lock. Tables and sessions without blocks are dropped. Names of tables and records
-// compare by the user's collation ignoring case; identifiers of sessions compare exactly.
+// Guarded by the blocker's lock, but for what is said to need none. Tables and sessions without blocks are
+// dropped. Identifiers of sessions compare exactly.
 
 #pragma once
 
@@ -11,21 +11,41 @@
 #include "recordlock/Zurecblk.h"
 
 #include <unordered_map>
+#include <vector>
 
 namespace zutools {
 
-struct TBlockSession {
-    std::shared_ptr<const TZUBlockOwner> Owner;
-    TZURecordBlockerTableObject* First = nullptr; // linked through the blocks
+/// How names of tables and records compare: by a collation ignoring case, and A to Z like a to z whatever the
+/// language. The hosts' tables know no other case, while the Turkish collation tells "ITEMS" from "items".
+class TBlockNames {
+public:
+    explicit TBlockNames(const TNameMatch& Match);
+    /// Negative, zero or positive.
+    [[nodiscard]] int Compare(std::u16string_view Left, std::u16string_view Right) const;
+    [[nodiscard]] TNameMatch::TOrderKey OrderKey(std::u16string_view Name) const;
+
+private:
+    const TNameMatch& FMatch;
+    const bool FPlain; // the collation itself holds A to Z and a to z equal
 };
 
-/// A name with what orders it mostly, and whose name it is.
+struct TBlockSession {
+    std::shared_ptr<const TZUBlockOwner> Named; // holds the text of the key
+    TSessionKey Key;
+    std::shared_ptr<const TZUBlockOwner> Owner;         // of new blocks: the user's name may have changed
+    std::shared_ptr<TZURecordBlockerTableObject> First; // the last one taken; owns the next one, and so on
+    std::size_t Visible = 0;                            // how many of them others see
+};
+
+/// An entry of a list ordered by name. The key is the beginning of the name as a number: it mostly decides,
+/// and the name itself, which `Item` knows, is compared only when it does not.
 template <class TItem>
 struct TNamed {
     TNameMatch::TOrderKey Key;
     TItem* Item = nullptr;
 };
 
+/// An entry of a list ordered by identifier.
 struct TIdentified {
     TBlockID ID;
     TZURecordBlockerTableObject* Block = nullptr;
@@ -36,59 +56,84 @@ struct TBlockTable {
     TNameMatch::TOrderKey Key;
     TChunkedList<TNamed<TZURecordBlockerObject>> Records; // edit and delete blocks by record ID
     TChunkedList<TIdentified> Inserts;                    // insert blocks by ID
+    std::vector<TZURecordBlockerTableObject*> NewInserts; // those that are opening
     TZURecordBlockerTableObject* Lock = nullptr;          // the lock of the whole table
 
-    [[nodiscard]] bool Empty() const { return Lock == nullptr && Records.Empty() && Inserts.Empty(); }
+    [[nodiscard]] bool Empty() const {
+        return Lock == nullptr && Records.Empty() && Inserts.Empty() && NewInserts.empty();
+    }
+    /// The first block on a record that others see: the edit and delete blocks in order of record ID, then
+    /// the insert blocks in order of ID. When there is none, one that a host is at work on. Not for a locked
+    /// table.
+    [[nodiscard]] TZURecordBlockerTableObject& FirstBlock() const;
 };
 
-/// Where a block stands, or will stand: found once, used when it is entered. Table and place are good
-/// until the lists change.
+/// Where an edit or delete block stands, or would stand. Good until the lists change.
 struct TBlockSpot {
+    TBlockTable* Table = nullptr; // null: there is no block in it
+    TChunkedList<TNamed<TZURecordBlockerObject>>::TPlace Record;
+};
+
+/// What a block is asked for by, with the beginnings of the names as numbers. The texts are the caller's.
+struct TBlockAddress {
+    std::u16string_view Table;
+    std::u16string_view Record;
     TNameMatch::TOrderKey TableKey;
     TNameMatch::TOrderKey RecordKey;
-    TBlockTable* Table = nullptr; // null: there is no block in it
-    TChunkedList<TNamed<TZURecordBlockerObject>>::TPlace Place;
 };
 
 struct TBlockLists {
-    using TBlock = TZURecordBlockerTableObject;
+    using TAnyBlock = TZURecordBlockerTableObject;
+    using TAnyBlockPtr = std::shared_ptr<TAnyBlock>;
     using TRecord = TZURecordBlockerObject;
 
-    TBlockLists();
+    explicit TBlockLists(const TNameMatch& Match);
     ~TBlockLists();
     TBlockLists(const TBlockLists&) = delete;
     TBlockLists& operator=(const TBlockLists&) = delete;
 
-    const TNameMatch& Match;
-    TChunkedList<TIdentified> Blocks;
-    std::uint64_t Changes = 0; // of any list: places found before it changed are void
+    const TBlockNames Names;
+    TChunkedList<TIdentified> Blocks; // those that everybody sees
+
+    /// Needs no lock.
+    [[nodiscard]] TBlockAddress AddressOf(std::u16string_view Table, std::u16string_view Record = {}) const;
 
     // Look-ups; null when there is none.
-    [[nodiscard]] TBlock* FindBlock(std::u16string_view ID) const;
-    [[nodiscard]] TBlockTable* FindTable(std::u16string_view Name) const;
-    [[nodiscard]] TRecord* FindRecord(std::u16string_view TableName, std::u16string_view RecordID) const;
-    [[nodiscard]] TBlockSession* FindSession(std::u16string_view SID);
-    /// Calls `Take(Entry)` for the blocks with a greater ID, in order, while it gives true.
-    template <class TTake>
-    void ForEachAfter(TBlockID ID, const TTake& Take) const {
+    [[nodiscard]] TAnyBlock* FindBlock(std::u16string_view ID) const;
+    [[nodiscard]] TBlockTable* FindTable(const TBlockAddress& Address) const;
+    [[nodiscard]] TBlockSpot SpotOf(const TBlockAddress& Address) const;
+    /// The edit or delete block there, which may be opening or leaving.
+    [[nodiscard]] static TRecord* RecordAt(const TBlockSpot& Spot) {
+        return Spot.Record.Found ? Spot.Table->Records.At(Spot.Record).Item : nullptr;
+    }
+    [[nodiscard]] TBlockSession* FindSession(const TSessionKey& Key);
+    /// Calls `Visit(Entry)` for the blocks with a greater ID, in order, while it gives true.
+    template <class TVisit>
+    void ForEachAfter(TBlockID ID, const TVisit& Visit) const {
         auto Place = FindID(Blocks, ID);
         if (Place.Found) ++Place.At;
-        Blocks.ForEachFrom(Place, Take);
+        Blocks.ForEachFrom(Place, Visit);
     }
 
-    [[nodiscard]] TBlockSpot SpotOf(std::u16string_view TableName) const;
-    [[nodiscard]] TBlockSpot SpotOf(std::u16string_view TableName, std::u16string_view RecordID) const;
-    /// The edit or delete block there, or null.
-    [[nodiscard]] static TRecord* RecordAt(const TBlockSpot& Spot) {
-        return Spot.Place.Found ? Spot.Table->Records.At(Spot.Place).Item : nullptr;
-    }
+    // Steps in the life of a block. Enter and Show leave everything as it was when memory cannot be had; the
+    // others need none.
 
-    /// Gives the block its names, its owner and an identifier, and enters it everywhere. No such record is
-    /// held, and the lists have not changed since the spot was found.
-    void Enter(const std::shared_ptr<TBlock>& Block, const TBlockSpot& Spot, std::u16string_view TableName,
-               std::u16string_view SID, std::u16string_view UserName);
-    /// Takes it out of everything and gives the ownership back.
-    [[nodiscard]] std::shared_ptr<TBlock> Remove(TBlock& Block);
+    /// Loose -> Opening, worked by this thread; with its owner and its table's name. An opening block that
+    /// was put off enters its table again. No record stands at the spot, which is that of the address;
+    /// `Session` is the taker's, null when it has no block.
+    void Enter(const TAnyBlockPtr& Block, const TBlockAddress& Address, const TBlockSpot& Spot,
+               const TBlockTaker& Taker, TBlockSession* Session);
+    /// Opening -> Held.
+    void Show(TAnyBlock& Block);
+    /// An opening block leaves its table, not its session: somebody else may take the record.
+    void PutOff(TAnyBlock& Block) noexcept;
+    /// Held, Checking or Writing -> another one of these; worked by this thread.
+    void Set(TAnyBlock& Block, TBlockState State) noexcept;
+    /// -> Gone. Whoever receives what owns it, frees it without the lock; null for a leaving block, which its
+    /// writer owns.
+    [[nodiscard]] TAnyBlockPtr Remove(TAnyBlock& Block) noexcept;
+    /// Writing -> Leaving, anything else -> Gone.
+    [[nodiscard]] TAnyBlockPtr Release(TAnyBlock& Block) noexcept;
 
 private:
     using TTables = TChunkedList<TNamed<TBlockTable>>;
@@ -96,16 +141,11 @@ private:
     using TIDs = TChunkedList<TIdentified>;
 
     struct THash {
-        using is_transparent = void;
-        [[nodiscard]] std::size_t operator()(std::u16string_view Text) const {
-            return std::hash<std::u16string_view>()(Text);
-        }
+        [[nodiscard]] std::size_t operator()(const TSessionKey& Key) const noexcept { return Key.Hash; }
     };
-
     struct TSame {
-        using is_transparent = void;
-        [[nodiscard]] bool operator()(std::u16string_view Left, std::u16string_view Right) const {
-            return SameUnits(Left, Right);
+        [[nodiscard]] bool operator()(const TSessionKey& Left, const TSessionKey& Right) const noexcept {
+            return SameUnits(Left.SID, Right.SID);
         }
     };
 
@@ -115,21 +155,24 @@ private:
     [[nodiscard]] typename TChunkedList<TNamed<TItem>>::TPlace
     FindName(const TChunkedList<TNamed<TItem>>& List, TNameMatch::TOrderKey Key,
              std::u16string_view Name) const;
+    template <class TItem>
+    void EraseName(TChunkedList<TNamed<TItem>>& List, TNameMatch::TOrderKey Key, const TItem& Item) noexcept;
     [[nodiscard]] static TIDs::TPlace FindID(const TIDs& List, TBlockID ID);
-    static void EraseID(TIDs& List, const TBlock& Block);
-    [[nodiscard]] TBlockTable& NewTable(const TBlockSpot& Spot, std::u16string_view Name);
-    void DropTable(TBlockTable& Table);
-    void EnterTable(TBlock& Block, const TBlockSpot& Spot, std::u16string_view TableName);
-    void LeaveTable(TBlock& Block);
-    void EnterSession(TBlock& Block, std::u16string_view SID, std::u16string_view UserName);
+
+    [[nodiscard]] TBlockTable& NewTable(const TBlockAddress& Address);
+    void DropIfEmpty(TBlockTable& Table) noexcept;
+    void EnterTable(TAnyBlock& Block, const TBlockAddress& Address, const TBlockSpot& Spot);
+    void LeaveTable(TAnyBlock& Block) noexcept;
+    void EnterSession(const TAnyBlockPtr& Block, const TBlockTaker& Taker, TBlockSession* Session);
+    [[nodiscard]] TAnyBlockPtr LeaveSession(TAnyBlock& Block) noexcept;
     [[nodiscard]] std::shared_ptr<const TZUBlockOwner> OwnerOf(std::u16string_view SID,
                                                                std::u16string_view UserName);
-    void LeaveSession(TBlock& Block);
+    [[nodiscard]] TAnyBlockPtr LeaveAll(TAnyBlock& Block) noexcept;
+    static void Close(TAnyBlock& Block, TBlockState State) noexcept;
 
-    TBlockIDSource FIDs;
     std::shared_ptr<const TZUBlockOwner> FLastOwner; // sessions mostly come back for more
     TTables FTables;                                 // owns its items
-    std::unordered_map<std::u16string, TBlockSession, THash, TSame> FSessions;
+    std::unordered_map<TSessionKey, TBlockSession, THash, TSame> FSessions;
 };
 
 } // namespace zutools

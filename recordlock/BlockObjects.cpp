@@ -1,5 +1,8 @@
 // The blocks: their fields, their log, their published properties.
 
+#include "host/Format.h"
+#include "host/StringHelpers.h"
+#include "recordlock/Caller.h"
 #include "recordlock/Zurecblk.h"
 
 #include <utility>
@@ -91,12 +94,6 @@ const TClassInfo& TZURecordBlockerTableObject::ClassInfo() const {
     return StaticClass();
 }
 
-std::unique_lock<const TKXThreadSafetyClass> TZURecordBlockerTableObject::FieldLock() const {
-    const TZURecordBlocker* const Blocker = FBlocker.load(std::memory_order_acquire);
-    if (Blocker == nullptr) return {};
-    return std::unique_lock<const TKXThreadSafetyClass>(*Blocker);
-}
-
 std::u16string TZURecordBlockerTableObject::ID() const {
     return FID == TBlockID() ? std::u16string() : FID.Text();
 }
@@ -132,17 +129,15 @@ void TZURecordBlockerTableObject::Assign(const TZURecordBlockerTableObject& Sour
     FHistory.Assign(Source.ActionHistory());
 }
 
-void TZURecordBlockerTableObject::AddToHistory(TBlockEvent Event, std::u16string_view Text) {
-    FHistory.Add(Event, Text);
-}
-
 void TZURecordBlockerTableObject::AddToHistroy(std::u16string_view Text) {
-    const auto Lock = FieldLock();
-    if (!FReleased.load(std::memory_order_acquire)) AddToHistory(TBlockEvent::Text, Text);
+    const TCallStack Stack = CurrentCallStack();
+    const std::scoped_lock Guard(FMutex);
+    const TBlockState State = FState.load(std::memory_order_acquire);
+    if (State == TBlockState::Loose || Visible(State)) FHistory.Add(TBlockEvent::Text, Text, Stack);
 }
 
 std::vector<std::u16string> TZURecordBlockerTableObject::ActionHistory() const {
-    const auto Lock = FieldLock();
+    const std::scoped_lock Guard(FMutex);
     return HistoryTexts();
 }
 
@@ -170,12 +165,8 @@ const TClassInfo& TZURecordBlockerObject::ClassInfo() const {
 }
 
 std::u16string TZURecordBlockerObject::RecordID() const {
-    const auto Lock = FieldLock();
+    const std::scoped_lock Guard(FMutex);
     return FRecordID;
-}
-
-TRecordInterface* TZURecordBlockerObject::RecordInterface() const {
-    return FTable ? &FTable->RecordInterface() : nullptr;
 }
 
 void TZURecordBlockerObject::CopyFields(const TZURecordBlockerTableObject& Source) {
@@ -191,18 +182,30 @@ void TZURecordBlockerObject::Assign(const TZURecordBlockerTableObject& Source) {
 
 void TZURecordBlockerObject::RetireForScripts() {
     TZURecordBlockerTableObject::RetireForScripts();
-    if (FTable) FTable->RecordInterface().RetireForScripts();
+    if (FFields) FFields->RetireForScripts();
 }
 
 bool TZURecordBlockerObject::GetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount,
                                                  TKXVariant& Result) {
     if (TIObject::GetPropertyInternal(Name, Args, ArgCount, Result)) return true;
-    return FTable && FTable->RecordInterface().GetPropertyInternal(Name, Args, ArgCount, Result);
+    return FFields && FFields->GetPropertyInternal(Name, Args, ArgCount, Result);
 }
 
 bool TZURecordBlockerObject::SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount) {
     if (TIObject::SetPropertyInternal(Name, Args, ArgCount)) return true;
-    return FTable && FTable->RecordInterface().SetPropertyInternal(Name, Args, ArgCount);
+    return FFields && FFields->SetPropertyInternal(Name, Args, ArgCount);
+}
+
+bool TBlockFields::SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount) {
+    if (!SameUnits(TBlockCaller().SID, FBlock.SID()))
+        throw EZURecordBlockerInterface(
+            Format(u"The field \"%s\" cannot be set: another session has the record \"%s\" of table %s.",
+                   {Name, FBlock.RecordID(), FBlock.TableName()}));
+    return TRecordInterface::SetPropertyInternal(Name, Args, ArgCount);
+}
+
+std::shared_ptr<const void> TBlockFields::KeepAlive() {
+    return FBlock.KeepAlive();
 }
 
 } // namespace zutools

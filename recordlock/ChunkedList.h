@@ -3,6 +3,7 @@
 //
 // Entries are plain data (a key and a pointer) whose order the caller's comparison tells: `Compare(Entry)` is
 // negative when the entry stands before what is looked for, zero when it is that. One thread at a time.
+// Memory that cannot be had leaves the list as it was; erasing needs none.
 
 #pragma once
 
@@ -11,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -65,14 +67,19 @@ public:
     template <class TIs>
     [[nodiscard]] TPlace Scan(const TIs& Is) const {
         for (std::size_t Chunk = 0; Chunk < FChunks.size(); ++Chunk)
-            for (std::size_t Place = 0; Place < FChunks[Chunk].size(); ++Place)
-                if (Is(FChunks[Chunk][Place])) return {Chunk, Place, true};
+            for (std::size_t At = 0; At < FChunks[Chunk].size(); ++At)
+                if (Is(FChunks[Chunk][At])) return {Chunk, At, true};
         return {};
     }
 
     /// Enters at a place that Find gave for it.
     void Insert(TPlace Place, const TEntry& Entry) {
-        if (FChunks.empty()) AddChunk(0, TChunk());
+        if (FChunks.empty()) {
+            MakeRoom();
+            AddChunk(0, TChunk(1, Entry));
+            ++FCount;
+            return;
+        }
         if (FChunks[Place.Chunk].size() == Capacity) Split(Place);
         TChunk& Chunk = FChunks[Place.Chunk];
         if (Chunk.size() == Chunk.capacity()) Chunk.reserve(std::min(Capacity, Chunk.size() * 2 + 4));
@@ -82,7 +89,7 @@ public:
         ++FCount;
     }
 
-    void Erase(const TPlace& Place) {
+    void Erase(const TPlace& Place) noexcept {
         TChunk& Chunk = FChunks[Place.Chunk];
         Chunk.erase(Chunk.begin() + static_cast<std::ptrdiff_t>(Place.At));
         --FGroups[Place.Chunk / Group];
@@ -103,12 +110,12 @@ public:
         return FChunks[Chunk][Number];
     }
 
-    /// Calls `Take(Entry)` for the entries from a place on, in order, while it gives true.
-    template <class TTake>
-    void ForEachFrom(TPlace Place, const TTake& Take) const {
+    /// Calls `Visit(Entry)` for the entries from a place on, in order, while it gives true.
+    template <class TVisit>
+    void ForEachFrom(TPlace Place, const TVisit& Visit) const {
         for (; Place.Chunk < FChunks.size(); ++Place.Chunk, Place.At = 0)
             for (; Place.At < FChunks[Place.Chunk].size(); ++Place.At)
-                if (!Take(FChunks[Place.Chunk][Place.At])) return;
+                if (!Visit(FChunks[Place.Chunk][Place.At])) return;
     }
 
 private:
@@ -116,29 +123,39 @@ private:
     static constexpr std::size_t Capacity = 128;
     static constexpr std::size_t Group = 64; // chunks that are counted together
 
-    void AddChunk(std::size_t At, TChunk Chunk) {
-        FFirst.insert(FFirst.begin() + static_cast<std::ptrdiff_t>(At), Chunk.empty() ? TEntry() : Chunk[0]);
+    /// For one more chunk: AddChunk then needs no memory.
+    void MakeRoom() {
+        const auto ForOneMore = [](auto& List) {
+            if (List.size() == List.capacity()) List.reserve(List.size() * 2 + 1);
+        };
+        ForOneMore(FFirst);
+        ForOneMore(FChunks);
+        ForOneMore(FGroups);
+    }
+    void AddChunk(std::size_t At, TChunk Chunk) noexcept {
+        FFirst.insert(FFirst.begin() + static_cast<std::ptrdiff_t>(At), Chunk[0]);
         FChunks.insert(FChunks.begin() + static_cast<std::ptrdiff_t>(At), std::move(Chunk));
         CountGroups(At / Group);
     }
-    void DropChunk(std::size_t At) {
+    void DropChunk(std::size_t At) noexcept {
         FFirst.erase(FFirst.begin() + static_cast<std::ptrdiff_t>(At));
         FChunks.erase(FChunks.begin() + static_cast<std::ptrdiff_t>(At));
         CountGroups(At / Group);
     }
     void Split(TPlace& Place) {
-        TChunk& Full = FChunks[Place.Chunk];
         // Entries that come in order fill their chunks.
-        const bool AtEnd = Place.Chunk + 1 == FChunks.size() && Place.At == Full.size();
+        const bool AtEnd = Place.Chunk + 1 == FChunks.size() && Place.At == Capacity;
         const std::size_t Kept = AtEnd ? Capacity - 8 : Capacity / 2;
         TChunk Second;
         Second.reserve(Capacity);
+        MakeRoom();
+        TChunk& Full = FChunks[Place.Chunk];
         Second.assign(Full.begin() + static_cast<std::ptrdiff_t>(Kept), Full.end());
         Full.resize(Kept);
         AddChunk(Place.Chunk + 1, std::move(Second));
         if (Place.At > Kept) Place = {Place.Chunk + 1, Place.At - Kept, false};
     }
-    void Merge(std::size_t At) {
+    void Merge(std::size_t At) noexcept {
         if (At + 1 == FChunks.size()) {
             if (At == 0) return;
             --At;
@@ -146,7 +163,11 @@ private:
         TChunk& Left = FChunks[At];
         const TChunk& Right = FChunks[At + 1];
         if (Left.size() + Right.size() > Capacity / 2) return;
-        Left.insert(Left.end(), Right.begin(), Right.end());
+        try {
+            Left.insert(Left.end(), Right.begin(), Right.end());
+        } catch (const std::bad_alloc&) {
+            return; // two small chunks do no harm
+        }
         DropChunk(At + 1);
     }
     void CountGroups(std::size_t From) {

@@ -1,7 +1,6 @@
 #include "recordlock/Zurecblk.h"
 
-#include "host/Dictionary.h"
-#include "host/Security.h"
+#include "host/Format.h"
 #include "host/Session.h"
 #include "host/StringHelpers.h"
 #include "host/ThreadContainer.h"
@@ -35,11 +34,10 @@ constexpr TErrorText ErrorTexts[] = {
     {ErrorNoRights, u"У пользователя нет прав на совершение операции"},
 };
 
-TRecordRight RightFor(TZUBlockerObjectType Action) {
-    return Action == otEdit     ? TRecordRight::Edit
-           : Action == otDelete ? TRecordRight::Delete
-                                : TRecordRight::Insert;
-}
+constexpr std::u16string_view StillBusyText =
+    u"Запись ещё открывается или записывается другим запросом; повторите попытку позже";
+constexpr std::u16string_view TooManyBlocksText =
+    u"У сессии слишком много блокировок (%d): завершите или отмените начатое и повторите попытку";
 
 /// An object's text property, read through its class information.
 std::u16string TextProperty(const TObject& Object, std::u16string_view Name) {
@@ -86,10 +84,10 @@ std::u16string TZURecordBlocker::CurrentSID() const {
 TZURecordBlocker::TZURecordBlocker(TServices Host, const platform::TClock& Clock)
     : FHost(std::move(Host))
     , FClock(Clock)
-    , FLists(std::make_unique<TBlockLists>()) {}
+    , FLists(std::make_unique<TBlockLists>(UserNameMatch(false))) {}
 
 TZURecordBlocker::~TZURecordBlocker() {
-    while (!FLists->Blocks.Empty()) (void)RemoveObject(*FLists->Blocks.First().Block);
+    while (!FLists->Blocks.Empty()) (void)FLists->Remove(*FLists->Blocks.First().Block);
 }
 
 TApplicationManager& TZURecordBlocker::ApplicationManager() const {
@@ -106,10 +104,12 @@ TLogger& TZURecordBlocker::Logger() const {
 }
 
 TZURecordBlockerInterface& TZURecordBlocker::GetInterface() {
-    const std::scoped_lock Lock(*this);
+    if (auto* const Made = FInterface.load(std::memory_order_acquire)) return *Made;
+    const std::scoped_lock Guard(*this);
     if (!IRegObject) {
         IRegObject = std::make_unique<TZURecordBlockerInterface>(*this);
         RegisterInterfaceObject(*IRegObject);
+        FInterface.store(IRegObject.get(), std::memory_order_release);
     }
     return *IRegObject;
 }
@@ -138,187 +138,86 @@ void TZURecordBlocker::HandleError(std::int32_t Code, const TZURecordBlockerTabl
     ThreadObjects().Add(LastErrorObjectName, std::move(Left));
 }
 
-// ---- taking
+// ---- what several operations need
 
-std::shared_ptr<TZURecordBlockerObject> TZURecordBlocker::GetRecord(std::u16string_view TableName,
-                                                                    std::u16string_view RecordID,
-                                                                    TZUBlockerObjectType ActionType) {
-    ClearLastError();
-    if (ActionType > otInsert) {
-        HandleError(ErrorRecordNotFound);
-        return nullptr;
-    }
-    TBlockPtr Refused; // freed without the lock
-    const std::scoped_lock Lock(*this);
-    TRecordPtr Block;
-    TBlockSpot Spot = FLists->SpotOf(TableName, RecordID);
-    if (FindTaken(Spot, TableName, RecordID, ActionType, Block)) return Block;
-
-    const std::uint64_t Before = FLists->Changes;
-    std::unique_ptr<TUserTable> Table = OpenTable(TableName, RecordID, ActionType);
-    if (!Table) return nullptr;
-    // The host may have come back to the blocker on this very thread.
-    if (FLists->Changes != Before) {
-        Spot = FLists->SpotOf(TableName, RecordID);
-        if (FindTaken(Spot, TableName, RecordID, ActionType, Block)) return Block;
-    }
-
-    Block = std::make_shared<TZURecordBlockerObject>();
-    Block->FTable = std::move(Table);
-    Block->FRecordID = RecordID;
-    FillObjectParams(Block, Spot, TableName, ActionType);
-    if (ActionType != otInsert && CheckUserRights(*Block) != TRights::Granted) {
-        Refused = RemoveObject(*Block);
-        return nullptr;
-    }
-    if (ActionType != otInsert) {
-        Block->AddToHistory(TBlockEvent::Created);
-    } else { // its record ID will change
-        Block->AddToHistory(TBlockEvent::Text, u"GetRecord create new object TableName: " +
-                                                   std::u16string(TableName) + u" RecordID: " +
-                                                   Block->FRecordID + u" ActionType: Insert");
-    }
-    return Block;
+bool TZURecordBlocker::Has(const TAnyBlock* Block) const {
+    return Block != nullptr && Block->FLists == FLists.get() && Visible(Block->State());
 }
 
-/// True when the lists answer already: with `Own`, or with null and a last error.
-bool TZURecordBlocker::FindTaken(const TBlockSpot& Spot, std::u16string_view TableName,
-                                 std::u16string_view RecordID, TZUBlockerObjectType ActionType,
-                                 TRecordPtr& Own) {
-    const TBlockTable* const Table = Spot.Table;
-    if (Table == nullptr) return false;
-    if (Table->Lock != nullptr) {
-        HandleError(ErrorTableLocked, Table->Lock);
-        return true;
-    }
-    if (ActionType == otInsert) return false;
-    TZURecordBlockerObject* const Block = TBlockLists::RecordAt(Spot);
-    if (Block == nullptr) return false;
-    if (!SameUnits(Block->SID(), TBlockCaller().SID)) {
-        HandleError(Block->FRecAction == otEdit ? ErrorEditInOtherSession : ErrorDeleteInOtherSession, Block);
-        return true;
-    }
-    if (Block->FRecAction != ActionType) {
-        HandleError(Block->FRecAction == otEdit ? ErrorEditInThisSession : ErrorDeleteInThisSession, Block);
-        return true;
-    }
-    // Kept on purpose: no blank before "ActionType", unlike in the entry about a new block; logs are searched
-    // for both.
-    Block->AddToHistory(TBlockEvent::Text, u"GetRecord use old object TableName: " +
-                                               std::u16string(TableName) + u" RecordID: " +
-                                               std::u16string(RecordID) + u"ActionType: " +
-                                               std::u16string(ObjectTypeToStr(ActionType)));
-    Own = std::static_pointer_cast<TZURecordBlockerObject>(Block->FSelf);
-    return true;
+/// Neither does this thread's own host call end while it waits for it, nor does another thread get anywhere
+/// while the caller himself holds the lock.
+bool TZURecordBlocker::MayWaitFor(const TAnyBlock& Block) const {
+    return !Block.WorkedByThisThread() && Depth() == 1;
 }
 
-std::unique_ptr<TUserTable> TZURecordBlocker::OpenTable(std::u16string_view TableName,
-                                                        std::u16string_view RecordID,
-                                                        TZUBlockerObjectType ActionType) {
-    try {
-        std::unique_ptr<TUserTable> Table = ApplicationManager().GetTable(TableName);
-        if (!Table) {
-            HandleError(ErrorOpenTable);
-            return nullptr;
-        }
-        if (RecordID.empty() && ActionType == otInsert) {
-            Table->OpenNew();
-            return Table;
-        }
-        if (Table->Open(RecordID)) return Table;
-        HandleError(ErrorRecordIDNotFound);
-    } catch (const std::exception& Error) {
-        HandleError(ErrorOpenTable, nullptr, &Error);
+/// Gives the lock back until the host's call on the block has ended. False, with a last error, when waiting
+/// cannot help or took too long.
+bool TZURecordBlocker::Await(TAnyBlock& Block, TPatience& Patience) {
+    if (MayWaitFor(Block)) {
+        if (!Patience.Until) Patience.Until = std::chrono::steady_clock::now() + WaitLimit();
+        Patience.Kept.push_back(Block.shared_from_this());
+        if (Block.FWaiters.Wait(*this, *Patience.Until)) return true;
     }
-    return nullptr;
+    const Exception Error{std::u16string(StillBusyText)};
+    HandleError(ErrorStillBusy, &Block, &Error);
+    return false;
 }
 
-/// Names, owner and identifier; the block is held from here on.
-void TZURecordBlocker::FillObjectParams(const TBlockPtr& Block, const TBlockSpot& Spot,
-                                        std::u16string_view TableName, TZUBlockerObjectType ActionType) {
-    const TBlockCaller Caller;
-    Block->FRecAction = ActionType;
-    Block->FCreateTime = FClock.Wall();
-    FLists->Enter(Block, Spot, TableName, Caller.SID, Caller.UserName);
-    Block->FBlocker.store(this, std::memory_order_release);
+/// False, with a last error, when the session has as many blocks as it may have. Null has none.
+bool TZURecordBlocker::MayHaveMore(const TBlockSession* Session) {
+    const std::size_t Most = MaxBlocks();
+    if (Session == nullptr || Session->Visible < Most) return true;
+    const Exception Error(Format(TooManyBlocksText, {Most}));
+    HandleError(ErrorTooManyBlocks, nullptr, &Error);
+    return false;
 }
 
-TZURecordBlocker::TRights TZURecordBlocker::CheckUserRights(TZURecordBlockerObject& Block) {
-    if (Block.UserName().empty() || !Block.FTable) return TRights::Granted;
-    try {
-        TSecurityManager& Manager = Security();
-        const TTableRights Rights = Manager.BuildTableRightsFilter(
-            Manager.RefreshUserInfo(Block.UserName()), Block.TableName(), RightFor(Block.FRecAction));
-        if (Manager.CheckRecordRights(Rights, *Block.FTable)) return TRights::Granted;
-    } catch (const std::exception& Error) {
-        HandleError(ErrorRightsException, &Block, &Error);
-        return TRights::Unknown;
-    }
-    HandleError(ErrorNoRights, &Block);
-    return TRights::Refused;
-}
-
-std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::GetRecordByID(std::u16string_view ID) {
-    ClearLastError();
-    const std::scoped_lock Lock(*this);
-    TBlock* const Block = FLists->FindBlock(ID);
-    if (Block != nullptr) return Block->FSelf;
-    HandleError(ErrorRecordNotFound);
-    return nullptr;
-}
-
-std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::LockTable(std::u16string_view TableName) {
-    ClearLastError();
-    const std::scoped_lock Lock(*this);
-    const TBlockSpot Spot = FLists->SpotOf(TableName);
-    if (const TBlockTable* const Table = Spot.Table) {
-        if (TBlock* const Held = Table->Lock) {
-            if (!SameUnits(Held->SID(), TBlockCaller().SID)) {
-                HandleError(ErrorTableLocked, Held);
-                return nullptr;
-            }
-            Held->AddToHistory(TBlockEvent::Text,
-                               u"LockTable use old object TableName: " + std::u16string(TableName));
-            return Held->FSelf;
-        }
-        if (!Table->Records.Empty())
-            HandleError(ErrorTableHasEditRecord, Table->Records.First().Item);
-        else
-            HandleError(ErrorTableHasInsertRecord, Table->Inserts.First().Block);
-        return nullptr;
-    }
-    auto Block = std::make_shared<TZURecordBlockerTableObject>();
-    FillObjectParams(Block, Spot, TableName, otTable);
-    Block->AddToHistory(TBlockEvent::Created);
-    return Block;
+void TZURecordBlocker::AddToHistory(TAnyBlock& Block, TBlockEvent Event, const TBlockCaller& Caller,
+                                    std::u16string_view Text) {
+    const std::scoped_lock Guard(Block.FMutex);
+    Block.FHistory.Add(Event, Text, Caller.Stack);
 }
 
 // ---- looking
 
-std::int32_t TZURecordBlocker::CheckRecordInternal(TBlock* Block) {
-    if (!Holds(Block)) return 0;
-    Block->AddToHistory(TBlockEvent::Checked);
+std::int32_t TZURecordBlocker::CheckRecordInternal(TAnyBlock* Block, const TBlockCaller& Caller) {
+    if (!Has(Block)) return 0;
+    AddToHistory(*Block, TBlockEvent::Checked, Caller);
     const std::int32_t State = Block->FRecAction + 1;
-    return SameUnits(Block->SID(), TBlockCaller().SID) ? State : State + 10;
+    return SameUnits(Block->SID(), Caller.SID) ? State : State + 10;
 }
 
 std::int32_t TZURecordBlocker::CheckRecordByObject(TZURecordBlockerTableObject* CurObject) {
     ClearLastError();
-    const std::scoped_lock Lock(*this);
-    return CheckRecordInternal(CurObject);
+    const TBlockCaller Caller;
+    const std::scoped_lock Guard(*this);
+    return CheckRecordInternal(CurObject, Caller);
 }
 
 std::int32_t TZURecordBlocker::CheckRecordByID(std::u16string_view ID) {
     ClearLastError();
-    const std::scoped_lock Lock(*this);
-    return CheckRecordInternal(FLists->FindBlock(ID));
+    const TBlockCaller Caller;
+    const std::scoped_lock Guard(*this);
+    return CheckRecordInternal(FLists->FindBlock(ID), Caller);
 }
 
 std::int32_t TZURecordBlocker::CheckRecordByTableNameRecordID(std::u16string_view TableName,
                                                               std::u16string_view RecordID) {
     ClearLastError();
-    const std::scoped_lock Lock(*this);
-    return CheckRecordInternal(FLists->FindRecord(TableName, RecordID));
+    const TBlockCaller Caller;
+    const TBlockAddress Address = FLists->AddressOf(TableName, RecordID);
+    const std::scoped_lock Guard(*this);
+    return CheckRecordInternal(TBlockLists::RecordAt(FLists->SpotOf(Address)), Caller);
+}
+
+std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::GetRecordByID(std::u16string_view ID) {
+    ClearLastError();
+    {
+        const std::scoped_lock Guard(*this);
+        if (TAnyBlock* const Block = FLists->FindBlock(ID)) return Block->shared_from_this();
+    }
+    HandleError(ErrorRecordNotFound);
+    return nullptr;
 }
 
 } // namespace zutools

@@ -6,11 +6,15 @@
 //     Block->Table().SetField(u"Customer", u"Lee");
 //     ZURecordBlocker->DoneByObject(Block.get(), true, false, false); // write it and give it back
 //
-// One blocker serves all threads of the process; every public operation runs under its re-entrant lock, the
-// database calls included, so a caller must not hold a transaction that others wait for around one. Refusals
-// and failures of the host are never raised: operations give false or null and leave the reason in a
+// One blocker serves all threads of the process. Its lock guards the lists only: while the application opens,
+// checks or writes a record, only calls that need that record's outcome wait for it, and no longer than
+// WaitLimit (BlockState.h says who waits for what). Whoever holds Lock() himself sees lists that stand still:
+// his own calls keep it while the application works, and are refused with 501 where they would have to wait.
+//
+// Refusals and failures of the host are never raised: operations give false or null and leave the reason in a
 // last-error object of the calling thread, under LastErrorObjectName in ThreadObjects(). The next operation
-// on that thread removes it.
+// on that thread removes it. Only std::bad_alloc comes out, when not even that object can be made; the lists
+// are whole then too.
 //
 // Blocks are shared: a block may be released by another session's thread or by an administrator while
 // somebody still holds it. Its memory then stays, its fields read as they were, operations with it give "not
@@ -27,6 +31,7 @@
 #include "platform/Clock.h"
 #include "recordlock/BlockHistory.h"
 #include "recordlock/BlockID.h"
+#include "recordlock/BlockState.h"
 
 #include <atomic>
 #include <chrono>
@@ -37,11 +42,15 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace zutools {
 
+class TBlockCaller;
 class TZURecordBlocker;
+class TZURecordBlockerObject;
+struct TBlockAddress;
 struct TBlockLists;
 struct TBlockSession;
 struct TBlockSpot;
@@ -70,6 +79,8 @@ enum TZUBlockerErrorCode : std::int32_t {
     ErrorCommitFailed = 303,    // the message is the host's; the block stays and nothing is lost
     ErrorRightsException = 401, // the message is the host's
     ErrorNoRights = 402,
+    ErrorStillBusy = 501,     // another call is at work on the record; carries its block
+    ErrorTooManyBlocks = 502, // the session has MaxBlocks already
 };
 
 /// The text for a code; "Unknown error code: " and the number for one without a text, 0 included.
@@ -121,12 +132,10 @@ public:
     [[nodiscard]] std::vector<std::u16string> ActionHistory() const;
 
     /// False once the block was released, and for objects that never were in a blocker.
-    [[nodiscard]] bool Held() const { return FBlocker.load(std::memory_order_acquire) != nullptr; }
+    [[nodiscard]] bool Held() const { return Visible(FState.load(std::memory_order_acquire)); }
     [[nodiscard]] std::shared_ptr<const void> KeepAlive() override { return weak_from_this().lock(); }
 
 protected:
-    /// Holds the lock of the blocker that has this block, if one has: for fields that change.
-    [[nodiscard]] std::unique_lock<const TKXThreadSafetyClass> FieldLock() const;
     /// What a block tells of itself in a last-error object: everything but the history, which may be long
     /// and is not for the session that was refused.
     virtual void CopyFields(const TZURecordBlockerTableObject& Source);
@@ -135,11 +144,14 @@ protected:
     /// For scripts the block is gone.
     virtual void RetireForScripts() { Retire(); }
 
+    mutable std::mutex FMutex; // guards what changes in a held block: the history, an insert's record ID
+
 private:
     friend class TZURecordBlocker;
     friend struct TBlockLists;
 
-    void AddToHistory(TBlockEvent Event, std::u16string_view Text = {});
+    [[nodiscard]] TBlockState State() const { return FState.load(std::memory_order_relaxed); }
+    [[nodiscard]] bool WorkedByThisThread() const { return FWorker == std::this_thread::get_id(); }
     [[nodiscard]] std::vector<std::u16string> HistoryTexts() const;
 
     // Set once, before anybody else knows the block.
@@ -151,17 +163,32 @@ private:
     std::shared_ptr<const TZUBlockOwner> FOwner;
     std::shared_ptr<const std::u16string> FLastErrorMessage;
     std::chrono::system_clock::time_point FCreateTime{};
+    const TBlockLists* FLists = nullptr; // those that it entered, for telling blockers apart
 
-    // Guarded by the blocker's lock; of the blocker's lists.
     TBlockHistory FHistory;
-    std::shared_ptr<TZURecordBlockerTableObject> FSelf; // the blocker's ownership
+
+    // Changed under the blocker's lock only.
+    std::atomic<TBlockState> FState{TBlockState::Loose};
+    std::thread::id FWorker; // whose host call is at work, while one is
+    TBlockWaiters FWaiters;
     TBlockSession* FSession = nullptr;
     TBlockTable* FTableEntry = nullptr;
-    TZURecordBlockerTableObject* FNextOfSession = nullptr;
+    std::shared_ptr<TZURecordBlockerTableObject> FNextOfSession; // a session owns its blocks in a chain
     TZURecordBlockerTableObject* FPreviousOfSession = nullptr;
+};
 
-    std::atomic<const TZURecordBlocker*> FBlocker{nullptr}; // the one that holds the block
-    std::atomic<bool> FReleased{false};
+/// The fields of a block's record for scripts. Only the session that has the block may set them.
+class TBlockFields : public TRecordInterface {
+public:
+    TBlockFields(TZURecordBlockerObject& Block, TUserTable& Table)
+        : TRecordInterface(Table)
+        , FBlock(Block) {}
+    /// @throws EZURecordBlockerInterface on a thread of another session.
+    bool SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount) override;
+    [[nodiscard]] std::shared_ptr<const void> KeepAlive() override;
+
+private:
+    TZURecordBlockerObject& FBlock;
 };
 
 /// A block on a record.
@@ -172,11 +199,12 @@ public:
 
     /// The key that the record was asked for with; of an insert, once committed, the new record's. Published.
     [[nodiscard]] std::u16string RecordID() const;
-    /// The record, for C++ callers; a last-error object has none. Lives as long as the block's memory.
+    /// The record, for C++ callers; a last-error object has none. Lives as long as the block's memory. Whose
+    /// block it is, is theirs to check before they change it.
     [[nodiscard]] bool HasTable() const { return FTable != nullptr; }
     [[nodiscard]] TUserTable& Table() const { return *FTable; }
     /// The record's fields for scripts, or null. Published.
-    [[nodiscard]] TRecordInterface* RecordInterface() const;
+    [[nodiscard]] TRecordInterface* RecordInterface() const { return FFields ? &*FFields : nullptr; }
 
     void Assign(const TZURecordBlockerTableObject& Source) override;
 
@@ -194,9 +222,10 @@ private:
     friend class TZURecordBlocker;
     friend struct TBlockLists;
 
-    std::unique_ptr<TUserTable> FTable; // set once
-    TNameMatch::TOrderKey FOrderKey;    // of the record ID, for edit and delete; set once
-    std::u16string FRecordID;           // guarded by the blocker's lock once the block is held
+    std::unique_ptr<TUserTable> FTable;          // set once
+    mutable std::optional<TBlockFields> FFields; // goes with it
+    TNameMatch::TOrderKey FOrderKey;             // of the record ID, for edit and delete; set once
+    std::u16string FRecordID;                    // of an insert: guarded by FMutex once the block is held
 };
 
 /// A wrong call of the script interface.
@@ -242,11 +271,21 @@ public:
     /// Releases every block. No other thread may use the blocker any more.
     ~TZURecordBlocker() override;
 
+    /// How long a call waits for another one's work on the record that it asks for, in all; 10 seconds as
+    /// made. None at all is as good as 0. Any thread may set it at any time.
+    void SetWaitLimit(std::chrono::milliseconds Limit) { FWaitLimit = Limit; }
+    [[nodiscard]] std::chrono::milliseconds WaitLimit() const { return FWaitLimit; }
+    /// How many blocks one session may have, table locks included; 1,000 as made. Calls without a session
+    /// count as one session. Any thread may set it at any time; blocks beyond a lower one stay.
+    void SetMaxBlocks(std::size_t Blocks) { FMaxBlocks = Blocks; }
+    [[nodiscard]] std::size_t MaxBlocks() const { return FMaxBlocks; }
+
     /// Takes a record. A record that this session has for the same action already gives the block again.
     /// A `RecordID` that is not empty must exist: an insert then starts from a copy of it. An insert with an
     /// empty one starts from an empty record.
-    /// @returns null with 101, 201, 202, 211, 212, 301, 302, 401, 402, and with 220 for an action that is
-    /// none of the three.
+    /// Waits for another call that is opening or writing the same record.
+    /// @returns null with 101, 201, 202, 211, 212, 301, 302, 401, 402, 501, 502, and with 220 for an action
+    /// that is none of the three, or when the session ended meanwhile.
     std::shared_ptr<TZURecordBlockerObject>
     GetRecord(std::u16string_view TableName, std::u16string_view RecordID, TZUBlockerObjectType ActionType);
     /// A living block, a table lock included, whoever has it; null with 220. Identifiers are 32 hexadecimal
@@ -264,24 +303,29 @@ public:
     // Give blocks back, after writing the record when `CommitChanges` (as a document when `AsDoc`). A block
     // stays held when `KeepInCashe`. Success leaves a last-error object with code 0, which after a commit
     // carries the block and with it the new record's ID. False with 200 + RecAction (another session has it;
-    // with CheckForRights only), 220, 303 (writing failed), 401 (rights could not be told) - in these the
-    // block stays - and with 402 (no right to write), after which the block is given back without a commit.
+    // with CheckForRights only), 220, 303 (writing failed), 401 (rights could not be told), 501 (another call
+    // is writing it) - in these the block stays - and with 402 (no right to write), after which the block is
+    // given back without a commit. A block that is released before its write begins is not written: 220. One
+    // that is released while it is written is written to the end, which succeeds.
 
     /// CheckForRights is true. No object: true at once. A block that was released already: 220.
     bool DoneByObject(TZURecordBlockerTableObject* CurObject, bool CommitChanges, bool AsDoc,
                       bool KeepInCashe);
     /// One ID or several with commas between; the first failure ends the list. An unknown one is 220, with
-    /// the ID in the message.
+    /// the ID in the message. To others the blocks of a list go all at once, when the call ends.
     bool DoneByID(std::u16string_view IDs, bool CommitChanges, bool CheckForRights, bool AsDoc,
                   bool KeepInCashe);
     /// The edit or delete block on a record. Its flags count one place on: CheckForRights is `AsDoc`, AsDoc
     /// is `KeepInCashe`, and the block is always given back.
     bool DoneByTableNameRecordID(std::u16string_view TableName, std::u16string_view RecordID,
                                  bool CommitChanges, bool AsDoc, bool KeepInCashe);
-    /// Gives back every block of a session, without commit. Costs what the session has, not what others have.
+    /// Gives back every block of a session from the last one taken to the first, without commit. Costs what
+    /// the session has, not what others have, and waits for nobody: what is being opened is not given, what
+    /// is being written is written to the end.
     void DoneBySID(std::u16string_view SID);
 
-    /// Locks a table whole; this session's own lock is given again. Null with 101, 102, 103.
+    /// Locks a table whole; this session's own lock is given again. Waits for records of the table that are
+    /// being opened. Null with 101, 102, 103, 501, 502.
     std::shared_ptr<TZURecordBlockerTableObject> LockTable(std::u16string_view TableName);
     /// False, with the lock in place, when another session has it or the object is no table lock; 220 for no
     /// object and a released one.
@@ -289,7 +333,7 @@ public:
     /// 220 when the table is not locked.
     bool UnLockTableByTableName(std::u16string_view TableName);
 
-    /// Made at the first call; lives as long as the blocker.
+    /// Made at the first call, under the lock; lives as long as the blocker.
     TZURecordBlockerInterface& GetInterface();
 
     /// The object "Session" of the calling thread, or null.
@@ -318,6 +362,7 @@ public:
     /// time.
     [[nodiscard]] std::vector<TZUBlockInfo> ListBlocks(std::u16string_view AfterID, std::size_t Limit) const;
     /// Drops a block whoever has it, without commit, and logs it with the name `By`. False for an unknown ID.
+    /// Waits for nobody: a block that is being written goes at once, its write goes on to the end.
     bool ReleaseBlock(std::u16string_view ID, std::u16string_view By);
     [[nodiscard]] std::size_t BlockCount() const;
     /// Who has a record for editing or deletion, or else its table locked; without the history.
@@ -326,41 +371,79 @@ public:
 
 private:
     enum class TRights : std::uint8_t { Granted, Refused, Unknown };
-    using TBlock = TZURecordBlockerTableObject;
-    using TBlockPtr = std::shared_ptr<TBlock>;
+    using TAnyBlock = TZURecordBlockerTableObject;
+    using TAnyBlockPtr = std::shared_ptr<TAnyBlock>;
     using TRecordPtr = std::shared_ptr<TZURecordBlockerObject>;
+    struct TAsked;
+    class TDone;
+    class TOpening;
+    /// What one call waits for: until when, and blocks whose memory goes after the lock was given back.
+    struct TPatience {
+        std::optional<TBlockWaiters::TMoment> Until;
+        std::vector<TAnyBlockPtr> Kept;
+    };
+    struct TDoneFlags {
+        bool CommitChanges = false;
+        bool CheckForRights = false;
+        bool AsDoc = false;
+        bool KeepInCashe = false;
+    };
 
     [[nodiscard]] TApplicationManager& ApplicationManager() const;
     [[nodiscard]] TSecurityManager& Security() const;
     [[nodiscard]] TDictionaryService& Dictionary() const;
     [[nodiscard]] TLogger& Logger() const;
 
-    bool FindTaken(const TBlockSpot& Spot, std::u16string_view TableName, std::u16string_view RecordID,
-                   TZUBlockerObjectType ActionType, TRecordPtr& Own);
-    [[nodiscard]] std::unique_ptr<TUserTable>
-    OpenTable(std::u16string_view TableName, std::u16string_view RecordID, TZUBlockerObjectType ActionType);
-    void FillObjectParams(const TBlockPtr& Block, const TBlockSpot& Spot, std::u16string_view TableName,
-                          TZUBlockerObjectType ActionType);
-    TRights CheckUserRights(TZURecordBlockerObject& Block);
-    std::int32_t CheckRecordInternal(TBlock* Block);
-    bool DoneInternal(TBlock& Block, bool CommitChanges, bool CheckForRights, bool AsDoc, bool KeepInCashe,
-                      TBlockPtr& Gone);
-    void Commit(TZURecordBlockerObject& Block, bool AsDoc);
-    bool UnLockTableInternal(TBlock* Block, TBlockPtr& Gone);
-    [[nodiscard]] bool Holds(const TBlock* Block) const {
-        return Block != nullptr && Block->FBlocker.load(std::memory_order_relaxed) == this;
-    }
-    [[nodiscard]] TBlockPtr RemoveObject(TBlock& Block);
-    [[nodiscard]] TZUBlockInfo InfoOf(const TBlock& Block) const;
+    template <class TCall>
+    bool Ask(std::int32_t Code, const TAnyBlock* Block, const TCall& Call);
+    [[nodiscard]] bool MayWaitFor(const TAnyBlock& Block) const;
+    [[nodiscard]] bool Await(TAnyBlock& Block, TPatience& Patience);
+    [[nodiscard]] bool MayHaveMore(const TBlockSession* Session);
+    static void AddToHistory(TAnyBlock& Block, TBlockEvent Event, const TBlockCaller& Caller,
+                             std::u16string_view Text = {});
+
+    [[nodiscard]] TRecordPtr Take(TAsked& Asked);
+    [[nodiscard]] bool Begin(TAsked& Asked, const TRecordPtr& Block, TRecordPtr& Own);
+    [[nodiscard]] bool IsTaken(TAsked& Asked, TBlockSpot& Spot, TRecordPtr& Own);
+    [[nodiscard]] TRecordPtr Finish(TAsked& Asked, const TRecordPtr& Block);
+    [[nodiscard]] std::unique_ptr<TUserTable> OpenTable(const TAsked& Asked);
+    [[nodiscard]] TRights CheckUserRights(TZURecordBlockerObject& Block);
+    [[nodiscard]] TAnyBlockPtr TakeTable(std::u16string_view TableName);
+
+    [[nodiscard]] std::int32_t CheckRecordInternal(TAnyBlock* Block, const TBlockCaller& Caller);
+    template <class TFind>
+    bool DoneInternal(const TDoneFlags& Flags, std::size_t Count, const TFind& Find,
+                      const std::u16string* IDs = nullptr);
+    template <class TFind>
+    bool UnLockTableInternal(const TFind& Find);
+    [[nodiscard]] bool Has(const TAnyBlock* Block) const;
+    [[nodiscard]] TZUBlockInfo InfoOf(const TAnyBlock& Block) const;
     bool CopySlice(TBlockID& After, std::size_t Most, std::vector<TZUBlockInfo>& Slice) const;
 
     const TServices FHost;
     const platform::TClock& FClock;
-
-    // Guarded by the lock.
-    const std::unique_ptr<TBlockLists> FLists;
+    std::atomic<std::chrono::milliseconds> FWaitLimit{std::chrono::seconds(10)};
+    std::atomic<std::size_t> FMaxBlocks{1000};
+    const std::unique_ptr<TBlockLists> FLists; // guarded by the lock
     std::unique_ptr<TZURecordBlockerInterface> IRegObject;
+    std::atomic<TZURecordBlockerInterface*> FInterface{nullptr}; // the same, once it is made
 };
+
+/// Calls the host without the lock. False when it raises whatever it may be: then the last error has the
+/// code, the block and the message.
+template <class TCall>
+bool TZURecordBlocker::Ask(std::int32_t Code, const TAnyBlock* Block, const TCall& Call) {
+    try {
+        Call();
+        return true;
+    } catch (const std::exception& Error) {
+        HandleError(Code, Block, &Error);
+    } catch (...) {
+        const Exception Error(u"Неизвестная ошибка приложения");
+        HandleError(Code, Block, &Error);
+    }
+    return false;
+}
 
 /// The blocker of the process; made and freed by the package's start and stop.
 extern std::unique_ptr<TZURecordBlocker> ZURecordBlocker;

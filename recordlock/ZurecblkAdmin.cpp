@@ -19,7 +19,7 @@ constexpr std::size_t SliceUnits = 256 * 1024;
 std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::Objects(int Index) const {
     const std::scoped_lock Lock(*this);
     if (Index < 0 || static_cast<std::size_t>(Index) >= FLists->Blocks.Count()) return nullptr;
-    return FLists->Blocks.ByNumber(static_cast<std::size_t>(Index)).Block->FSelf;
+    return FLists->Blocks.ByNumber(static_cast<std::size_t>(Index)).Block->shared_from_this();
 }
 
 int TZURecordBlocker::Count() const {
@@ -31,12 +31,12 @@ std::size_t TZURecordBlocker::BlockCount() const {
     return FLists->Blocks.Count();
 }
 
-TZUBlockInfo TZURecordBlocker::InfoOf(const TBlock& Block) const {
+TZUBlockInfo TZURecordBlocker::InfoOf(const TAnyBlock& Block) const {
     TZUBlockInfo Info;
     Info.ID = Block.ID();
     Info.TableName = Block.TableName();
     if (Block.FRecAction != otTable)
-        Info.RecordID = static_cast<const TZURecordBlockerObject&>(Block).FRecordID;
+        Info.RecordID = static_cast<const TZURecordBlockerObject&>(Block).RecordID();
     Info.SID = Block.SID();
     Info.UserName = Block.UserName();
     Info.RecAction = Block.FRecAction;
@@ -54,7 +54,7 @@ bool TZURecordBlocker::CopySlice(TBlockID& After, std::size_t Most, std::vector<
         if (More) return false;
         After = Entry.ID;
         TZUBlockInfo& Info = Slice.emplace_back(InfoOf(*Entry.Block));
-        Info.History = Entry.Block->HistoryTexts();
+        Info.History = Entry.Block->ActionHistory();
         for (const std::u16string& Each : Info.History) Units += Each.size();
         return true;
     });
@@ -81,19 +81,19 @@ std::vector<TZUBlockInfo> TZURecordBlocker::ListBlocks(std::u16string_view After
 }
 
 bool TZURecordBlocker::ReleaseBlock(std::u16string_view ID, std::u16string_view By) {
-    TBlockPtr Gone; // freed without the lock
+    TAnyBlockPtr Gone; // freed without the lock
     {
         const std::scoped_lock Lock(*this);
-        TBlock* const Block = FLists->FindBlock(ID);
+        TAnyBlock* const Block = FLists->FindBlock(ID);
         if (Block == nullptr) return false;
-        Gone = RemoveObject(*Block);
+        Gone = FLists->Release(*Block);
     }
     // Without the session's identifier and the block's: either may open doors.
     std::u16string Entry = u"Record block released by " + std::u16string(By) + u": ";
     Entry += ObjectTypeToStr(Gone->FRecAction);
     Entry += u" of table " + Gone->TableName();
     if (Gone->FRecAction != otTable)
-        Entry += u", record \"" + static_cast<const TZURecordBlockerObject&>(*Gone).FRecordID + u"\"";
+        Entry += u", record \"" + static_cast<const TZURecordBlockerObject&>(*Gone).RecordID() + u"\"";
     Entry += u", held by " + Gone->UserName();
     Logger().Log(TLogLevel::Info, Entry);
     return true;
@@ -101,12 +101,13 @@ bool TZURecordBlocker::ReleaseBlock(std::u16string_view ID, std::u16string_view 
 
 std::optional<TZUBlockInfo> TZURecordBlocker::FindHolder(std::u16string_view TableName,
                                                          std::u16string_view RecordID) const {
-    const std::scoped_lock Lock(*this);
-    const TBlockSpot Spot = FLists->SpotOf(TableName, RecordID);
+    const TBlockAddress Address = FLists->AddressOf(TableName, RecordID);
+    const std::scoped_lock Guard(*this);
+    const TBlockSpot Spot = FLists->SpotOf(Address);
     if (Spot.Table == nullptr) return std::nullopt;
     if (Spot.Table->Lock != nullptr) return InfoOf(*Spot.Table->Lock);
     const TZURecordBlockerObject* const Block = TBlockLists::RecordAt(Spot);
-    if (Block == nullptr) return std::nullopt;
+    if (!Has(Block)) return std::nullopt;
     return InfoOf(*Block);
 }
 

@@ -4,8 +4,9 @@
 #include "host/Format.h"
 #include "host/StringHelpers.h"
 #include "recordlock/BlockLists.h"
-#include "recordlock/Caller.h"
 
+#include <algorithm>
+#include <span>
 #include <utility>
 
 namespace zutools {
@@ -18,159 +19,329 @@ constexpr std::u16string_view NotInsertedText =
 
 } // namespace
 
+/// One call that gives blocks back: finds them, writes them in turn without the lock, and settles all of them
+/// at once. While they are written others see them as they were, and wait when they want the outcome.
+class TZURecordBlocker::TDone {
+public:
+    TDone(TZURecordBlocker& Blocker, const TDoneFlags& Flags)
+        : FBlocker(Blocker)
+        , FFlags(Flags) {}
+    ~TDone() {
+        if (std::ranges::none_of(FItems, &TItem::Claimed)) return;
+        const std::scoped_lock Guard(FBlocker);
+        LetGo();
+    }
+    TDone(const TDone&) = delete;
+    TDone& operator=(const TDone&) = delete;
+
+    template <class TFind>
+    [[nodiscard]] bool Find(std::size_t Count, const TFind& Find);
+    void Claim();
+    void Write();
+    void Settle();
+    /// Leaves the last error. With the lock when it tells about a block, which may change without.
+    [[nodiscard]] bool Report(const std::u16string* IDs);
+    [[nodiscard]] bool TellsAboutBlock() const { return FTold != nullptr; }
+
+private:
+    enum class TOutcome : std::uint8_t { Nothing, Written, Refused, Failed, Lost };
+    struct TItem {
+        TAnyBlockPtr Block; // null: there is none
+        TOutcome Outcome = TOutcome::Nothing;
+        bool Claimed = false;
+        std::optional<std::u16string> NewRecordID;
+    };
+
+    [[nodiscard]] bool IsForeign(const TAnyBlock& Block) const {
+        return FFlags.CheckForRights && !SameUnits(Block.SID(), FCaller.SID);
+    }
+    [[nodiscard]] TOutcome WriteOne(TItem& Item);
+    [[nodiscard]] std::optional<std::u16string> Commit(TZURecordBlockerObject& Block);
+    [[nodiscard]] bool SettleOne(TItem& Item);
+    void LetGo() noexcept;
+
+    TZURecordBlocker& FBlocker;
+    const TDoneFlags FFlags;
+    const TBlockCaller FCaller;
+    TPatience FPatience;
+    TItem FOne; // mostly it is one
+    std::vector<TItem> FMany;
+    std::span<TItem> FItems; // one or many, in turn; the last one may be what ends the list
+
+    // What becomes of the last item that was settled.
+    std::int32_t FCode = -1; // of the last error; -1: it stands there already, or there is none
+    const TAnyBlock* FTold = nullptr;
+    std::size_t FFailed = 0; // the number of the item that ended the list, from 1
+};
+
+/// With the lock, which is given back while others work on the blocks. False with a last error.
+template <class TFind>
+bool TZURecordBlocker::TDone::Find(std::size_t Count, const TFind& Find) {
+    if (Count > 1) FMany.resize(Count);
+    FItems = Count > 1 ? std::span(FMany) : std::span(&FOne, Count);
+    for (std::size_t Number = 0; Number < Count;) {
+        TAnyBlock* const Block = Find(Number);
+        if (!FBlocker.Has(Block) || IsForeign(*Block)) break;
+        const bool Mine = Block->WorkedByThisThread() && !FFlags.CommitChanges;
+        if (Block->State() == TBlockState::Held || Mine) {
+            ++Number;
+            continue;
+        }
+        if (!FBlocker.Await(*Block, FPatience)) return false;
+        Number = 0; // those before it may have changed meanwhile
+    }
+    for (std::size_t Number = 0; Number < Count; ++Number) {
+        TAnyBlock* const Block = Find(Number);
+        const bool There = FBlocker.Has(Block);
+        if (There) FItems[Number].Block = Block->shared_from_this();
+        if (There && !IsForeign(*Block)) continue;
+        FItems = FItems.first(Number + 1);
+        break;
+    }
+    return true;
+}
+
+/// With the lock: nobody else gives back or writes what is going to be written.
+void TZURecordBlocker::TDone::Claim() {
+    for (TItem& Each : FItems) {
+        if (!Each.Block || IsForeign(*Each.Block) || Each.Block->State() != TBlockState::Held) continue;
+        FBlocker.FLists->Set(*Each.Block, TBlockState::Checking);
+        Each.Claimed = true;
+    }
+}
+
+/// Without the lock.
+void TZURecordBlocker::TDone::Write() {
+    for (std::size_t Number = 0; Number < FItems.size(); ++Number) {
+        TItem& Item = FItems[Number];
+        if (!Item.Block || IsForeign(*Item.Block)) return;
+        const auto Before = FItems.first(Number);
+        if (!FFlags.KeepInCashe && std::ranges::find(Before, Item.Block, &TItem::Block) != Before.end())
+            return; // named twice: given back already when its turn comes again
+        Item.Outcome = WriteOne(Item);
+        if (Item.Outcome > TOutcome::Written) return;
+    }
+}
+
+TZURecordBlocker::TDone::TOutcome TZURecordBlocker::TDone::WriteOne(TItem& Item) {
+    if (Item.Block->FRecAction == otTable) return TOutcome::Nothing;
+    auto& Record = static_cast<TZURecordBlockerObject&>(*Item.Block);
+    if (FFlags.CheckForRights) {
+        const TRights Rights = FBlocker.CheckUserRights(Record);
+        // Nobody said no: the changes stay, to be written when the rights can be told again.
+        if (Rights == TRights::Unknown) return TOutcome::Failed;
+        if (Rights == TRights::Refused) return TOutcome::Refused;
+    }
+    {
+        const std::scoped_lock Guard(FBlocker);
+        if (!Record.Held()) return TOutcome::Lost; // released before anything was written
+        FBlocker.FLists->Set(Record, TBlockState::Writing);
+    }
+    const bool Written = FBlocker.Ask(ErrorCommitFailed, &Record, [&] { Item.NewRecordID = Commit(Record); });
+    return Written ? TOutcome::Written : TOutcome::Failed;
+}
+
+/// The record's ID when it is a new one.
+std::optional<std::u16string> TZURecordBlocker::TDone::Commit(TZURecordBlockerObject& Block) {
+    TUserTable& Table = Block.Table();
+    if (Block.FRecAction == otEdit) {
+        if (FFlags.AsDoc)
+            FBlocker.Dictionary().UpdateDoc(Table);
+        else
+            Table.Post();
+        return std::nullopt;
+    }
+    if (Block.FRecAction == otDelete) {
+        Table.Delete();
+        return std::nullopt;
+    }
+
+    if (FFlags.AsDoc) {
+        TDictionaryService& Dictionary = FBlocker.Dictionary();
+        const std::int64_t Number = Dictionary.InsertDoc(Table);
+        if (Number == TDictionaryService::NoDictionary) throw Exception(std::u16string(NoDictionaryText));
+        if (Number == TDictionaryService::NotInserted)
+            throw Exception(Format(NotInsertedText, {Block.TableName(), Dictionary.ClientNumber()}));
+    } else {
+        Table.Insert();
+    }
+    // The record is written, and a failure told now would have it written twice.
+    std::u16string Reason;
+    try {
+        return Table.RecordID();
+    } catch (const std::exception& Error) {
+        Reason = MessageOf(Error);
+    } catch (...) {
+        Reason = u"?";
+    }
+    FBlocker.Logger().Log(TLogLevel::Warning,
+                          u"The key of a new record of " + Block.TableName() + u" cannot be told: " + Reason);
+    return std::nullopt;
+}
+
+/// With the lock: what was written or need not be is given back, or kept as asked; the first failure ends it.
+void TZURecordBlocker::TDone::Settle() {
+    for (TItem& Each : FItems) {
+        if (SettleOne(Each)) continue;
+        FFailed = static_cast<std::size_t>(&Each - FItems.data()) + 1;
+        break;
+    }
+    LetGo();
+}
+
+bool TZURecordBlocker::TDone::SettleOne(TItem& Item) {
+    FCode = ErrorRecordNotFound;
+    FTold = nullptr;
+    if (!Item.Block || Item.Outcome == TOutcome::Lost) return false;
+    TAnyBlock& Block = *Item.Block;
+    const bool Written = Item.Outcome == TOutcome::Written;
+    if (!Written && !Block.Held()) return false; // released meanwhile, or named twice
+    {
+        const std::scoped_lock Guard(Block.FMutex);
+        Block.FHistory.Add(FFlags.CommitChanges ? TBlockEvent::DoneCommit : TBlockEvent::Done, {},
+                           FCaller.Stack);
+        if (FFlags.CheckForRights) Block.FHistory.Add(TBlockEvent::Checked, {}, FCaller.Stack);
+        if (Item.NewRecordID)
+            static_cast<TZURecordBlockerObject&>(Block).FRecordID = std::move(*Item.NewRecordID);
+    }
+    if (IsForeign(Block)) {
+        // Kept on purpose: 200 and not 201, so an edit block gives 200, a code without a text, and a delete
+        // block the text about editing.
+        FCode = 200 + Block.FRecAction;
+        FTold = &Block;
+        return false;
+    }
+    FCode = ErrorNone;
+    if (Written) FTold = &Block;
+    if (!Written && Item.Outcome != TOutcome::Nothing) FCode = -1; // told when it happened
+    if (Item.Outcome == TOutcome::Failed) return false;
+    // Kept on purpose: a block whose commit was refused for lack of rights is given back too; its changes
+    // could never be written.
+    if (!FFlags.KeepInCashe) {
+        // One that this thread is writing further up goes when that write has ended.
+        const bool Mine = std::exchange(Item.Claimed, false);
+        static_cast<void>(Mine ? FBlocker.FLists->Remove(Block) : FBlocker.FLists->Release(Block));
+    }
+    return Item.Outcome != TOutcome::Refused;
+}
+
+/// With the lock: what this call has claimed is held again, or gone when it was released while it was
+/// written.
+void TZURecordBlocker::TDone::LetGo() noexcept {
+    for (TItem& Each : FItems) {
+        if (!std::exchange(Each.Claimed, false)) continue;
+        if (Each.Block->Held())
+            FBlocker.FLists->Set(*Each.Block, TBlockState::Held);
+        else if (Each.Block->State() == TBlockState::Leaving)
+            static_cast<void>(FBlocker.FLists->Remove(*Each.Block));
+    }
+}
+
+bool TZURecordBlocker::TDone::Report(const std::u16string* IDs) {
+    if (FCode == ErrorRecordNotFound && IDs != nullptr)
+        FBlocker.HandleError(FCode, nullptr, nullptr, u"ID: " + IDs[FFailed - 1]);
+    else if (FCode >= 0)
+        FBlocker.HandleError(FCode, FTold);
+    return FFailed == 0;
+}
+
+/// Gives back the blocks that `Find(Number)` finds for the numbers below `Count`, one after the other. `IDs`
+/// names those that are not found.
+template <class TFind>
+bool TZURecordBlocker::DoneInternal(const TDoneFlags& Flags, std::size_t Count, const TFind& Find,
+                                    const std::u16string* IDs) {
+    ClearLastError();
+    TDone Done(*this, Flags); // frees the blocks without the lock
+    std::unique_lock<const TKXThreadSafetyClass> Guard(*this);
+    if (!Done.Find(Count, Find)) return false;
+    if (Flags.CommitChanges) {
+        Done.Claim();
+        Guard.unlock();
+        Done.Write();
+        Guard.lock();
+    }
+    Done.Settle();
+    if (!Done.TellsAboutBlock()) Guard.unlock();
+    return Done.Report(IDs);
+}
+
 bool TZURecordBlocker::DoneByObject(TZURecordBlockerTableObject* CurObject, bool CommitChanges, bool AsDoc,
                                     bool KeepInCashe) {
-    ClearLastError();
-    if (CurObject == nullptr) return true;
-    TBlockPtr Gone; // freed without the lock
-    const std::scoped_lock Lock(*this);
-    if (Holds(CurObject)) return DoneInternal(*CurObject, CommitChanges, true, AsDoc, KeepInCashe, Gone);
-    HandleError(ErrorRecordNotFound);
-    return false;
+    if (CurObject == nullptr) {
+        ClearLastError();
+        return true;
+    }
+    return DoneInternal({CommitChanges, true, AsDoc, KeepInCashe}, 1,
+                        [CurObject](std::size_t) { return CurObject; });
 }
 
 bool TZURecordBlocker::DoneByID(std::u16string_view IDs, bool CommitChanges, bool CheckForRights, bool AsDoc,
                                 bool KeepInCashe) {
-    ClearLastError();
-    std::vector<TBlockPtr> Gone; // freed without the lock
-    const std::scoped_lock Lock(*this);
-    std::u16string Item;
-    while (KX_GetNextParam(IDs, u",", Item)) {
-        const std::u16string_view ID = Trim(Item);
-        TBlock* const Block = FLists->FindBlock(ID);
-        if (Block == nullptr) {
-            HandleError(ErrorRecordNotFound, nullptr, nullptr, u"ID: " + std::u16string(ID));
-            return false;
-        }
-        if (!DoneInternal(*Block, CommitChanges, CheckForRights, AsDoc, KeepInCashe, Gone.emplace_back()))
-            return false;
-    }
-    return true;
+    std::vector<std::u16string> List;
+    for (std::u16string Item; KX_GetNextParam(IDs, u",", Item);) List.emplace_back(Trim(Item));
+    return DoneInternal(
+        {CommitChanges, CheckForRights, AsDoc, KeepInCashe}, List.size(),
+        [&](std::size_t Number) { return FLists->FindBlock(List[Number]); }, List.data());
 }
 
 bool TZURecordBlocker::DoneByTableNameRecordID(std::u16string_view TableName, std::u16string_view RecordID,
                                                bool CommitChanges, bool AsDoc, bool KeepInCashe) {
-    ClearLastError();
-    TBlockPtr Gone; // freed without the lock
-    const std::scoped_lock Lock(*this);
-    TBlock* const Block = FLists->FindRecord(TableName, RecordID);
-    if (Block == nullptr) {
-        HandleError(ErrorRecordNotFound);
-        return false;
-    }
+    const TBlockAddress Address = FLists->AddressOf(TableName, RecordID);
     // Kept on purpose: each flag counts one place on, so AsDoc asks for the check of rights, KeepInCashe
     // writes as a document, and nothing keeps the block. Scripts rely on it.
-    return DoneInternal(*Block, CommitChanges, AsDoc, KeepInCashe, false, Gone);
+    return DoneInternal({CommitChanges, AsDoc, KeepInCashe, false}, 1,
+                        [&](std::size_t) { return TBlockLists::RecordAt(FLists->SpotOf(Address)); });
 }
 
 void TZURecordBlocker::DoneBySID(std::u16string_view SID) {
     ClearLastError();
-    std::vector<TBlockPtr> Gone; // freed without the lock
-    const std::scoped_lock Lock(*this);
     const std::u16string Own(SID); // may be a block's own text
+    const TSessionKey Key(Own);
+    std::vector<TAnyBlockPtr> Gone; // freed without the lock
+    const std::scoped_lock Guard(*this);
     // The entry goes with its last block.
-    while (const TBlockSession* const Session = FLists->FindSession(Own))
-        Gone.push_back(RemoveObject(*Session->First));
-}
-
-/// `Gone` receives the block when it was given back.
-bool TZURecordBlocker::DoneInternal(TBlock& Block, bool CommitChanges, bool CheckForRights, bool AsDoc,
-                                    bool KeepInCashe, TBlockPtr& Gone) {
-    Gone = Block.FSelf; // the host may come back and drop the block
-    Block.AddToHistory(CommitChanges ? TBlockEvent::DoneCommit : TBlockEvent::Done);
-    if (CheckForRights && CheckRecordInternal(&Block) > 10) {
-        // Kept on purpose: 200 and not 201, so an edit block gives 200, a code without a text, and a delete
-        // block the text about editing.
-        HandleError(200 + Block.FRecAction, &Block);
-        return false;
-    }
-
-    bool Refused = false;
-    bool Committed = false;
-    if (CommitChanges && Block.FRecAction != otTable && static_cast<TZURecordBlockerObject&>(Block).FTable) {
-        auto& Record = static_cast<TZURecordBlockerObject&>(Block);
-        const TRights Rights = CheckForRights ? CheckUserRights(Record) : TRights::Granted;
-        // Nobody said no: the changes stay, to be written when the rights can be told again.
-        if (Rights == TRights::Unknown) return false;
-        Refused = Rights == TRights::Refused;
-        if (!Refused) {
-            try {
-                Commit(Record, AsDoc);
-            } catch (const std::exception& Error) {
-                HandleError(ErrorCommitFailed, &Block, &Error);
-                return false;
-            }
-            Committed = true;
-        }
-    }
-    if (!Refused) HandleError(ErrorNone, Committed ? &Block : nullptr);
-    // Kept on purpose: a block whose commit was refused for lack of rights is given back too; its changes
-    // could never be written.
-    if (!KeepInCashe && Holds(&Block)) Gone = RemoveObject(Block);
-    return !Refused;
-}
-
-void TZURecordBlocker::Commit(TZURecordBlockerObject& Block, bool AsDoc) {
-    TUserTable& Table = *Block.FTable;
-    if (Block.FRecAction == otEdit) {
-        if (AsDoc)
-            Dictionary().UpdateDoc(Table);
-        else
-            Table.Post();
-        return;
-    }
-    if (Block.FRecAction == otDelete) return Table.Delete();
-
-    if (AsDoc) {
-        const std::int64_t Number = Dictionary().InsertDoc(Table);
-        if (Number == TDictionaryService::NoDictionary) throw Exception(std::u16string(NoDictionaryText));
-        if (Number == TDictionaryService::NotInserted)
-            throw Exception(Format(NotInsertedText, {Block.TableName(), Dictionary().ClientNumber()}));
-    } else {
-        Table.Insert();
-    }
-    try {
-        Block.FRecordID = Table.RecordID();
-    } catch (const std::exception& Error) {
-        // The record is written, and a failure told now would have it written twice.
-        Logger().Log(TLogLevel::Warning, u"The key of a new record of " + Block.TableName() +
-                                             u" cannot be told: " + MessageOf(Error));
+    while (const TBlockSession* const Session = FLists->FindSession(Key)) {
+        Gone.emplace_back();
+        Gone.back() = FLists->Release(*Session->First);
     }
 }
 
-/// Takes the block out of all lists. The result is freed without the lock where that can be had.
-std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::RemoveObject(TBlock& Block) {
-    TBlockPtr Gone = FLists->Remove(Block);
-    Gone->RetireForScripts();
-    Gone->FReleased.store(true, std::memory_order_release);
-    Gone->FBlocker.store(nullptr, std::memory_order_release);
-    return Gone;
-}
+// ---- tables
 
-bool TZURecordBlocker::UnLockTableInternal(TBlock* Block, TBlockPtr& Gone) {
-    if (!Holds(Block)) {
+template <class TFind>
+bool TZURecordBlocker::UnLockTableInternal(const TFind& Find) {
+    ClearLastError();
+    const TBlockCaller Caller;
+    TPatience Patience;
+    TAnyBlockPtr Gone; // freed without the lock
+    const std::scoped_lock Guard(*this);
+    TAnyBlock* Block = Find();
+    for (; Has(Block); Block = Find()) {
+        if (Block->State() == TBlockState::Held || Block->FRecAction != otTable ||
+            Block->WorkedByThisThread())
+            break;
+        if (!Await(*Block, Patience)) return false;
+    }
+    if (!Has(Block)) {
         HandleError(ErrorRecordNotFound);
         return false;
     }
-    Block->AddToHistory(TBlockEvent::UnLockTable);
-    if (CheckRecordInternal(Block) > 10 || Block->FRecAction != otTable) return false;
-    Gone = RemoveObject(*Block);
+    AddToHistory(*Block, TBlockEvent::UnLockTable, Caller);
+    if (CheckRecordInternal(Block, Caller) > 10 || Block->FRecAction != otTable) return false;
+    Gone = FLists->Release(*Block);
     return true;
 }
 
 bool TZURecordBlocker::UnLockTableByObject(TZURecordBlockerTableObject* CurObject) {
-    ClearLastError();
-    TBlockPtr Gone; // freed without the lock
-    const std::scoped_lock Lock(*this);
-    return UnLockTableInternal(CurObject, Gone);
+    return UnLockTableInternal([CurObject] { return CurObject; });
 }
 
 bool TZURecordBlocker::UnLockTableByTableName(std::u16string_view TableName) {
-    ClearLastError();
-    TBlockPtr Gone; // freed without the lock
-    const std::scoped_lock Lock(*this);
-    const TBlockTable* const Table = FLists->FindTable(TableName);
-    return UnLockTableInternal(Table == nullptr ? nullptr : Table->Lock, Gone);
+    const TBlockAddress Address = FLists->AddressOf(TableName);
+    return UnLockTableInternal([&]() -> TAnyBlock* {
+        const TBlockTable* const Table = FLists->FindTable(Address);
+        return Table == nullptr ? nullptr : Table->Lock;
+    });
 }
 
 } // namespace zutools

@@ -55,9 +55,14 @@ TZURecordBlocker& BlockerOf(TObject& Target) {
                {VariantKindName(Value.Kind())}));
 }
 
-/// A block, or null for a null reference. @throws EZURecordBlockerInterface for an object of another class.
+/// Scripts have no null reference but their nil: both are no object.
+bool IsReference(const TKXVariant& Value) {
+    return Value.Kind() == TVariantKind::vkObject || Value.Kind() == TVariantKind::vkNull;
+}
+
+/// A block, or null for no object. @throws EZURecordBlockerInterface for an object of another class.
 TZURecordBlockerTableObject* BlockOf(const TKXVariant& Value) {
-    TObject* const Object = Value.AsObject();
+    TObject* const Object = Value.Kind() == TVariantKind::vkObject ? Value.AsObject() : nullptr;
     if (Object == nullptr) return nullptr;
     auto* const Block = ObjectCast<TZURecordBlockerTableObject>(Object);
     if (Block == nullptr)
@@ -72,7 +77,7 @@ TKXVariant F_CheckRecordAccess(TObject& Target, TScriptArgs Args) {
         return Blocker.CheckRecordByTableNameRecordID(Args[0].AsString(), Args[1].AsString());
     if (Args.size() != 1) FailCount(Args.size(), CheckName);
     if (Args[0].IsString()) return Blocker.CheckRecordByID(Args[0].AsString());
-    if (Args[0].Kind() != TVariantKind::vkObject) FailType(Args[0], CheckName);
+    if (!IsReference(Args[0])) FailType(Args[0], CheckName);
     return Blocker.CheckRecordByObject(BlockOf(Args[0]));
 }
 
@@ -83,7 +88,7 @@ TKXVariant Done(TObject& Target, TScriptArgs Args, bool Commit, bool AsDoc, bool
         return Blocker.DoneByTableNameRecordID(Args[0].AsString(), Args[1].AsString(), Commit, AsDoc, Keep);
     if (Args.size() != 1) FailCount(Args.size(), Function);
     if (Args[0].IsString()) return Blocker.DoneByID(Args[0].AsString(), Commit, true, AsDoc, Keep);
-    if (Args[0].Kind() != TVariantKind::vkObject) FailType(Args[0], Function);
+    if (!IsReference(Args[0])) FailType(Args[0], Function);
     return Blocker.DoneByObject(BlockOf(Args[0]), Commit, AsDoc, Keep);
 }
 
@@ -111,7 +116,7 @@ TKXVariant F_RollBackRecord(TObject& Target, TScriptArgs Args) {
 TKXVariant F_UnLockTable(TObject& Target, TScriptArgs Args) {
     if (Args.size() != 1) FailCount(Args.size(), UnLockName);
     if (Args[0].IsString()) return BlockerOf(Target).UnLockTableByTableName(Args[0].AsString());
-    if (Args[0].Kind() != TVariantKind::vkObject) FailType(Args[0], UnLockName);
+    if (!IsReference(Args[0])) FailType(Args[0], UnLockName);
     return BlockerOf(Target).UnLockTableByObject(BlockOf(Args[0]));
 }
 

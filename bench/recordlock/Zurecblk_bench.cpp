@@ -4,6 +4,7 @@
 //
 // Times are wall times of the best of several runs. A third thread is alive throughout, as in a server.
 //
+// `Zurecblk_bench slow` measures only commits on a slow database.
 // `Zurecblk_bench only blocker 10000 300000` runs one case alone, for counting instructions.
 
 #include "host/Security.h"
@@ -36,6 +37,8 @@ std::u16string Text(std::size_t Number) {
 
 class TMemoryTable : public TUserTable {
 public:
+    static inline std::chrono::milliseconds WriteTime{0}; // what a commit takes in the database
+
     explicit TMemoryTable(std::u16string_view Name)
         : FName(Name) {}
     std::u16string TableName() const override { return FName; }
@@ -50,7 +53,9 @@ public:
     TKXVariant Field(std::u16string_view) const override { return {}; }
     TKXVariant StoredField(std::u16string_view) const override { return {}; }
     void SetField(std::u16string_view, const TKXVariant&) override {}
-    void Post() override {}
+    void Post() override {
+        if (WriteTime.count() > 0) std::this_thread::sleep_for(WriteTime);
+    }
     void Delete() override {}
     void Insert() override {}
 
@@ -295,6 +300,53 @@ void DropAndList() {
     }
 }
 
+/// A database that takes 5 ms for each write: how many commits many threads make together, and how long a
+/// session waits that only asks for a state.
+void SlowWrites() {
+    std::printf("\ntake + commit, 5 ms a write\n%9s %12s %8s %18s %18s\n", "threads", "commits/s", "ratio",
+                "state, us (99%)", "idle, us (99%)");
+    const auto Ask = [](TWorld& World, std::size_t Times) {
+        std::vector<double> Took;
+        for (std::size_t Each = 0; Each < Times; ++Each) {
+            const auto Start = std::chrono::steady_clock::now();
+            if (World.Blocker.CheckRecordByTableNameRecordID(TableOf(Each), RecordOf(Each)) == 0)
+                std::abort();
+            Took.push_back(TSeconds(std::chrono::steady_clock::now() - Start).count() * 1e6);
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+        std::ranges::sort(Took);
+        return std::pair(Took[Took.size() / 2], Took[Took.size() * 99 / 100]);
+    };
+    double One = 0;
+    for (const std::size_t Threads : {std::size_t{1}, std::size_t{8}, std::size_t{32}}) {
+        TWorld World;
+        World.Fill(10000, false);
+        const TAs As(u"asks");
+        constexpr std::size_t Turns = 200;
+        const auto Idle = Ask(World, 1000);
+        TMemoryTable::WriteTime = std::chrono::milliseconds(5);
+        std::vector<std::jthread> Running;
+        const auto Start = std::chrono::steady_clock::now();
+        for (std::size_t Thread = 0; Thread < Threads; ++Thread)
+            Running.emplace_back([&World, Thread] {
+                const TAsked Asked(Thread);
+                const TAs Own(Asked.SID);
+                for (std::size_t Each = 0; Each < Turns; ++Each) {
+                    const auto Block = World.Blocker.GetRecord(Asked.Table, Asked.Records[Each], otEdit);
+                    if (!Block || !World.Blocker.DoneByObject(Block.get(), true, false, false)) std::abort();
+                }
+            });
+        const auto Busy = Ask(World, 200);
+        Running.clear();
+        const double Each =
+            static_cast<double>(Threads * Turns) / TSeconds(std::chrono::steady_clock::now() - Start).count();
+        TMemoryTable::WriteTime = std::chrono::milliseconds(0);
+        if (Threads == 1) One = Each;
+        std::printf("%9zu %12.0f %8.1f %8.1f (%7.1f) %8.1f (%7.1f)\n", Threads, Each, Each / One, Busy.first,
+                    Busy.second, Idle.first, Idle.second);
+    }
+}
+
 } // namespace
 } // namespace zutools
 
@@ -315,8 +367,13 @@ int main(int Count, char** Arguments) {
         std::unique_lock Lock(Mutex);
         Changed.wait(Lock, [&] { return End; });
     });
-    TakeAndRelease();
-    DropAndList();
+    if (Count == 2 && std::strcmp(Arguments[1], "slow") == 0) {
+        SlowWrites();
+    } else {
+        TakeAndRelease();
+        DropAndList();
+        SlowWrites();
+    }
     {
         const std::lock_guard Guard(Mutex);
         End = true;

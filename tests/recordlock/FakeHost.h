@@ -1,5 +1,5 @@
 // An application in memory for the blocker: tables, rights and documents, with a counter of calls that can
-// raise at any of them. Used under the blocker's lock only.
+// raise at any of them. Any thread may call it; tests that look at it while others do, do not.
 
 #pragma once
 
@@ -11,10 +11,12 @@
 #include "host/StringHelpers.h"
 #include "host/ThreadContainer.h"
 #include "recordlock/Zurecblk.h"
+#include "tests/support/RecordingLogger.h"
 
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 #include <utility>
@@ -38,16 +40,24 @@ struct TFakeApplication {
     std::int64_t InsertDocResult = 1000;             // of InsertDoc, unless it raises
     int NewRecords = 0;
 
-    int FailAt = 0; // the number of the call that raises; 0: none
+    int FailAt = 0;              // the number of the call that raises; 0: none
+    bool FailsStrangely = false; // with what is no std::exception
     int Calls = 0;
     std::vector<std::u16string> Log;
     std::function<void(std::u16string_view)> OnCall;
 
+    std::mutex Mutex;
+
     void Step(const std::u16string& What) {
-        ++Calls;
-        Log.push_back(What);
+        bool Fails = false;
+        {
+            const std::scoped_lock Guard(Mutex);
+            Fails = ++Calls == FailAt;
+            Log.push_back(What);
+        }
         if (OnCall) OnCall(What);
-        if (Calls == FailAt) throw EUserTableError(u"host failed at " + What);
+        if (Fails && FailsStrangely) throw 5;
+        if (Fails) throw EUserTableError(u"host failed at " + What);
     }
 };
 
@@ -60,6 +70,7 @@ public:
     std::u16string TableName() const override { return FTable; }
     bool Open(std::u16string_view ID) override {
         FApplication.Step(u"Open");
+        const std::scoped_lock Guard(FApplication.Mutex);
         const auto& Records = FApplication.Tables[FTable];
         const auto Found = Records.find(std::u16string(ID));
         if (Found == Records.end()) return false;
@@ -83,15 +94,22 @@ public:
     }
     void Delete() override {
         FApplication.Step(u"Delete");
+        const std::scoped_lock Guard(FApplication.Mutex);
         FApplication.Tables[FTable].erase(FID);
     }
     void Insert() override {
         FApplication.Step(u"Insert");
         WriteNew();
     }
-    void Write() { FApplication.Tables[FTable][FID] = FName; }
+    void Write() {
+        const std::scoped_lock Guard(FApplication.Mutex);
+        FApplication.Tables[FTable][FID] = FName;
+    }
     void WriteNew() {
-        FID = u"New" + TKXVariant(++FApplication.NewRecords).AsString() + u";2";
+        {
+            const std::scoped_lock Guard(FApplication.Mutex);
+            FID = u"New" + TKXVariant(++FApplication.NewRecords).AsString() + u";2";
+        }
         Write();
     }
 
@@ -162,12 +180,6 @@ private:
     TFakeApplication& FApplication;
 };
 
-class TFakeLogger : public TLogger {
-public:
-    void Log(TLogLevel, std::u16string_view Text) noexcept override { Entries.emplace_back(Text); }
-    std::vector<std::u16string> Entries;
-};
-
 class TFakeExecutor : public TScriptExecutor {
 public:
     std::u16string Stack = u"page.lua:12";
@@ -201,7 +213,7 @@ private:
 /// The application and a blocker on it.
 struct TBench {
     TFakeApplication App;
-    std::shared_ptr<TFakeLogger> Logger = std::make_shared<TFakeLogger>();
+    std::shared_ptr<TRecordingLogger> Logger = std::make_shared<TRecordingLogger>();
     TZURecordBlocker Blocker{TServices{.ApplicationManager = std::make_shared<TFakeManager>(App),
                                        .Localizer = nullptr,
                                        .Logger = Logger,

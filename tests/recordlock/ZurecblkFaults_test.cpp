@@ -1,10 +1,13 @@
-// A host that raises at its n-th call, for every n.
+// A host that raises at its n-th call, an allocation that fails, a host that comes back: for every n.
 
+#include "tests/recordlock/FailingAllocation.h"
 #include "tests/recordlock/FakeHost.h"
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include <algorithm>
+#include <new>
+#include <utility>
 
 namespace zutools::tests {
 namespace {
@@ -42,6 +45,7 @@ TEST(ZurecblkFaults, EveryHostCallMayFail) {
         for (int Fail = 1;; ++Fail) {
             SCOPED_TRACE(::testing::Message() << Path.Name << ", call " << Fail);
             TBench Bench;
+            Bench.App.FailsStrangely = Fail % 2 == 0;
             TFakeExecutor Executor;
             Executor.Fails = true; // and no call stack to be had, all the way
             const TScriptExecutorScope Running(Executor);
@@ -64,7 +68,8 @@ TEST(ZurecblkFaults, EveryHostCallMayFail) {
             EXPECT_EQ(Bench.Code(), Path.Codes[Number]);
             EXPECT_EQ(Done, Path.Codes[Number] == 0);
             if (!Done) {
-                EXPECT_EQ(Bench.Message(), u"host failed at " + Bench.App.Log.back());
+                EXPECT_EQ(Bench.Message(), Fail % 2 == 0 ? u"Неизвестная ошибка приложения"
+                                                         : u"host failed at " + Bench.App.Log.back());
             }
             EXPECT_EQ(Bench.Blocker.Count(), Block && !Done ? 2 : 1);
             EXPECT_TRUE(!Block || Block->Held() == !Done);
@@ -80,6 +85,102 @@ TEST(ZurecblkFaults, EveryHostCallMayFail) {
             EXPECT_EQ(Bench.Blocker.Count(), 0);
         }
     }
+}
+
+/// What every caller may do with a blocker, one thing after the other.
+void DoEverything(TZURecordBlocker& Blocker) {
+    const TAs As(u"A", u"Lee");
+    const auto Edit = Blocker.GetRecord(u"Orders", u"1", otEdit);
+    const auto New = Blocker.GetRecord(u"Orders", u"", otInsert);
+    const auto Lock = Blocker.LockTable(u"Goods");
+    if (Edit) (void)Blocker.GetRecord(u"ORDERS", u"1", otEdit);
+    if (Edit) (void)Blocker.DoneByObject(Edit.get(), true, false, false);
+    if (New && Lock) (void)Blocker.DoneByID(New->ID() + u"," + Lock->ID(), true, true, false, false);
+    Blocker.DoneBySID(u"A");
+}
+
+TEST(ZurecblkFaults, EveryAllocationMayFail) {
+    for (int Number = 1;; ++Number) {
+        SCOPED_TRACE(::testing::Message() << "allocation " << Number);
+        TBench Bench;
+        {
+            const TAs As(u"B");
+            ASSERT_NE(Bench.Blocker.GetRecord(u"Orders", u"2", otEdit), nullptr);
+        }
+        bool Failed = false;
+        {
+            const TFailingAllocation Failing(Number);
+            try {
+                DoEverything(Bench.Blocker);
+            } catch (const std::bad_alloc&) { // when not even the last error can be made
+            }
+            Failed = Failing.Failed();
+        }
+        ExpectConsistent(Bench);
+        Bench.Blocker.DoneBySID(u"A");
+        EXPECT_EQ(Bench.Blocker.Count(), 1);
+        DoEverything(Bench.Blocker);
+        EXPECT_EQ(Bench.Blocker.Count(), 1);
+        const TAs As(u"C");
+        EXPECT_NE(Bench.Blocker.LockTable(u"Goods"), nullptr) << "a block was left behind";
+        EXPECT_NE(Bench.Blocker.GetRecord(u"Orders", u"1", otEdit), nullptr);
+        ThreadObjects().Clear();
+        if (!Failed) break;
+    }
+}
+
+/// At one of the host's calls the host itself calls the blocker, in every way and on the same record.
+TEST(ZurecblkFaults, AHostMayComeBackAtEveryCall) {
+    using TBack = void (*)(TZURecordBlocker&);
+    const TBack Backs[] = {
+        [](TZURecordBlocker& Blocker) { Blocker.DoneBySID(u"A"); },
+        [](TZURecordBlocker& Blocker) {
+            for (const TZUBlockInfo& Each : Blocker.ListBlocks({}, 9))
+                (void)Blocker.ReleaseBlock(Each.ID, u"Admin");
+        },
+        [](TZURecordBlocker& Blocker) {
+            (void)Blocker.DoneByTableNameRecordID(u"Orders", u"1", false, false, false);
+        },
+        [](TZURecordBlocker& Blocker) {
+            (void)Blocker.DoneByTableNameRecordID(u"Orders", u"1", true, false, false);
+        },
+        [](TZURecordBlocker& Blocker) { (void)Blocker.GetRecord(u"Orders", u"1", otEdit); },
+        [](TZURecordBlocker& Blocker) {
+            const TAs Other(u"B", u"Kim");
+            (void)Blocker.GetRecord(u"Orders", u"1", otEdit);
+        },
+        [](TZURecordBlocker& Blocker) { (void)Blocker.LockTable(u"Orders"); },
+    };
+    for (std::size_t Back = 0; Back < std::size(Backs); ++Back)
+        for (int Call = 1; Call <= 9; ++Call) { // as in the paths above: 5 to take, 4 to write
+            SCOPED_TRACE(::testing::Message() << "way " << Back << ", call " << Call);
+            TBench Bench;
+            bool Came = false;
+            Bench.App.OnCall = [&](std::u16string_view) {
+                if (Bench.App.Calls == Call && !std::exchange(Came, true)) Backs[Back](Bench.Blocker);
+            };
+            const TAs As(u"A", u"Lee");
+            const auto Block = Bench.Blocker.GetRecord(u"Orders", u"1", otEdit);
+            const std::int32_t Refused = Bench.Code();
+            ExpectConsistent(Bench);
+            // The first one drops what is being opened, the others of the first three find nothing yet.
+            if (Call <= 5 && (Back == 0 || Back == 5 || Back == 6)) {
+                EXPECT_EQ(Block, nullptr);
+                EXPECT_EQ(Refused, Back == 0 ? 220 : Back == 5 ? 201 : 101);
+                continue;
+            }
+            ASSERT_NE(Block, nullptr);
+            EXPECT_TRUE(Block->Held());
+            EXPECT_EQ(Bench.Blocker.CheckRecordByObject(Block.get()), 1);
+            const bool Done = Bench.Blocker.DoneByObject(Block.get(), true, false, false);
+            const bool Dropped = Back < 3 && Call > 5 && Call < 9; // while the rights are asked
+            EXPECT_EQ(Done, !Dropped);
+            EXPECT_EQ(Bench.Code(), Dropped ? 220 : 0);
+            EXPECT_EQ(std::ranges::count(Bench.App.Log, u"Post"), Dropped ? 0 : 1);
+            EXPECT_FALSE(Block->Held());
+            EXPECT_EQ(Bench.Blocker.Count(), 0);
+            ExpectConsistent(Bench);
+        }
 }
 
 } // namespace

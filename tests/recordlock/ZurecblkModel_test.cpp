@@ -32,13 +32,13 @@ public:
     TModel(TBench& Bench, std::uint32_t Seed)
         : FBench(Bench)
         , FRandom(Seed) {
-        FBench.App.Forbidden = {u"Lee Orders 1", u"Kim Goods 2", u"Kim Goods 3"};
+        FBench.App.Forbidden = {u" Orders 1", u"Lee Orders 1", u"Kim Goods 2", u"Kim Goods 3"};
         for (int Number = 0; Number < 4; ++Number)
             FBench.App.Tables[u"Stock"][TKXVariant(Number).AsString() + u"x"] = u"s";
     }
 
     void Step() {
-        FSID = Pick({u"A", u"B", u"C"});
+        FSID = Pick({u"A", u"B", u"b"}); // compare exactly
         FUser = FSID == u"A" ? u"" : FSID == u"B" ? u"Lee" : u"Kim";
         const TAs As(FSID, FUser);
         switch (Number(10)) {
@@ -330,7 +330,7 @@ private:
     }
 
     void DoneBySID() {
-        const std::u16string SID = Pick({u"A", u"B", u"C", u"D"});
+        const std::u16string SID = Pick({u"A", u"B", u"b", u"D"});
         std::erase_if(FBlocks, [&](const TModelBlock& Each) { return Each.SID == SID; });
         FBench.Blocker.DoneBySID(SID);
         EXPECT_EQ(FBench.Code(), -1);

@@ -65,7 +65,8 @@ TEST_F(ZurecblkScript, NamesAreRegisteredInOrderWithTheirCounts) {
     EXPECT_EQ(&Blocker.GetInterface(), &Blocker.GetInterface());
 }
 
-TEST_F(ZurecblkScript, WrongCountsAreRefused) {
+// ClearCacheRecord calls itself RollBackRecord, CommitDocInTable CommitDocTable.
+TEST_F(ZurecblkScript, KeptOnPurpose_WrongCountsAreRefusedUnderOtherNames) {
     const std::tuple<std::u16string_view, int, int, std::u16string_view> Rows[] = {
         {u"CheckRecordAccess", 0, 0, u"CheckRecordAccess"},
         {u"CheckRecordAccess", 3, 3, u"CheckRecordAccess"},
@@ -109,17 +110,17 @@ TEST_F(ZurecblkScript, KeptOnPurpose_AWrongTypeRaisesTheErrorOfFormat) {
                       u".\" invalid or incompatible with argument");
 }
 
-TEST_F(ZurecblkScript, KeptOnPurpose_ClearCacheRecordCallsItselfRollBackRecord) {
-    EXPECT_EQ(Raised<EZURecordBlockerInterface>(u"ClearCacheRecord", {}),
-              u"Error number (0) of arguments in function RollBackRecord.");
-}
-
 TEST_F(ZurecblkScript, AnObjectThatIsNoBlockIsRefused) {
     TSession Other;
     EXPECT_EQ(Raised<EZURecordBlockerInterface>(u"CommitRecord", {PointerAsLVar(&Other)}),
               u"An object of class TSession is not a record block.");
-    EXPECT_EQ(Call(u"CheckRecordAccess", {PointerAsLVar(nullptr)}), TKXVariant(0));
-    EXPECT_EQ(Call(u"CommitRecord", {PointerAsLVar(nullptr)}), TKXVariant(true));
+    for (const TKXVariant& None : {PointerAsLVar(nullptr), TKXVariant()}) { // nil is no object too
+        EXPECT_EQ(Call(u"CheckRecordAccess", {None}), TKXVariant(0));
+        EXPECT_EQ(Call(u"CommitRecord", {None}), TKXVariant(true));
+        EXPECT_EQ(Call(u"RollBackRecord", {None}), TKXVariant(true));
+        EXPECT_EQ(Call(u"UnLockTable", {None}), TKXVariant(false));
+        EXPECT_EQ(Code(), 220);
+    }
 }
 
 TEST_F(ZurecblkScript, BlocksAreNamedInThreeWays) {
@@ -186,6 +187,9 @@ TEST_F(ZurecblkScript, KeptOnPurpose_ByTableNameTheKeepFlagWritesADocumentAndKee
         (void)Taken({u"Orders", u"2"});
     }
     EXPECT_EQ(Call(u"CommitDocInTable", {u"Orders", u"1"}), TKXVariant(false)) << "rights are checked";
+    EXPECT_EQ(Code(), 200);
+    const std::u16string ID = Blocker.FindHolder(u"Orders", u"1")->ID;
+    EXPECT_EQ(Call(u"CommitRecord", {ID}), TKXVariant(false)) << "by ID too";
     EXPECT_EQ(Code(), 200);
     EXPECT_EQ(Call(u"CommitRecord", {u"Orders", u"1"}), TKXVariant(true)) << "and here they are not";
     EXPECT_EQ(App.Log.back(), u"Post");

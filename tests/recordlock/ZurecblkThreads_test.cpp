@@ -4,8 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <random>
 #include <thread>
 
@@ -149,6 +152,121 @@ TEST(ZurecblkThreads, TwoThreadsOfASessionShareABlock) {
     EXPECT_GT(Given.load(), 0);
     Bench.Blocker.DoneBySID(u"A");
     EXPECT_EQ(Bench.Blocker.Count(), 0);
+}
+
+class TGate {
+public:
+    void Open() {
+        const std::scoped_lock Guard(FMutex);
+        FOpen = true;
+        FChanged.notify_all();
+    }
+    void Pass() {
+        std::unique_lock Guard(FMutex);
+        FChanged.wait(Guard, [this] { return FOpen; });
+    }
+
+private:
+    std::mutex FMutex;
+    std::condition_variable FChanged;
+    bool FOpen = false;
+};
+
+// A host that stands still at one of its calls holds up those who ask for its record, and nobody else.
+TEST(ZurecblkThreads, OnlyWhoNeedsTheOutcomeWaits) {
+    for (const std::u16string_view Stop : {u"Open", u"CheckRecordRights", u"Post"}) {
+        const bool Opening = Stop != u"Post";
+        for (const bool Ends : {false, true}) { // the session, meanwhile
+            SCOPED_TRACE(TKXVariant(Stop).AsAnsiString() + (Ends ? ", session ends" : ""));
+            TBench Bench;
+            TGate Stopped;
+            TGate GoOn;
+            const auto Session = [&Bench] { return Bench.Blocker.CurrentSID(); };
+            Bench.App.OnCall = [&](std::u16string_view What) {
+                if (What != Stop || Session() != u"A") return;
+                Stopped.Open();
+                GoOn.Pass();
+            };
+            bool Given = false;
+            bool Written = false;
+            std::int32_t Code = 0;
+            std::jthread Slow([&] {
+                const TAs As(u"A", u"Lee");
+                const auto Block = Bench.Blocker.GetRecord(u"Orders", u"1", otEdit);
+                Given = Block != nullptr;
+                Written = Given && Bench.Blocker.DoneByObject(Block.get(), true, false, false);
+                Code = Bench.Code();
+            });
+            Stopped.Pass();
+
+            const TAs As(u"B", u"Kim");
+            TZURecordBlocker& Blocker = Bench.Blocker;
+            Blocker.SetWaitLimit(std::chrono::milliseconds(0));
+            EXPECT_EQ(Blocker.GetRecord(u"Orders", u"1", otEdit), nullptr);
+            EXPECT_EQ(Bench.Code(), 501);
+            EXPECT_EQ(Bench.Message(),
+                      u"Запись ещё открывается или записывается другим запросом; повторите попытку позже");
+            EXPECT_EQ(Blocker.LastError()->SID(), u"A");
+            EXPECT_EQ(Blocker.LockTable(u"Orders"), nullptr);
+            EXPECT_EQ(Bench.Code(), Opening ? 501 : 102);
+            Blocker.SetWaitLimit(std::chrono::hours(1)); // from here on waiting would never end
+            EXPECT_EQ(Blocker.CheckRecordByTableNameRecordID(u"Orders", u"1"), Opening ? 0 : 11);
+            EXPECT_EQ(Blocker.Count(), Opening ? 0 : 1);
+            EXPECT_EQ(Blocker.FindHolder(u"Orders", u"1").has_value(), !Opening);
+            const auto Other = Blocker.GetRecord(u"Orders", u"2", otEdit);
+            ASSERT_NE(Other, nullptr);
+            EXPECT_TRUE(Blocker.DoneByObject(Other.get(), true, false, false));
+            {
+                const std::scoped_lock Guard(Blocker); // nobody could go on meanwhile
+                EXPECT_EQ(Blocker.GetRecord(u"Orders", u"1", otEdit), nullptr);
+                EXPECT_EQ(Bench.Code(), Opening ? 501 : 201);
+            }
+            if (Ends) {
+                Blocker.DoneBySID(u"A");
+                EXPECT_EQ(Blocker.Count(), 0);
+            }
+            std::shared_ptr<TZURecordBlockerObject> Waited;
+            std::jthread Waiting([&] {
+                const TAs Third(u"C", u"Kim");
+                Waited = Blocker.GetRecord(u"Orders", u"1", otEdit);
+                ThreadObjects().Clear();
+            });
+            GoOn.Open();
+            Slow.join();
+            Waiting.join();
+            EXPECT_EQ(Given, !Ends || !Opening);
+            EXPECT_EQ(Written, Given) << "what is being written is written to the end";
+            EXPECT_EQ(Code, Given ? 0 : 220);
+            EXPECT_EQ(std::ranges::count(Bench.App.Log, u"Post"), Given ? 2 : 1);
+            // Told that A had it, or given it when A was done.
+            if (Waited) {
+                EXPECT_EQ(Blocker.Count(), 1);
+            }
+            EXPECT_TRUE(Waited != nullptr || (Opening && !Ends));
+        }
+    }
+}
+
+TEST(ZurecblkThreads, FieldsAndTheInterfaceNeedNoLock) {
+    TBench Bench;
+    const TAs As(u"A");
+    const auto Block = Bench.Blocker.GetRecord(u"Orders", u"1", otEdit);
+    ASSERT_NE(Block, nullptr);
+    const auto* const Interface = &Bench.Blocker.GetInterface();
+    TGate Locked;
+    TGate GoOn;
+    std::jthread Holding([&] {
+        const std::scoped_lock Guard(Bench.Blocker);
+        Locked.Open();
+        GoOn.Pass();
+    });
+    Locked.Pass();
+    EXPECT_EQ(&Bench.Blocker.GetInterface(), Interface);
+    Block->AddToHistroy(u"by hand");
+    EXPECT_EQ(Block->ActionHistory().size(), 2u);
+    EXPECT_EQ(Block->RecordID(), u"1");
+    EXPECT_TRUE(Block->Held());
+    GoOn.Open();
 }
 
 } // namespace
