@@ -67,23 +67,16 @@ TEST_F(LtempltScripts, UnknownPropertiesAreTags) {
     EXPECT_FALSE(Template.GetPropertyInternal(u"NoSuchFunction", Args, 1, Result));
 }
 
-TEST_F(LtempltScripts, PartsAreReferences) {
-    TObject* const Row = Get(u"Part", {u"row"}).AsObject();
-    EXPECT_EQ(Row, Template.GetPart(1));
-    EXPECT_EQ(Get(u"Part", {1}).AsObject(), Row);
+TEST_F(LtempltScripts, PartsAreReferencesAndPartExistNeverRaises) {
+    EXPECT_EQ(Get(u"Part", {u"row"}).AsObject(), Template.GetPart(1));
     EXPECT_EQ(Get(u"Part", {0}).AsObject(), &Template);
     EXPECT_EQ(Get(u"Part", {u"none"}), PointerAsLVar(nullptr));
-}
-
-TEST_F(LtempltScripts, PartExistNeverRaises) {
     for (const bool Raise : {false, true}) {
         Set(u"RaiseException", Raise);
-        EXPECT_EQ(Get(u"PartExist", {u"ROW"}), TKXVariant(true));
-        EXPECT_EQ(Get(u"PartExist", {0}), TKXVariant(true));
-        EXPECT_EQ(Get(u"PartExist", {u""}), TKXVariant(true));
-        EXPECT_EQ(Get(u"PartExist", {u"none"}), TKXVariant(false));
-        EXPECT_EQ(Get(u"PartExist", {TKXVariant()}), TKXVariant(false));
-        EXPECT_EQ(Get(u"PartExist", {7}), TKXVariant(false));
+        for (const TKXVariant& There : {TKXVariant(u"ROW"), TKXVariant(0), TKXVariant(u"")})
+            EXPECT_EQ(Get(u"PartExist", {There}), TKXVariant(true));
+        for (const TKXVariant& Missing : {TKXVariant(u"none"), TKXVariant(), TKXVariant(7)})
+            EXPECT_EQ(Get(u"PartExist", {Missing}), TKXVariant(false));
         EXPECT_EQ(Get(u"LastError"), TKXVariant(u"Error part index: 7 in template object: ."));
     }
 }
