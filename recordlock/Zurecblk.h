@@ -47,6 +47,7 @@
 
 namespace zutools {
 
+struct TTableRights;
 class TBlockCaller;
 class TZURecordBlocker;
 class TZURecordBlockerObject;
@@ -407,7 +408,9 @@ private:
     [[nodiscard]] bool IsTaken(TAsked& Asked, TBlockSpot& Spot, TRecordPtr& Own);
     [[nodiscard]] TRecordPtr Finish(TAsked& Asked, const TRecordPtr& Block);
     [[nodiscard]] std::unique_ptr<TUserTable> OpenTable(const TAsked& Asked);
-    [[nodiscard]] TRights CheckUserRights(TZURecordBlockerObject& Block);
+    /// `Known` keeps what the security manager said of the user, to be asked about the record once more.
+    [[nodiscard]] TRights CheckUserRights(TZURecordBlockerObject& Block, const TUserTable& Record,
+                                          std::shared_ptr<const TTableRights>& Known);
     [[nodiscard]] TAnyBlockPtr TakeTable(std::u16string_view TableName);
 
     [[nodiscard]] std::int32_t CheckRecordInternal(TAnyBlock* Block, const TBlockCaller& Caller);

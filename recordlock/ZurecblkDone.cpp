@@ -2,6 +2,7 @@
 
 #include "host/Dictionary.h"
 #include "host/Format.h"
+#include "host/Security.h"
 #include "host/StringHelpers.h"
 #include "recordlock/BlockLists.h"
 
@@ -56,6 +57,7 @@ private:
         return FFlags.CheckForRights && !SameUnits(Block.SID(), FCaller.SID);
     }
     [[nodiscard]] TOutcome WriteOne(TItem& Item);
+    [[nodiscard]] TOutcome CheckAndWrite(TItem& Item, TZURecordBlockerObject& Record);
     [[nodiscard]] std::optional<std::u16string> Commit(TZURecordBlockerObject& Block);
     [[nodiscard]] bool SettleOne(TItem& Item);
     void LetGo() noexcept;
@@ -126,19 +128,41 @@ void TZURecordBlocker::TDone::Write() {
 TZURecordBlocker::TDone::TOutcome TZURecordBlocker::TDone::WriteOne(TItem& Item) {
     if (Item.Block->FRecAction == otTable) return TOutcome::Nothing;
     auto& Record = static_cast<TZURecordBlockerObject&>(*Item.Block);
+    if (!Record.HasTable()) return TOutcome::Nothing;
+    TOutcome Outcome = TOutcome::Failed;
+    FBlocker.Ask(ErrorCommitFailed, &Record, [&] { Outcome = CheckAndWrite(Item, Record); });
+    return Outcome;
+}
+
+/// What is written is what was checked: the record stands still meanwhile, and the rights are asked once more
+/// about what the database made of it.
+TZURecordBlocker::TDone::TOutcome TZURecordBlocker::TDone::CheckAndWrite(TItem& Item,
+                                                                         TZURecordBlockerObject& Record) {
+    struct TNotGranted {};
+    TRights Rights = TRights::Granted;
+    std::shared_ptr<const TTableRights> Known;
+    TRecordCheck Check;
     if (FFlags.CheckForRights) {
-        const TRights Rights = FBlocker.CheckUserRights(Record);
-        // Nobody said no: the changes stay, to be written when the rights can be told again.
-        if (Rights == TRights::Unknown) return TOutcome::Failed;
-        if (Rights == TRights::Refused) return TOutcome::Refused;
+        Check = [&](const TUserTable& Row) {
+            Rights = FBlocker.CheckUserRights(Record, Row, Known);
+            if (Rights != TRights::Granted) throw TNotGranted();
+        };
     }
-    {
-        const std::scoped_lock Guard(FBlocker);
-        if (!Record.Held()) return TOutcome::Lost; // released before anything was written
-        FBlocker.FLists->Set(Record, TBlockState::Writing);
+    try {
+        TRecordWriting Writing(Record.Table(), Check);
+        if (Check) Check(Record.Table());
+        {
+            const std::scoped_lock Guard(FBlocker);
+            if (!Record.Held()) return TOutcome::Lost; // released before anything was written
+            FBlocker.FLists->Set(Record, TBlockState::Writing);
+        }
+        Item.NewRecordID = Commit(Record);
+        Writing.Keep();
+        return TOutcome::Written;
+    } catch (const TNotGranted&) {
+        // When nobody said no the changes stay, to be written when the rights can be told again.
+        return Rights == TRights::Unknown ? TOutcome::Failed : TOutcome::Refused;
     }
-    const bool Written = FBlocker.Ask(ErrorCommitFailed, &Record, [&] { Item.NewRecordID = Commit(Record); });
-    return Written ? TOutcome::Written : TOutcome::Failed;
 }
 
 /// The record's ID when it is a new one.

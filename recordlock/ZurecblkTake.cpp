@@ -75,7 +75,8 @@ TZURecordBlocker::TRecordPtr TZURecordBlocker::Take(TAsked& Asked) {
     if (!Block->FTable) return nullptr;
     Block->FFields.emplace(*Block, *Block->FTable);
     if (Asked.Action != otInsert) {
-        if (CheckUserRights(*Block) != TRights::Granted) return nullptr;
+        std::shared_ptr<const TTableRights> Rights;
+        if (CheckUserRights(*Block, *Block->FTable, Rights) != TRights::Granted) return nullptr;
         Block->FHistory.Add(TBlockEvent::Created, {}, Asked.Caller.Stack);
     } else { // its record ID will change
         std::u16string Text = u"GetRecord create new object TableName: ";
@@ -154,14 +155,18 @@ std::unique_ptr<TUserTable> TZURecordBlocker::OpenTable(const TAsked& Asked) {
     return nullptr;
 }
 
-TZURecordBlocker::TRights TZURecordBlocker::CheckUserRights(TZURecordBlockerObject& Block) {
-    if (Block.UserName().empty() || !Block.FTable) return TRights::Granted;
+TZURecordBlocker::TRights TZURecordBlocker::CheckUserRights(TZURecordBlockerObject& Block,
+                                                            const TUserTable& Record,
+                                                            std::shared_ptr<const TTableRights>& Known) {
+    if (Block.UserName().empty()) return TRights::Granted;
     bool Granted = false;
     const bool Told = Ask(ErrorRightsException, &Block, [&] {
         TSecurityManager& Manager = Security();
-        const TTableRights Rights = Manager.BuildTableRightsFilter(
-            Manager.RefreshUserInfo(Block.UserName()), Block.TableName(), RightFor(Block.FRecAction));
-        Granted = Manager.CheckRecordRights(Rights, *Block.FTable);
+        if (!Known) {
+            Known = std::make_shared<const TTableRights>(Manager.BuildTableRightsFilter(
+                Manager.RefreshUserInfo(Block.UserName()), Block.TableName(), RightFor(Block.FRecAction)));
+        }
+        Granted = Manager.CheckRecordRights(*Known, Record);
     });
     if (!Told) return TRights::Unknown;
     if (Granted) return TRights::Granted;

@@ -1,5 +1,9 @@
 // Filters on records of real databases: what counts is the value that the database keeps, not how it was
 // written.
+#include "host/Services.h"
+#include "host/Session.h"
+#include "host/ThreadContainer.h"
+#include "recordlock/Zurecblk.h"
 #include "server/records/SqlUserTable.h"
 #include "server/rights/Profiles.h"
 #include "server/rights/RecordFilter.h"
@@ -214,6 +218,62 @@ TEST_P(StoredValues, TakesAndCommitsAskTheDatabaseSeldom) {
     Record->SetField(u"N", {});
     EXPECT_EQ(Counted([&] { Commit(*Record); }), IsSqlite() ? 5U : 4U); // reads what the trigger made of it
     EXPECT_EQ(Record->Field(u"T"), TKXVariant(u"marked"));
+}
+
+class TThings : public TSimpleApplicationManager {
+public:
+    explicit TThings(TDatabaseOfThread Database)
+        : FDatabase(std::move(Database)) {}
+    std::unique_ptr<TUserTable> GetTable(std::u16string_view Name) override {
+        return MakeUserTable(Name, FDatabase);
+    }
+
+private:
+    TDatabaseOfThread FDatabase;
+};
+
+// The same through the record blocker: 402 for what the database made of the record, 301 and 303 inside a
+// transaction.
+TEST_P(StoredValues, TheRecordBlockerAsksOnceMore) {
+    MakeTable();
+    UpgradeSchema(Db());
+    const TDatabaseOfThread Database = [this] { return &Db(); };
+    TProfiles(Database).Grant(u"Clerks", {u"Things", TRecordRight::Edit, u"G IS NULL OR G <> 6"});
+    TUsers(Database, platform::SystemClock(), THashCost::Least())
+        .Add(u"anna", u"correct horse", u"Clerks", false);
+    TZURecordBlocker Blocker{TServices{.ApplicationManager = std::make_shared<TThings>(Database),
+                                       .Localizer = nullptr,
+                                       .Logger = nullptr,
+                                       .Security = std::make_shared<TSqlSecurityManager>(Database)}};
+    auto Session = std::make_unique<TSession>();
+    Session->SID = u"sid";
+    Session->USR = u"anna";
+    ThreadObjects().Add(SessionObjectName, std::move(Session));
+    const auto ExpectError = [&](std::int32_t Code, std::u16string_view Part) {
+        ASSERT_NE(Blocker.LastError(), nullptr);
+        EXPECT_EQ(Blocker.LastError()->LastErrorCode(), Code);
+        const std::u16string Message = Blocker.LastError()->LastErrorMessage();
+        EXPECT_NE(Message.find(Part), Message.npos) << platform::Utf16ToUtf8(Message);
+    };
+    auto Block = Blocker.GetRecord(u"Things", u"1", otEdit);
+    ASSERT_TRUE(Block);
+    Block->Table().SetField(u"I", 5);
+    {
+        const TTransaction Transaction(Db());
+        EXPECT_FALSE(Blocker.DoneByObject(Block.get(), true, false, false));
+        ExpectError(303, u"inside a transaction; do it before the transaction begins");
+        EXPECT_FALSE(Blocker.GetRecord(u"Things", u"2", otEdit));
+        ExpectError(301, u"inside a transaction; do it before the transaction begins");
+    }
+    EXPECT_FALSE(Blocker.DoneByObject(Block.get(), true, false, false));
+    ExpectError(402, u"");
+    EXPECT_TRUE(Thing()->Field(u"I").IsNull());
+    Block = Blocker.GetRecord(u"Things", u"1", otEdit);
+    ASSERT_TRUE(Block);
+    Block->Table().SetField(u"I", 4);
+    EXPECT_TRUE(Blocker.DoneByObject(Block.get(), true, false, false));
+    EXPECT_EQ(Thing()->Field(u"G"), TKXVariant(std::int64_t{5}));
+    ThreadObjects().Remove(SessionObjectName);
 }
 
 } // namespace
