@@ -66,23 +66,21 @@ void TParamsList::AddStr(std::u16string_view Value, std::u16string_view Delimer)
     Add(Name, Value);
 }
 
-std::u16string TParamsList::Filtered(const TZUParamObject& Entry) const {
-    if (!FOnGetParamValue) return Entry.FValue;
-    // The event may remove the entry.
-    const std::u16string Name = Entry.FName;
-    std::u16string Value = Entry.FValue;
+// The event may remove the entry.
+std::u16string TParamsList::Filtered(std::u16string_view Name, std::u16string Value) const {
     if (!Allowed(FOnGetParamValue, Name, Value)) Value.clear();
     return Value;
 }
 
 std::u16string TParamsList::GetPLValueByName(std::u16string_view Name) const {
     const TZUParamObject* const Entry = FParams.FindParam(Name);
-    return Entry != nullptr ? Filtered(*Entry) : std::u16string();
+    return Entry != nullptr ? Filtered(Name, Entry->FValue) : std::u16string();
 }
 
 std::u16string TParamsList::GetPLValueByIndex(int Index) const {
     const TZUParamObject* const Entry = GetParamObject(Index);
-    return Entry != nullptr ? Filtered(*Entry) : std::u16string();
+    if (Entry == nullptr) return {};
+    return FOnGetParamValue ? Filtered(std::u16string(Entry->FName), Entry->FValue) : Entry->FValue;
 }
 
 void TParamsList::SetPLValueByIndex(int Index, std::u16string_view Value) {
@@ -103,8 +101,9 @@ std::u16string TParamsList::GetPLName(int Index) const {
 }
 
 int TParamsList::GetPLNameIndex(std::u16string_view Name) const {
+    const TNameMatch& Names = UserNameMatch(false);
     const auto Found = std::ranges::find_if(
-        ParamsList, [Name](const TZUParamObject* Entry) { return SameText(Entry->FName, Name); });
+        ParamsList, [&](const TZUParamObject* Entry) { return Names.Same(Entry->FName, Name); });
     return Found == ParamsList.end() ? -1 : static_cast<int>(Found - ParamsList.begin());
 }
 
@@ -189,10 +188,7 @@ void TParamsList::ToStrings(TStrings* DestList, std::u16string_view Delimer, boo
     const auto Guard = Locked();
     if (ClearBeforeStore) DestList->Clear();
     for (const TZUParamObject* const Entry : ParamsList) {
-        std::u16string Line = Entry->FName;
-        Line += Delimer;
-        Line += Entry->FValue;
-        DestList->Add(Line);
+        DestList->Add(Entry->FName + Delimer + Entry->FValue);
     }
 }
 
@@ -205,7 +201,7 @@ std::u16string TParamsList::GetAsString() const {
     Result.reserve(Size);
     for (const TZUParamObject* const Entry : ParamsList) {
         if (Entry != ParamsList.front()) Result += u"\r\n";
-        Result += Entry->FName.Text();
+        Result += Entry->FName;
         Result += u'=';
         Result += Entry->FValue;
     }

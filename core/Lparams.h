@@ -57,7 +57,7 @@ public:
     void SetPLValueByIndex(int Index, std::u16string_view Value);
     /// @throws EParamsList "Error name index: %d in Params."
     [[nodiscard]] std::u16string GetPLName(int Index) const;
-    /// First entry of that name ignoring the case of A to Z, by insertion order, or -1. No lock.
+    /// First entry of that name by insertion order, or -1; names compare as in look-ups by name. No lock.
     [[nodiscard]] int GetPLNameIndex(std::u16string_view Name) const;
     /// By insertion order; null out of range; the list's own. No lock.
     [[nodiscard]] TZUParamObject* GetParamObject(int Index) const;
@@ -113,7 +113,7 @@ public:
     bool SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount) override;
 
 private:
-    [[nodiscard]] std::u16string Filtered(const TZUParamObject& Entry) const;
+    [[nodiscard]] std::u16string Filtered(std::u16string_view Name, std::u16string Value) const;
     [[nodiscard]] std::vector<std::pair<std::u16string, std::u16string>> Entries() const;
 
     TKXThreadSafetyClass FLock;              // outlives the entries, which may be freed under it

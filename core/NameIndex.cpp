@@ -2,37 +2,46 @@
 
 #include "host/StringHelpers.h"
 
+#include <cstddef>
+
 namespace zutools {
 
 namespace {
+
 constexpr std::size_t SmallTable = 256; // slots
 } // namespace
 
-TZUItemName& TZUItemName::operator=(std::u16string Text) {
+TZUItemName& TZUItemName::operator=(std::u16string_view Text) {
+    if (FText == Text) return *this;
     if (FIndex != nullptr) FIndex->Invalidate();
-    FText = std::move(Text);
+    FText = Text;
     return *this;
 }
 
 void TNameIndex::Reset(const TNameMatch& Match) {
-    for (TSlot& Slot : FSlots) Slot = TSlot{};
+    FSlots.clear();
+    FTable = false;
     FUsed = 0;
     FComplex = 0;
     FMatch = &Match;
 }
 
-bool TNameIndex::Enter(TZUItemName& Name, TObject& Item, int Position) {
+bool TNameIndex::Enter(TZUItemName& Name, TObject& Item, int Position, TNameMatch::THash Hash) {
     if (Name.FIndex != nullptr && Name.FIndex != this) return false;
-    // Small tables are kept emptier: they cost little, and a probe too many is much of a short look-up.
-    if ((FUsed + 1) * (FSlots.size() <= SmallTable ? 4 : 2) > FSlots.size()) Grow();
-    const TNameMatch::THash Hash = FMatch->Hash(Name.FText);
+    if (!FTable && FSlots.size() < Few) {
+        if (FSlots.empty()) FSlots.reserve(16);
+        FSlots.insert(FSlots.begin() + Position, {Hash.Value, &Name});
+    } else {
+        // Small tables are kept emptier: they cost little, and a probe too many is much of a short look-up.
+        if (!FTable || (FUsed + 1) * (FSlots.size() <= SmallTable ? 4 : 2) > FSlots.size()) Grow();
+        Place({Hash.Value, &Name});
+        ++FUsed;
+    }
     Name.FIndex = this;
     Name.FItem = &Item;
     Name.FHash = Hash.Value;
     Name.FSimple = Hash.Simple;
     RememberPosition(Name, Position);
-    Place({Hash.Value, &Name});
-    ++FUsed;
     if (!Hash.Simple) ++FComplex;
     return true;
 }
@@ -44,17 +53,24 @@ void TNameIndex::Place(TSlot Slot) {
 }
 
 void TNameIndex::Grow() {
-    std::vector<TSlot> Old(FSlots.empty() ? 16 : FSlots.size() * 2);
+    std::vector<TSlot> Old(FTable ? FSlots.size() * 2 : Few * 8);
     Old.swap(FSlots);
+    if (!FTable) FUsed = Old.size();
+    FTable = true;
     for (const TSlot& Slot : Old)
         if (Slot.Name != nullptr) Place(Slot);
 }
 
-void TNameIndex::Leave(TZUItemName& Name) {
+void TNameIndex::Leave(TZUItemName& Name, int Position) {
     if (Name.FIndex != this) return;
     Name.FIndex = nullptr;
     Name.FItem = nullptr;
     if (FMatch == nullptr) return;
+    if (!Name.FSimple) --FComplex;
+    if (!FTable) {
+        FSlots.erase(FSlots.begin() + Position);
+        return;
+    }
 
     std::size_t Hole = Home(Name.FHash);
     while (FSlots[Hole].Name != &Name) Hole = Next(Hole);
@@ -67,20 +83,26 @@ void TNameIndex::Leave(TZUItemName& Name) {
     }
     FSlots[Hole] = TSlot{};
     --FUsed;
-    if (!Name.FSimple) --FComplex;
 }
 
-TNameIndex::TFound TNameIndex::Find(std::u16string_view Name) const {
-    if (FUsed == 0) return {TAnswer::Absent};
-    const TNameMatch::THash Hash = FMatch->Hash(Name);
-    for (std::size_t At = Home(Hash.Value); FSlots[At].Name != nullptr; At = Next(At)) {
-        const TZUItemName& Candidate = *FSlots[At].Name;
-        if (FSlots[At].Hash != Hash.Value || Candidate.FSimple != Hash.Simple) continue;
-        // Complex names spelled alike are the same; spelled differently they may be too, which the order
-        // tells.
-        if (SameUnits(Candidate.FText, Name) || (Hash.Simple && FMatch->SameSimple(Candidate.FText, Name)))
-            return {TAnswer::Found, &Candidate};
-    }
+// Complex names spelled alike are the same; spelled differently they may be too, which the order tells.
+inline bool TNameIndex::Is(const TSlot& Slot, std::u16string_view Name, TNameMatch::THash Hash) const {
+    const TZUItemName& Candidate = *Slot.Name;
+    return Candidate.FSimple == Hash.Simple &&
+           (SameUnits(Candidate.FText, Name) || (Hash.Simple && FMatch->SameSimple(Candidate.FText, Name)));
+}
+
+TNameIndex::TFound TNameIndex::FindAmongFew(std::u16string_view Name, TNameMatch::THash Hash) const {
+    for (const TSlot& Slot : FSlots)
+        if (Slot.Hash == Hash.Value && Is(Slot, Name, Hash))
+            return {TAnswer::Found, Slot.Name, static_cast<int>(&Slot - FSlots.data())};
+    return {Hash.Simple && FComplex == 0 ? TAnswer::Absent : TAnswer::AskTheOrder};
+}
+
+TNameIndex::TFound TNameIndex::FindInTable(std::u16string_view Name, TNameMatch::THash Hash) const {
+    for (std::size_t At = Home(Hash.Value); FSlots[At].Name != nullptr; At = Next(At))
+        if (FSlots[At].Hash == Hash.Value && Is(FSlots[At], Name, Hash))
+            return {TAnswer::Found, FSlots[At].Name};
     return {Hash.Simple && FComplex == 0 ? TAnswer::Absent : TAnswer::AskTheOrder};
 }
 

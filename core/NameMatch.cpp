@@ -36,8 +36,9 @@ public:
         return Compare({&Left, 1}, {&Right, 1});
     }
 
-    /// Counts as a letter of its own for the order: not skipped, not a mere accent, not weighed after all
-    /// letters as hyphens are on Windows. What orders inside "0" to "9" and not before "a" is refused too.
+    /// The character has a weight of its own among letters. A letter does: "k0" stands behind "9". A
+    /// character that the collation skips does not: skipped, it leaves "0", which stands before "9". Neither
+    /// does an accent, nor a hyphen on Windows, which is weighed after all letters.
     [[nodiscard]] bool HasLetterWeight(char16_t Character) const {
         return Compare(Text(Character, u'0'), u"9") > 0 || Compare(Text(Character, u'9'), u"0") < 0 ||
                Compare(Text(Character, u'z'), u"a") < 0;
@@ -88,7 +89,8 @@ TWord Load(const char16_t* At) {
     return Word;
 }
 
-/// Up to three characters, some of them twice: texts of one length that differ give words that do.
+/// A word of up to three characters: the first, the middle and the last one, so "ab" gives a, b, b. Two texts
+/// of one length give two words when they differ.
 TWord LoadShort(std::u16string_view Name) {
     TLanes Lanes;
     Lanes.fill(Padding);

@@ -51,16 +51,27 @@ int TObjectList::Add(TObject* Item) {
 void TObjectList::Insert(int Index, TObject* Item) {
     if (Index < 0 || Index > Count()) FailIndex(Index);
     CheckItem(Item);
+    if (FItems.size() == FItems.capacity()) FItems.reserve(std::max<std::size_t>(16, FItems.size() * 2));
     FItems.insert(FItems.begin() + Index, Item);
-    ItemInserted(Index);
-    Notify(Item, TListNotification::lnAdded);
+    try {
+        ItemInserted(Index);
+        Notify(Item, TListNotification::lnAdded);
+    } catch (...) {
+        if (const int Place = IndexOf(Item); Place >= 0) TakeOut(Place); // Notify may have moved it
+        throw;
+    }
+}
+
+void TObjectList::TakeOut(int Index) {
+    TObject* const Item = At(Index);
+    FItems.erase(FItems.begin() + Index); // first of all: what follows may come back to this list
+    ItemRemoved(Item, Index);
 }
 
 void TObjectList::Delete(int Index) {
     TObject* const Item = Items(Index);
-    FItems.erase(FItems.begin() + Index); // first of all: what follows may come back to this list
     const std::unique_ptr<TObject> Owned(OwnsObjects ? Item : nullptr);
-    ItemRemoved(Item);
+    TakeOut(Index);
     Notify(Item, TListNotification::lnDeleted);
 }
 
@@ -71,6 +82,6 @@ void TObjectList::Clear() {
 void TObjectList::Notify(TObject* /*Item*/, TListNotification /*Action*/) {}
 void TObjectList::CheckItem(TObject* /*Item*/) const {}
 void TObjectList::ItemInserted(int /*Index*/) {}
-void TObjectList::ItemRemoved(TObject* /*Item*/) {}
+void TObjectList::ItemRemoved(TObject* /*Item*/, int /*Index*/) {}
 
 } // namespace zutools

@@ -37,8 +37,8 @@ public:
     /// Appends; the position. May raise what Insert raises.
     int Add(TObject* Item);
     /// @throws Exception "List index out of bounds (%d)" when `Index` is not 0 to Count.
-    /// @throws EIObjectError when this list cannot hold an object of that class; the object stays the
-    /// caller's.
+    /// @throws EIObjectError when this list cannot hold an object of that class, and what Notify raises. The
+    /// list is as it was then, and the object stays the caller's.
     void Insert(int Index, TObject* Item);
     /// Takes the item out, notifies, then frees it when it is owned. @throws Exception as Items does.
     void Delete(int Index);
@@ -52,12 +52,14 @@ protected:
     virtual void CheckItem(TObject* Item) const;
     /// The list's own bookkeeping, apart from Notify so that an override of that cannot lose it.
     virtual void ItemInserted(int Index);
-    virtual void ItemRemoved(TObject* Item);
+    virtual void ItemRemoved(TObject* Item, int Index);
 
     /// An item whose index is known to be good.
     [[nodiscard]] TObject* At(int Index) const { return FItems[static_cast<std::size_t>(Index)]; }
 
 private:
+    void TakeOut(int Index);
+
     std::vector<TObject*> FItems;
 };
 

@@ -201,7 +201,9 @@ public:
     bool CaseSensitivity = false;
 
     /// AddElement, FindElementIndex and FindElement with the name as it is, without a variant around it.
-    TObject* FindForAdd(std::u16string_view Name, int& Index) const;
+    TObject* FindForAdd(std::u16string_view Name, int& Index) const {
+        return FindForAdd(Name, Index, nullptr);
+    }
     [[nodiscard]] int FindNameIndex(std::u16string_view Name) const;
     [[nodiscard]] TObject* FindName(std::u16string_view Name) const;
 
@@ -215,28 +217,32 @@ protected:
     template <class TItem, class TMake>
     TItem& FindOrInsert(std::u16string_view Name, int& Index, const TMake& Make) {
         RefreshIndex();
-        if (TObject* const Item = FindForAdd(Name, Index)) return static_cast<TItem&>(*Item);
+        TNameMatch::THash Hash;
+        if (TObject* const Item = FindForAdd(Name, Index, &Hash)) return static_cast<TItem&>(*Item);
         std::unique_ptr<TItem> Fresh = Make();
         NameOf(*Fresh) = Name;
-        InsertFound(Index, Fresh.get());
+        InsertFound(Index, *Fresh, Hash);
         return *Fresh.release();
     }
     void ItemInserted(int Index) override;
-    void ItemRemoved(TObject* Item) override;
+    void ItemRemoved(TObject* Item, int Index) override;
 
 private:
+    TObject* FindForAdd(std::u16string_view Name, int& Index, TNameMatch::THash* Hash) const;
+    [[nodiscard]] int PlaceFor(std::u16string_view Name) const;
     [[nodiscard]] const TNameMatch& Match() const { return UserNameMatch(CaseSensitivity); }
     [[nodiscard]] TZUItemName& NameAt(int Index) const { return NameOf(*At(Index)); }
     [[nodiscard]] bool InOrder(int Left, int Right) const;
+    [[nodiscard]] bool IndexAnswers() const;
     [[nodiscard]] TNameIndex::TFound AskIndex(std::u16string_view Name) const;
-    [[nodiscard]] int PositionOf(const TZUItemName& Name) const;
+    [[nodiscard]] int PositionOf(const TNameIndex::TFound& Found) const;
     [[nodiscard]] int SearchOrder(std::u16string_view Name) const;
     void RefreshIndex();
-    void InsertFound(int Index, TObject* Item);
+    void InsertFound(int Index, TObject& Item, TNameMatch::THash Hash);
 
     TNameIndex FIndex;
-    const TNameMatch* FBrokenFor = nullptr; // found out of its order: not looked through again
-    bool FPlaceKnown = false;               // the item that is being inserted was looked up just now
+    const TNameMatch* FBrokenFor = nullptr;       // found out of its order: not looked through again
+    const TNameMatch::THash* FLookedUp = nullptr; // of the item that is being inserted, if its place is sure
 };
 
 /// An object under a name. `DelObject`: 0 the list's FlagDestroyObject decides, 1 the list frees `Data`, 2

@@ -13,26 +13,54 @@ TZUNameSortedList::TZUNameSortedList() {
 
 // The index answers only where its answer is that of the search over the order: names that rise strictly
 // under the class's own comparison. There no two names are equal, and any search finds the one that is.
-inline TNameIndex::TFound TZUNameSortedList::AskIndex(std::u16string_view Name) const {
-    if (MethodID != midBinary || !FIndex.ValidFor(CaseSensitivity)) return {};
-    return FIndex.Find(Name);
+inline bool TZUNameSortedList::IndexAnswers() const {
+    return MethodID == midBinary && FIndex.ValidFor(CaseSensitivity);
 }
 
-TObject* TZUNameSortedList::FindForAdd(std::u16string_view Name, int& Index) const {
+inline TNameIndex::TFound TZUNameSortedList::AskIndex(std::u16string_view Name) const {
+    if (!IndexAnswers()) return {};
+    return FIndex.Find(Name, FIndex.Hash(Name));
+}
+
+TObject* TZUNameSortedList::FindForAdd(std::u16string_view Name, int& Index, TNameMatch::THash* Hash) const {
     if (!OwnCompare()) return AddElement(TKXVariant(Name), Index);
-    const TNameIndex::TFound Found = AskIndex(Name);
-    if (Found.Answer == TNameIndex::TAnswer::Found) {
-        Index = PositionOf(*Found.Name);
-        return TNameIndex::ItemOf(*Found.Name);
+    if (IndexAnswers()) {
+        const TNameMatch::THash Asked = FIndex.Hash(Name);
+        if (Hash != nullptr) *Hash = Asked;
+        const TNameIndex::TFound Found = FIndex.Find(Name, Asked);
+        if (Found.Answer == TNameIndex::TAnswer::Found) {
+            Index = PositionOf(Found);
+            return TNameIndex::ItemOf(*Found.Name);
+        }
+        if (Found.Answer == TNameIndex::TAnswer::Absent) {
+            Index = PlaceFor(Name);
+            return nullptr;
+        }
     }
     const TNameMatch& Names = Match();
     return LookUpForAdd([&](TObject* Item) { return Names.Compare(NameOf(*Item), Name); }, Index);
 }
 
+// The place of a name that is known to be absent.
+int TZUNameSortedList::PlaceFor(std::u16string_view Name) const {
+    const TNameMatch& Names = FIndex.Match();
+    int Low = 0;
+    int High = Count();
+    while (Low < High) {
+        const int Middle = Low + (High - Low) / 2;
+        const TZUItemName* const Known = FIndex.NameAt(Middle);
+        if (Names.Compare(Known != nullptr ? *Known : NameAt(Middle), Name) < 0)
+            Low = Middle + 1;
+        else
+            High = Middle;
+    }
+    return Low;
+}
+
 int TZUNameSortedList::FindNameIndex(std::u16string_view Name) const {
     if (!OwnCompare()) return FindElementIndex(TKXVariant(Name));
     const TNameIndex::TFound Found = AskIndex(Name);
-    if (Found.Answer == TNameIndex::TAnswer::Found) return PositionOf(*Found.Name);
+    if (Found.Answer == TNameIndex::TAnswer::Found) return PositionOf(Found);
     if (Found.Answer == TNameIndex::TAnswer::Absent) return -1;
     return SearchOrder(Name);
 }
@@ -52,7 +80,9 @@ int TZUNameSortedList::SearchOrder(std::u16string_view Name) const {
 }
 
 // The remembered position is right unless items came or went before it; then the order tells the new one.
-int TZUNameSortedList::PositionOf(const TZUItemName& Name) const {
+int TZUNameSortedList::PositionOf(const TNameIndex::TFound& Found) const {
+    if (Found.Position >= 0) return Found.Position;
+    const TZUItemName& Name = *Found.Name;
     const int Remembered = TNameIndex::PositionOf(Name);
     const TObject* const Item = TNameIndex::ItemOf(Name);
     if (Remembered < Count() && At(Remembered) == Item) return Remembered;
@@ -68,45 +98,51 @@ bool TZUNameSortedList::InOrder(int Left, int Right) const {
 }
 
 void TZUNameSortedList::RefreshIndex() {
-    if (MethodID != midBinary || FIndex.ValidFor(Match()) || FBrokenFor == &Match()) return;
+    if (MethodID != midBinary || IndexAnswers() || FBrokenFor == &Match()) return;
     bool Sound = true;
     for (int Index = 0; Sound && Index < Count(); ++Index) Sound = InOrder(Index - 1, Index);
     if (Sound) FIndex.Reset(Match());
     for (int Index = 0; Sound && Index < Count(); ++Index)
-        Sound = FIndex.Enter(NameAt(Index), *At(Index), Index);
+        Sound = FIndex.Enter(NameAt(Index), *At(Index), Index, FIndex.Hash(NameAt(Index)));
     if (Sound) return;
     FIndex.Invalidate();
     FBrokenFor = &Match();
 }
 
-void TZUNameSortedList::InsertFound(int Index, TObject* Item) {
-    // With a valid index the search that gave the place was over a strict order, and keeps it so.
-    FPlaceKnown = OwnCompare() && MethodID == midBinary && FIndex.ValidFor(Match());
+void TZUNameSortedList::InsertFound(int Index, TObject& Item, TNameMatch::THash Hash) {
+    // A valid index means that the names rise strictly. Then the place that was looked up keeps them so, and
+    // ItemInserted need not compare the item with its neighbours.
+    if (OwnCompare() && IndexAnswers()) FLookedUp = &Hash;
     try {
-        Insert(Index, Item);
+        Insert(Index, &Item);
     } catch (...) {
-        FPlaceKnown = false;
+        FLookedUp = nullptr;
         throw;
     }
-    FPlaceKnown = false;
+    FLookedUp = nullptr;
 }
 
 void TZUNameSortedList::ItemInserted(int Index) {
-    const bool PlaceKnown = FPlaceKnown;
-    FPlaceKnown = false; // what Notify inserts is another matter
+    const TNameMatch::THash* const LookedUp = std::exchange(FLookedUp, nullptr); // Notify may insert too
     if (Count() == 1) {
         FBrokenFor = nullptr;
-        FIndex.Reset(Match());
+        if (LookedUp == nullptr) FIndex.Reset(Match());
     }
-    if (FIndex.ValidFor(Match()) && MethodID == midBinary &&
-        (PlaceKnown || (InOrder(Index - 1, Index) && InOrder(Index, Index + 1))) &&
-        FIndex.Enter(NameAt(Index), *At(Index), Index))
+    if (!IndexAnswers()) {
+        FIndex.Invalidate();
         return;
-    FIndex.Invalidate();
+    }
+    if (LookedUp == nullptr && !(InOrder(Index - 1, Index) && InOrder(Index, Index + 1))) {
+        FIndex.Invalidate();
+        return;
+    }
+    TZUItemName& Name = NameAt(Index);
+    if (!FIndex.Enter(Name, *At(Index), Index, LookedUp != nullptr ? *LookedUp : FIndex.Hash(Name)))
+        FIndex.Invalidate();
 }
 
-void TZUNameSortedList::ItemRemoved(TObject* Item) {
-    FIndex.Leave(NameOf(*Item));
+void TZUNameSortedList::ItemRemoved(TObject* Item, int Index) {
+    FIndex.Leave(NameOf(*Item), Index);
 }
 
 // ---- named objects

@@ -11,6 +11,7 @@
 
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <initializer_list>
 #include <span>
@@ -23,11 +24,9 @@ namespace zutools {
 /// One argument: text, integer or float. Borrowed text must outlive the call only.
 class TFormatArg {
 public:
-    TFormatArg(std::u16string_view Value)
-        : FValue(Value) {}
-    TFormatArg(const std::u16string& Value)
-        : FValue(std::u16string_view(Value)) {}
-    TFormatArg(const char16_t* Value)
+    /// A text of any class that reads as one.
+    template <std::convertible_to<std::u16string_view> TText>
+    TFormatArg(const TText& Value)
         : FValue(std::u16string_view(Value)) {}
     TFormatArg(char16_t) = delete; // ambiguous: give a text or an integer
     TFormatArg(bool) = delete;

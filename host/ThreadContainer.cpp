@@ -105,10 +105,10 @@ void TThreadObjects::Add(std::u16string_view Name, std::unique_ptr<TObject> Obje
         Own = &FThreads[ThreadNumber()];
         Remembered = {FNumber, Own};
     }
-    TEntry* Entry = Find(Own, Name);
+    TPlace* Entry = Find(Own, Name);
     if (Entry == nullptr) {
         const auto Free =
-            std::find_if(Own->begin(), Own->end(), [](const TEntry& Each) { return Each.Object == nullptr; });
+            std::find_if(Own->begin(), Own->end(), [](const TPlace& Each) { return Each.Object == nullptr; });
         Entry = Free != Own->end() ? &*Free : &Own->emplace_back();
         Entry->Name = Name;
     }
@@ -116,17 +116,17 @@ void TThreadObjects::Add(std::u16string_view Name, std::unique_ptr<TObject> Obje
     Entry->Object.swap(Object);
 }
 
-TThreadObjects::TEntry* TThreadObjects::Find(TNamed* Own, std::u16string_view Name) {
+TThreadObjects::TPlace* TThreadObjects::Find(TNamed* Own, std::u16string_view Name) {
     if (Own == nullptr) return nullptr;
-    for (TEntry& Entry : *Own)
+    for (TPlace& Entry : *Own)
         if (SameUnits(Entry.Name, Name)) return &Entry;
-    for (TEntry& Entry : *Own)
+    for (TPlace& Entry : *Own)
         if (SameText(Entry.Name, Name)) return &Entry;
     return nullptr;
 }
 
 TObject* TThreadObjects::Get(std::u16string_view Name) const {
-    const TEntry* const Entry = Find(FindOwn(), Name);
+    const TPlace* const Entry = Find(FindOwn(), Name);
     return Entry == nullptr ? nullptr : Entry->Object.get();
 }
 
@@ -135,7 +135,7 @@ void TThreadObjects::Remove(std::u16string_view Name) {
 }
 
 std::unique_ptr<TObject> TThreadObjects::Take(std::u16string_view Name) {
-    TEntry* const Entry = Find(FindOwn(), Name);
+    TPlace* const Entry = Find(FindOwn(), Name);
     return Entry == nullptr ? nullptr : std::move(Entry->Object);
 }
 

@@ -77,19 +77,20 @@ public:
     void Clear();
 
 private:
-    // A few at a time, looked through one by one. An entry without an object is free, and keeps its name for
-    // the objects that come and go under one name with every call.
-    struct TEntry {
+    // A thread has a few objects, which are looked through one by one. When an object goes, its place stays
+    // with the name: many objects come and go under one name with every call.
+    struct TPlace {
         std::u16string Name;
         std::unique_ptr<TObject> Object;
     };
-    using TNamed = std::vector<TEntry>;
+    using TNamed = std::vector<TPlace>;
 
-    [[nodiscard]] static TEntry* Find(TNamed* Own, std::u16string_view Name);
+    [[nodiscard]] static TPlace* Find(TNamed* Own, std::u16string_view Name);
     [[nodiscard]] TNamed* FindOwn() const;
 
-    const std::uint64_t
-        FNumber; // never given twice, so that a thread's memory of a dead container fits no other
+    // Every container has a number of its own. A thread remembers its objects by the number: an address
+    // may come back with another container, a number does not.
+    const std::uint64_t FNumber;
     mutable std::mutex FMutex; // guards the map; what it holds for a thread is touched by that thread only
     mutable std::unordered_map<std::uint64_t, TNamed> FThreads;
 };

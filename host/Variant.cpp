@@ -191,6 +191,10 @@ TKXVariant PointerAsLVar(TObject* Object) {
     return TKXVariant::Object(Object);
 }
 
+std::int64_t TKXVariant::FailTooLarge(std::uint64_t Value) {
+    throw EVariantError(u"Cannot convert " + platform::Utf8ToUtf16(std::to_string(Value)) + u" to Int64");
+}
+
 void TKXVariant::Fail(std::u16string_view Wanted) const {
     std::u16string Shown(VariantKindName(FKind));
     // An object is not looked at: the reference may be all that is left of it.

@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -42,6 +43,12 @@ struct TDateTime {
     friend bool operator==(const TDateTime&, const TDateTime&) = default;
 };
 
+/// The integer types beside `int`, `std::int64_t`, the booleans and the characters.
+template <class T>
+concept TOtherInteger = std::integral<T> && !std::same_as<T, int> && !std::same_as<T, std::int64_t> &&
+                        !std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> &&
+                        !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
+
 class TKXVariant {
 public:
     TKXVariant() = default; // null
@@ -70,6 +77,17 @@ public:
         : TKXVariant(std::u16string(Value)) {}
     TKXVariant(const char16_t* Value)
         : TKXVariant(std::u16string(Value)) {}
+    /// A text of another class that reads as one.
+    template <std::convertible_to<std::u16string_view> TText>
+    TKXVariant(const TText& Value)
+        : TKXVariant(std::u16string_view(Value)) {}
+    /// Any other integer: an Integer when every value of its type fits one, else an Int64.
+    /// @throws EVariantError when it is greater than an Int64 can be.
+    template <TOtherInteger TInteger>
+    TKXVariant(TInteger Value)
+        : FKind(sizeof(TInteger) < sizeof(std::int32_t) ? TVariantKind::vkInteger : TVariantKind::vkInt64)
+        , FValue(std::in_range<std::int64_t>(Value) ? static_cast<std::int64_t>(Value)
+                                                    : FailTooLarge(static_cast<std::uint64_t>(Value))) {}
     TKXVariant(const void*) = delete; // a pointer must not turn into a boolean: use PointerAsLVar
     [[nodiscard]] static TKXVariant AnsiString(std::string Value);
     [[nodiscard]] static TKXVariant AnsiChar(char Value);
@@ -127,6 +145,7 @@ private:
         , FValue(std::move(Value)) {}
 
     [[noreturn]] void Fail(std::u16string_view Wanted) const;
+    [[noreturn]] static std::int64_t FailTooLarge(std::uint64_t Value);
     [[nodiscard]] std::int64_t Ordinal() const { return std::get<std::int64_t>(FValue); }
     [[nodiscard]] double Float() const { return std::get<double>(FValue); }
     [[nodiscard]] bool IsText() const;

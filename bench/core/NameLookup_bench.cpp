@@ -2,12 +2,16 @@
 // locale, case ignored. Both hold the same names; the names asked for are other strings than those stored, in
 // random order, and in the "other case" rows other in case too. The last column of the table is how many
 // times as fast the list is.
+//
+// A second table fills a list and asks for every name once, beside a sorted vector of the same three texts an
+// entry that is searched with the list's own comparison; and it gives a listed name the text that it has.
 
 #include "bench/support/Ratio.h"
 #include "core/Zuslist.h"
 
 #include <unicode/ucol.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -157,6 +161,110 @@ void Register(const TAlphabet& Alphabet, std::size_t Size, TAsk Ask, const char*
           [](const TCase& Case, const std::u16string& Name) { return Case.List.GetParamIndex(Name); });
 }
 
+// ---- filled and asked once
+
+/// What one writes without a list: entries in a vector, kept in order by the comparison of the lists.
+class TSortedVector {
+public:
+    void AddParam(std::u16string_view Name, std::u16string_view Value) {
+        const auto Place = PlaceOf(Name);
+        if (IsAt(Place, Name)) {
+            Place->Value = Value;
+        } else {
+            FEntries.insert(Place, {std::u16string(Name), std::u16string(Value), std::u16string(Value)});
+        }
+    }
+    const std::u16string* Value(std::u16string_view Name) {
+        const auto Place = PlaceOf(Name);
+        return IsAt(Place, Name) ? &Place->Value : nullptr;
+    }
+
+private:
+    struct TParam {
+        std::u16string Name, Value, InitValue;
+    };
+    using TPlace = std::vector<TParam>::iterator;
+    TPlace PlaceOf(std::u16string_view Name) {
+        return std::lower_bound(FEntries.begin(), FEntries.end(), Name,
+                                [this](const TParam& Entry, std::u16string_view Sought) {
+                                    return FMatch.Compare(Entry.Name, Sought) < 0;
+                                });
+    }
+    bool IsAt(TPlace Place, std::u16string_view Name) {
+        return Place != FEntries.end() && FMatch.Compare(Place->Name, Name) == 0;
+    }
+
+    const TNameMatch& FMatch = UserNameMatch(false);
+    std::vector<TParam> FEntries;
+};
+
+const TNames ShortNames = {u"Custom", u"Order",  u"Item",   u"Price", u"Date",
+                           u"Name",   u"Adress", u"Number", u"Total", u"Page"};
+
+TNames NamesToFill(std::size_t Size, bool Short) {
+    return Short ? ShortNames : MakeNames({"field", {}}, Size);
+}
+
+template <class TList>
+void FillAndAsk(benchmark::State& State, std::size_t Size, bool Short) {
+    const TNames Names = NamesToFill(Size, Short);
+    TNames Asked = Names;
+    std::shuffle(Asked.begin(), Asked.end(), std::mt19937(3));
+    for (auto _ : State) {
+        TList List;
+        for (const std::u16string& Name : Names) List.AddParam(Name, u"value");
+        for (const std::u16string& Name : Asked) benchmark::DoNotOptimize(List.Value(Name).data());
+    }
+}
+/// The vector answers by address.
+struct TAskedVector : TSortedVector {
+    const std::u16string& Value(std::u16string_view Name) { return *TSortedVector::Value(Name); }
+};
+
+void Rename(benchmark::State& State) {
+    const TNames Names = MakeNames({"field", {}}, 1000);
+    TZUSortedParams List;
+    for (const std::u16string& Name : Names) List.AddParam(Name, u"value");
+    TZUParamObject& Param = *List.FindParam(Names[5]);
+    for (auto _ : State) {
+        Param.FName = Names[5];
+        List.AddParam(Names[6], u"value"); // looks the order through if it may have changed
+    }
+}
+
+struct TFilling {
+    const char* Name;
+    std::size_t Size;
+    bool Short;
+};
+constexpr TFilling Fillings[] = {
+    {"10 short", 10, true}, {"10", 10, false}, {"60", 60, false}, {"100", 100, false}, {"1000", 1000, false}};
+
+void RegisterFillings() {
+    const auto Enter = [](const std::string& Name, auto Work) {
+        benchmark::RegisterBenchmark(Name.c_str(), Work)->MinTime(0.05)->Repetitions(5);
+    };
+    for (const TFilling& Each : Fillings) {
+        Enter(std::string("vector fill ") + Each.Name,
+              [Each](benchmark::State& State) { FillAndAsk<TAskedVector>(State, Each.Size, Each.Short); });
+        Enter(std::string("list fill ") + Each.Name,
+              [Each](benchmark::State& State) { FillAndAsk<TZUSortedParams>(State, Each.Size, Each.Short); });
+    }
+    Enter("rename to the same", Rename);
+}
+
+void PrintFillings(const TRatioReporter& Reporter) {
+    std::printf("\n%-24s %11s %11s %11s\n", "filled, each asked once", "vector ns", "list ns", "list/vector");
+    for (const TFilling& Each : Fillings) {
+        const double Vector = Reporter.Best(std::string("vector fill ") + Each.Name);
+        const double List = Reporter.Best(std::string("list fill ") + Each.Name);
+        if (Vector == 0 || List == 0) continue;
+        std::printf("%-24s %11.0f %11.0f %11.2f\n", Each.Name, Vector, List, List / Vector);
+    }
+    if (const double Same = Reporter.Best("rename to the same"); Same != 0)
+        std::printf("a name of 1000 given the text that it has, then one added: %.0f ns\n", Same);
+}
+
 void PrintTable(const TRatioReporter& Reporter) {
     std::printf("\n%-10s %7s  %-10s %9s %9s %9s %9s %9s\n", "names", "entries", "asked for", "map ns",
                 "Value ns", "Index ns", "map/Value", "map/Index");
@@ -182,8 +290,10 @@ int main(int Count, char** Arguments) {
     for (const TAlphabet& Alphabet : Alphabets())
         for (const std::size_t Size : Sizes)
             for (const auto& Ask : Asks) Register(Alphabet, Size, Ask.Ask, Ask.Name);
+    RegisterFillings();
     TRatioReporter Reporter;
     benchmark::RunSpecifiedBenchmarks(&Reporter);
     PrintTable(Reporter);
+    PrintFillings(Reporter);
     return 0;
 }

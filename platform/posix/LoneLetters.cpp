@@ -68,8 +68,9 @@ TLoneLetters::TLoneLetters(const UCollator* Collator)
     const std::string Plain = SortKeyOf(Collator, u"a");
     FWithoutAccents = Plain.substr(Plain.find(LevelEnd));
 
-    // A text without one character of a sequence does not hold the sequence. That of most sequences is left
-    // out: the sign that follows many letters, rather than the letters.
+    // Characters that are weighed together must not count as lone letters. It is enough to leave out one
+    // character of every sequence, since a text without it cannot hold the sequence. Of "l" and a middle dot
+    // the dot is left out: it occurs in most sequences, and the letters stay usable.
     std::unordered_map<char16_t, int> Uses;
     FTogether.ForEachSequence([&](std::u16string_view Sequence) {
         for (const char16_t Unit : Sequence) ++Uses[Unit];
@@ -99,7 +100,8 @@ bool TLoneLetters::Has(char16_t Character) const {
            LettersOf(Character) == LettersOf(Whole[0]);
 }
 
-/// One weight, that of a letter without accents, which takes nothing from its neighbours.
+/// The collation gives the character one weight, without an accent: "e", but not "\u00E9" or "\u00E6". The
+/// character does not join the one before it either.
 bool TLoneLetters::IsPlain(char16_t Character) const {
     if (FTogether.Expands(Character) || !unorm2_hasBoundaryBefore(FCompose, Character)) return false;
     UErrorCode Status = U_ZERO_ERROR;

@@ -62,6 +62,9 @@ TEST(ParamsList, AddsAndReadsByNameAndIndex) {
     EXPECT_EQ(List.GetPLValueByName(u"A"), u"3");
     EXPECT_EQ(List.GetPLNameIndex(u"A"), 1);
     EXPECT_EQ(List.GetPLNameIndex(u"c"), -1);
+    TParamsList Cyrillic;
+    Fill(Cyrillic, u"x=1\r\n\u0446\u0415\u043D\u0430=2");
+    EXPECT_EQ(Cyrillic.GetPLNameIndex(u"\u0426\u0435\u043D\u0430"), 1) << "case of every alphabet";
     List.SetPLValueByIndex(1, u"5");
     EXPECT_EQ(List.Value(u"a"), u"5");
     EXPECT_EQ(List.GetDebugInfo(), u"Number elements: 2");
@@ -111,7 +114,8 @@ TEST(ParamsList, EventsVetoStoresAndBlankReads) {
     EXPECT_EQ(List.GetPLValueByName(u"OLD"), u"");
     EXPECT_EQ(List.GetPLValueByIndex(0), u"");
     EXPECT_EQ(List.GetPLValueByName(u"none"), u"");
-    EXPECT_EQ(Seen, (std::vector<std::u16string>{u"old=2", u"old=2"}));
+    EXPECT_EQ(Seen, (std::vector<std::u16string>{u"OLD=2", u"old=2"}))
+        << "by name the name that was asked for";
     EXPECT_EQ(List.GetAsString(), u"old=2") << "the text form asks no event";
 }
 

@@ -1,6 +1,7 @@
 #include "core/Zuslist.h"
 
 #include "host/Exception.h"
+#include "host/Format.h"
 #include "host/Strings.h"
 #include "tests/core/Probe.h"
 
@@ -584,6 +585,38 @@ TEST(SortedVariantParams, ClearsTheValueOfAnEntryThatLeaves) {
     List.Add(&Item);
     List.RemoveParam(u"a");
     EXPECT_TRUE(Item.Value.IsNull());
+}
+
+TEST(ObjectList, AnErrorOfNotifyLeavesTheListAsItWas) {
+    struct TPicky : TZUSortedParams {
+        bool Refuses = false;
+        void Notify(TObject* Item, TListNotification Action) override {
+            if (Refuses && Action == TListNotification::lnAdded) throw Exception(u"refused");
+            TZUSortedParams::Notify(Item, Action);
+        }
+    } List;
+    List.AddParam(u"b", u"1");
+    List.Refuses = true;
+    EXPECT_THROW(List.AddParam(u"a", u"2"), Exception);
+    EXPECT_EQ(List.AsString(), u"b=1\r\n");
+    EXPECT_EQ(List.GetParamIndex(u"a"), -1);
+    EXPECT_EQ(List.GetParamIndex(u"b"), 0);
+    List.Refuses = false;
+    EXPECT_EQ(List.AddParam(u"A", u"3"), 0);
+    EXPECT_EQ(List.Value(u"a"), u"3");
+}
+
+TEST(ItemName, IsATextForItsReaders) {
+    TZUParamObject Param;
+    Param.FName = u"b";
+    const std::u16string Text = u"b";
+    EXPECT_TRUE(Param.FName == Text && Text == Param.FName && Param.FName == u"b" && u"b" == Param.FName);
+    EXPECT_TRUE(Param.FName == Param.FName && Param.FName != u"c" && Param.FName < u"c" &&
+                u"a" < Param.FName);
+    EXPECT_EQ(u"a" + Param.FName + u"c" + Param.FName, u"abcb");
+    EXPECT_EQ(Param.FName + Text + (Text + Param.FName) + (Param.FName + u'!'), u"bbbbb!");
+    EXPECT_EQ(Format(u"<%s>", {Param.FName}), u"<b>");
+    EXPECT_EQ(TKXVariant(Param.FName), TKXVariant(u"b"));
 }
 
 } // namespace

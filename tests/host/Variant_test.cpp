@@ -159,6 +159,11 @@ TEST(Variant, ConvertsToDatesAndBack) {
         {u"2023-01-01 10:00:00.5", u"Cannot convert String \"2023-01-01 10:00:00.5\" to DateTime"},
         {u"2023-01-01  10:00", u"Cannot convert String \"2023-01-01  10:00\" to DateTime"},
         {u"2023-01-01 10:00x", u"Cannot convert String \"2023-01-01 10:00x\" to DateTime"},
+        {u"10:60", u"Cannot convert String \"10:60\" to DateTime"},
+        {u"2023-01-0110:00", u"Cannot convert String \"2023-01-0110:00\" to DateTime"},
+        {u"202301-01", u"Cannot convert String \"202301-01\" to DateTime"},
+        {u"20", u"Cannot convert String \"20\" to DateTime"},
+        {u"2023-01-01 10:60", u"Cannot convert String \"2023-01-01 10:60\" to DateTime"},
         {u"1.5", u"Cannot convert String \"1.5\" to DateTime"},
         {3000000.0, u"Cannot convert Float \"3000000\" to DateTime"},
         {std::nan(""), u"Cannot convert Float \"nan\" to DateTime"},
@@ -215,6 +220,27 @@ TEST(Variant, EqualityAsksForTheSameKind) {
     EXPECT_EQ(TKXVariant(u"a"), TKXVariant(TText(u"a")));
     EXPECT_FALSE(TKXVariant(1) == TKXVariant(std::int64_t{1}));
     EXPECT_FALSE(TKXVariant(1) == TKXVariant(true));
+}
+
+TEST(Variant, IsMadeOfEveryKindOfInteger) {
+    using TKind = TVariantKind;
+    const struct {
+        TKXVariant Value;
+        TKind Kind;
+        const char16_t* Text;
+    } Rows[] = {
+        {std::int8_t{-1}, TKind::vkInteger, u"-1"},
+        {std::uint16_t{65535}, TKind::vkInteger, u"65535"},
+        {std::uint32_t{4294967295U}, TKind::vkInt64, u"4294967295"},
+        {-5LL, TKind::vkInt64, u"-5"},
+        {std::numeric_limits<std::uint64_t>::max() / 2, TKind::vkInt64, u"9223372036854775807"},
+    };
+    for (const auto& Row : Rows) {
+        EXPECT_EQ(Row.Value.Kind(), Row.Kind);
+        EXPECT_EQ(Row.Value.AsString(), Row.Text);
+    }
+    EXPECT_EQ(Outcome([] { return TKXVariant(std::uint64_t{1} << 63).AsString(); }),
+              u"Cannot convert 9223372036854775808 to Int64");
 }
 
 TEST(Variant, KindCodesAreThoseOfTheScriptInterfaces) {
