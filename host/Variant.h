@@ -7,6 +7,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -85,7 +86,10 @@ public:
     /// @throws EVariantError when it is greater than an Int64 can be.
     template <TOtherInteger TInteger>
     TKXVariant(TInteger Value)
-        : FKind(sizeof(TInteger) < sizeof(std::int32_t) ? TVariantKind::vkInteger : TVariantKind::vkInt64)
+        : FKind(std::in_range<std::int32_t>(std::numeric_limits<TInteger>::min()) &&
+                        std::in_range<std::int32_t>(std::numeric_limits<TInteger>::max())
+                    ? TVariantKind::vkInteger
+                    : TVariantKind::vkInt64)
         , FValue(std::in_range<std::int64_t>(Value) ? static_cast<std::int64_t>(Value)
                                                     : FailTooLarge(static_cast<std::uint64_t>(Value))) {}
     TKXVariant(const void*) = delete; // a pointer must not turn into a boolean: use PointerAsLVar

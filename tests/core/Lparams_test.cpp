@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -232,6 +234,44 @@ TEST_F(ParamsListScript, NamesAndValuesByNameAndIndex) {
     EXPECT_THROW(Get(u"Name", {}), EIObjectError) << "the number of arguments is checked";
     EXPECT_EQ(Get(u"Count", {}), TKXVariant(3));
     EXPECT_EQ(Get(u"DebugInfo", {}), TKXVariant(u"Number elements: 3"));
+}
+
+TEST_F(ParamsListScript, HandlersWaitForTheLockUnlessTheListHasNone) {
+    Fill(FList, u"a=1");
+    TParamsList Other;
+    const std::vector<std::function<void()>> Calls = {
+        [&] { Get(u"Name", {0}); },
+        [&] { Get(u"Index", {u"a"}); },
+        [&] { Get(u"Value", {u"a"}); },
+        [&] { Set(u"Value", {u"a", u"2"}); },
+        [&] { Get(u"Add", {u"a", u"2"}); },
+        [&] { Get(u"Delete", {u"none"}); },
+        [&] { Get(u"LoadString", {u"a=3", u";"}); },
+        [&] { Get(u"LoadParams", {PointerAsLVar(&Other)}); },
+        [&] { Get(u"Any", {}); },
+        [&] { Set(u"a", {u"2"}); },
+    };
+    std::atomic<std::size_t> Begun = 0;
+    std::atomic<std::size_t> Done = 0;
+    {
+        std::vector<std::jthread> Threads;
+        FList.Lock();
+        for (const auto& Call : Calls)
+            Threads.emplace_back([&] {
+                ++Begun;
+                Call();
+                ++Done;
+            });
+        while (Begun < Calls.size()) std::this_thread::yield();
+        for (int Round = 0; Round < 2000; ++Round) std::this_thread::yield();
+        EXPECT_EQ(Done, 0U);
+        FList.UnLock();
+    }
+    EXPECT_EQ(Done, Calls.size());
+    FList.UseCritical = false;
+    FList.Lock(); // nothing
+    std::jthread([&] { Get(u"Add", {u"a", u"4"}); }).join();
+    EXPECT_EQ(FList.Value(u"a"), u"4");
 }
 
 TEST_F(ParamsListScript, WhatAHandlerLockedItUnlocksThoughUseCriticalChanges) {

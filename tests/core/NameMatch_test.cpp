@@ -172,6 +172,21 @@ INSTANTIATE_TEST_SUITE_P(Locales, NameMatchOfLocale,
 
 // The point of the tables: without this every name would be left to the collator, and all of the above would
 // hold.
+// Names of more than sixteen characters are hashed in another loop than short ones.
+TEST(NameMatch, LongAsciiNamesInAnyCaseHaveOneHash) {
+    const TNameMatch& Match = UserNameMatch(false);
+    std::u16string Name;
+    for (char16_t Unit = u'!'; Unit <= u'~'; ++Unit) {
+        Name += Unit;
+        const TNameMatch::THash Hash = Match.Hash(Name);
+        EXPECT_TRUE(Hash.Simple);
+        EXPECT_EQ(Match.Hash(platform::UpperCase(Name)).Value, Hash.Value) << Name.size();
+        EXPECT_EQ(Match.Hash(platform::LowerCase(Name)).Value, Hash.Value) << Name.size();
+        EXPECT_NE(Match.Hash(Name + u"!").Value, Hash.Value) << Name.size();
+    }
+    EXPECT_FALSE(Match.Hash(Name + u"\u0E40").Simple) << "a Thai vowel joins the letter behind it";
+}
+
 TEST(NameMatch, DecidesAboutCommonNames) {
     const TCollator Root("");
     const TNameMatch Match(Root, false);

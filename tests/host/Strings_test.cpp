@@ -99,6 +99,14 @@ TEST(StringList, RefusesIndicesOutside) {
     EXPECT_EQ(LinesOf(List), (TLines{u"a", u"end"}));
 }
 
+TEST(StringList, FindsTheFirstLineOfAnUnsortedList) {
+    TStringList List;
+    Fill(List, {u"b", u"a", u"A", u""});
+    EXPECT_EQ(List.IndexOf(u"A"), 1) << "case is ignored";
+    EXPECT_EQ(List.IndexOf(u""), 3);
+    EXPECT_EQ(List.IndexOf(u"c"), -1);
+}
+
 TEST(StringList, SortedKeepsOrderAndDuplicatesBehind) {
     TStringList List;
     TObject First, Second;

@@ -252,5 +252,23 @@ TEST(Locks, ReadersShareAndRemainAlone) {
     OnOtherThread([&] { const std::shared_lock Shared(ReadWrite); }); // would never end if it excluded
 }
 
+TEST(Locks, AWriterWaitsForReaders) {
+    const TKXThreadRWSafetyClass ReadWrite;
+    std::atomic<bool> Asked = false;
+    std::atomic<bool> Written = false;
+    std::shared_lock Mine(ReadWrite);
+    std::jthread Writer([&] {
+        Asked = true;
+        const std::scoped_lock Scope(ReadWrite);
+        Written = true;
+    });
+    while (!Asked) std::this_thread::yield();
+    for (int Round = 0; Round < 1000; ++Round) std::this_thread::yield();
+    EXPECT_FALSE(Written);
+    Mine.unlock();
+    Writer.join();
+    EXPECT_TRUE(Written);
+}
+
 } // namespace
 } // namespace zutools
