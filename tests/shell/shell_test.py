@@ -540,6 +540,7 @@ class HelperTest(Shell):
 
     def get(self, path):
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
+        self.addCleanup(connection.close)
         connection.request("GET", path)
         answer = connection.getresponse()
         return answer.status, answer.getheader("Content-Type"), answer.read().decode()

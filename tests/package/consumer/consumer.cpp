@@ -5,6 +5,7 @@
 #include "host/ScriptObjects.h"
 #include "package/Version.h"
 #include "package/ZuTools.h"
+#include "pipes/Namepipe.h"
 #include "platform/Text.h"
 #include "templates/Ltemplt.h"
 #include "templates/Ztstmplcache.h"
@@ -58,6 +59,16 @@ int main(int, char** Arguments) {
             Caught = Error.Message() == u"Error tag index: 99.";
         }
         Check(Caught, "an exception did not cross the library's border");
+
+        zutools::TNamedPipeClient Client;
+        Client.PipeName = u"..";
+        Caught = false;
+        try {
+            Client.Establish();
+        } catch (const zutools::ENamedPipeClientException&) {
+            Caught = true;
+        }
+        Check(Caught, "a pipe that cannot be was opened");
     }
     zutools::StopZuTools();
     return Failed;
