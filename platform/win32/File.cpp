@@ -41,7 +41,8 @@ std::u16string DiskName(std::u16string_view Path, std::u16string_view Action) {
     return u"\\\\?\\" + Full;
 }
 
-// Where an open file or directory really stands; empty when the system does not tell.
+// Where an open file or directory really stands; empty when the system does not tell. Wine does not for paths
+// of more than 260 units.
 std::u16string FinalPath(HANDLE Handle) {
     std::u16string Path(32768, u'\0');
     const DWORD Size =
