@@ -21,9 +21,10 @@ class TDatabaseManager : public TSimpleApplicationManager {
 public:
     /// Without a URL there is no database. Connects to nothing yet. @throws EDatabaseError for a malformed
     /// URL.
-    TDatabaseManager(std::u16string DefaultLanguage, std::u16string_view DatabaseUrl)
+    TDatabaseManager(std::u16string DefaultLanguage, std::u16string_view DatabaseUrl,
+                     const server::TSqlTimeouts& Timeouts = {})
         : TSimpleApplicationManager(std::move(DefaultLanguage)) {
-        if (!DatabaseUrl.empty()) FPool.emplace(DatabaseUrl);
+        if (!DatabaseUrl.empty()) FPool.emplace(DatabaseUrl, std::u16string_view(), Timeouts);
     }
 
     [[nodiscard]] TDatabase* GetDatabase() override { return FPool ? &FPool->Get() : nullptr; }

@@ -69,7 +69,8 @@ int RunScript(const TOptions& Options, TArguments Script) {
         if (!Config.Database.empty()) CheckDatabase(Config.Database);
     }
 
-    const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
+    const auto Manager =
+        std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database, Config.DatabaseTimeouts);
     const TServices Services = MakeServices(Manager, std::make_shared<TShellLogger>(), Config.Strings);
     const TLibrary Library(Services, Config.Templates);
     const TSessionScope Session;

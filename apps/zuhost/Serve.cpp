@@ -67,15 +67,6 @@ TLuaOptions LuaOptions(const TWebConfig& Config, const TServices& Services, TDat
     return Options;
 }
 
-/// The host's own tables, the reserved filters, and the filter that is to be used.
-void PrepareDatabase(const TWebConfig& Config, TDatabaseManager& Manager) {
-    if (Config.Database.empty()) return;
-    UpgradeSchema(Manager.Connection());
-    SeedReservedFilters(TCheckParamsDBConfig(Manager));
-    if (!Config.Filter.empty()) LoadValueFilter(*ParamsChecker, Config.Filter);
-    Manager.ReleaseThread();
-}
-
 /// The application's own preparations: as a module, but without a request and without an end to its work, and
 /// with SetupUsers to make the first users.
 void RunSetup(const TWebConfig& Config, const TServices& Services,
@@ -87,7 +78,20 @@ void RunSetup(const TWebConfig& Config, const TServices& Services,
     std::optional<TSetupUsers> Users;
     if (!Config.Database.empty()) Engine.SetGlobal("SetupUsers", Users.emplace(DatabaseOf(Manager)));
     Engine.RunModule(Config.Setup);
-    Manager->ReleaseThread();
+}
+
+/// The host's own tables, the reserved filters, what the application prepares, and the filter that is to be
+/// used: by one program at a time, so that the first starts of several do it once.
+void Prepare(const TWebConfig& Config, const TServices& Services,
+             const std::shared_ptr<TDatabaseManager>& Manager) {
+    std::optional<TSchemaLock> Lock;
+    if (!Config.Database.empty()) {
+        Lock.emplace(Manager->Connection());
+        UpgradeSchema(*Lock);
+        SeedReservedFilters(TCheckParamsDBConfig(*Manager));
+        if (!Config.Filter.empty()) LoadValueFilter(*ParamsChecker, Config.Filter);
+    }
+    RunSetup(Config, Services, Manager);
 }
 
 /// The application's preparations may have made users, so it is asked after them.
@@ -129,13 +133,13 @@ std::chrono::seconds SweepPause(std::chrono::seconds Idle) {
 void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     const TStopSignals Signals;
     const auto Logger = std::make_shared<TSpdLogger>(Config.Log.Level, Config.Log.File);
-    const auto Manager = std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database);
+    const auto Manager =
+        std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database, Config.DatabaseTimeouts);
     const TServices Services = MakeServices(Manager, Logger, Config.Strings);
     WarnOfLanguages(Config, Services);
     const TLibrary Library(Services, Config.Templates);
     ZTSTemplateCache->SetEnabled(true);
-    PrepareDatabase(Config, *Manager);
-    RunSetup(Config, Services, Manager);
+    Prepare(Config, Services, Manager);
     WarnWithoutRights(Config, Manager, *Logger);
     Manager->ReleaseThread();
 

@@ -734,8 +734,8 @@ private:
     /// Rows of the catalogue are never changed in place where a column or key changes: their versions tell.
     [[nodiscard]] static std::u16string StampOf(std::u16string_view Oid) {
         const std::u16string Table(Oid);
-        return u"(SELECT CAST(" + Table +
-               u" AS TEXT) || '/' || pg_catalog.string_agg(s.version, ',' ORDER BY s.version) FROM ("
+        return u"(SELECT CAST(CAST(" + Table +
+               u" AS OID) AS TEXT) || '/' || pg_catalog.string_agg(s.version, ',' ORDER BY s.version) FROM ("
                u"SELECT 'a' || attnum || ':' || xmin AS version FROM pg_catalog.pg_attribute "
                u"WHERE attrelid = " +
                Table +

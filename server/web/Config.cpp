@@ -4,6 +4,7 @@
 #include "platform/MessagePipe.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
+#include "server/sql/SqlDatabase.h"
 #include "server/web/HttpText.h"
 
 #include <toml++/toml.h>
@@ -59,6 +60,8 @@ public:
         throw EConfigError(FName + Wide(":" + std::to_string(Place.begin.line) + ":" +
                                         std::to_string(Place.begin.column) + ": " + std::string(What)));
     }
+
+    [[nodiscard]] const fs::path& Folder() const { return FFolder; }
 
     /// A name of the file as a whole path.
     [[nodiscard]] fs::path Resolve(std::string_view Name) const {
@@ -209,20 +212,37 @@ void ReadLanguages(TSection& Section, TWebConfig& Config) {
     }
 }
 
-void ReadDatabase(TSection& Section, TWebConfig& Config) {
-    constexpr std::string_view FileScheme = "sqlite3://";
-    const auto* Url = Section.Text("database");
+void ReadDatabaseUrl(TSection& Section, std::string_view Key, TWebConfig& Config) {
+    const auto* Url = Section.Text(Key);
     if (Url == nullptr) return;
-    const std::string& Text = Url->get();
-    if (Text.starts_with(FileScheme) && Text.size() > FileScheme.size()) {
-        Config.Database =
-            Wide(FileScheme) + Section.File().Resolve(Text.substr(FileScheme.size())).u16string();
-    } else if (Text.starts_with("postgresql://")) {
-        Config.Database = Wide(Text);
-    } else {
-        // The text may hold a password: it is not repeated.
-        Section.Fail(*Url, "\"database\" must be sqlite3://FILE or postgresql://user@host:port/name");
+    try {
+        Config.Database = AbsoluteDatabaseUrl(Wide(Url->get()), Section.File().Folder().u16string());
+    } catch (const EDatabaseError& Error) { // tells no password
+        Section.Fail(*Url, Quoted(Key) + ": " + platform::Utf16ToUtf8(Error.Message()));
     }
+}
+
+void ReadTimeout(TSection& Section, std::string_view Key, TSqlTimeouts::TTime& Time) {
+    constexpr std::int64_t Day = 24 * 60 * 60;
+    std::int64_t Seconds = std::chrono::duration_cast<std::chrono::seconds>(Time).count();
+    Section.Integer(Key, Seconds, 0, Day);
+    Time = std::chrono::seconds{Seconds};
+}
+
+/// A URL, or a table of it and the times.
+void ReadDatabase(TSection& Root, TWebConfig& Config) {
+    const toml::node* Node = Root.FindNode("database");
+    if (Node == nullptr) return;
+    if (!Node->is_table()) return ReadDatabaseUrl(Root, "database", Config);
+    TSection Section = Root.Table("database");
+    ReadDatabaseUrl(Section, "url", Config);
+    if (Config.Database.empty()) Section.Fail(*Node, "the key \"database.url\" is missing");
+    TSqlTimeouts& Times = Config.DatabaseTimeouts;
+    ReadTimeout(Section, "connect_timeout", Times.Connect);
+    ReadTimeout(Section, "lock_timeout", Times.Lock);
+    ReadTimeout(Section, "statement_timeout", Times.Statement);
+    ReadTimeout(Section, "network_timeout", Times.Network);
+    Section.Finish();
 }
 
 /// The value filter by its name or, as an integer, its ID.

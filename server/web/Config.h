@@ -6,6 +6,7 @@
 
 #include "host/Exception.h"
 #include "host/Services.h"
+#include "server/sql/SqlEngine.h"
 
 #include <chrono>
 #include <cstddef>
@@ -86,8 +87,9 @@ struct TWebConfig {
     std::u16string Templates;  // folders are whole paths; empty when not configured
     std::u16string Strings;
     std::u16string Modules;
-    std::u16string Setup; // module file run once before serving; whole path, may be empty
-    std::u16string Database;
+    std::u16string Setup;    // module file run once before serving; whole path, may be empty
+    std::u16string Database; // URL, its file as a whole path; empty: there is none
+    TSqlTimeouts DatabaseTimeouts;
     std::u16string Filter; // name or ID of the value filter in the database; empty: values are not checked
     std::vector<std::u16string> Languages{u"en"};
     std::u16string DefaultLanguage = u"en";

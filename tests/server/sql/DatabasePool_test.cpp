@@ -49,9 +49,12 @@ TEST_P(DatabasePool, OneConnectionAThread) {
 TEST_P(DatabasePool, ReleaseRollsBack) {
     TDatabasePool Pool(Url());
     Exec(Pool.Get(), u"CREATE TABLE T (ID INTEGER PRIMARY KEY)");
+    EXPECT_FALSE(Pool.InTransaction());
     Pool.Get().StartTransaction();
+    EXPECT_TRUE(Pool.InTransaction());
     Exec(Pool.Get(), u"INSERT INTO T VALUES (1)");
     Pool.ReleaseThread();
+    EXPECT_FALSE(Pool.InTransaction());
     EXPECT_EQ(Pool.OpenConnections(), 0U);
     EXPECT_EQ(One(Pool.Get(), u"SELECT COUNT(*) FROM T").AsInteger(), 0);
 }

@@ -2,6 +2,8 @@
 
 #include "tests/server/sql/TestDatabases.h"
 
+#include <signal.h>
+
 namespace zutools::server {
 namespace {
 
@@ -152,11 +154,26 @@ TEST_F(Postgres, PunctuationThatLooksLikePlaceholders) {
               TKXVariant(u":a 'b':c!"));
 }
 
-TEST_F(Postgres, StatementsForgottenByTheServerAreMadeAnew) {
-    const std::u16string_view Select = u"SELECT CAST(:V AS INTEGER)";
-    EXPECT_EQ(One(*FDatabase, Select, {{u"V", 1}}).AsInteger(), 1);
-    Exec(*FDatabase, u"DEALLOCATE ALL");
-    EXPECT_EQ(One(*FDatabase, Select, {{u"V", 2}}).AsInteger(), 2);
+TEST_F(Postgres, StatementsHaveTheirTime) {
+    FDatabase->SetTimeouts({.Statement = std::chrono::milliseconds(50)});
+    ExpectRefusal([&] { Exec(*FDatabase, u"SELECT pg_sleep(600)"); }, {"a statement may take 0.05 seconds"});
+    EXPECT_EQ(One(*FDatabase, u"SELECT 5").AsInteger(), 5);
+}
+
+TEST_F(Postgres, AFrozenServerIsGivenUp) {
+    for (const bool Transaction : {false, true}) {
+        FDatabase->SetTimeouts(
+            {.Statement = std::chrono::milliseconds(50), .Network = std::chrono::milliseconds(50)});
+        const int Process = One(*FDatabase, u"SELECT pg_backend_pid()").AsInteger();
+        if (Transaction) FDatabase->StartTransaction();
+        ASSERT_EQ(kill(Process, SIGSTOP), 0);
+        ExpectRefusal([&] { (void)One(*FDatabase, u"SELECT 1"); },
+                      {"is lost", "the server gave no answer within 0.1 seconds", "Statement: SELECT 1"});
+        EXPECT_EQ(kill(Process, SIGCONT), 0);
+        if (Transaction) FDatabase->Rollback();
+        FDatabase->SetTimeouts({}); // on a new connection
+        EXPECT_NE(One(*FDatabase, u"SELECT pg_backend_pid()").AsInteger(), Process);
+    }
 }
 
 TEST_F(Postgres, RefusedConnectionsKeepThePassword) {

@@ -1,3 +1,4 @@
+#include "checking/Presets.h"
 #include "server/sql/Schema.h"
 #include "tests/server/sql/TestDatabases.h"
 
@@ -65,22 +66,50 @@ TEST_P(Schema, NewerDatabaseIsRefused) {
                   {"version 2, made by a newer program; this program knows versions up to 1"});
 }
 
-TEST_P(Schema, ProcessesThatStartAtOnceRunEachOnce) {
+/// What a host does at its start, once for a database.
+void Start(TSqlDatabase& Database, std::atomic<int>& Done) {
+    struct TManager : TSimpleApplicationManager {
+        TDatabase* Database = nullptr;
+        TDatabase* GetDatabase() override { return Database; }
+    };
+    TManager Manager;
+    Manager.Database = &Database;
+    const TSchemaLock Lock(Database);
+    Done += UpgradeSchema(Lock);
+    SeedReservedFilters(TCheckParamsDBConfig(Manager));
+    if (!Database.TableExists(u"Application")) Exec(Database, u"CREATE TABLE Application (ID INTEGER)");
+    TTransaction Setup(Database);
+    if (One(Database, u"SELECT COUNT(*) FROM Application").AsInteger() == 0)
+        Exec(Database, u"INSERT INTO Application VALUES (1)");
+    Setup.Commit();
+}
+
+TEST_P(Schema, FirstStartsAtOnceDoEverythingOnce) {
     std::atomic<int> Done{0};
-    std::vector<std::string> Errors(4);
+    std::vector<std::string> Errors(6);
     std::vector<std::thread> Threads;
     for (auto& Error : Errors) {
-        Threads.emplace_back([&] {
-            Error = Refusal([&] {
-                const auto Database = Connect();
-                Done += UpgradeSchema(*Database, Good);
-            });
-        });
+        Threads.emplace_back([&] { Error = Refusal([&] { Start(*Connect(), Done); }); });
     }
     for (auto& Thread : Threads) Thread.join();
     for (const auto& Error : Errors) EXPECT_EQ(Error, "nothing raised");
-    EXPECT_EQ(Done, 2);
-    EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM First").AsInteger(), 1);
+    EXPECT_EQ(Done, HostMigrations().back().Number);
+    EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM Application").AsInteger(), 1);
+    EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM CheckParamsFilters").AsInteger(), 3);
+}
+
+TEST_P(Schema, TheLockIsNotWaitedForForEver) {
+    const auto Other = Connect();
+    const TSqlTimeouts Before = Other->Timeouts();
+    {
+        const TSchemaLock Lock(Db());
+        ExpectRefusal([&] { const TSchemaLock Second(*Other, std::chrono::milliseconds(30)); },
+                      {"Another program has been preparing the database", "longer than 0.03 seconds"});
+    }
+    {
+        const TSchemaLock Free(*Other, std::chrono::milliseconds(30));
+    }
+    EXPECT_EQ(Other->Timeouts().Lock, Before.Lock);
 }
 
 } // namespace

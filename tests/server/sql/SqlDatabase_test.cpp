@@ -3,6 +3,7 @@
 #include "tests/server/sql/TestDatabases.h"
 
 #include <limits>
+#include <vector>
 
 namespace zutools::server {
 namespace {
@@ -259,12 +260,84 @@ TEST_P(SqlDatabase, ColumnsChangeWhileOthersRead) {
     EXPECT_EQ(ReadError, "nothing raised");
 }
 
-TEST_P(SqlDatabase, MoreStatementsThanAreKept) {
-    for (int Index = 0; Index < 200; ++Index) {
-        const auto Text = u"SELECT CAST(:V AS INTEGER) + " + platform::Utf8ToUtf16(std::to_string(Index));
-        for (int Round = 0; Round < 2; ++Round)
-            EXPECT_EQ(One(Db(), Text, {{u"V", 1}}).AsInteger(), Index + 1);
+TEST_P(SqlDatabase, StatementsRunAgainAndLeaveNothingOnTheServer) {
+    for (int Index = 0; Index < 200; ++Index) { // more than are kept
+        const auto Number = platform::Utf8ToUtf16(std::to_string(Index));
+        for (int Round = 0; Round < 2; ++Round) {
+            EXPECT_EQ(One(Db(), u"SELECT CAST(:V AS INTEGER) + " + Number, {{u"V", Round}}).AsInteger(),
+                      Index + Round);
+        }
+        ExpectRefusal([&] { (void)One(Db(), u"SELECT :V FROM Nowhere" + Number, {{u"V", 1}}); }, {"owhere"});
     }
+    if (IsSqlite()) return; // it has no server
+    EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM pg_prepared_statements").AsInteger(), 0);
+}
+
+TEST_P(SqlDatabase, WhatOthersKeepIsNotWaitedForForEver) {
+    MakeTable();
+    Insert(1);
+    const auto Impatient = Connect({.Lock = std::chrono::milliseconds(50)});
+    const auto Update = [&] { Exec(*Impatient, u"UPDATE Items SET Big = 1 WHERE ID = 1"); };
+    {
+        const TTransaction Transaction(Db());
+        Exec(Db(), u"UPDATE Items SET Big = 2 WHERE ID = 1");
+        ExpectRefusal(Update,
+                      {"for longer than the lock time-out of 0.05 seconds", "Statement: UPDATE Items"});
+        Impatient->SetTimeouts({.Lock = std::chrono::milliseconds(1)});
+        ExpectRefusal(Update, {"time-out of 0.001 seconds"});
+    }
+    Update();
+    EXPECT_EQ(One(Db(), u"SELECT Big FROM Items").AsInteger(), 1);
+}
+
+TEST_P(SqlDatabase, AStampTellsThatATableChanged) {
+    MakeTable();
+    const auto Other = Connect();
+    const auto Stamp = [&] {
+        const TSqlTable Table = Db().FindTables(u"ITEMS").at(0);
+        EXPECT_EQ(One(Db(), u"SELECT " + Db().Engine().TableStamp(Table)).AsString(), Table.Stamp);
+        return Table.Stamp;
+    };
+    std::u16string Before = Stamp();
+    Insert(1);
+    EXPECT_EQ(Stamp(), Before);
+    std::vector<std::u16string_view> Changes{u"ALTER TABLE Items ADD COLUMN Extra INTEGER DEFAULT 5",
+                                             u"ALTER TABLE Items RENAME COLUMN Extra TO More",
+                                             u"ALTER TABLE Items DROP COLUMN More"};
+    if (!IsSqlite()) {
+        Changes.insert(Changes.end(), {u"ALTER TABLE Items ALTER COLUMN Title TYPE VARCHAR(300)",
+                                       u"ALTER TABLE Items ALTER COLUMN Title SET DEFAULT 'x'",
+                                       u"ALTER TABLE Items ALTER COLUMN Title SET DEFAULT 'y'",
+                                       u"ALTER TABLE Items ALTER COLUMN Title SET NOT NULL",
+                                       u"ALTER TABLE Items DROP CONSTRAINT items_pkey"});
+    }
+    for (const auto Change : Changes) {
+        if (Change.ends_with(u"NOT NULL")) Exec(*Other, u"UPDATE Items SET Title = ''");
+        Exec(*Other, Change);
+        const std::u16string Now = Stamp();
+        EXPECT_NE(Now, Before) << platform::Utf16ToUtf8(Change);
+        Before = Now;
+    }
+}
+
+TEST_P(SqlDatabase, APartOfATransactionIsUndoneAlone) {
+    MakeTable();
+    using enum TTransaction::TWithin;
+    {
+        TTransaction Whole(Db(), Any);
+        Insert(1);
+        {
+            const TTransaction Part(Db(), Any);
+            Insert(2);
+        }
+        TTransaction Part(Db(), Any);
+        Insert(3);
+        Part.Commit();
+        EXPECT_EQ(Count(), 2);
+        ExpectRefusal([&] { const TTransaction Second(Db()); }, {"do not nest"});
+        Whole.Commit();
+    }
+    EXPECT_EQ(Count(), 2);
 }
 
 TEST_P(SqlDatabase, TableExists) {
@@ -334,7 +407,7 @@ TEST_P(SqlDatabase, TransactionEndedByTheDatabaseRaisesUntilRollback) {
         },
         {"Statement:"});
     ExpectRefusal([&] { Insert(3); }, {"transaction"});
-    ExpectRefusal([&] { Db().Commit(); }, {});
+    ExpectRefusal([&] { Db().Commit(); }, {"transaction"});
     Db().Rollback();
     Insert(4);
     EXPECT_EQ(Count(), 2);

@@ -142,6 +142,9 @@ struct TTestEngine {
     /// Null when this machine has none.
     std::unique_ptr<TTestDatabase> (*Make)();
 };
+inline void PrintTo(const TTestEngine& Engine, std::ostream* Out) {
+    *Out << Engine.Name;
+}
 inline constexpr TTestEngine TestEngines[] = {
     {"Sqlite", []() -> std::unique_ptr<TTestDatabase> { return std::make_unique<TFileDatabase>(); }},
     {"Postgres",

@@ -153,6 +153,10 @@ TEST_F(ConfigTest, TheDocumentedExampleHoldsTheDefaults) {
 }
 
 TEST_F(ConfigTest, AbsoluteNamesStayAsTheyAre) {
+    const TWebConfig Timed = Parse("[database]\nurl = \"postgresql://zu:x@h/d\"\nlock_timeout = 3");
+    EXPECT_EQ(Timed.Database, u"postgresql://zu:x@h/d");
+    EXPECT_EQ(Timed.DatabaseTimeouts.Lock, std::chrono::seconds(3));
+    EXPECT_EQ(Timed.DatabaseTimeouts.Statement, std::chrono::seconds(30));
     const TWebConfig Config = Parse("database = \"sqlite3:///var/data.db\"\ntemplates = \"/\"");
     EXPECT_EQ(Config.Database, u"sqlite3:///var/data.db");
     EXPECT_EQ(Config.Templates, u"/");
@@ -188,8 +192,11 @@ TEST_F(ConfigTest, WhatIsWrongIsToldWithItsPlace) {
         {"languages = [\"r/u\"]", "site.toml:1:14: \"languages\": \"r/u\" is no language tag"},
         {"default_language = \"ru\"",
          "site.toml:1:20: \"default_language\": \"ru\" is not among \"languages\""},
-        {"database = \"mysql://root:secret@h/d\"",
-         "site.toml:1:12: \"database\" must be sqlite3://FILE or postgresql://user@host:port/name"},
+        {"database = \"mysql://root:secret@h/d\"", "site.toml:1:12: \"database\": Database URL (mysql): an "
+                                                   "unknown kind of database. The right form is "},
+        {"[database]\nlock_timeout = 3", "site.toml:1:1: the key \"database.url\" is missing"},
+        {"database = {url = \"sqlite3://a\", lock_timeout = -1}",
+         "site.toml:1:49: \"database.lock_timeout\" must be a whole number from 0 to 86400, not -1"},
         {"[routes]\n\"/\" = \"orders.lua\"",
          "site.toml:2:7: module \"orders.lua\" needs the key \"modules\", the folder of the modules"},
         {"modules = \"modules\"\n[routes]\n\"/\" = \"order.lua\"",
