@@ -45,6 +45,7 @@ struct TFakeApplication {
     int Calls = 0;
     std::vector<std::u16string> Log;
     std::function<void(std::u16string_view)> OnCall;
+    std::u16string Gone; // keys of the records that were freed, in order
 
     std::mutex Mutex;
 
@@ -66,6 +67,10 @@ public:
     TFakeTable(TFakeApplication& Application, std::u16string_view Table)
         : FApplication(Application)
         , FTable(Table) {}
+    ~TFakeTable() override {
+        const std::scoped_lock Guard(FApplication.Mutex);
+        FApplication.Gone += FID;
+    }
 
     std::u16string TableName() const override { return FTable; }
     bool Open(std::u16string_view ID) override {
