@@ -7,6 +7,7 @@
 #include "recordlock/BlockLists.h"
 #include "recordlock/Caller.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace zutools {
@@ -154,7 +155,9 @@ bool TZURecordBlocker::MayWaitFor(const TAnyBlock& Block) const {
 /// cannot help or took too long.
 bool TZURecordBlocker::Await(TAnyBlock& Block, TPatience& Patience) {
     if (MayWaitFor(Block)) {
-        if (!Patience.Until) Patience.Until = std::chrono::steady_clock::now() + WaitLimit();
+        if (!Patience.Until)
+            Patience.Until = std::chrono::steady_clock::now() +
+                             std::min<std::chrono::milliseconds>(WaitLimit(), std::chrono::hours(24));
         Patience.Kept.push_back(Block.shared_from_this());
         if (Block.FWaiters.Wait(*this, *Patience.Until)) return true;
     }

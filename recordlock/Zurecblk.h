@@ -13,8 +13,7 @@
 //
 // Refusals and failures of the host are never raised: operations give false or null and leave the reason in a
 // last-error object of the calling thread, under LastErrorObjectName in ThreadObjects(). The next operation
-// on that thread removes it. Only std::bad_alloc comes out, when not even that object can be made; the lists
-// are whole then too.
+// on that thread removes it. Only std::bad_alloc may come out; the lists are whole then too.
 //
 // Blocks are shared: a block may be released by another session's thread or by an administrator while
 // somebody still holds it. Its memory then stays, its fields read as they were, operations with it give "not
