@@ -17,7 +17,7 @@ std::span<const TSqlEngine* const> SqlEngines() {
 void RefuseUrl(std::u16string_view Scheme, std::u16string_view Fault, std::u16string_view Form) {
     std::u16string Text = u"Database URL";
     if (!Scheme.empty()) Text.append(u" (").append(Scheme).append(u")");
-    Text.append(u": ").append(Fault).append(u". ").append(Form);
+    Text.append(u": ").append(Fault).append(u". The right form is ").append(Form).append(u".");
     throw EDatabaseError(std::move(Text));
 }
 
@@ -91,7 +91,7 @@ TDatabaseUrl ParseDatabaseUrl(std::u16string_view Url, std::u16string_view BaseF
             Parsed.Engine = Engine;
             return Parsed;
         }
-        if (!Forms.empty()) Forms += u" Or: ";
+        if (!Forms.empty()) Forms += u", or ";
         Forms += Words.UrlForm;
     }
     if (End == Url.npos) RefuseUrl({}, u"it has no \"://\"", Forms);

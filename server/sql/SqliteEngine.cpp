@@ -34,7 +34,7 @@ constexpr std::u16string_view InMemory = u":memory:";
 constexpr TSqlWords Sqlite{
     .Name = u"SQLite",
     .Scheme = u"sqlite3",
-    .UrlForm = u"The right form is sqlite3://FILE, for example sqlite3://data/orders.db.",
+    .UrlForm = u"sqlite3://FILE, for example sqlite3://data/orders.db",
     .LockRows = u"", // a transaction is the only writer from its start
     .SkipLocked = u"",
     .NumberedKey = u"INTEGER NOT NULL PRIMARY KEY",

@@ -192,8 +192,11 @@ TEST_F(ConfigTest, WhatIsWrongIsToldWithItsPlace) {
         {"languages = [\"r/u\"]", "site.toml:1:14: \"languages\": \"r/u\" is no language tag"},
         {"default_language = \"ru\"",
          "site.toml:1:20: \"default_language\": \"ru\" is not among \"languages\""},
-        {"database = \"mysql://root:secret@h/d\"", "site.toml:1:12: \"database\": Database URL (mysql): an "
-                                                   "unknown kind of database. The right form is "},
+        {"database = \"mysql://root:secret@h/d\"",
+         "site.toml:1:12: \"database\": Database URL (mysql): an "
+         "unknown kind of database. The right form is sqlite3://FILE, for example sqlite3://data/orders.db, "
+         "or "
+         "postgresql://user@host:port/name, for example postgresql://zu@127.0.0.1:5432/orders."},
         {"[database]\nlock_timeout = 3", "site.toml:1:1: the key \"database.url\" is missing"},
         {"database = {url = \"sqlite3://a\", lock_timeout = -1}",
          "site.toml:1:49: \"database.lock_timeout\" must be a whole number from 0 to 86400, not -1"},
