@@ -9,6 +9,10 @@ namespace zutools {
 namespace {
 
 constexpr std::size_t SmallTable = 256; // slots
+
+std::uint64_t MarkOf(std::uint64_t Hash) {
+    return std::uint64_t{1} << (Hash >> 58);
+}
 } // namespace
 
 TZUItemName& TZUItemName::operator=(std::u16string_view Text) {
@@ -21,6 +25,7 @@ TZUItemName& TZUItemName::operator=(std::u16string_view Text) {
 void TNameIndex::Reset(const TNameMatch& Match) {
     FSlots.clear();
     FTable = false;
+    FMarks = 0;
     FUsed = 0;
     FComplex = 0;
     FMatch = &Match;
@@ -31,6 +36,7 @@ bool TNameIndex::Enter(TZUItemName& Name, TObject& Item, int Position, TNameMatc
     if (!FTable && FSlots.size() < Few) {
         if (FSlots.empty()) FSlots.reserve(16);
         FSlots.insert(FSlots.begin() + Position, {Hash.Value, &Name});
+        FMarks |= MarkOf(Hash.Value);
     } else {
         // Small tables are kept emptier: they cost little, and a probe too many is much of a short look-up.
         if (!FTable || (FUsed + 1) * (FSlots.size() <= SmallTable ? 4 : 2) > FSlots.size()) Grow();
@@ -93,9 +99,10 @@ inline bool TNameIndex::Is(const TSlot& Slot, std::u16string_view Name, TNameMat
 }
 
 TNameIndex::TFound TNameIndex::FindAmongFew(std::u16string_view Name, TNameMatch::THash Hash) const {
-    for (const TSlot& Slot : FSlots)
-        if (Slot.Hash == Hash.Value && Is(Slot, Name, Hash))
-            return {TAnswer::Found, Slot.Name, static_cast<int>(&Slot - FSlots.data())};
+    if ((FMarks & MarkOf(Hash.Value)) != 0)
+        for (const TSlot& Slot : FSlots)
+            if (Slot.Hash == Hash.Value && Is(Slot, Name, Hash))
+                return {TAnswer::Found, Slot.Name, static_cast<int>(&Slot - FSlots.data())};
     return {Hash.Simple && FComplex == 0 ? TAnswer::Absent : TAnswer::AskTheOrder};
 }
 

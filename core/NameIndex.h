@@ -158,6 +158,8 @@ private:
     // full, probed in steps of one.
     std::vector<TSlot> FSlots;
     bool FTable = false;
+    // Few names: a bit for each hash that came in, so that most misses look no further.
+    std::uint64_t FMarks = 0;
     std::size_t FUsed = 0;    // names in the table
     std::size_t FComplex = 0; // names about which only the collator decides
 };
