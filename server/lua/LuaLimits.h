@@ -58,7 +58,7 @@ private:
 
 class TLuaModules;
 
-/// Replaces the library functions that could be used to pass a limit unseen (LuaGuards.cpp). Inside a
+/// Replaces the library functions that could be used to pass a limit unseen (LuaLimitsGuards.cpp). Inside a
 /// protected call.
 void GuardLibraries(lua_State* L, const TLuaModules& Modules);
 

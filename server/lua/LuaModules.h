@@ -77,7 +77,7 @@ private:
 /// @throws platform::TSystemError.
 [[nodiscard]] std::string ReadScript(std::u16string_view File);
 
-/// Opens what web modules get of Lua's libraries (LuaSandbox.cpp). Inside a protected call.
+/// Opens what web modules get of Lua's libraries (LuaModulesSandbox.cpp). Inside a protected call.
 void OpenSandbox(lua_State* L, TLuaModules& Modules);
 
 } // namespace zutools::server

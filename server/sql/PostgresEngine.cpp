@@ -6,7 +6,7 @@
 
 #include "platform/Text.h"
 #include "platform/TextTools.h"
-#include "server/sql/Engines.h"
+#include "server/sql/Engine.h"
 #include "server/sql/SqlLink.h"
 #include "server/sql/SqlText.h"
 

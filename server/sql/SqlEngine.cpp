@@ -2,7 +2,7 @@
 
 #include "host/Numbers.h"
 #include "host/StringHelpers.h"
-#include "server/sql/Engines.h"
+#include "server/sql/Engine.h"
 #include "server/sql/SqlDatabase.h"
 
 #include <algorithm>

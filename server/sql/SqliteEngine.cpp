@@ -2,7 +2,7 @@
 
 #include "platform/File.h"
 #include "platform/Text.h"
-#include "server/sql/Engines.h"
+#include "server/sql/Engine.h"
 #include "server/sql/SqlDatabase.h"
 #include "server/sql/SqlLink.h"
 #include "server/sql/SqlText.h"
