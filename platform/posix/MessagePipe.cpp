@@ -257,10 +257,8 @@ TPipeCode Ask(std::u16string_view Path, TPipeOpening Opening, TTime Until, TPipe
     const timeval Unlimited{0, 0};
     static_cast<void>(::setsockopt(Socket.Number(), SOL_SOCKET, SO_SNDTIMEO, &Unlimited, sizeof Unlimited));
     const auto Bytes = Opening.Bytes();
-    if (::send(Socket.Number(), Bytes.data(), Bytes.size(), MSG_NOSIGNAL) !=
-        static_cast<ssize_t>(Bytes.size())) {
-        return TPipeCode::NoSuchPipe; // it is just going away
-    }
+    // Who is refused finds the other end closed already; the reply is here nevertheless.
+    static_cast<void>(!::send(Socket.Number(), Bytes.data(), Bytes.size(), MSG_NOSIGNAL));
     std::array<std::byte, 4> Reply{};
     std::size_t Got = 0;
     while (Got < Reply.size()) {

@@ -12,7 +12,11 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <grp.h>
+#include <pwd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -275,6 +279,54 @@ TEST_F(PipePeers, AFolderThatIsNotTheUsersAloneIsRefused) {
     EXPECT_EQ(Make(), TPipeCode::AccessDenied) << "but not written by others";
     ::unsetenv("ZUTOOLS_PIPES");
     ::setenv("XDG_RUNTIME_DIR", Own.c_str(), 1);
+}
+
+/// How opening the pipe ends in a process of that user.
+int OpenAs(const passwd& User, const std::u16string& Path) {
+    const pid_t Child = ::fork();
+    if (Child == 0) {
+        if (::setgroups(0, nullptr) != 0 || ::setgid(User.pw_gid) != 0 || ::setuid(User.pw_uid) != 0)
+            ::_exit(255);
+        TPipeCode Code = TPipeCode::Success;
+        static_cast<void>(SystemPipes().Open(Path, false, Code));
+        ::_exit(static_cast<int>(Code));
+    }
+    int Status = 0;
+    EXPECT_EQ(::waitpid(Child, &Status, 0), Child);
+    return WIFEXITED(Status) ? WEXITSTATUS(Status) : -1;
+}
+
+TEST_F(PipePeers, OtherUsersConnectOnlyWhenTheServerNamesThemOrTheirGroup) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+    const passwd* const Nobody = ::getpwnam("nobody");
+    ASSERT_NE(Nobody, nullptr);
+    const std::string Group = ::getgrgid(Nobody->pw_gid)->gr_name;
+    const TTempFolder Temp;
+    const std::string Folder = Utf16ToUtf8(Temp.Path());
+    ::chmod(Folder.c_str(), 0755);
+    ::setenv("ZUTOOLS_PIPES", Folder.c_str(), 1);
+    const struct {
+        std::vector<std::u16string> Users, Groups;
+        int Code;
+    } Rows[] = {
+        {{}, {}, 5},
+        {{u"daemon", u"no such user"}, {u"daemon", u"no such group"}, 5},
+        {{u"nobody"}, {}, 0},
+        {{}, {Utf8ToUtf16(Group)}, 0},
+    };
+    for (const auto& Row : Rows) {
+        TBenchServer Server(1);
+        Server.AllowedUsers = Row.Users;
+        Server.AllowedGroups = Row.Groups;
+        Server.StartListen();
+        Client.PipeName = Server.PipeName;
+        Connect(Client); // of root's own process, whatever the lists say
+        Client.Close();
+        int Code = 231;
+        while (Code == 231) Code = OpenAs(*Nobody, Client.FileName); // until the place is free again
+        EXPECT_EQ(Code, Row.Code) << &Row - Rows;
+    }
+    ::unsetenv("ZUTOOLS_PIPES");
 }
 
 TEST_F(PipePeers, AnotherComputerIsOutOfReach) {
