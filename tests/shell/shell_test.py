@@ -505,6 +505,32 @@ class PipesTest(Shell):
             self.assertIsNone(server.poll())
         self.assertEqual(self.call("--answer-timeout", "60000", "greeting", "you"), (0, b"hello, you", ""))
 
+    def test_a_terminal_shows_how_a_long_answer_is_getting_on(self):
+        self.write("answer.lua", """return function(request)
+  while not io.open("go") do end
+  return request == "boom" and "" or request
+end""")
+        self.serve("slow", "--script", "answer.lua")
+        for request, code, last in (("hello", 0, "\r\x1b[Khello"),
+                                    ("boom", 1, "\r\x1b[Kzuhost: Transact pipe (\\\\.\\pipe\\slow) error: ")):
+            child, terminal = pty.fork()
+            if child == 0:
+                os.execv(ZUHOST, [ZUHOST, "pipe-call", "slow", request])
+            shown = b""
+            try:
+                while True:
+                    shown += os.read(terminal, 1000)
+                    if b" after 1 s " in shown:
+                        self.write("go", "")
+            except OSError:
+                pass  # the terminal is gone with its program
+            os.close(terminal)
+            shown = shown.decode()
+            self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), code, shown)
+            self.assertTrue(shown.startswith("\rzuhost: waiting for the answer: 0 bytes after 1 s "), shown)
+            self.assertIn(last, shown)
+            (self.folder / "go").unlink()
+
     def test_scripts_answer_and_ask(self):
         self.write("answer.lua", """return function(request)
   if request == "boom" then error("no such order") end
