@@ -257,17 +257,6 @@ TEST(NamepipeTimes, OpeningAndWaiting) {
     }
 }
 
-TEST(NamepipeTimes, WhenTheServerIsGoneTheFirstFailureIsTold) {
-    TToldPipes Pipes;
-    TNamedPipeClient Client(Pipes);
-    Client.Establish();
-    Pipes.Told = {{0, Broken}};
-    Pipes.Opens = {TPipeCode::NoSuchPipe};
-    std::string Answer;
-    ExpectRaised<ENamedPipeClientException>([&] { return Client.Request("r", Answer), 0; }, {"(109)."});
-    EXPECT_FALSE(Client.Connected());
-}
-
 } // namespace
 
 } // namespace zutools::tests
