@@ -49,41 +49,43 @@ TCallStack CurrentCallStack() noexcept {
     }
 }
 
-void TBlockHistory::Append(TEntry Entry) {
-    if (FEntries.empty()) FEntries.reserve(4);
-    if (FEntries.size() < Entries) {
-        FEntries.push_back(std::move(Entry));
+void TBlockHistory::Append(TBlockEvent Event, TCallStack Rest) {
+    if (FCount == Entries) {
+        At(*this, FOldest) = {Event, std::move(Rest)};
+        FOldest = (FOldest + 1) % Entries;
         return;
     }
-    FEntries[FOldest] = std::move(Entry);
-    FOldest = (FOldest + 1) % Entries;
+    if (FCount < FFew.size())
+        FFew[FCount] = {Event, std::move(Rest)};
+    else
+        FMore.push_back({Event, std::move(Rest)});
+    ++FCount;
 }
 
 void TBlockHistory::Add(TBlockEvent Event, std::u16string_view Text, const TCallStack& Stack) noexcept {
     try {
-        if (Event != TBlockEvent::Text) return Append({Event, Stack});
+        if (Event != TBlockEvent::Text) return Append(Event, Stack);
         std::u16string Whole(Text.substr(0, Units + 1)); // one more, so that the cut sees it
         Whole += LineBreak;
         if (Stack) Whole += *Stack;
         Cut(Whole);
-        Append({Event, std::make_shared<const std::u16string>(std::move(Whole))});
+        Append(Event, std::make_shared<const std::u16string>(std::move(Whole)));
     } catch (const std::bad_alloc&) {
         return;
     }
 }
 
 void TBlockHistory::Assign(const std::vector<std::u16string>& Texts) {
-    FEntries.clear();
-    FOldest = 0;
+    *this = {};
     for (const std::u16string& Each : Texts)
-        Append({TBlockEvent::Text, std::make_shared<const std::u16string>(Each)});
+        Append(TBlockEvent::Text, std::make_shared<const std::u16string>(Each));
 }
 
 std::vector<std::u16string> TBlockHistory::Texts(std::u16string_view Created) const {
     std::vector<std::u16string> Result;
-    Result.reserve(FEntries.size());
-    for (std::size_t Number = 0; Number < FEntries.size(); ++Number) {
-        const TEntry& Entry = FEntries[(FOldest + Number) % FEntries.size()];
+    Result.reserve(FCount);
+    for (std::size_t Number = 0; Number < FCount; ++Number) {
+        const TEntry& Entry = At(*this, (FOldest + Number) % FCount);
         std::u16string Text;
         if (Entry.Event != TBlockEvent::Text) {
             Text = Wording(Entry.Event, Created);

@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -41,16 +42,22 @@ public:
     void Assign(const std::vector<std::u16string>& Texts);
     /// Oldest first. `Created` words the event of that name.
     [[nodiscard]] std::vector<std::u16string> Texts(std::u16string_view Created) const;
-    [[nodiscard]] bool Empty() const { return FEntries.empty(); }
+    [[nodiscard]] bool Empty() const { return FCount == 0; }
 
 private:
     struct TEntry {
         TBlockEvent Event = TBlockEvent::Text;
         TCallStack Rest; // the whole of a text, else the call stack
     };
-    void Append(TEntry Entry);
+    void Append(TBlockEvent Event, TCallStack Rest);
+    template <class TSelf>
+    [[nodiscard]] static auto& At(TSelf& Self, std::size_t Place) {
+        return Place < Self.FFew.size() ? Self.FFew[Place] : Self.FMore[Place - Self.FFew.size()];
+    }
 
-    std::vector<TEntry> FEntries;
+    std::array<TEntry, 3> FFew; // most blocks are taken and given back, and that is all
+    std::vector<TEntry> FMore;
+    std::size_t FCount = 0;
     std::size_t FOldest = 0; // where the next entry goes once all places are taken
 };
 

@@ -46,13 +46,18 @@ std::optional<TBlockID> TBlockID::Parse(std::u16string_view Text) {
 
 TBlockID NewBlockID(std::chrono::system_clock::time_point Now) {
     // Plain data, as MinGW wants it.
-    static thread_local TBlockID Ready[128];
+    struct TRandom {
+        std::uint64_t Low[128];
+        std::uint16_t High[128];
+    };
+    static thread_local TRandom Ready;
     static thread_local std::size_t Left = 0;
     if (Left == 0) {
-        platform::FillRandom(std::as_writable_bytes(std::span(Ready)));
-        Left = std::size(Ready);
+        platform::FillRandom(std::as_writable_bytes(std::span(&Ready, 1)));
+        Left = std::size(Ready.Low);
     }
-    TBlockID ID = Ready[--Left];
+    --Left;
+    TBlockID ID{Ready.High[Left], Ready.Low[Left]};
     const auto Moment = std::chrono::duration_cast<std::chrono::milliseconds>(Now.time_since_epoch()).count();
     ID.High = static_cast<std::uint64_t>(Moment) << 16 | (ID.High & 0xFFF) | 0x7000; // version 7
     ID.Low = (ID.Low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL; // the variant with this layout

@@ -73,7 +73,8 @@ void TBlockLists::EraseName(TChunkedList<TNamed<TItem>>& List, TNameMatch::TOrde
 }
 
 TBlockLists::TIDs::TPlace TBlockLists::FindID(const TIDs& List, TBlockID ID) {
-    return List.Find([ID](const TIdentified& Entry) { return Sign(Entry.ID <=> ID); });
+    // The youngest ones stand at the end, and most blocks do not grow old.
+    return List.FindFromEnd([ID](const TIdentified& Entry) { return Sign(Entry.ID <=> ID); });
 }
 
 TBlockAddress TBlockLists::AddressOf(std::u16string_view Table, std::u16string_view Record) const {
@@ -261,24 +262,17 @@ void TBlockLists::LeaveTable(TAnyBlock& Block) noexcept {
 
 // ---- by session
 
-/// The owner that the blocks of a session share; made anew when the user's name changed.
-std::shared_ptr<const TZUBlockOwner> TBlockLists::OwnerOf(std::u16string_view SID,
-                                                          std::u16string_view UserName) {
-    if (!FLastOwner || !SameUnits(FLastOwner->SID, SID) || !SameUnits(FLastOwner->UserName, UserName))
-        FLastOwner = std::make_shared<const TZUBlockOwner>(
-            TZUBlockOwner{std::u16string(SID), std::u16string(UserName)});
-    return FLastOwner;
-}
-
 void TBlockLists::EnterSession(const TAnyBlockPtr& Block, const TBlockTaker& Taker, TBlockSession* Session) {
-    if (Session == nullptr) {
-        auto Owner = OwnerOf(Taker.SID, Taker.UserName);
+    if (Session == nullptr || !SameUnits(Session->Owner->UserName, Taker.UserName)) {
+        auto Owner = std::make_shared<const TZUBlockOwner>(
+            TZUBlockOwner{std::u16string(Taker.SID), std::u16string(Taker.UserName)});
         TSessionKey Key = Taker.Key;
         Key.SID = Owner->SID; // which lives as long as the entry
-        Session = &FSessions.try_emplace(Key, TBlockSession{Owner, Key, Owner, nullptr}).first->second;
-    } else if (!SameUnits(Session->Owner->UserName, Taker.UserName)) {
-        Session->Owner = OwnerOf(Taker.SID, Taker.UserName);
+        if (Session == nullptr)
+            Session = &FSessions.try_emplace(Key, TBlockSession{Owner, Key, nullptr, nullptr}).first->second;
+        Session->Owner = std::move(Owner);
     }
+    if (Session->Idle != nullptr) *std::exchange(Session->Idle, nullptr) = nullptr;
     Block->FOwner = Session->Owner;
     Block->FSession = Session;
     if (Session->First) Session->First->FPreviousOfSession = Block.get();
@@ -291,8 +285,17 @@ TBlockLists::TAnyBlockPtr TBlockLists::LeaveSession(TAnyBlock& Block) noexcept {
     if (Block.FNextOfSession) Block.FNextOfSession->FPreviousOfSession = Previous;
     TAnyBlockPtr& Link = Previous == nullptr ? Session.First : Previous->FNextOfSession;
     TAnyBlockPtr Owned = std::exchange(Link, std::move(Block.FNextOfSession));
-    if (!Session.First) FSessions.erase(FSessions.find(Session.Key));
+    if (!Session.First) Rest(Session);
     return Owned;
+}
+
+/// A session without blocks: takes the place of the one that has been so for longest, which is dropped.
+void TBlockLists::Rest(TBlockSession& Session) noexcept {
+    TBlockSession*& Place = FIdle[FNextIdle];
+    FNextIdle = (FNextIdle + 1) % FIdle.size();
+    if (Place != nullptr) FSessions.erase(FSessions.find(Place->Key));
+    Place = &Session;
+    Session.Idle = &Place;
 }
 
 } // namespace zutools

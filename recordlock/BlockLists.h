@@ -1,7 +1,7 @@
 // The blocks of one blocker, found by identifier, by table and record, and by session.
 //
-// Guarded by the blocker's lock, but for what is said to need none. Tables and sessions without blocks are
-// dropped. Identifiers of sessions compare exactly.
+// Guarded by the blocker's lock, but for what is said to need none. Tables without blocks are dropped, and
+// sessions but for the last few. Identifiers of sessions compare exactly.
 
 #pragma once
 
@@ -10,6 +10,7 @@
 #include "recordlock/ChunkedList.h"
 #include "recordlock/Zurecblk.h"
 
+#include <array>
 #include <unordered_map>
 #include <vector>
 
@@ -35,6 +36,7 @@ struct TBlockSession {
     std::shared_ptr<const TZUBlockOwner> Owner;         // of new blocks: the user's name may have changed
     std::shared_ptr<TZURecordBlockerTableObject> First; // the last one taken; owns the next one, and so on
     std::size_t Visible = 0;                            // how many of them others see
+    TBlockSession** Idle = nullptr;                     // its place among the sessions without blocks
 };
 
 /// An entry of a list ordered by name. The key is the beginning of the name as a number: it mostly decides,
@@ -120,7 +122,7 @@ struct TBlockLists {
 
     /// Loose -> Opening, worked by this thread; with its owner and its table's name. An opening block that
     /// was put off enters its table again. No record stands at the spot, which is that of the address;
-    /// `Session` is the taker's, null when it has no block.
+    /// `Session` is the taker's, null when it is not known.
     void Enter(const TAnyBlockPtr& Block, const TBlockAddress& Address, const TBlockSpot& Spot,
                const TBlockTaker& Taker, TBlockSession* Session);
     /// Opening -> Held.
@@ -165,14 +167,14 @@ private:
     void LeaveTable(TAnyBlock& Block) noexcept;
     void EnterSession(const TAnyBlockPtr& Block, const TBlockTaker& Taker, TBlockSession* Session);
     [[nodiscard]] TAnyBlockPtr LeaveSession(TAnyBlock& Block) noexcept;
-    [[nodiscard]] std::shared_ptr<const TZUBlockOwner> OwnerOf(std::u16string_view SID,
-                                                               std::u16string_view UserName);
+    void Rest(TBlockSession& Session) noexcept;
     [[nodiscard]] TAnyBlockPtr LeaveAll(TAnyBlock& Block) noexcept;
     static void Close(TAnyBlock& Block, TBlockState State) noexcept;
 
-    std::shared_ptr<const TZUBlockOwner> FLastOwner; // sessions mostly come back for more
-    TTables FTables;                                 // owns its items
+    TTables FTables; // owns its items
     std::unordered_map<TSessionKey, TBlockSession, THash, TSame> FSessions;
+    std::array<TBlockSession*, 16> FIdle{}; // the last ones to give everything back: most come again
+    std::size_t FNextIdle = 0;
 };
 
 } // namespace zutools

@@ -8,7 +8,7 @@
 //   Opening   its table, its session nothing yet   waits: the host opens the record and tells the rights
 //   Held      everybody              the block     is told at once
 //   Checking  everybody              the block     waits: a commit has it and asks for the rights
-//   Writing   everybody              the block     waits: a commit writes it
+//   Writing   everybody              the block     waits: a commit writes it, asking for the rights once more
 //   Leaving   its table              nothing       waits: released while it was written
 //   Gone      nobody                 nothing       may have it
 //
@@ -16,8 +16,8 @@
 //   Opening  -> Held      opened and allowed; a table lock comes here from Loose
 //   Opening  -> Gone      not opened, not allowed, or the session ended
 //   Held    <-> Checking  a commit begins, or ends without writing
-//   Checking -> Writing   allowed: what is released from here on has been written
-//   Writing  -> Held      written and kept, or not written and nothing is lost
+//   Checking -> Writing   allowed: the write ends as it will, whoever releases the block from here on
+//   Writing  -> Held      written and kept, or it failed and nothing is lost
 //   Writing  -> Leaving   released; the write goes on to its end
 //   Held, Checking, Writing, Leaving -> Gone
 //

@@ -63,6 +63,20 @@ public:
         return {Low, Begin, false};
     }
 
+    /// The same for an entry that is likely to be one of the last.
+    template <class TCompare>
+    [[nodiscard]] TPlace FindFromEnd(const TCompare& Compare) const {
+        if (FChunks.empty()) return {};
+        const TChunk& Last = FChunks.back();
+        const std::size_t Stop = Last.size() - std::min<std::size_t>(Last.size(), 8);
+        for (std::size_t After = Last.size(); After > Stop; --After) {
+            const int Sign = Compare(Last[After - 1]);
+            if (Sign == 0) return {FChunks.size() - 1, After - 1, true};
+            if (Sign < 0) return {FChunks.size() - 1, After, false};
+        }
+        return Find(Compare);
+    }
+
     /// Looks at every entry: for an order that contradicts itself, where Find may fail.
     template <class TIs>
     [[nodiscard]] TPlace Scan(const TIs& Is) const {

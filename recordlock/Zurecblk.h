@@ -103,7 +103,7 @@ public:
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
-    TZURecordBlockerTableObject() = default;
+    TZURecordBlockerTableObject();
     ~TZURecordBlockerTableObject() override = default;
 
     // Published under these names. They do not change while the block lives.
@@ -194,6 +194,8 @@ private:
 /// A block on a record.
 class TZURecordBlockerObject : public TZURecordBlockerTableObject {
 public:
+    TZURecordBlockerObject();
+
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
@@ -305,8 +307,8 @@ public:
     // carries the block and with it the new record's ID. False with 200 + RecAction (another session has it;
     // with CheckForRights only), 220, 303 (writing failed), 401 (rights could not be told), 501 (another call
     // is writing it) - in these the block stays - and with 402 (no right to write), after which the block is
-    // given back without a commit. A block that is released before its write begins is not written: 220. One
-    // that is released while it is written is written to the end, which succeeds.
+    // given back without a commit. A block that is released before its write begins is not written: 220. When
+    // one is released while it is written, the write goes on: a success when it succeeds, else 220.
 
     /// CheckForRights is true. No object: true at once. A block that was released already: 220.
     bool DoneByObject(TZURecordBlockerTableObject* CurObject, bool CommitChanges, bool AsDoc,
@@ -405,11 +407,11 @@ private:
     [[nodiscard]] TRecordPtr Take(TAsked& Asked);
     [[nodiscard]] bool Begin(TAsked& Asked, const TRecordPtr& Block, TRecordPtr& Own);
     [[nodiscard]] bool IsTaken(TAsked& Asked, TBlockSpot& Spot, TRecordPtr& Own);
-    [[nodiscard]] TRecordPtr Finish(TAsked& Asked, const TRecordPtr& Block);
+    [[nodiscard]] TRecordPtr Finish(TAsked& Asked, TRecordPtr& Block);
     [[nodiscard]] std::unique_ptr<TUserTable> OpenTable(const TAsked& Asked);
     /// `Known` keeps what the security manager said of the user, to be asked about the record once more.
     [[nodiscard]] TRights CheckUserRights(TZURecordBlockerObject& Block, const TUserTable& Record,
-                                          std::shared_ptr<const TTableRights>& Known);
+                                          std::optional<TTableRights>& Known);
     [[nodiscard]] TAnyBlockPtr TakeTable(std::u16string_view TableName);
 
     [[nodiscard]] std::int32_t CheckRecordInternal(TAnyBlock* Block, const TBlockCaller& Caller);

@@ -47,7 +47,8 @@ public:
 private:
     enum class TOutcome : std::uint8_t { Nothing, Written, Refused, Failed, Lost };
     struct TItem {
-        TAnyBlockPtr Block; // null: there is none
+        TAnyBlock* Block = nullptr; // null: there is none
+        TAnyBlockPtr Owned;         // keeps it while the lock is given back, and once it is gone
         TOutcome Outcome = TOutcome::Nothing;
         bool Claimed = false;
         std::optional<std::u16string> NewRecordID;
@@ -95,7 +96,7 @@ bool TZURecordBlocker::TDone::Find(std::size_t Count, const TFind& Find) {
     for (std::size_t Number = 0; Number < Count; ++Number) {
         TAnyBlock* const Block = Find(Number);
         const bool There = FBlocker.Has(Block);
-        if (There) FItems[Number].Block = Block->shared_from_this();
+        if (There) FItems[Number].Block = Block;
         if (There && !IsForeign(*Block)) continue;
         FItems = FItems.first(Number + 1);
         break;
@@ -106,7 +107,9 @@ bool TZURecordBlocker::TDone::Find(std::size_t Count, const TFind& Find) {
 /// With the lock: nobody else gives back or writes what is going to be written.
 void TZURecordBlocker::TDone::Claim() {
     for (TItem& Each : FItems) {
-        if (!Each.Block || IsForeign(*Each.Block) || Each.Block->State() != TBlockState::Held) continue;
+        if (Each.Block == nullptr) continue;
+        Each.Owned = Each.Block->shared_from_this();
+        if (IsForeign(*Each.Block) || Each.Block->State() != TBlockState::Held) continue;
         FBlocker.FLists->Set(*Each.Block, TBlockState::Checking);
         Each.Claimed = true;
     }
@@ -116,7 +119,7 @@ void TZURecordBlocker::TDone::Claim() {
 void TZURecordBlocker::TDone::Write() {
     for (std::size_t Number = 0; Number < FItems.size(); ++Number) {
         TItem& Item = FItems[Number];
-        if (!Item.Block || IsForeign(*Item.Block)) return;
+        if (Item.Block == nullptr || IsForeign(*Item.Block)) return;
         const auto Before = FItems.first(Number);
         if (!FFlags.KeepInCashe && std::ranges::find(Before, Item.Block, &TItem::Block) != Before.end())
             return; // named twice: given back already when its turn comes again
@@ -140,7 +143,7 @@ TZURecordBlocker::TDone::TOutcome TZURecordBlocker::TDone::CheckAndWrite(TItem& 
                                                                          TZURecordBlockerObject& Record) {
     struct TNotGranted {};
     TRights Rights = TRights::Granted;
-    std::shared_ptr<const TTableRights> Known;
+    std::optional<TTableRights> Known;
     TRecordCheck Check;
     if (FFlags.CheckForRights) {
         Check = [&](const TUserTable& Row) {
@@ -216,7 +219,7 @@ void TZURecordBlocker::TDone::Settle() {
 bool TZURecordBlocker::TDone::SettleOne(TItem& Item) {
     FCode = ErrorRecordNotFound;
     FTold = nullptr;
-    if (!Item.Block || Item.Outcome == TOutcome::Lost) return false;
+    if (Item.Block == nullptr || Item.Outcome == TOutcome::Lost) return false;
     TAnyBlock& Block = *Item.Block;
     const bool Written = Item.Outcome == TOutcome::Written;
     if (!Written && !Block.Held()) return false; // released meanwhile, or named twice
@@ -244,7 +247,8 @@ bool TZURecordBlocker::TDone::SettleOne(TItem& Item) {
     if (!FFlags.KeepInCashe) {
         // One that this thread is writing further up goes when that write has ended.
         const bool Mine = std::exchange(Item.Claimed, false);
-        static_cast<void>(Mine ? FBlocker.FLists->Remove(Block) : FBlocker.FLists->Release(Block));
+        TAnyBlockPtr Gone = Mine ? FBlocker.FLists->Remove(Block) : FBlocker.FLists->Release(Block);
+        if (!Item.Owned) Item.Owned = std::move(Gone);
     }
     return Item.Outcome != TOutcome::Refused;
 }
@@ -323,8 +327,8 @@ void TZURecordBlocker::DoneBySID(std::u16string_view SID) {
     const TSessionKey Key(Own);
     std::vector<TAnyBlockPtr> Gone; // freed without the lock
     const std::scoped_lock Guard(*this);
-    // The entry goes with its last block.
-    while (const TBlockSession* const Session = FLists->FindSession(Key)) {
+    const TBlockSession* const Session = FLists->FindSession(Key); // stays: it is idle afterwards
+    while (Session != nullptr && Session->First) {
         Gone.emplace_back();
         Gone.back() = FLists->Release(*Session->First);
     }

@@ -83,6 +83,10 @@ std::u16string_view ObjectTypeToStr(TZUBlockerObjectType ObjectType) {
     return u"Unknown";
 }
 
+// Not in the header: who makes one would then fill it with zeros first.
+TZURecordBlockerTableObject::TZURecordBlockerTableObject() = default;
+TZURecordBlockerObject::TZURecordBlockerObject() = default;
+
 const TClassInfo& TZURecordBlockerTableObject::StaticClass() {
     static constexpr TClassInfo Info{.Name = u"TZURecordBlockerTableObject",
                                      .Parent = &TIObject::StaticClass,

@@ -62,7 +62,7 @@ std::shared_ptr<TZURecordBlockerObject> TZURecordBlocker::GetRecord(std::u16stri
 }
 
 TZURecordBlocker::TRecordPtr TZURecordBlocker::Take(TAsked& Asked) {
-    const auto Block = std::make_shared<TZURecordBlockerObject>();
+    auto Block = std::make_shared<TZURecordBlockerObject>();
     Block->FRecAction = Asked.Action;
     Block->FRecordID = Asked.Address.Record;
     Block->FCreateTime = FClock.Wall();
@@ -75,7 +75,7 @@ TZURecordBlocker::TRecordPtr TZURecordBlocker::Take(TAsked& Asked) {
     if (!Block->FTable) return nullptr;
     Block->FFields.emplace(*Block, *Block->FTable);
     if (Asked.Action != otInsert) {
-        std::shared_ptr<const TTableRights> Rights;
+        std::optional<TTableRights> Rights;
         if (CheckUserRights(*Block, *Block->FTable, Rights) != TRights::Granted) return nullptr;
         Block->FHistory.Add(TBlockEvent::Created, {}, Asked.Caller.Stack);
     } else { // its record ID will change
@@ -157,14 +157,14 @@ std::unique_ptr<TUserTable> TZURecordBlocker::OpenTable(const TAsked& Asked) {
 
 TZURecordBlocker::TRights TZURecordBlocker::CheckUserRights(TZURecordBlockerObject& Block,
                                                             const TUserTable& Record,
-                                                            std::shared_ptr<const TTableRights>& Known) {
+                                                            std::optional<TTableRights>& Known) {
     if (Block.UserName().empty()) return TRights::Granted;
     bool Granted = false;
     const bool Told = Ask(ErrorRightsException, &Block, [&] {
         TSecurityManager& Manager = Security();
         if (!Known) {
-            Known = std::make_shared<const TTableRights>(Manager.BuildTableRightsFilter(
-                Manager.RefreshUserInfo(Block.UserName()), Block.TableName(), RightFor(Block.FRecAction)));
+            Known = Manager.BuildTableRightsFilter(Manager.RefreshUserInfo(Block.UserName()),
+                                                   Block.TableName(), RightFor(Block.FRecAction));
         }
         Granted = Manager.CheckRecordRights(*Known, Record);
     });
@@ -176,7 +176,7 @@ TZURecordBlocker::TRights TZURecordBlocker::CheckUserRights(TZURecordBlockerObje
 
 /// Shows the block that was opened. Null with a last error, or another block, when a call from within the
 /// host's own took the record meanwhile.
-TZURecordBlocker::TRecordPtr TZURecordBlocker::Finish(TAsked& Asked, const TRecordPtr& Block) {
+TZURecordBlocker::TRecordPtr TZURecordBlocker::Finish(TAsked& Asked, TRecordPtr& Block) {
     const std::scoped_lock Guard(*this);
     const auto Ended = [&Block] { return Block->State() == TBlockState::Gone; };
     const auto PutOff = [&Block] { return Block->FTableEntry == nullptr; };
@@ -190,7 +190,7 @@ TZURecordBlocker::TRecordPtr TZURecordBlocker::Finish(TAsked& Asked, const TReco
     if (PutOff()) FLists->Enter(Block, Asked.Address, Spot, Asked.Caller, Block->FSession);
     if (!MayHaveMore(Block->FSession)) return nullptr;
     FLists->Show(*Block);
-    return Block;
+    return std::move(Block);
 }
 
 std::shared_ptr<TZURecordBlockerTableObject> TZURecordBlocker::LockTable(std::u16string_view TableName) {
