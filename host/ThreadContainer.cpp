@@ -8,15 +8,15 @@
 
 namespace zutools {
 
-namespace {
-
-// The calling thread's number: plain data, because a thread-local with a destructor is broken on MinGW.
 std::uint64_t ThreadNumber() {
     static std::atomic<std::uint64_t> Last{0};
+    // Plain data, because a thread-local with a destructor is broken on MinGW.
     static thread_local std::uint64_t Number = 0;
     if (Number == 0) Number = ++Last;
     return Number;
 }
+
+namespace {
 
 std::uint64_t NextContainerNumber() {
     static std::atomic<std::uint64_t> Last{0};

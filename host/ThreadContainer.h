@@ -22,6 +22,9 @@
 
 namespace zutools {
 
+/// The calling thread's number, from 1, never given twice.
+[[nodiscard]] std::uint64_t ThreadNumber();
+
 /// The item of one thread.
 class TThreadContainerParentObject : public TObject {
 public:

@@ -30,19 +30,19 @@ TTagParam& TTags::AddTag(std::u16string_view Name) {
 
 TTemplate::TTemplate()
     : FState(std::make_unique<TState>(std::nullopt)) {
-    FState->LanguageID = FState->Services().ApplicationManager->GetSessionLanguageID();
+    FState->OwnLanguageID = FState->Services().ApplicationManager->GetSessionLanguageID();
 }
 
 TTemplate::TTemplate(const TTemplateEnvironment& Environment)
     : FState(std::make_unique<TState>(Environment)) {
-    FState->LanguageID = FState->Services().ApplicationManager->GetSessionLanguageID();
+    FState->OwnLanguageID = FState->Services().ApplicationManager->GetSessionLanguageID();
 }
 
 TTemplate::TTemplate(std::unique_ptr<TState> State)
     : FState(std::move(State)) {}
 
 TTemplate::~TTemplate() {
-    TState::FreeParts(std::move(FState->Parts));
+    ClearParts();
 }
 
 TZTSTemplateCache* TTemplate::TState::Cache() const {
@@ -56,11 +56,11 @@ const TServices& TTemplate::TState::Services() const {
 // --- Properties ---
 
 const std::u16string& TTemplate::Name() const {
-    return FState->Name;
+    return FState->Name();
 }
 
 const std::u16string& TTemplate::LanguageID() const {
-    return FState->LanguageID;
+    return FState->LanguageID();
 }
 
 const std::u16string& TTemplate::PartName() const {
@@ -129,25 +129,26 @@ int TTemplate::CaretY() const {
 
 void TTemplate::SetTemplateName(std::u16string_view Name) {
     // Kept on purpose: a change of letter case only does not load again.
-    if (SameText(Name, FState->Name)) return;
+    if (SameText(Name, FState->Name())) return;
     if (Name.empty()) FState->Loosen().Body.clear();
-    FState->Name = Name;
     TZTSTemplateCache* const Cache = FState->Cache();
-    if (Cache != nullptr && Cache->TryGetTemplate(FState->LanguageID, FState->Name, *this)) return;
+    if (Cache != nullptr && Cache->TryGetKnown(FState->LanguageID(), Name, *this)) return;
+    FState->OwnName = std::u16string(Name);
+    if (Cache != nullptr && Cache->TryGetTemplate(FState->LanguageID(), FState->Name(), *this)) return;
     ReadTemplate();
 }
 
 void TTemplate::SetLanguageID(std::u16string_view Value) {
-    if (SameText(Value, FState->LanguageID)) return;
-    FState->LanguageID = Trim(Value);
-    if (FState->LanguageID.empty()) {
-        FState->LanguageID = FState->Services().ApplicationManager->GetDefaultLanguageID();
+    if (SameText(Value, FState->LanguageID())) return;
+    FState->OwnLanguageID = std::u16string(Trim(Value));
+    if (FState->LanguageID().empty()) {
+        FState->OwnLanguageID = FState->Services().ApplicationManager->GetDefaultLanguageID();
     }
     // Kept on purpose: the cache is asked without asking first whether it is enabled, so that a template does
     // not load again when it is not.
     TZTSTemplateCache* const Cache = FState->Cache();
-    if (!FState->Name.empty() && Cache != nullptr)
-        Cache->GetTemplate(FState->LanguageID, FState->Name, *this);
+    if (!FState->Name().empty() && Cache != nullptr)
+        Cache->GetTemplate(FState->LanguageID(), FState->Name(), *this);
 }
 
 void TTemplate::SetBody(std::u16string Text) {
@@ -163,13 +164,13 @@ void TTemplate::ReadTemplate() {
     ClearTagsList();
     FState->Settle();
     FState->Carets.Restart();
-    if (FState->Name.empty()) return;
+    if (FState->Name().empty()) return;
     std::u16string Text;
     try {
         const TZTSTemplateCache* const Cache = FState->Cache();
         Text = Cache != nullptr
-                   ? ReadTemplateFile(Cache->GetTemplateDirectory(), FState->Name, Cache->GetMaxFileSize())
-                   : ReadTemplateFile({}, FState->Name, DefaultMaxTemplateSize);
+                   ? ReadTemplateFile(Cache->GetTemplateDirectory(), FState->Name(), Cache->GetMaxFileSize())
+                   : ReadTemplateFile({}, FState->Name(), DefaultMaxTemplateSize);
     } catch (const ETemplateFile& Error) {
         return HandleError(Error.Message());
     }
@@ -178,7 +179,7 @@ void TTemplate::ReadTemplate() {
 }
 
 void TTemplate::ReplaceLanguageTags(std::u16string& Text) const {
-    ReplaceLanguageKeys(Text, *FState->Services().Localizer, FState->LanguageID);
+    ReplaceLanguageKeys(Text, *FState->Services().Localizer, FState->LanguageID());
 }
 
 int TTemplate::ComposeTemplate(int CurPos, std::u16string TBuff, std::u16string_view PartName) {
@@ -194,13 +195,13 @@ void TTemplate::TState::Parse(std::u16string NewText, std::size_t Start, std::u1
     Settle();
     auto Parsed = TParsedTemplate::Parse(
         std::move(NewText), Start,
-        {Name, LanguageID, RaiseException, FromFile, !PartName.empty(), Carets.Tell(Text)});
+        {Name(), LanguageID(), RaiseException, FromFile, !PartName.empty(), Carets.Tell(Text)});
     const TParsedTemplate::TPart& Root = Parsed->Root();
-    TakeText({std::move(Parsed), &Root});
+    TakeNamedText(std::move(Parsed));
     Carets.TakeParsed();
     // Kept on purpose: a part has no template name of its own, so nothing stands before the full stop.
     if (Root.Fault != TFault::None) {
-        LastError = FaultText(Root.Fault, PartName, Name);
+        LastError = FaultText(Root.Fault, PartName, Name());
         if (RaiseException) throw ETemplate(LastError);
     } else if (Text.Parsed->Raised()) {
         const TParsedTemplate::TPart& Faulty = *Text.Parsed->FirstFault();
@@ -219,6 +220,13 @@ void TTemplate::TState::TakeText(TTextStretch NewText) {
     for (std::size_t Index = 0; Index < Text.Part->ChildCount; ++Index) {
         Parts.emplace_back(&Text.Parsed->Child(*Text.Part, Index));
     }
+}
+
+void TTemplate::TState::TakeNamedText(std::shared_ptr<const TParsedTemplate> Parsed) {
+    const TParsedTemplate::TPart& Root = Parsed->Root();
+    TakeText({std::move(Parsed), &Root});
+    OwnName.reset();
+    OwnLanguageID.reset();
 }
 
 void TTemplate::ClearTagsList() {
@@ -265,23 +273,19 @@ void TTemplate::Assign(const TTemplate* Source) {
 
 void TTemplate::Assign(std::shared_ptr<const TParsedTemplate> Text) {
     TState& State = *FState;
-    const TParsedTemplate::TOrigin& Origin = Text->Origin();
     State.Carets.TakeCopied(State.Text);
-    State.RaiseException = Origin.RaiseException;
-    State.Name = Origin.Name;
-    State.LanguageID = Origin.LanguageID;
+    State.RaiseException = Text->Origin().RaiseException;
     State.IdentName.clear();
-    TState::FreeParts(std::exchange(State.Parts, {}));
-    const TParsedTemplate::TPart& Root = Text->Root();
-    State.TakeText({std::move(Text), &Root});
+    ClearParts();
+    State.TakeNamedText(std::move(Text));
 }
 
 void TTemplate::TState::CopyWithoutParts(const TState& Source) {
     Carets.TakeCopied(Text, Source.Carets);
     RaiseException = Source.RaiseException;
-    Name = Source.Name;
+    OwnName = Source.OwnName;
+    OwnLanguageID = Source.OwnLanguageID;
     IdentName = Source.IdentName;
-    LanguageID = Source.LanguageID;
     Text = Source.Text;
     const TLoose* const Lists = Source.Loose();
     if (Lists == nullptr) {
@@ -339,8 +343,8 @@ TTemplate& TTemplate::TState::MakePart(std::size_t Index) {
     if (const auto* const Made = std::get_if<std::unique_ptr<TTemplate>>(&Slot)) return **Made;
     const TParsedTemplate::TPart& Part = *std::get<const TParsedTemplate::TPart*>(Slot);
     auto State = std::make_unique<TState>(Environment);
+    State->OwnName.emplace(); // a part has none; its language is the text's
     State->RaiseException = Text.Parsed->Origin().RaiseException;
-    State->LanguageID = Text.Parsed->Origin().LanguageID;
     State->IdentName = Text.Parsed->PartIdent(Part);
     State->TakeText({Text.Parsed, &Part});
     // The parts of a template that parsed its text have the errors of that parsing; those of a copy have
@@ -371,7 +375,7 @@ void TTemplate::TState::FreeParts(TPartSlots Parts) {
 int TTemplate::AddPart(int CurPos, std::u16string TBuff, std::u16string_view PartName) {
     auto State = std::make_unique<TState>(FState->Environment);
     State->RaiseException = FState->RaiseException;
-    State->LanguageID = FState->LanguageID;
+    State->OwnLanguageID = FState->LanguageID();
     State->IdentName = PartIdentOf(PartName);
     FState->Settle();
     FState->Carets.BeginPart();
@@ -389,6 +393,7 @@ TTemplate& TTemplate::AddPart(std::unique_ptr<TTemplate> Part) {
 }
 
 void TTemplate::ClearParts() {
+    if (FState->Parts.empty()) return;
     TState::FreeParts(std::exchange(FState->Parts, {}));
 }
 
@@ -421,7 +426,7 @@ TTemplate* TTemplate::GetPartByName(std::u16string_view Name) {
     for (std::size_t Index = 0; Index < FState->Parts.size(); ++Index) {
         if (Sought.IsOf(FState->IdentOfPart(FState->Parts[Index]))) return &FState->MakePart(Index);
     }
-    HandleError(Format(UnknownPartText, {Name, FState->Name}));
+    HandleError(Format(UnknownPartText, {Name, FState->Name()}));
     return nullptr;
 }
 

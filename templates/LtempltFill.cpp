@@ -96,7 +96,7 @@ std::u16string TTemplate::GetTagValue(std::u16string_view TagName) {
     } else if (const TZUParamObject* Entry = FState->Loose()->Tags.TagsValues.FindParam(TagName)) {
         return Entry->FValue;
     }
-    HandleError(Format(UnknownTagText, {TagName, FState->Name}));
+    HandleError(Format(UnknownTagText, {TagName, FState->Name()}));
     return {};
 }
 

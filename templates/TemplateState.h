@@ -49,9 +49,10 @@ struct TTemplate::TState {
         : Environment(Environment_) {}
 
     std::optional<TTemplateEnvironment> Environment; // none: the process-wide objects
-    std::u16string Name;                             // file name; empty for parts and loose texts
+    // Those of the text, which most templates share, until this one is given others.
+    std::optional<std::u16string> OwnName;
+    std::optional<std::u16string> OwnLanguageID;
     std::u16string IdentName;
-    std::u16string LanguageID;
     std::u16string LastError;
     bool RaiseException = false;
     TTextStretch Text;
@@ -59,6 +60,13 @@ struct TTemplate::TState {
     TPartSlots Parts;
     TCarets Carets;
 
+    /// The file name; empty for parts and loose texts.
+    [[nodiscard]] const std::u16string& Name() const {
+        return OwnName ? *OwnName : Text.Parsed->Origin().Name;
+    }
+    [[nodiscard]] const std::u16string& LanguageID() const {
+        return OwnLanguageID ? *OwnLanguageID : Text.Parsed->Origin().LanguageID;
+    }
     [[nodiscard]] TZTSTemplateCache* Cache() const;
     [[nodiscard]] const TServices& Services() const;
 
@@ -84,6 +92,8 @@ struct TTemplate::TState {
 
     /// Takes a text with empty values; its parts are appended, not yet made.
     void TakeText(TTextStretch NewText);
+    /// The same with the name and the language that the text has.
+    void TakeNamedText(std::shared_ptr<const TParsedTemplate> Parsed);
     void Parse(std::u16string NewText, std::size_t Start, std::u16string_view PartName, bool FromFile);
     /// Before the text goes and parts stay: these, and the carets, are told by it for the last time.
     void Settle();

@@ -2,14 +2,48 @@
 
 #include "host/Services.h"
 #include "host/StringHelpers.h"
+#include "host/ThreadContainer.h"
 #include "templates/ParsedTemplate.h"
 #include "templates/TemplateFile.h"
 
+#include <bit>
 #include <cstring>
 
 namespace zutools {
 
 std::unique_ptr<TZTSTemplateCache> ZTSTemplateCache;
+
+namespace {
+
+/// Mixes a text into `Hash` four characters at a time, without the bit that tells A to Z from a to z.
+inline std::uint64_t MixNoCase(std::uint64_t Hash, std::u16string_view Text) {
+    const auto Mix = [&](std::uint64_t Word) {
+        Hash = (std::rotl(Hash, 23) ^ (Word & ~0x0020002000200020U)) * 0x9E3779B97F4A7C15U;
+    };
+    for (; Text.size() >= 4; Text.remove_prefix(4)) {
+        std::uint64_t Word = 0;
+        std::memcpy(&Word, Text.data(), sizeof(Word));
+        Mix(Word);
+    }
+    std::uint64_t Rest = 0;
+    for (const char16_t Character : Text) Rest = Rest << 16 | Character;
+    if (!Text.empty()) Mix(Rest);
+    return Hash;
+}
+
+bool SameNoCase(std::u16string_view Left, std::u16string_view Right) {
+    return SameUnits(Left, Right) || SameText(Left, Right);
+}
+
+} // namespace
+
+std::size_t TZTSTemplateCache::TKeyHash::operator()(const TKeyView& Key) const {
+    return static_cast<std::size_t>(MixNoCase(MixNoCase(Key.Name.size(), Key.LanguageID), Key.Name));
+}
+
+bool TZTSTemplateCache::TKeyEqual::operator()(const TKeyView& Left, const TKeyView& Right) const {
+    return SameNoCase(Left.Name, Right.Name) && SameNoCase(Left.LanguageID, Right.LanguageID);
+}
 
 TZTSTemplateCache::TZTSTemplateCache(const TServices* Services)
     : FServices(Services)
@@ -22,7 +56,7 @@ const TServices& TZTSTemplateCache::Services() const {
 }
 
 bool TZTSTemplateCache::GetEnabled() const {
-    const std::scoped_lock Guard(*this);
+    const std::shared_lock Reading(*this);
     return FEnabled;
 }
 
@@ -32,7 +66,7 @@ void TZTSTemplateCache::SetEnabled(bool Value) {
 }
 
 std::u16string TZTSTemplateCache::GetTemplateDirectory() const {
-    const std::scoped_lock Guard(*this);
+    const std::shared_lock Reading(*this);
     return FDirectory;
 }
 
@@ -42,7 +76,7 @@ void TZTSTemplateCache::SetTemplateDirectory(std::u16string_view Value) {
 }
 
 std::uint64_t TZTSTemplateCache::GetMaxFileSize() const {
-    const std::scoped_lock Guard(*this);
+    const std::shared_lock Reading(*this);
     return FMaxFileSize;
 }
 
@@ -62,75 +96,103 @@ void TZTSTemplateCache::GetTemplate(std::u16string_view LanguageID, std::u16stri
     if (!TryGetTemplate(LanguageID, TemplateName, Target)) Target.SetTemplateName(TemplateName);
 }
 
-bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16string_view TemplateName,
-                                       TTemplate& Target) {
-    const std::u16string Key = LowerCase(LanguageID).append(u"|").append(LowerCase(TemplateName));
-    std::shared_ptr<TEntry> Entry;
+bool TZTSTemplateCache::TryGetKnown(std::u16string_view LanguageID, std::u16string_view TemplateName,
+                                    TTemplate& Target) {
     TText Text;
     {
-        const std::scoped_lock Guard(*this);
-        if (TemplateName.empty() || !FEnabled) return false;
-        std::shared_ptr<TEntry>& Found = FEntries[Key];
-        if (Found == nullptr) Found = std::make_shared<TEntry>();
-        Text = Found->Text;
-        if (Text == nullptr) Entry = Found;
+        const std::shared_lock Reading(*this);
+        if (!FEnabled) return false;
+        const auto Found = FEntries.find(TKeyView{LanguageID, TemplateName});
+        if (Found == FEntries.end()) return false;
+        Text = Own(Found->second->Text);
     }
-    try {
-        if (Text == nullptr) Text = Read(Key, *Entry, LanguageID, TemplateName);
-    } catch (const ETemplateFile& Error) {
-        Target.ClearParts();
-        Target.ClearTagsList();
-        Target.HandleError(Error.Message());
-        return true;
-    }
+    if (Text == nullptr) return false;
     Target.Assign(std::move(Text));
     return true;
 }
 
-/// The entry's text. One thread reads it; the others that ask meanwhile wait for it.
-TZTSTemplateCache::TText TZTSTemplateCache::Read(const std::u16string& Key, TEntry& Entry,
-                                                 std::u16string_view LanguageID, std::u16string_view Name) {
-    const std::scoped_lock Reading(Entry.Reading);
+bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16string_view TemplateName,
+                                       TTemplate& Target) {
+    if (TryGetKnown(LanguageID, TemplateName, Target)) return true;
+    const TKeyView Key{LanguageID, TemplateName};
+    std::shared_ptr<TEntry> Entry;
     {
         const std::scoped_lock Guard(*this);
-        if (Entry.Text != nullptr) return Entry.Text;
+        if (TemplateName.empty() || !FEnabled) return false;
+        auto Found = FEntries.find(Key);
+        if (Found == FEntries.end()) {
+            Found = FEntries
+                        .emplace(TKey{std::u16string(LanguageID), std::u16string(TemplateName)},
+                                 std::make_shared<TEntry>())
+                        .first;
+        }
+        Entry = Found->second;
     }
     try {
-        TText Text = Load(LanguageID, Name);
+        Target.Assign(Read(Key, *Entry));
+    } catch (const ETemplateFile& Error) {
+        Target.ClearParts();
+        Target.ClearTagsList();
+        Target.HandleError(Error.Message());
+    }
+    return true;
+}
+
+/// The entry's text. One thread reads it; the others that ask meanwhile wait for it.
+TZTSTemplateCache::TText TZTSTemplateCache::Read(const TKeyView& Key, TEntry& Entry) {
+    const std::scoped_lock Reading(Entry.Reading);
+    {
+        const std::shared_lock Guard(*this);
+        if (Own(Entry.Text) != nullptr) return Own(Entry.Text);
+    }
+    try {
+        TSharedText Text = Share(Load(Key));
         const std::scoped_lock Guard(*this);
-        Entry.Text = Text;
-        return Text;
+        Entry.Text = std::move(Text);
+        return Own(Entry.Text);
     } catch (...) {
         Forget(Key, Entry); // the next request tries again
         throw;
     }
 }
 
-TZTSTemplateCache::TText TZTSTemplateCache::Load(std::u16string_view LanguageID,
-                                                 std::u16string_view Name) const {
+TZTSTemplateCache::TText TZTSTemplateCache::Load(const TKeyView& Key) const {
     std::u16string Text;
     try {
-        Text = ReadTemplateFile(GetTemplateDirectory(), Name, GetMaxFileSize());
-        ReplaceLanguageKeys(Text, *Services().Localizer, LanguageID);
+        Text = ReadTemplateFile(GetTemplateDirectory(), Key.Name, GetMaxFileSize());
+        ReplaceLanguageKeys(Text, *Services().Localizer, Key.LanguageID);
     } catch (const ETemplateFile& Error) {
         if (Error.IsText()) throw;
         // Kept on purpose: an empty or unreadable file is an empty template, whose error nobody who asks is
         // told. The log is.
         Services().Logger->Log(TLogLevel::Warning, Error.Message());
     }
-    TParsedTemplate::TOrigin Origin{std::u16string(Name), std::u16string(LanguageID)};
+    TParsedTemplate::TOrigin Origin{std::u16string(Key.Name), std::u16string(Key.LanguageID)};
     Origin.FromFile = true;
     TText Parsed = TParsedTemplate::Parse(std::move(Text), 0, std::move(Origin));
     // A missing mark is the error of the part that lacks it, and the copies have no errors: only the log can
     // tell it, with the file's name.
     for (const TParsedTemplate::TPart& Part : Parsed->Parts()) {
         if (Part.Fault == TParsedTemplate::TFault::None) continue;
-        Services().Logger->Log(TLogLevel::Warning, FaultText(Part.Fault, Part.Name, Name));
+        Services().Logger->Log(TLogLevel::Warning, FaultText(Part.Fault, Part.Name, Key.Name));
     }
     return Parsed;
 }
 
-void TZTSTemplateCache::Forget(const std::u16string& Key, const TEntry& Entry) {
+TZTSTemplateCache::TSharedText TZTSTemplateCache::Share(const TText& Text) {
+    struct alignas(64) TOwner { // and its count with it, on a cache line of their own
+        TText Text;
+    };
+    TSharedText Result;
+    for (TText& Each : Result) Each = TText(std::make_shared<TOwner>(TOwner{Text}), Text.get());
+    return Result;
+}
+
+const TZTSTemplateCache::TText& TZTSTemplateCache::Own(const TSharedText& Text) {
+    return Text[ThreadNumber() % Text.size()];
+}
+
+void TZTSTemplateCache::Forget(const TKeyView& Key, const TEntry& Entry) {
     const std::scoped_lock Guard(*this);
     const auto Found = FEntries.find(Key);
     if (Found != FEntries.end() && Found->second.get() == &Entry) FEntries.erase(Found);

@@ -3,7 +3,8 @@
 //
 // TTemplate asks it; the application sets the directory and enables it. Called by any number of threads at
 // once. The lock guards the dictionary, the flag and the settings, and is never held while a file is read or
-// a text is looked up: who asks for a template that another thread is reading waits for that one reading.
+// a text is looked up: who asks for a template that another thread is reading waits for that one reading. Who
+// asks for one that is there only reads under the lock, beside others who do.
 //
 // Entries stay until Clear: a changed file is seen only after it. Clear is safe while others copy; what they
 // hold stays alive with them.
@@ -13,6 +14,7 @@
 #include "host/Locks.h"
 #include "templates/Ltemplt.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -22,7 +24,7 @@
 
 namespace zutools {
 
-class TZTSTemplateCache : public TKXThreadSafetyClass {
+class TZTSTemplateCache : public TKXThreadRWSafetyClass {
 public:
     /// Disabled, with an empty directory. `Services` outlives the cache; null means those of the process.
     explicit TZTSTemplateCache(const TServices* Services = nullptr);
@@ -49,23 +51,47 @@ public:
     void GetTemplate(std::u16string_view LanguageID, std::u16string_view TemplateName, TTemplate& Target);
     /// The same, but false, with nothing done, where GetTemplate would only give the name.
     bool TryGetTemplate(std::u16string_view LanguageID, std::u16string_view TemplateName, TTemplate& Target);
+    /// The same for a template that is there, without reading any file; else false, with nothing done.
+    bool TryGetKnown(std::u16string_view LanguageID, std::u16string_view TemplateName, TTemplate& Target);
 
 private:
     using TText = std::shared_ptr<const TParsedTemplate>;
+    // One text, whose owners are counted in several places, so that threads that share it do not wait for
+    // each other's counting.
+    using TSharedText = std::array<TText, 16>;
     /// A template that is there, or is being read.
     struct TEntry {
         std::mutex Reading; // held by the thread that reads it
-        TText Text;         // guarded by the cache's lock
+        TSharedText Text;   // of nulls until it is there; guarded by the cache's lock
     };
 
-    [[nodiscard]] TText Read(const std::u16string& Key, TEntry& Entry, std::u16string_view LanguageID,
-                             std::u16string_view Name);
-    void Forget(const std::u16string& Key, const TEntry& Entry);
-    [[nodiscard]] TText Load(std::u16string_view LanguageID, std::u16string_view Name) const;
+    // Both ignore the case of A to Z.
+    struct TKeyView {
+        std::u16string_view LanguageID, Name;
+    };
+    struct TKey {
+        std::u16string LanguageID, Name;
+        operator TKeyView() const { return {LanguageID, Name}; }
+    };
+    struct TKeyHash {
+        using is_transparent = void;
+        std::size_t operator()(const TKeyView& Key) const;
+    };
+    struct TKeyEqual {
+        using is_transparent = void;
+        bool operator()(const TKeyView& Left, const TKeyView& Right) const;
+    };
+
+    [[nodiscard]] TText Read(const TKeyView& Key, TEntry& Entry);
+    void Forget(const TKeyView& Key, const TEntry& Entry);
+    [[nodiscard]] TText Load(const TKeyView& Key) const;
+    [[nodiscard]] static TSharedText Share(const TText& Text);
+    /// The text for the calling thread.
+    [[nodiscard]] static const TText& Own(const TSharedText& Text);
     [[nodiscard]] const TServices& Services() const;
 
     const TServices* const FServices;
-    std::unordered_map<std::u16string, std::shared_ptr<TEntry>> FEntries; // by "language|name" in lower case
+    std::unordered_map<TKey, std::shared_ptr<TEntry>, TKeyHash, TKeyEqual> FEntries;
     std::u16string FDirectory;
     std::uint64_t FMaxFileSize;
     bool FEnabled = false;
