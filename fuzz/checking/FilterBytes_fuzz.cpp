@@ -2,19 +2,12 @@
 // reads back the same.
 
 #include "checking/Chekprms.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
+#include "fuzz/Input.h"
 
 namespace {
 
 using namespace zutools;
-
-void Require(bool Holds) {
-    if (!Holds) std::abort();
-}
+using zutools::fuzz::Require;
 
 std::size_t Units(const TParamsConfig& Config) {
     std::size_t Sum = Config.FilterName.size() + Config.FilterDescribe.size();
@@ -28,7 +21,7 @@ std::size_t Units(const TParamsConfig& Config) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size) {
-    const std::string_view Bytes(reinterpret_cast<const char*>(Data), Size);
+    const std::string_view Bytes = fuzz::Bytes(Data, Size);
     TParamsConfig Config;
     Config.FilterName = u"before";
     Config.SetAsString(Bytes);

@@ -2,20 +2,12 @@
 // surrogates and all.
 
 #include "core/Lparams.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
+#include "fuzz/Input.h"
 
 namespace {
 
 using namespace zutools;
-
-void Require(bool Holds) {
-    if (!Holds) std::abort();
-}
+using zutools::fuzz::Require;
 
 // Both views hold the same entries, each found by its own name.
 void CheckViews(const TParamsList& List) {
@@ -49,8 +41,7 @@ void CheckRoundTrip(const TParamsList& List) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size) {
     if (Size == 0) return 0;
     const unsigned Operation = Data[0] % 4;
-    std::u16string Text((Size - 1) / 2, u'\0');
-    if (!Text.empty()) std::memcpy(Text.data(), Data + 1, Text.size() * 2);
+    std::u16string Text = fuzz::Utf16(Data, Size, 1);
 
     TParamsList List;
     switch (Operation) {

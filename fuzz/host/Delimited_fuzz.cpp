@@ -2,20 +2,16 @@
 //
 // Input: one byte that chooses delimiter and quote, then the text in UTF-16.
 
+#include "fuzz/Input.h"
 #include "host/Strings.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
+using zutools::fuzz::Require;
 
 namespace {
 
 void RequireSame(const zutools::TStrings& Left, const zutools::TStrings& Right) {
-    if (Left.Count() != Right.Count()) std::abort();
-    for (int Index = 0; Index < Left.Count(); ++Index) {
-        if (Left.Strings(Index) != Right.Strings(Index)) std::abort();
-    }
+    Require(Left.Count() == Right.Count());
+    for (int Index = 0; Index < Left.Count(); ++Index) Require(Left.Strings(Index) == Right.Strings(Index));
 }
 
 } // namespace
@@ -25,8 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size
     if (Size == 0) return 0;
     const char16_t Delimiter = u",; \t"[Data[0] % 4];
     const char16_t Quote = u"\"'"[Data[0] / 4 % 2];
-    std::u16string Text((Size - 1) / 2, u'\0');
-    if (!Text.empty()) std::memcpy(Text.data(), Data + 1, Text.size() * 2);
+    std::u16string Text = fuzz::Utf16(Data, Size, 1);
 
     TStringList Read;
     Read.SetDelimitedText(Text, Delimiter, Quote);

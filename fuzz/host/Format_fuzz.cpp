@@ -3,12 +3,10 @@
 // Input: one byte a argument (0 text, 1 integer, 2 float, anything else ends the list), then the pattern in
 // UTF-16.
 
+#include "fuzz/Input.h"
 #include "host/Exception.h"
 #include "host/Format.h"
 
-#include <cstdint>
-#include <cstring>
-#include <string>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size) {
@@ -22,8 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size
         if (Data[At] == 2) Args.emplace_back(static_cast<double>(Number) / 3e5);
     }
     if (At < Size) ++At; // the byte that ended the list
-    std::u16string Pattern((Size - At) / 2, u'\0');
-    if (!Pattern.empty()) std::memcpy(Pattern.data(), Data + At, Pattern.size() * 2);
+    const std::u16string Pattern = fuzz::Utf16(Data, Size, At);
     try {
         (void)Format(Pattern, Args);
     } catch (const EFormatError&) {

@@ -2,23 +2,19 @@
 //
 // Input: one byte for the number of key columns, then the ID in UTF-16.
 
+#include "fuzz/Input.h"
 #include "host/RecordId.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
+using zutools::fuzz::Require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size) {
     using namespace zutools;
     if (Size == 0) return 0;
     const std::size_t Count = Data[0] % 6;
-    std::u16string Text((Size - 1) / 2, u'\0');
-    if (!Text.empty()) std::memcpy(Text.data(), Data + 1, Text.size() * 2);
+    std::u16string Text = fuzz::Utf16(Data, Size, 1);
 
-    if (const auto Values = SplitRecordID(Text, Count)) {
-        if (Values->size() != Count || JoinRecordID(*Values) != Text) std::abort();
-    }
+    if (const auto Values = SplitRecordID(Text, Count))
+        Require(Values->size() == Count && JoinRecordID(*Values) == Text);
 
     // The text cut at its line breaks: values that hold anything else.
     std::vector<std::u16string> Values(1);
@@ -30,6 +26,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size
         }
     }
     const auto Again = SplitRecordID(JoinRecordID(Values), Values.size());
-    if (!Again || *Again != Values) std::abort();
+    Require(Again == Values);
     return 0;
 }

@@ -1,20 +1,16 @@
 // Frames of message pipes: a stream that arrives in any pieces, read with buffers of any sizes, gives the
 // messages that are in it and nothing else; what a writer sends, a reader gets back.
 
+#include "fuzz/Input.h"
 #include "platform/PipeFrames.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
 using namespace zutools::platform;
+using zutools::fuzz::Require;
 
 namespace {
-
-void Demand(bool Condition) {
-    if (!Condition) std::abort();
-}
 
 using TBytesView = std::span<const std::byte>;
 
@@ -38,13 +34,13 @@ std::vector<std::vector<std::byte>> ReadAll(TBytesView Stream, TBytesView Sizes)
                 if (Part > 0) std::memcpy(Space.data(), Stream.data() + Moved, Part);
                 Moved += Part;
             }
-            Demand(Moved > 0);
+            Require(Moved > 0);
             Reader.Received(Moved);
             Stream = Stream.subspan(Moved);
         }
         const TPipeResult Read = Reader.End();
-        Demand(Read.Bytes <= Buffer.size());
-        Demand(Read.Done() || (Read.Code == TPipeCode::MoreData && Read.Bytes == Buffer.size()));
+        Require(Read.Bytes <= Buffer.size());
+        Require(Read.Done() || (Read.Code == TPipeCode::MoreData && Read.Bytes == Buffer.size()));
         Result.back().insert(Result.back().end(), Buffer.begin(),
                              Buffer.begin() + static_cast<std::ptrdiff_t>(Read.Bytes));
         if (Read.Done()) Result.emplace_back();
@@ -74,9 +70,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size
 
     const auto Expected = Messages(Stream);
     auto Read = ReadAll(Stream, Sizes);
-    Demand(Read.size() == Expected.size() + 1); // the last is the one that did not end
+    Require(Read.size() == Expected.size() + 1); // the last is the one that did not end
     Read.pop_back();
-    Demand(Read == Expected);
+    Require(Read == Expected);
 
     TFrameWriter Writer;
     Writer.Begin(Sizes, Stream);
@@ -90,12 +86,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size
         }
         Writer.Sent(Piece - Left);
     }
-    Demand(Messages(Sent) == std::vector(1, std::vector(All.begin(), All.end())));
+    Require(Messages(Sent) == std::vector(1, std::vector(All.begin(), All.end())));
 
     if (Stream.size() >= TPipeOpening::Size) {
         const auto Bytes = Stream.first<TPipeOpening::Size>();
         if (const auto Opening = TPipeOpening::Parse(Bytes)) {
-            Demand(std::equal(Bytes.begin(), Bytes.end(), Opening->Bytes().begin()));
+            Require(std::equal(Bytes.begin(), Bytes.end(), Opening->Bytes().begin()));
         }
     }
     return 0;

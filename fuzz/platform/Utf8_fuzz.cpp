@@ -1,23 +1,19 @@
 // UTF-8 and UTF-16 against ICU: both accept the same texts, give the same result, and find the fault at the
 // same byte; what was accepted comes back unchanged.
 
+#include "fuzz/Input.h"
 #include "platform/Text.h"
 
 #include <unicode/ustring.h>
 #include <unicode/utf8.h>
 
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 using namespace zutools::platform;
+using zutools::fuzz::Require;
 
 namespace {
-
-void Demand(bool Condition) {
-    if (!Condition) std::abort();
-}
 
 // The decoding of ICU, one character at a time; `Fault` is the offset of the first malformed sequence or the
 // size.
@@ -47,12 +43,12 @@ std::u16string DecodeByIcu(std::string_view Bytes, std::size_t& Fault) {
 void CheckDecoding(std::string_view Bytes) {
     const auto Decoded = Utf8ToUtf16Strict(Bytes);
     std::size_t Fault = 0;
-    Demand(Decoded.Text == DecodeByIcu(Bytes, Fault));
-    Demand((Decoded.Error ? Decoded.Error->Offset : Bytes.size()) == Fault);
-    Demand(Decoded.Error.has_value() == (Fault != Bytes.size()));
+    Require(Decoded.Text == DecodeByIcu(Bytes, Fault));
+    Require((Decoded.Error ? Decoded.Error->Offset : Bytes.size()) == Fault);
+    Require(Decoded.Error.has_value() == (Fault != Bytes.size()));
 
     const auto Again = Utf16ToUtf8Strict(Decoded.Text);
-    Demand(!Again.Error && Again.Text == Bytes.substr(0, Fault));
+    Require(!Again.Error && Again.Text == Bytes.substr(0, Fault));
 
     // ICU replaces as we do: one for each maximal part of a sequence.
     const std::u16string Shown = Utf8ToUtf16(Bytes);
@@ -62,15 +58,15 @@ void CheckDecoding(std::string_view Bytes) {
     u_strFromUTF8WithSub(ByIcu.data(), static_cast<std::int32_t>(ByIcu.size()), &Length, Bytes.data(),
                          static_cast<std::int32_t>(Bytes.size()), 0xFFFD, nullptr, &Status);
     ByIcu.resize(static_cast<std::size_t>(Length));
-    Demand(U_SUCCESS(Status) && Shown == ByIcu);
+    Require(U_SUCCESS(Status) && Shown == ByIcu);
 }
 
 void CheckEncoding(std::u16string_view Text) {
     const auto Encoded = Utf16ToUtf8Strict(Text);
     const std::size_t Fault = Encoded.Error ? Encoded.Error->Offset : Text.size();
     const auto Back = Utf8ToUtf16Strict(Encoded.Text);
-    Demand(!Back.Error && Back.Text == Text.substr(0, Fault));
-    if (Encoded.Error) Demand(Fault < Text.size() && U16_IS_SURROGATE(Text[Fault]));
+    Require(!Back.Error && Back.Text == Text.substr(0, Fault));
+    if (Encoded.Error) Require(Fault < Text.size() && U16_IS_SURROGATE(Text[Fault]));
 
     std::vector<char> ByIcu(Text.size() * 3 + 1);
     std::int32_t Length = 0;
@@ -78,8 +74,8 @@ void CheckEncoding(std::u16string_view Text) {
     u_strToUTF8WithSub(ByIcu.data(), static_cast<std::int32_t>(ByIcu.size()), &Length, Text.data(),
                        static_cast<std::int32_t>(Text.size()), 0xFFFD, nullptr, &Status);
     const std::string_view Expected(ByIcu.data(), static_cast<std::size_t>(Length));
-    Demand(U_SUCCESS(Status) && Utf16ToUtf8(Text) == Expected);
-    if (!Encoded.Error) Demand(Encoded.Text == Expected);
+    Require(U_SUCCESS(Status) && Utf16ToUtf8(Text) == Expected);
+    if (!Encoded.Error) Require(Encoded.Text == Expected);
 }
 
 } // namespace

@@ -3,22 +3,18 @@
 //
 // Input: the filter in UTF-8.
 
+#include "fuzz/Input.h"
 #include "platform/Text.h"
 #include "server/rights/RecordFilter.h"
 #include "tests/support/MemoryTable.h"
 
-#include <cstdint>
-#include <cstdlib>
 #include <optional>
 
 using namespace zutools;
 using namespace zutools::server;
+using zutools::fuzz::Require;
 
 namespace {
-
-void Require(bool Holds) {
-    if (!Holds) std::abort();
-}
 
 const tests::TMemoryTable& Record() {
     static const tests::TMemoryTable TheRecord({{u"Department", u"Sales"},
@@ -53,8 +49,7 @@ std::optional<bool> Covers(const std::u16string& Text) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size) {
-    const std::u16string Text =
-        platform::Utf8ToUtf16(std::string_view(reinterpret_cast<const char*>(Data), Size));
+    const std::u16string Text = platform::Utf8ToUtf16(fuzz::Bytes(Data, Size));
     const auto Plain = Covers(Text);
     if (!Plain) return 0;
     // Longer or deeper than a filter may be: none; otherwise as usable as the plain one.

@@ -1,18 +1,13 @@
 // Statement text of any shape: what is found lies inside the text and in order, and the rewritten statement
 // scans to the same statement again.
 
+#include "fuzz/Input.h"
 #include "server/sql/ParamNames.h"
 
-#include <cstdint>
-#include <cstdlib>
-
 using namespace zutools::server;
+using zutools::fuzz::Require;
 
 namespace {
-
-void Require(bool Holds) {
-    if (!Holds) std::abort();
-}
 
 std::u16string ToText(const std::uint8_t* Data, std::size_t Size) {
     std::u16string Text;

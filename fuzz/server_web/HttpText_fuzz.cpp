@@ -2,24 +2,19 @@
 //
 // Input: one byte that chooses the rule, then the text as a client sends it.
 
+#include "fuzz/Input.h"
 #include "server/web/HttpText.h"
 
 #include "platform/Text.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 
 namespace {
 
 using namespace zutools;
 using namespace zutools::server;
-
-void Require(bool Holds) {
-    if (!Holds) std::abort();
-}
+using zutools::fuzz::Require;
 
 bool IsPlain(const std::u16string& Text) {
     return Text.find(u'\0') == std::u16string::npos && !platform::Utf16ToUtf8Strict(Text).Error;

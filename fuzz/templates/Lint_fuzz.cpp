@@ -1,25 +1,17 @@
 // Any bytes are analysed, places stay inside the text, and where no language key interferes the analysis
 // agrees with the templates themselves about parts, tags and what is not closed.
 
+#include "fuzz/Input.h"
 #include "platform/Text.h"
 #include "templates/Lint.h"
 #include "templates/Ltemplt.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <iostream>
 
 using namespace zutools;
+using zutools::fuzz::Require;
 
 namespace {
-
-void Require(bool Condition, const char* What) {
-    if (Condition) return;
-    std::cerr << What << '\n';
-    std::abort();
-}
 
 bool EndsWith(const TLintProblem& Problem, std::u16string_view Words) {
     return std::u16string_view(Problem.Message).ends_with(Words);
@@ -52,7 +44,7 @@ void CompareWithTemplate(const TLintReport& Report, std::u16string Text) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* Data, std::size_t Size) {
-    const std::string_view Bytes(reinterpret_cast<const char*>(Data), Size);
+    const std::string_view Bytes = fuzz::Bytes(Data, Size);
     const TLintReport Report = LintTemplate(Bytes);
     const std::size_t Lines = static_cast<std::size_t>(std::count(Bytes.begin(), Bytes.end(), '\n')) + 1;
     for (const TLintProblem& Problem : Report.Problems) {
