@@ -290,23 +290,25 @@ TEST_F(ParamsListScript, UnknownNamesAreParameters) {
     EXPECT_EQ(Get(u"Nobody", {}), TKXVariant(u""));
 }
 
-TEST_F(ParamsListScript, LoadStringAddsItems) {
-    Get(u"LoadString", {u"a=1;;b=2;c;=x", u";"});
-    EXPECT_EQ(FList.AsString(), u"a=1\r\nb=2\r\nc=");
-    Get(u"LoadString", {u"d=1;e", u""});
-    EXPECT_EQ(FList.Value(u"d"), u"1;e") << "an empty delimiter is never found";
-    Get(u"Clear", {});
-    EXPECT_EQ(FList.GetCount(), 0);
-}
-
-TEST_F(ParamsListScript, DeleteByNameAndIndex) {
-    Fill(FList, u"a=1\r\nb=2\r\nc=3");
-    Get(u"Delete", {u"B"});
-    Get(u"Delete", {u"none"});
-    Get(u"Delete", {5});
-    EXPECT_EQ(FList.AsString(), u"a=1\r\nc=3");
-    Get(u"Delete", {0});
-    EXPECT_EQ(FList.AsString(), u"c=3");
+TEST_F(ParamsListScript, CallsThatChangeTheList) {
+    const struct {
+        std::u16string_view Before, Name;
+        std::vector<TKXVariant> Args;
+        std::u16string_view After;
+    } Rows[] = {
+        {u"", u"LoadString", {u"a=1;;b=2;c;=x", u";"}, u"a=1\r\nb=2\r\nc="},
+        {u"a=1", u"LoadString", {u"d=1;e", u""}, u"a=1\r\nd=1;e"}, // an empty delimiter is never found
+        {u"a=1\r\nb=2\r\nc=3", u"Delete", {u"B"}, u"a=1\r\nc=3"},
+        {u"a=1\r\nb=2", u"Delete", {u"none"}, u"a=1\r\nb=2"},
+        {u"a=1\r\nb=2", u"Delete", {5}, u"a=1\r\nb=2"},
+        {u"a=1\r\nb=2", u"Delete", {0}, u"b=2"},
+        {u"a=1\r\nb=2", u"Clear", {}, u""},
+    };
+    for (const auto& Row : Rows) {
+        Fill(FList, Row.Before);
+        Get(Row.Name, Row.Args);
+        EXPECT_EQ(FList.AsString(), Row.After);
+    }
 }
 
 TEST_F(ParamsListScript, LoadParamsTakesAListAndRefusesTheRest) {

@@ -12,15 +12,7 @@ using tests::Raised;
 
 namespace {
 
-class TPublished : public TIRegObject {
-public:
-    explicit TPublished(int& Deaths)
-        : FDeaths(Deaths) {}
-    ~TPublished() override { ++FDeaths; }
-
-private:
-    int& FDeaths;
-};
+using TPublished = TProbe<TIRegObject>;
 
 class LthdataTest : public testing::Test {
 protected:
@@ -63,6 +55,9 @@ TEST_F(LthdataTest, WhatScriptsWrite) {
     EXPECT_EQ(Write(u"ORDER"), "You cannot change static object ORDER.");
     EXPECT_EQ(Data.Params.Value(u"Department"), u"7");
     EXPECT_EQ(Read(u"Order").AsObject(), &Order);
+    Data.SetIRegObject(u"Empty", nullptr, 0);
+    EXPECT_EQ(Read(u"Empty"), PointerAsLVar(nullptr));
+    EXPECT_EQ(Write(u"Empty"), "You cannot change static object Empty.");
 }
 
 TEST_F(LthdataTest, KeptOnPurposeAWriteToAnUnknownNameIsDropped) {
@@ -70,12 +65,6 @@ TEST_F(LthdataTest, KeptOnPurposeAWriteToAnUnknownNameIsDropped) {
     EXPECT_EQ(Read(u"Nobody"), PointerAsLVar(nullptr));
     EXPECT_EQ(Data.Params.Count(), 1);
     EXPECT_EQ(Data.Objects.Count(), 1);
-}
-
-TEST_F(LthdataTest, ANullObjectUnderANameIsThere) {
-    Data.SetIRegObject(u"Empty", nullptr, 0);
-    EXPECT_EQ(Read(u"Empty"), PointerAsLVar(nullptr));
-    EXPECT_EQ(Write(u"Empty"), "You cannot change static object Empty.");
 }
 
 TEST_F(LthdataTest, AnObjectCannotTakeTheNameOfAParameter) {
@@ -98,14 +87,6 @@ TEST_F(LthdataTest, WhoFreesAPublishedObject) {
         if (Freed != 0) static_cast<void>(Object.release());
         EXPECT_EQ(Data.Params.Count() + Data.Objects.Count() + Data.CustomObjects.Count(), 0);
     }
-}
-
-TEST_F(LthdataTest, AReplacedObjectIsFreed) {
-    int Count = 0;
-    Data.SetIRegObject(u"Given", new TPublished(Count), 0);
-    Data.SetIRegObject(u"GIVEN", &Order, 2);
-    EXPECT_EQ(Count, 1);
-    EXPECT_EQ(Read(u"given").AsObject(), &Order);
 }
 
 TEST_F(LthdataTest, CustomObjectsStayTheirOwnersUnlessGiven) {

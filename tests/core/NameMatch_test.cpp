@@ -170,8 +170,6 @@ INSTANTIATE_TEST_SUITE_P(Locales, NameMatchOfLocale,
                              return Name.empty() ? std::string("root") : Name;
                          });
 
-// The point of the tables: without this every name would be left to the collator, and all of the above would
-// hold.
 // Names of more than sixteen characters are hashed in another loop than short ones.
 TEST(NameMatch, LongAsciiNamesInAnyCaseHaveOneHash) {
     const TNameMatch& Match = UserNameMatch(false);
@@ -187,6 +185,8 @@ TEST(NameMatch, LongAsciiNamesInAnyCaseHaveOneHash) {
     EXPECT_FALSE(Match.Hash(Name + u"\u0E40").Simple) << "a Thai vowel joins the letter behind it";
 }
 
+// The point of the tables: without this every name would be left to the collator, and all of the above would
+// hold.
 TEST(NameMatch, DecidesAboutCommonNames) {
     const TCollator Root("");
     const TNameMatch Match(Root, false);

@@ -6,14 +6,17 @@
 
 namespace zutools {
 
-class TProbeObject : public TObject {
+template <class TBase>
+class TProbe : public TBase {
 public:
-    explicit TProbeObject(int& Deaths)
+    explicit TProbe(int& Deaths)
         : FDeaths(Deaths) {}
-    ~TProbeObject() override { ++FDeaths; }
+    ~TProbe() override { ++FDeaths; }
 
 private:
     int& FDeaths;
 };
+
+using TProbeObject = TProbe<TObject>;
 
 } // namespace zutools

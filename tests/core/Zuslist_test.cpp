@@ -10,6 +10,8 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace zutools {
@@ -330,44 +332,82 @@ TEST(SortedNamedObjects, FindsNamesAndTakesOverAnotherList) {
 
 // ---- parameters
 
-TEST(SortedParams, OrdersByNameAndUpdatesKnownOnes) {
-    TZUSortedParams List;
-    EXPECT_EQ(List.AddParam(u"b", u"1"), 0);
-    EXPECT_EQ(List.AddParam(u"a", u"2"), 0);
-    EXPECT_EQ(List.AddParam(u"c", u"3"), 2);
-    EXPECT_EQ(List.AddParam(u"B", u"4"), 1);
-    EXPECT_EQ(NamesOf(List), TNames({u"a", u"b", u"c"}));
-    EXPECT_EQ(List.Value(u"B"), u"4");
-    EXPECT_EQ(List.GetParamIndex(u"C"), 2);
-    EXPECT_EQ(List.GetParamIndex(u"d"), -1);
-    EXPECT_EQ(List.Value(u"d"), u"");
+/// What the two lists of texts have in common, each in its kind of text.
+template <class TList>
+class ParamsOfBothTexts : public testing::Test {
+protected:
+    using TItem = std::conditional_t<std::is_same_v<TList, TZUSortedParams>, TZUParamObject, TZUParamObjectA>;
+    using TText = decltype(TItem::FValue);
+    static TText T(std::string_view Ascii) { return {Ascii.begin(), Ascii.end()}; }
+
+    TList FList;
+};
+using TBothTexts = testing::Types<TZUSortedParams, TZUSortedParamsA>;
+TYPED_TEST_SUITE(ParamsOfBothTexts, TBothTexts);
+
+TYPED_TEST(ParamsOfBothTexts, KeepTheFirstValueBesideTheCurrentOne) {
+    auto& List = this->FList;
+    const auto T = [](std::string_view Ascii) { return TestFixture::T(Ascii); };
+    EXPECT_EQ(List.AddParamValue(T(" b = 1 "), T("=")), 0);
+    EXPECT_EQ(List.AddParam(T("a"), T("2")), 0);
+    EXPECT_EQ(List.AddParam(T("B"), T("3")), 1);
+    EXPECT_EQ(List.Param(1), T("b")) << "spelled as first";
+    EXPECT_EQ(List.Value(T("B")), T("3"));
+    EXPECT_EQ(List.FindElementIndex(u"B"), 1);
+    List.SetValue(T("c"), T("4"));
+    List.SetValue(T("c"), T("5"));
+    EXPECT_EQ(List.GetParamIndex(T("C")), 2);
     List.ResetParamsValues();
-    EXPECT_EQ(List.Value(u"b"), u"1");
-    List.SetValue(u"d", u"5");
-    List.SetValue(u"d", u"6");
-    List.ResetParamsValues();
-    EXPECT_EQ(List.Value(u"d"), u"5")
-        << "a written unknown name is added, its value being the initial one too";
-    List.RemoveParam(u"A");
-    List.RemoveParam(u"none");
-    EXPECT_EQ(NamesOf(List), TNames({u"b", u"c", u"d"}));
-    List.SetValues(0, u"7");
-    List.SetValues(3, u"8");
-    List.SetValues(-1, u"8");
-    EXPECT_EQ(List.Values(0), u"7");
-    EXPECT_EQ(List.Values(3) + List.Values(-1) + List.Param(3) + List.Param(-1), u"");
+    EXPECT_EQ(List.Values(1), T("1"));
+    EXPECT_EQ(List.Value(T("c")), T("4")) << "written under an unknown name, it is the initial value too";
+    List.SetValues(1, T("6"));
+    for (const int Outside : {-1, 3}) {
+        List.SetValues(Outside, T("7"));
+        EXPECT_EQ(List.Values(Outside) + List.Param(Outside), T(""));
+    }
+    EXPECT_EQ(List.Values(1), T("6"));
+    EXPECT_EQ(List.GetParamIndex(T("none")), -1);
+    EXPECT_EQ(List.Value(T("none")), T(""));
+    List.RemoveParam(T("A"));
+    List.RemoveParam(T("none"));
+    List.CaseSensitivity = true;
+    List.AddParam(T("B"), T("8"));
+    EXPECT_EQ(NamesOf(List), TNames({u"b", u"B", u"c"}));
 }
 
-TEST(SortedParams, TellsCaseApartWhenAsked) {
-    TZUSortedParams List;
-    List.CaseSensitivity = true;
-    List.AddParam(u"b", u"1");
-    List.AddParam(u"B", u"2");
-    EXPECT_EQ(List.Count(), 2);
-    EXPECT_EQ(List.Value(u"B"), u"2");
-    List.CaseSensitivity = false;
-    EXPECT_EQ(List.AddParam(u"B", u"3"), 0) << "the first of two that are equal now";
-    EXPECT_EQ(List.Count(), 2);
+TYPED_TEST(ParamsOfBothTexts, AssignTakesItsThreeSourcesAndNothingElse) {
+    auto& List = this->FList;
+    const auto T = [](std::string_view Ascii) { return TestFixture::T(Ascii); };
+    TypeParam Source;
+    Source.AddParam(T("a"), T("1"));
+    Source.AddParam(T("a"), T("2"));
+    List.Assign(Source);
+    List.SetValue(T("a"), T("3"));
+    List.ResetParamsValues();
+    EXPECT_EQ(List.Value(T("a")), T("2")) << "the source's current value is the copy's initial one";
+
+    TStringList Lines;
+    Lines.SetText(u"b = x = 1 \r\n c ");
+    List.Assign(Lines);
+    EXPECT_EQ(NamesOf(List), TNames({u" c ", u"b"}));
+    EXPECT_EQ(List.Value(T("b")), T("x = 1"));
+
+    // A list that holds this very list's items: they are read before they are freed.
+    TObjectList Items;
+    Items.OwnsObjects = false;
+    Items.Add(List.Items(1));
+    List.Assign(Items);
+    Items.Clear();
+
+    TObjectList Mixed;
+    Mixed.Add(new typename TestFixture::TItem);
+    Mixed.Add(new TObject);
+    EXPECT_THROW(List.Assign(Mixed), EIObjectError);
+    List.Assign(TObject());
+    List.Assign(TObjectList());
+    List.Assign(TZUSortedVariantParams());
+    List.Assign(List);
+    EXPECT_EQ(NamesOf(List), TNames({u"b"}));
 }
 
 TEST(SortedParams, SplitsTextsAtTheDelimiter) {
@@ -400,41 +440,6 @@ TEST(SortedParams, WritesAndReadsItsText) {
     EXPECT_EQ(List.AsString(), u"a=1\r\nb=2\r\n");
     List.SetAsString(u"z = 26\ry=25\nx\r\nz=27");
     EXPECT_EQ(List.AsString(), u"x=\r\ny=25\r\nz=27\r\n");
-}
-
-TEST(SortedParams, AssignTakesItsThreeSourcesAndNothingElse) {
-    TZUSortedParams Source;
-    Source.AddParam(u"a", u"1");
-    Source.AddParam(u"a", u"2");
-    TZUSortedParams List;
-    List.Assign(Source);
-    List.SetValue(u"a", u"3");
-    List.ResetParamsValues();
-    EXPECT_EQ(List.Value(u"a"), u"2") << "the source's current value is the copy's initial one";
-
-    TStringList Lines;
-    Lines.SetText(u"b = x = 1 \r\n c ");
-    List.Assign(Lines);
-    EXPECT_EQ(NamesOf(List), TNames({u" c ", u"b"}));
-    EXPECT_EQ(List.Value(u"b"), u"x = 1");
-
-    // A list that holds this very list's items: they are read before they are freed.
-    TObjectList Items;
-    Items.OwnsObjects = false;
-    Items.Add(List.Items(1));
-    List.Assign(Items);
-    EXPECT_EQ(NamesOf(List), TNames({u"b"}));
-    Items.Clear();
-
-    TObjectList Mixed;
-    Mixed.Add(new TZUParamObject);
-    Mixed.Add(new TObject);
-    EXPECT_THROW(List.Assign(Mixed), EIObjectError);
-    List.Assign(TObject());
-    List.Assign(TObjectList());
-    List.Assign(TZUSortedVariantParams());
-    List.Assign(List);
-    EXPECT_EQ(NamesOf(List), TNames({u"b"}));
 }
 
 TEST(SortedParams, MakesItsItemsInOnePlace) {
@@ -499,41 +504,13 @@ TEST(SortedParams, ACallersComparisonReplacesItsOwn) {
     EXPECT_EQ(List.GetParamIndex(u"B"), -1);
 }
 
-TEST(SortedParamsA, DoesInEightBitTextWhatTheOtherDoes) {
+TEST(SortedParamsA, RefusesLinesThatTheCodePageLacks) {
     TZUSortedParamsA List;
-    EXPECT_EQ(List.AddParamValue(" b = 1 ", "="), 0);
-    EXPECT_EQ(List.AddParam("a", "2"), 0);
-    EXPECT_EQ(List.AddParam("B", "3"), 1);
-    EXPECT_EQ(List.Param(1), "b");
-    EXPECT_EQ(List.Value("B"), "3");
-    EXPECT_EQ(List.FindElementIndex(u"B"), 1);
-    List.ResetParamsValues();
-    EXPECT_EQ(List.Values(1), "1");
-    List.SetValues(1, "4");
-    List.SetValues(2, "5");
-    EXPECT_EQ(List.Values(1), "4");
-    EXPECT_EQ(List.Values(2) + List.Param(-1) + List.Value("x"), "");
-    EXPECT_EQ(List.GetParamIndex("x"), -1);
-
-    TZUSortedParamsA Copy;
-    Copy.Assign(List);
+    List.AddParam("q", "1");
     TStringList Lines;
-    Lines.SetText(u"q=1");
-    List.Assign(Lines);
-    EXPECT_EQ(List.Value("Q"), "1");
-    List.Assign(TZUSortedParams());
-    EXPECT_EQ(List.Count(), 1);
     Lines.SetText(u"q=\u4E00");
     EXPECT_THROW(List.Assign(Lines), EVariantError);
     EXPECT_EQ(List.Value("q"), "1");
-    Copy.RemoveParam("A");
-    EXPECT_EQ(NamesOf(Copy), TNames({u"b"}));
-
-    TZUSortedParamsA Cased;
-    Cased.CaseSensitivity = true;
-    Cased.AddParam("b", "1");
-    Cased.AddParam("B", "1");
-    EXPECT_EQ(Cased.Count(), 2);
 }
 
 TEST(SortedVariantParams, KeepsVariantsByName) {

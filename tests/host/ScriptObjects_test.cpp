@@ -1,6 +1,7 @@
 #include "host/ScriptObjects.h"
 
 #include "host/Exception.h"
+#include "tests/support/Raised.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 namespace zutools {
 namespace {
 
+using tests::Raised;
 using TText = std::u16string;
 
 class TThing : public TIObject {
@@ -61,16 +63,6 @@ void SetItem(TObject& Target, TScriptArgs Index, const TKXVariant& Value) {
 }
 void Remember(TObject& Target, TScriptArgs Args) {
     static_cast<TThing&>(Target).Last = Args[0].AsString();
-}
-
-template <class TCall>
-TText MessageFrom(TCall Call) {
-    try {
-        Call();
-    } catch (const EIObjectError& Error) {
-        return Error.Message();
-    }
-    return u"nothing raised";
 }
 
 TEST(ScriptRegistry, FindsNamesIgnoringCaseAndInBases) {
@@ -143,14 +135,14 @@ TEST(ScriptMember, ChecksTheNumberOfArguments) {
     EXPECT_TRUE(Keep.Invoke(Thing, TScriptArgs(Args, 1)).IsNull());
     EXPECT_EQ(Thing.Last, u"x");
 
-    EXPECT_EQ(MessageFrom([&] { (void)Item.Invoke(Thing, Args); }),
-              u"Invalid number of arguments for property 'Item' of class 'TThing': 2 given, 1 wanted");
-    EXPECT_EQ(MessageFrom([&] { Item.Write(Thing, {}, 5); }),
-              u"Invalid number of arguments for property 'Item' of class 'TThing': 0 given, 1 wanted");
-    EXPECT_EQ(MessageFrom([&] { (void)Keep.Invoke(Thing, {}); }),
-              u"Invalid number of arguments for procedure 'Keep' of class 'TThing': 0 given, 1 wanted");
-    EXPECT_EQ(MessageFrom([&] { Keep.Write(Thing, {}, 5); }),
-              u"'Keep' of class 'TThing' is no property but a procedure");
+    EXPECT_EQ(Raised<EIObjectError>([&] { (void)Item.Invoke(Thing, Args); }),
+              "Invalid number of arguments for property 'Item' of class 'TThing': 2 given, 1 wanted");
+    EXPECT_EQ(Raised<EIObjectError>([&] { Item.Write(Thing, {}, 5); }),
+              "Invalid number of arguments for property 'Item' of class 'TThing': 0 given, 1 wanted");
+    EXPECT_EQ(Raised<EIObjectError>([&] { (void)Keep.Invoke(Thing, {}); }),
+              "Invalid number of arguments for procedure 'Keep' of class 'TThing': 0 given, 1 wanted");
+    EXPECT_EQ(Raised<EIObjectError>([&] { Keep.Write(Thing, {}, 5); }),
+              "'Keep' of class 'TThing' is no property but a procedure");
 }
 
 // Names of the process's registry, taken back at the end of the test.
@@ -185,8 +177,8 @@ TEST_F(ScriptObject, ReadsRegisteredNamesThenPublishedProperties) {
     EXPECT_EQ(Result, TKXVariant(3));
     EXPECT_TRUE(Get(u"Keep", One));
     EXPECT_TRUE(Result.IsNull());
-    EXPECT_EQ(MessageFrom([&] { Get(u"Size", One); }),
-              u"Invalid number of arguments for property 'Size' of class 'TSpecial'");
+    EXPECT_EQ(Raised<EIObjectError>([&] { Get(u"Size", One); }),
+              "Invalid number of arguments for property 'Size' of class 'TSpecial'");
 }
 
 TEST_F(ScriptObject, WritesRegisteredNamesThenPublishedProperties) {
@@ -195,13 +187,14 @@ TEST_F(ScriptObject, WritesRegisteredNamesThenPublishedProperties) {
     EXPECT_EQ(Thing.Last, u"key=7");
     EXPECT_TRUE(Set(u"SIZE", One));
     EXPECT_EQ(Thing.Size, 7);
-    EXPECT_EQ(MessageFrom([&] { Set(u"Size", Two); }),
-              u"Invalid number of arguments for property 'Size' of class 'TSpecial'");
-    EXPECT_EQ(MessageFrom([&] { Set(u"Answer", One); }),
-              u"Property 'Answer' of class 'TSpecial' is read-only");
-    EXPECT_EQ(MessageFrom([&] { Set(u"Fixed", One); }), u"Property 'Fixed' of class 'TSpecial' is read-only");
-    EXPECT_EQ(MessageFrom([&] { Set(u"Size", {}); }),
-              u"Invalid number of arguments for property 'Size' of class 'TSpecial'");
+    EXPECT_EQ(Raised<EIObjectError>([&] { Set(u"Size", Two); }),
+              "Invalid number of arguments for property 'Size' of class 'TSpecial'");
+    EXPECT_EQ(Raised<EIObjectError>([&] { Set(u"Answer", One); }),
+              "Property 'Answer' of class 'TSpecial' is read-only");
+    EXPECT_EQ(Raised<EIObjectError>([&] { Set(u"Fixed", One); }),
+              "Property 'Fixed' of class 'TSpecial' is read-only");
+    EXPECT_EQ(Raised<EIObjectError>([&] { Set(u"Size", {}); }),
+              "Invalid number of arguments for property 'Size' of class 'TSpecial'");
 }
 
 TEST(InterfaceObjects, AreAnnouncedUntilTheyDie) {

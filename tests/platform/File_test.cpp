@@ -67,7 +67,6 @@ TEST(ReadFile, RefusalsNameTheFile) {
     const TTempFolder Folder;
     Folder.Write(u"folder/file", "");
     const std::u16string Names[] = {u"none", u"folder", u"folder/file/below",
-
                                     std::u16string(u"unpaired") + char16_t{0xD800}};
     for (const std::u16string& Name : Names) {
         const std::u16string Path = Folder.File(Name);
@@ -145,60 +144,25 @@ TEST(Paths, SafeNames) {
 }
 
 TEST(Paths, UnsafeNames) {
-    struct TRow {
-        std::u16string Name;
+    const struct {
         std::u16string_view Reason;
+        std::vector<std::u16string> Names;
+    } Rows[] = {
+        {u"it is empty", {u""}},
+        {u"it is an absolute path", {u"/etc/passwd", u"\\windows", u"\\\\server\\share", u"\\\\?\\C:\\x"}},
+        {u"it holds a \":\"", {u"C:\\x", u"c:x", u"file.htm:stream", u"a/b:c"}},
+        {u"it holds a control character",
+         {std::u16string(u"a\0.htm", 6), u"a\nb", u"\x1F", u"a\x7F", u"a\u0085"}},
+        {u"a part of it is \".\" or \"..\"",
+         {u".", u"..", u"../x", u"a/../../x", u"a\\..\\x", u"a/..", u"./x"}},
+        {u"a part of it ends in a dot or a blank", {u"...", u"a.", u"a ", u"a /b", u"a./b", u".. /x", u" "}},
+        {u"a part of it is the name of a device",
+         {u"CON", u"nul", u"nul.txt", u"Aux.tar.gz", u"prn .txt", u"COM1", u"lpt9.htm", u"com\u00B9",
+          u"conin$", u"CONOUT$.x", u"a/con/b", u"a\\com1"}},
     };
-    constexpr std::u16string_view Absolute = u"it is an absolute path";
-    constexpr std::u16string_view Control = u"it holds a control character";
-    constexpr std::u16string_view Colon = u"it holds a \":\"";
-    constexpr std::u16string_view Dots = u"a part of it is \".\" or \"..\"";
-    constexpr std::u16string_view End = u"a part of it ends in a dot or a blank";
-    constexpr std::u16string_view Device = u"a part of it is the name of a device";
-    const TRow Rows[] = {
-        {u"", u"it is empty"},
-        {u"/etc/passwd", Absolute},
-        {u"\\windows", Absolute},
-        {u"\\\\server\\share", Absolute},
-        {u"\\\\?\\C:\\x", Absolute},
-        {u"C:\\x", Colon},
-        {u"c:x", Colon},
-        {u"file.htm:stream", Colon},
-        {u"a/b:c", Colon},
-        {std::u16string(u"a\0.htm", 6), Control},
-        {u"a\nb", Control},
-        {u"\x1F", Control},
-        {u"a\x7F", Control},
-        {u"a\u0085", Control},
-        {u".", Dots},
-        {u"..", Dots},
-        {u"../x", Dots},
-        {u"a/../../x", Dots},
-        {u"a\\..\\x", Dots},
-        {u"a/..", Dots},
-        {u"./x", Dots},
-        {u"...", End},
-        {u"a.", End},
-        {u"a ", End},
-        {u"a /b", End},
-        {u"a./b", End},
-        {u".. /x", End},
-        {u" ", End},
-        {u"CON", Device},
-        {u"nul", Device},
-        {u"nul.txt", Device},
-        {u"Aux.tar.gz", Device},
-        {u"prn .txt", Device},
-        {u"COM1", Device},
-        {u"lpt9.htm", Device},
-        {u"com\u00B9", Device},
-        {u"conin$", Device},
-        {u"CONOUT$.x", Device},
-        {u"a/con/b", Device},
-        {u"a\\com1", Device},
-    };
-    for (const TRow& Row : Rows)
-        EXPECT_EQ(UnsafeNameReason(Row.Name), Row.Reason) << testing::PrintToString(Row.Name);
+    for (const auto& Row : Rows)
+        for (const std::u16string& Name : Row.Names)
+            EXPECT_EQ(UnsafeNameReason(Name), Row.Reason) << testing::PrintToString(Name);
 }
 
 } // namespace
