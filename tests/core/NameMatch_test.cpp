@@ -175,6 +175,7 @@ TEST(NameMatch, LongAsciiNamesInAnyCaseHaveOneHash) {
     const TNameMatch& Match = UserNameMatch(false);
     std::u16string Name;
     for (char16_t Unit = u'!'; Unit <= u'~'; ++Unit) {
+        if (!Match.Decidable(Unit)) continue; // a few signs are left to the collator on Windows
         Name += Unit;
         const TNameMatch::THash Hash = Match.Hash(Name);
         EXPECT_TRUE(Hash.Simple);
@@ -182,6 +183,7 @@ TEST(NameMatch, LongAsciiNamesInAnyCaseHaveOneHash) {
         EXPECT_EQ(Match.Hash(platform::LowerCase(Name)).Value, Hash.Value) << Name.size();
         EXPECT_NE(Match.Hash(Name + u"!").Value, Hash.Value) << Name.size();
     }
+    EXPECT_GT(Name.size(), 62U + 16U) << "letters, digits and most signs are decided";
     EXPECT_FALSE(Match.Hash(Name + u"\u0E40").Simple) << "a Thai vowel joins the letter behind it";
 }
 
