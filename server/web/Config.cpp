@@ -411,8 +411,9 @@ THelperConfig ReadHelper(const TSection& Root, const toml::node& Node) {
     }
     for (const toml::node& Word : *Words) {
         const auto* const Text = Word.as_string();
-        if (Text == nullptr || Text->get().find('\0') != std::string::npos) {
-            Section.WrongType("command", Word, "a list of texts");
+        if (Text == nullptr) Section.WrongType("command", Word, "a list of texts");
+        if (Text->get().find('\0') != std::string::npos) {
+            Section.Fail(Word, "\"helper.command\": a word cannot have a zero byte in it");
         }
         Helper.Command.push_back(Text->get());
     }
