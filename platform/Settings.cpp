@@ -1,6 +1,7 @@
 #include "platform/Settings.h"
 
 #include "platform/Text.h"
+#include "platform/TextTools.h"
 
 #include <algorithm>
 
@@ -30,7 +31,8 @@ std::u16string SettingsRefusal(std::u16string_view Section, std::u16string_view 
     for (const std::u16string_view Text : {Section, Key, Value}) {
         if (Text.find_first_of(std::u16string_view(u"\r\n\0", 3)) != Text.npos)
             return u"a line break or NUL cannot be kept in settings";
-        if (Utf16ToUtf8Strict(Text).Error) return u"half a surrogate pair is no text";
+        const bool HasSurrogates = std::any_of(Text.begin(), Text.end(), IsSurrogate);
+        if (HasSurrogates && Utf16ToUtf8Strict(Text).Error) return u"half a surrogate pair is no text";
     }
     if (std::u16string Reason = NameRefusal(Section, u"section"); !Reason.empty()) return Reason;
     if (std::u16string Reason = NameRefusal(Key, u"key"); !Reason.empty()) return Reason;

@@ -94,6 +94,7 @@ bool TSettingsFile::TChanges::Writes(const std::u16string& Key) const {
 
 std::optional<std::u16string> TSettingsFile::Read(std::u16string_view Section,
                                                   std::u16string_view Key) const {
+    if (FChanges.empty()) return FText.Read(Section, Key);
     if (const auto Changes = FChanges.find(std::u16string(Section)); Changes != FChanges.end()) {
         const auto Changed = Changes->second.Keys.find(std::u16string(Key));
         if (Changed != Changes->second.Keys.end()) return Changed->second;

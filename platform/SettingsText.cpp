@@ -156,6 +156,7 @@ void TSettingsText::Parse() {
     FLines.clear();
     FOrder.clear();
     FSectionByName.clear();
+    FLastSection.reset();
     FLines.reserve(LineCount);
     FOrder.reserve(LineCount);
     FSections.assign(1, 0);
@@ -210,6 +211,7 @@ TSettingsText::TLine TSettingsText::Parsed(std::string_view Text) {
 void TSettingsText::Index(TLineId Id) {
     TLine& Line = FLines[Id];
     if (Line.Kind == TKind::Section) {
+        FLastSection.reset();
         FSections.push_back(Id);
         FSectionByName.try_emplace(LowerAsciiText(std::string(Line.Name())), ToOffset(FSections.size() - 1));
     }
@@ -237,6 +239,7 @@ void TSettingsText::Enter(TLineId Id) {
 }
 
 void TSettingsText::Reindex() {
+    FLastSection.reset();
     FSectionByName.clear();
     FSections.assign(1, 0);
     FKeys.assign(std::bit_ceil((FOrder.size() + 1) * 4), 0);
@@ -260,12 +263,27 @@ std::optional<TSettingsText::TLineId> TSettingsText::FindKey(std::uint32_t Secti
     }
 }
 
+std::optional<std::uint32_t> TSettingsText::SectionOf(std::u16string_view Name) const {
+    if (FLastSection && FLastSection->first == Name) return FLastSection->second;
+    const std::optional<std::string> Encoding = Encoded(Name);
+    const std::optional<std::uint32_t> Found = Encoding ? FindSection(*Encoding) : std::nullopt;
+    FLastSection.emplace(Name, Found);
+    return Found;
+}
+
 std::optional<TSettingsText::TLineId> TSettingsText::Find(std::u16string_view Section,
                                                           std::u16string_view Key) const {
-    const std::optional<std::string> SectionName = Encoded(Section), KeyName = Encoded(Key);
-    if (!SectionName || !KeyName) return std::nullopt;
-    const std::optional<std::uint32_t> Found = FindSection(*SectionName);
-    return Found ? FindKey(*Found, *KeyName) : std::nullopt;
+    const std::optional<std::uint32_t> Found = SectionOf(Section);
+    if (!Found) return std::nullopt;
+    // Names are ASCII as a rule, and the same bytes in every encoding then.
+    std::array<char, 64> Short;
+    if (Key.size() <= Short.size() && IsAscii(Key)) {
+        std::transform(Key.begin(), Key.end(), Short.begin(),
+                       [](char16_t Unit) { return static_cast<char>(Unit); });
+        return FindKey(*Found, {Short.data(), Key.size()});
+    }
+    const std::optional<std::string> Name = Encoded(Key);
+    return Name ? FindKey(*Found, *Name) : std::nullopt;
 }
 
 std::optional<std::string> TSettingsText::Encoded(std::u16string_view Text) const {
@@ -326,8 +344,7 @@ std::vector<std::u16string> TSettingsText::Sections() const {
 
 std::vector<std::u16string> TSettingsText::Keys(std::u16string_view Section) const {
     std::vector<std::u16string> Names;
-    const std::optional<std::string> Name = Encoded(Section);
-    const std::optional<std::uint32_t> Found = Name ? FindSection(*Name) : std::nullopt;
+    const std::optional<std::uint32_t> Found = SectionOf(Section);
     if (!Found) return Names;
     for (const TLineId Id : FOrder) {
         const TLine& Line = FLines[Id];

@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace zutools::platform {
@@ -79,6 +80,7 @@ private:
     void Enter(TLineId Id);
     void Reindex();
     [[nodiscard]] std::optional<std::uint32_t> FindSection(std::string_view Name) const;
+    [[nodiscard]] std::optional<std::uint32_t> SectionOf(std::u16string_view Name) const;
     [[nodiscard]] std::optional<TLineId> FindKey(std::uint32_t Section, std::string_view Key) const;
     [[nodiscard]] std::optional<TLineId> Find(std::u16string_view Section, std::u16string_view Key) const;
     [[nodiscard]] std::optional<std::string> Encoded(std::u16string_view Text) const;
@@ -103,6 +105,8 @@ private:
     std::vector<TLineId>
         FKeys; // hash table, a power of two: id + 1 of the first line of each key, 0 for none
     std::size_t FKeyCount = 0;
+    // The section that was asked for last: a form asks for one only. None when sections may have changed.
+    mutable std::optional<std::pair<std::u16string, std::optional<std::uint32_t>>> FLastSection;
     std::string FTail; // half a UTF-16 unit at the end
     TEncoding FEncoding = TEncoding::Utf8;
     bool FAscii = true; // no character above U+007F so far
