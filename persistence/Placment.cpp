@@ -278,17 +278,17 @@ void TKXFormStorage::WriteOfScreen(std::u16string_view Key, std::u16string_view 
 
 void TKXFormStorage::SaveProperties() {
     const TBusyCursor Busy(FApplication);
-    TPropsStorage Properties;
+    TPropsStorage Items;
     CheckParams();
-    Properties.Section = FIniSection;
+    Items.Section = FIniSection;
     IniNeeded(false);
     FRefused.reset();
-    Properties.OnWriteString = [this](auto Section, auto Item, auto Value) {
+    Items.OnWriteString = [this](auto Section, auto Item, auto Value) {
         DoWriteString(Section, Item, Value);
     };
-    Properties.OnEraseSection = [this](auto Section) { FIniFile->EraseSection(Section); };
+    Items.OnEraseSection = [this](auto Section) { FIniFile->EraseSection(Section); };
     if (FStoredPlacement) SavePlacement();
-    if (Owner() != nullptr) Properties.StoreObjectsProps(*Owner(), FStoredProps);
+    if (Owner() != nullptr) Items.StoreObjectsProps(*Owner(), FStoredProps);
     if (OnSaveProperties) OnSaveProperties(*this);
     if (FIniFile) FIniFile->Flush();
     FSaved = TSaved::Yes;
@@ -297,16 +297,16 @@ void TKXFormStorage::SaveProperties() {
 
 void TKXFormStorage::RestoreProperties() {
     const TBusyCursor Busy(FApplication);
-    TPropsStorage Properties;
+    TPropsStorage Items;
     CheckParams();
-    Properties.Section = FIniSection;
+    Items.Section = FIniSection;
     IniNeeded(false);
-    Properties.OnReadString = [this](auto Section, auto Item, auto Default) {
+    Items.OnReadString = [this](auto Section, auto Item, auto Default) {
         return DoReadString(Section, Item, Default);
     };
     try {
         if (FStoredPlacement) RestorePlacement();
-        if (Owner() != nullptr) Properties.LoadObjectsProps(*Owner(), FStoredProps);
+        if (Owner() != nullptr) Items.LoadObjectsProps(*Owner(), FStoredProps);
     } catch (const std::exception&) {
         // Restoring never raises: what is left keeps what it has.
     }
