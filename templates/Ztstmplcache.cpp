@@ -56,38 +56,38 @@ const TServices& TZTSTemplateCache::Services() const {
 }
 
 bool TZTSTemplateCache::GetEnabled() const {
-    const std::shared_lock Reading(*this);
+    const std::shared_lock Reading(FReaders);
     return FEnabled;
 }
 
 void TZTSTemplateCache::SetEnabled(bool Value) {
-    const std::scoped_lock Guard(*this);
+    const TChange Change(*this);
     FEnabled = Value;
 }
 
 std::u16string TZTSTemplateCache::GetTemplateDirectory() const {
-    const std::shared_lock Reading(*this);
+    const std::shared_lock Reading(FReaders);
     return FDirectory;
 }
 
 void TZTSTemplateCache::SetTemplateDirectory(std::u16string_view Value) {
-    const std::scoped_lock Guard(*this);
+    const TChange Change(*this);
     FDirectory = Value;
 }
 
 std::uint64_t TZTSTemplateCache::GetMaxFileSize() const {
-    const std::shared_lock Reading(*this);
+    const std::shared_lock Reading(FReaders);
     return FMaxFileSize;
 }
 
 void TZTSTemplateCache::SetMaxFileSize(std::uint64_t Value) {
-    const std::scoped_lock Guard(*this);
+    const TChange Change(*this);
     FMaxFileSize = Value;
 }
 
 void TZTSTemplateCache::Clear() {
     decltype(FEntries) Old; // freed when the lock is given back
-    const std::scoped_lock Guard(*this);
+    const TChange Change(*this);
     FEntries.swap(Old);
 }
 
@@ -100,7 +100,7 @@ bool TZTSTemplateCache::TryGetKnown(std::u16string_view LanguageID, std::u16stri
                                     TTemplate& Target) {
     TText Text;
     {
-        const std::shared_lock Reading(*this);
+        const std::shared_lock Reading(FReaders);
         if (!FEnabled) return false;
         const auto Found = FEntries.find(TKeyView{LanguageID, TemplateName});
         if (Found == FEntries.end()) return false;
@@ -117,7 +117,7 @@ bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16s
     const TKeyView Key{LanguageID, TemplateName};
     std::shared_ptr<TEntry> Entry;
     {
-        const std::scoped_lock Guard(*this);
+        const TChange Change(*this);
         if (TemplateName.empty() || !FEnabled) return false;
         auto Found = FEntries.find(Key);
         if (Found == FEntries.end()) {
@@ -142,12 +142,12 @@ bool TZTSTemplateCache::TryGetTemplate(std::u16string_view LanguageID, std::u16s
 TZTSTemplateCache::TText TZTSTemplateCache::Read(const TKeyView& Key, TEntry& Entry) {
     const std::scoped_lock Reading(Entry.Reading);
     {
-        const std::shared_lock Guard(*this);
+        const std::shared_lock Guard(FReaders);
         if (Own(Entry.Text) != nullptr) return Own(Entry.Text);
     }
     try {
         TSharedText Text = Share(Load(Key));
-        const std::scoped_lock Guard(*this);
+        const TChange Change(*this);
         Entry.Text = std::move(Text);
         return Own(Entry.Text);
     } catch (...) {
@@ -193,7 +193,7 @@ const TZTSTemplateCache::TText& TZTSTemplateCache::Own(const TSharedText& Text) 
 }
 
 void TZTSTemplateCache::Forget(const TKeyView& Key, const TEntry& Entry) {
-    const std::scoped_lock Guard(*this);
+    const TChange Change(*this);
     const auto Found = FEntries.find(Key);
     if (Found != FEntries.end() && Found->second.get() == &Entry) FEntries.erase(Found);
 }

@@ -24,7 +24,7 @@
 
 namespace zutools {
 
-class TZTSTemplateCache : public TKXThreadRWSafetyClass {
+class TZTSTemplateCache : public TKXThreadSafetyClass {
 public:
     /// Disabled, with an empty directory. `Services` outlives the cache; null means those of the process.
     explicit TZTSTemplateCache(const TServices* Services = nullptr);
@@ -90,7 +90,17 @@ private:
     [[nodiscard]] static const TText& Own(const TSharedText& Text);
     [[nodiscard]] const TServices& Services() const;
 
+    /// Both sides of the lock, for what changes the fields below.
+    struct TChange {
+        explicit TChange(TZTSTemplateCache& Cache)
+            : Owner(Cache)
+            , Readers(Cache.FReaders) {}
+        std::scoped_lock<TZTSTemplateCache> Owner;
+        std::scoped_lock<TKXThreadRWSafetyClass> Readers;
+    };
+
     const TServices* const FServices;
+    mutable TKXThreadRWSafetyClass FReaders; // who reads a field takes its read side only
     std::unordered_map<TKey, std::shared_ptr<TEntry>, TKeyHash, TKeyEqual> FEntries;
     std::u16string FDirectory;
     std::uint64_t FMaxFileSize;
