@@ -382,11 +382,17 @@ TEST_F(Zurecblk, AReleasedBlockStaysReadable) {
 }
 
 TEST_F(Zurecblk, BlocksOutliveTheirBlocker) {
+    TFakeApplication Host; // outlives the blocks, whose tables are its
+    Host.Tables[u"Orders"] = {{u"1", u"one"}};
     std::shared_ptr<TZURecordBlockerObject> Block;
     {
-        TBench Short;
+        TZURecordBlocker Short{TServices{.ApplicationManager = std::make_shared<TFakeManager>(Host),
+                                         .Localizer = nullptr,
+                                         .Logger = std::make_shared<TRecordingLogger>(),
+                                         .Security = std::make_shared<TFakeSecurity>(Host),
+                                         .Dictionary = std::make_shared<TFakeDictionary>(Host)}};
         const TAs As(u"A");
-        Block = Short.Blocker.GetRecord(u"Orders", u"1", otEdit);
+        Block = Short.GetRecord(u"Orders", u"1", otEdit);
     }
     EXPECT_FALSE(Block->Held());
     EXPECT_EQ(Block->RecordID(), u"1");
