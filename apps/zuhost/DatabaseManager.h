@@ -20,11 +20,11 @@ namespace zutools::zuhost {
 class TDatabaseManager : public TSimpleApplicationManager {
 public:
     /// Without a URL there is no database. Connects to nothing yet. @throws EDatabaseError for a malformed
-    /// URL.
+    /// URL. `Confined` is TDatabaseUrl::Confined.
     TDatabaseManager(std::u16string DefaultLanguage, std::u16string_view DatabaseUrl,
-                     const server::TSqlTimeouts& Timeouts = {})
+                     const server::TSqlTimeouts& Timeouts = {}, bool Confined = false)
         : TSimpleApplicationManager(std::move(DefaultLanguage)) {
-        if (!DatabaseUrl.empty()) FPool.emplace(DatabaseUrl, std::u16string_view(), Timeouts);
+        if (!DatabaseUrl.empty()) FPool.emplace(DatabaseUrl, std::u16string_view(), Timeouts, Confined);
     }
 
     [[nodiscard]] TDatabase* GetDatabase() override { return FPool ? &FPool->Get() : nullptr; }

@@ -134,7 +134,8 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     const TStopSignals Signals;
     const auto Logger = std::make_shared<TSpdLogger>(Config.Log.Level, Config.Log.File);
     const auto Manager =
-        std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database, Config.DatabaseTimeouts);
+        std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database, Config.DatabaseTimeouts,
+                                           /*Confined=*/true);
     const TServices Services = MakeServices(Manager, Logger, Config.Strings);
     WarnOfLanguages(Config, Services);
     const TLibrary Library(Services, Config.Templates);

@@ -111,6 +111,10 @@ int ReadCache(lua_State* L) {
 int WriteCache(lua_State* L) {
     const std::u16string Name = ToText(L, 2, {u"", u"name of a property", -1});
     const TKXVariant Value = ToVariant(L, 3, {u"zu.cache", Name, 0});
+    if (StateOf(L).Options.Sandboxed) { // it would last for everybody
+        throw EIObjectError(
+            u"zu.cache is not for pages to change: the configuration names the folder of templates");
+    }
     if (SameText(Name, u"Enabled")) {
         Cache().SetEnabled(Value.AsBoolean());
     } else if (SameText(Name, u"TemplateDirectory")) {

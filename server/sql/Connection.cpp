@@ -1,5 +1,6 @@
 #include "server/sql/Connection.h"
 
+#include "host/WorkClock.h"
 #include "server/sql/SqlText.h"
 
 #include <algorithm>
@@ -197,6 +198,9 @@ void TSqlDatabase::TConnection::RunOnce(TPrepared& Statement, std::span<const TK
 }
 
 void TSqlDatabase::TConnection::Run(TPrepared& Statement, std::span<const TKXVariant> Values) {
+    if (WorkMustEnd()) {
+        throw EDatabaseError(u"The time of the page is over. Statement: " + ShownStatement(Statement.Text));
+    }
     MakeReady();
     try {
         try {

@@ -4,6 +4,7 @@
 // a BEGIN travels in front of the first statement of its transaction. We wait for the answer ourselves, so
 // that a server that is frozen or out of reach costs no more than its time.
 
+#include "host/WorkClock.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
 #include "server/sql/Engine.h"
@@ -266,6 +267,7 @@ public:
         if (FConnection == nullptr || IsLost()) throw EDatabaseError(u"there is no connection");
         ++FRoundTrips;
         const TMoment Deadline = Silence();
+        FCancelled.reset();
         int Answers = 1;
         if (std::exchange(FBeginWaits, false)) {
             Queue("BEGIN", {});
@@ -290,6 +292,8 @@ public:
 private:
     static constexpr std::string_view LockNotAvailable = "55P03";
     static constexpr std::string_view Cancelled = "57014";
+    static constexpr TMilliseconds LookEvery{100};    // whether the work's time is over
+    static constexpr TMilliseconds AfterCancel{2000}; // for the answer of a statement that was cancelled
 
     [[nodiscard]] static std::string Utf8(std::u16string_view Text) { return platform::Utf16ToUtf8(Text); }
 
@@ -329,16 +333,29 @@ private:
 
     void Wait(short Events, TMoment Deadline) {
         for (;;) {
-            int Rest = -1;
+            if (WorkMustEnd()) Deadline = std::min(Deadline, CancelOnce());
+            TMilliseconds::rep Rest = CurrentWorkClock() != nullptr ? LookEvery.count() : 60'000;
             if (Deadline != TMoment::max()) {
                 const auto Left =
                     std::chrono::duration_cast<TMilliseconds>(Deadline - std::chrono::steady_clock::now());
                 if (Left.count() <= 0) GiveUp();
-                Rest = static_cast<int>(std::min<TMilliseconds::rep>(Left.count() + 1, 60'000));
+                Rest = std::min(Rest, Left.count() + 1);
             }
             pollfd Socket{PQsocket(FConnection), Events, 0};
-            if (poll(&Socket, 1, Rest) > 0) return;
+            if (poll(&Socket, 1, static_cast<int>(Rest)) > 0) return;
         }
+    }
+
+    /// Asks the server to end the statement; until when its answer is waited for.
+    [[nodiscard]] TMoment CancelOnce() {
+        if (FCancelled) return *FCancelled;
+        FCancelled = std::chrono::steady_clock::now() + AfterCancel;
+        if (PGcancel* const Cancel = PQgetCancel(FConnection)) {
+            std::array<char, 256> Ignored{};
+            PQcancel(Cancel, Ignored.data(), static_cast<int>(Ignored.size()));
+            PQfreeCancel(Cancel);
+        }
+        return *FCancelled;
     }
 
     [[noreturn]] void GiveUp() {
@@ -369,6 +386,8 @@ private:
         if (FLastState == LockNotAvailable) {
             Text += u": another connection keeps the row or table, for longer than the lock time-out of " +
                     SecondsText(FTimeouts.Lock.count()) + u"; try again when it has ended";
+        } else if (FLastState == Cancelled && FCancelled) {
+            Text += u": the time of its page is over";
         } else if (FLastState == Cancelled && FTimeouts.Statement.count() != 0) {
             Text += u": a statement may take " + SecondsText(FTimeouts.Statement.count()) +
                     u" (the time-out of a statement)";
@@ -384,9 +403,10 @@ private:
     const TDatabaseUrl FUrl;
     TSqlTimeouts FTimeouts;
     PGconn* FConnection = nullptr;
-    bool FSilent = false;     // and closed for that
-    bool FBeginWaits = false; // for the first statement
-    std::string FLastState;   // SQLSTATE of the last refusal
+    bool FSilent = false;              // and closed for that
+    bool FBeginWaits = false;          // for the first statement
+    std::string FLastState;            // SQLSTATE of the last refusal
+    std::optional<TMoment> FCancelled; // the statement that runs was; its answer has until then
 };
 
 class TPostgresStatement final : public TSqlStatement {

@@ -100,10 +100,10 @@ private:
 class TDatabasePool {
 public:
     /// Checks the URL and loads the driver; connects to nothing yet. Makes a QCoreApplication when the
-    /// process has none, so it is made on the main thread.
+    /// process has none, so it is made on the main thread. `Confined` is TDatabaseUrl::Confined.
     /// @throws EDatabaseError as ParseDatabaseUrl does.
     explicit TDatabasePool(std::u16string_view Url, std::u16string_view BaseFolder = {},
-                           const TSqlTimeouts& Timeouts = {});
+                           const TSqlTimeouts& Timeouts = {}, bool Confined = false);
     ~TDatabasePool();
     TDatabasePool(const TDatabasePool&) = delete;
     TDatabasePool& operator=(const TDatabasePool&) = delete;

@@ -54,8 +54,12 @@ void EnsureQtApplication() {
 }
 
 TDatabasePool::TDatabasePool(std::u16string_view Url, std::u16string_view BaseFolder,
-                             const TSqlTimeouts& Timeouts)
-    : FUrl(ParseDatabaseUrl(Url, BaseFolder))
+                             const TSqlTimeouts& Timeouts, bool Confined)
+    : FUrl([&] {
+        TDatabaseUrl Parsed = ParseDatabaseUrl(Url, BaseFolder);
+        Parsed.Confined = Confined;
+        return Parsed;
+    }())
     , FTimeouts(Timeouts) {
     EnsureQtApplication();
 }

@@ -31,6 +31,9 @@ struct TDatabaseUrl {
     int Port = 0;                       // 0: PGPORT or the usual one
     std::u16string Name;
     std::u16string SslMode; // empty: the driver's default
+    /// Statements reach this database only: they make and open no other file and change no setting of the
+    /// connection (SQLite; a server has its roles for that).
+    bool Confined = false;
 
     /// For messages and logs: the URL without its password.
     [[nodiscard]] std::u16string Display() const;

@@ -1,5 +1,6 @@
 // SQLite: a file, through Qt's driver.
 
+#include "host/WorkClock.h"
 #include "platform/File.h"
 #include "platform/Text.h"
 #include "server/sql/Engine.h"
@@ -11,11 +12,14 @@
 #include <QFileInfo>
 #include <QLockFile>
 #include <QSqlDatabase>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlField>
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <QVariant>
+
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <atomic>
@@ -104,8 +108,9 @@ std::u16string_view StorageOf(const TCell& Cell) {
 
 class TSqliteLink final : public TSqlLink {
 public:
-    explicit TSqliteLink(std::u16string File)
-        : FFile(std::move(File)) {
+    TSqliteLink(std::u16string File, bool Confined)
+        : FFile(std::move(File))
+        , FConfined(Confined) {
         EnsureQtApplication();
         const QString Driver = QStringLiteral("QSQLITE");
         if (!QSqlDatabase::isDriverAvailable(Driver)) {
@@ -129,11 +134,15 @@ public:
         if (!FDatabase.open()) throw Refusal(FDatabase.lastError());
         Require(QStringLiteral("PRAGMA foreign_keys = ON"));
         UseWriteAheadLog();
+        FRaw = RawConnection();
+        if (FRaw != nullptr) sqlite3_progress_handler(FRaw, StepsBetweenLooks, MustEnd, nullptr);
+        if (FConfined) Confine();
     }
 
     void Close() noexcept override {
         FInTransaction = false;
         FSchemaLock.reset();
+        FRaw = nullptr;
         FDatabase.close();
     }
 
@@ -210,6 +219,11 @@ public:
         if (Text.find_first_not_of(u" \n") == Text.npos || Text == u"not an error")
             Text = FromQt(Error.driverText());
         Text = InOneLine(std::move(Text));
+        if (Error.nativeErrorCode().toInt() == SQLITE_AUTH) {
+            Text += u": statements of a service reach its own database only (no ATTACH, no VACUUM, no PRAGMA "
+                    u"that sets something)";
+        }
+        if (Error.nativeErrorCode().toInt() == SQLITE_INTERRUPT) Text += u": the time of its page is over";
         if (IsBusy(Error)) {
             Text += u": another connection writes, for longer than the lock time-out of " +
                     SecondsText(FTimeouts.Lock.count()) + u"; try again when it has ended";
@@ -238,10 +252,14 @@ private:
         if (File.isDir()) throw EDatabaseError(u"it is a folder, not a file");
     }
 
+    /// For the connection's own statements.
     void Require(const QString& Statement) {
         CountRoundTrip();
         QSqlQuery Query = NewQuery();
-        if (!Query.exec(Statement)) throw Refusal(Query.lastError());
+        FOwnStatement = true;
+        const bool Done = Query.exec(Statement);
+        FOwnStatement = false;
+        if (!Done) throw Refusal(Query.lastError());
     }
 
     void UseWriteAheadLog() const {
@@ -260,7 +278,59 @@ private:
         }
     }
 
+    /// The driver's connection when the driver uses the library that we are linked with, and not one of its
+    /// own.
+    [[nodiscard]] sqlite3* RawConnection() const {
+        const QVariant Handle = FDatabase.driver()->handle();
+        if (qstrcmp(Handle.typeName(), "sqlite3*") != 0) return nullptr;
+        QSqlQuery Query = NewQuery();
+        if (!Query.exec(QStringLiteral("SELECT sqlite_source_id()")) || !Query.next() ||
+            Query.value(0).toString() != QLatin1String(sqlite3_sourceid()))
+            return nullptr;
+        return *static_cast<sqlite3* const*>(Handle.data());
+    }
+
+    static constexpr int StepsBetweenLooks = 10'000;
+    static int MustEnd(void*) { return WorkMustEnd() ? 1 : 0; }
+
+    void Confine() {
+        if (FRaw == nullptr) {
+            throw EDatabaseError(u"Qt's driver for SQLite has a library of its own, in which statements "
+                                 u"cannot be kept from other files; take the system's");
+        }
+        sqlite3_db_config(FRaw, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr); // no writable schema
+        sqlite3_set_authorizer(FRaw, Authorize, this);
+    }
+
+    /// Asked while a statement is prepared.
+    static int Authorize(void* Self, int Action, const char* First, const char* Second, const char*,
+                         const char*) noexcept {
+        if (static_cast<const TSqliteLink*>(Self)->FOwnStatement) return SQLITE_OK;
+        switch (Action) {
+        case SQLITE_ATTACH: // VACUUM too, with INTO or without
+        case SQLITE_DETACH:
+            return SQLITE_DENY;
+        case SQLITE_PRAGMA:
+            return Second == nullptr || IsReadingPragma(First) ? SQLITE_OK : SQLITE_DENY;
+        case SQLITE_FUNCTION:
+            return sqlite3_stricmp(Second, "load_extension") == 0 ? SQLITE_DENY : SQLITE_OK;
+        default:
+            return SQLITE_OK;
+        }
+    }
+
+    /// With an argument that sets nothing.
+    static bool IsReadingPragma(const char* Name) noexcept {
+        static constexpr const char* Known[] = {
+            "table_info",  "table_xinfo",      "table_list",        "index_list",      "index_info",
+            "index_xinfo", "foreign_key_list", "foreign_key_check", "integrity_check", "quick_check"};
+        return std::ranges::any_of(Known, [&](const char* Each) { return sqlite3_stricmp(Name, Each) == 0; });
+    }
+
     const std::u16string FFile;
+    const bool FConfined;
+    bool FOwnStatement = false;
+    sqlite3* FRaw = nullptr; // null: not open, or of another library
     TSqlTimeouts FTimeouts;
     QString FName; // of the driver's connection
     QSqlDatabase FDatabase;
@@ -500,7 +570,7 @@ public:
     }
 
     std::unique_ptr<TSqlLink> NewLink(const TDatabaseUrl& Url) const override {
-        return std::make_unique<TSqliteLink>(Url.File);
+        return std::make_unique<TSqliteLink>(Url.File, Url.Confined);
     }
 };
 

@@ -34,11 +34,11 @@ inline constexpr std::size_t MaxAdminAnswer = 16 * 1024 * 1024;
 /// the file's name is made from the configuration's whole path.
 [[nodiscard]] std::u16string DefaultAdminSocket(std::u16string_view ConfigFile);
 
-/// Answers questions on one thread of its own, one after the other. Whoever is silent for longer than the
+/// Answers each question on a thread of its own, some at once. Whoever is silent for longer than the
 /// patience, while he asks or takes his answer, is dropped, and holds up nobody meanwhile.
 class TAdminSocket {
 public:
-    /// Called on the endpoint's thread with the question's text and the name of the system's user who asks;
+    /// Called on the question's thread with the question's text and the name of the system's user who asks;
     /// gives the answer's. What it raises is logged and ends the connection.
     using THandler = std::function<std::string(std::string_view Question, const std::u16string& User)>;
 
@@ -48,7 +48,7 @@ public:
     /// long for a socket, or a living service has it; platform::TSystemError.
     TAdminSocket(std::u16string Path, THandler Handler, TLogger& Logger,
                  std::chrono::seconds Patience = std::chrono::seconds(10));
-    /// Waits for the question that is being answered; removes the socket.
+    /// Waits for the questions that are being answered; removes the socket.
     ~TAdminSocket();
     TAdminSocket(const TAdminSocket&) = delete;
     TAdminSocket& operator=(const TAdminSocket&) = delete;

@@ -174,12 +174,16 @@ std::optional<std::u16string> DecodeUtf8(std::string_view Bytes) {
     return std::move(Decoded.Text);
 }
 
-std::optional<std::u16string> DecodePercent(std::string_view Raw, bool PlusIsBlank) {
+namespace {
+
+enum class TEscapes { OfPath, OfQuery, Plain };
+
+std::optional<std::u16string> Decode(std::string_view Raw, TEscapes Escapes) {
     std::string Bytes;
     Bytes.reserve(Raw.size());
     for (std::size_t Index = 0; Index < Raw.size(); ++Index) {
         const char Character = Raw[Index];
-        if (Character == '+' && PlusIsBlank) {
+        if (Character == '+' && Escapes == TEscapes::OfQuery) {
             Bytes += ' ';
         } else if (Character != '%') {
             Bytes += Character;
@@ -188,11 +192,26 @@ std::optional<std::u16string> DecodePercent(std::string_view Raw, bool PlusIsBla
             const int High = platform::HexValue(Raw[Index + 1]);
             const int Low = platform::HexValue(Raw[Index + 2]);
             if (High < 0 || Low < 0) return std::nullopt;
-            Bytes += static_cast<char>(High * 16 + Low);
+            const char Byte = static_cast<char>(High * 16 + Low);
+            if (Byte == '/' && Escapes == TEscapes::OfPath) {
+                Bytes += Raw.substr(Index, 3);
+            } else {
+                Bytes += Byte;
+            }
             Index += 2;
         }
     }
     return DecodeUtf8(Bytes);
+}
+
+} // namespace
+
+std::optional<std::u16string> DecodePercent(std::string_view Raw, bool PlusIsBlank) {
+    return Decode(Raw, PlusIsBlank ? TEscapes::OfQuery : TEscapes::Plain);
+}
+
+std::optional<std::u16string> DecodePath(std::string_view Raw) {
+    return Decode(Raw, TEscapes::OfPath);
 }
 
 std::optional<std::vector<TFormField>> ParseFormFields(std::string_view Raw) {

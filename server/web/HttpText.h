@@ -32,6 +32,10 @@ struct TFormField {
 /// incomplete or wrong escape, malformed UTF-8 after decoding, or a NUL.
 [[nodiscard]] std::optional<std::u16string> DecodePercent(std::string_view Raw, bool PlusIsBlank);
 
+/// The same for a path, in which an escaped slash stays as it was sent ("%2F"): it separates nothing, and so
+/// meets no slash of a route or of a file's name.
+[[nodiscard]] std::optional<std::u16string> DecodePath(std::string_view Raw);
+
 /// The fields of `a=1&b=2`, in order, doubles included; empty pieces are skipped, a piece without "=" has the
 /// empty value. Nothing when a name or a value does not decode, or there are more than MaxFormFields.
 [[nodiscard]] std::optional<std::vector<TFormField>> ParseFormFields(std::string_view Raw);

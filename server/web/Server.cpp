@@ -398,7 +398,7 @@ MHD_Result TWebServer::TImpl::BeginRequest(const char* Method, const char* Versi
 void TWebServer::TImpl::Route(TExchange& Exchange) {
     TRawRequest& Raw = Exchange.Raw;
     const auto Target = SplitTarget(Exchange.Target);
-    auto Path = Target ? DecodePercent(Target->Path, false) : std::nullopt;
+    auto Path = Target ? DecodePath(Target->Path) : std::nullopt;
     if (!Path) return Refuse(Exchange, 400);
     Raw.Path = std::move(*Path);
     Raw.Query = Target->Query;

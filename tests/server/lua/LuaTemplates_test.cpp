@@ -17,7 +17,7 @@ protected:
         RegisterLtemplt(ScriptRegistry());
         ZTSTemplateCache = std::make_unique<TZTSTemplateCache>();
         TLuaOptions Options;
-        Options.Sandboxed = true;
+        Options.Sandboxed = true; // as pages of a service are
         Start(std::move(Options));
     }
     ~LuaTemplates() override {
@@ -32,8 +32,8 @@ protected:
 TEST_F(LuaTemplates, PageWithRepeatedPart) {
     Folder.Write(u"page.html", "<h1>[[TITLE]]</h1>[[ROWS]][[!ROW]]<p>[[NAME]]: [[SUM]]</p>[[/]]");
     ZTSTemplateCache->SetTemplateDirectory(Folder.Path());
+    ZTSTemplateCache->SetEnabled(true);
     EXPECT_EQ(Result(R"(
-        zu.cache.Enabled = true
         local params = zu.create("TParamsList")
         params:Add("TITLE", "Заказы")
         params.Value["unknown"] = "is passed over"
@@ -50,7 +50,6 @@ TEST_F(LuaTemplates, PageWithRepeatedPart) {
         page.Tag["ROWS"] = table.concat(rows)
         thing.Value = page:BuildTemplate())"),
               "<h1>Заказы</h1><p>Анна: 1.5</p><p>Bob: 3</p>");
-    EXPECT_TRUE(ZTSTemplateCache->GetEnabled());
 }
 
 TEST_F(LuaTemplates, PartOutlivesTheVariableButNotTheText) {
@@ -74,6 +73,10 @@ TEST_F(LuaTemplates, PartOutlivesTheVariableButNotTheText) {
 }
 
 TEST_F(LuaTemplates, CacheIsReachable) {
+    EXPECT_EQ(
+        Error("zu.cache.TemplateDirectory = '/etc'"),
+        "test.lua:1: zu.cache is not for pages to change: the configuration names the folder of templates");
+    Start({});
     EXPECT_EQ(Result("zu.cache.TemplateDirectory = '/шаблоны' zu.cache.Enabled = true zu.cache:Clear() "
                      "thing.Value = zu.cache.TemplateDirectory .. tostring(zu.cache.Enabled)"),
               "/шаблоныtrue");
