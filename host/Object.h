@@ -27,11 +27,13 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -66,14 +68,43 @@ enum class TTypeKind : std::uint8_t {
     tkProcedure = 21,
 };
 
+/// What reads or writes a property: a function, or one function of many properties that is told which of them
+/// (classes whose properties are known at run time only). Null when there is none. Called as a function.
+template <class TSignature>
+class TPropAccessor;
+template <class TResult, class... TArgs>
+class TPropAccessor<TResult(TArgs...)> {
+public:
+    constexpr TPropAccessor() = default;
+    template <class TFunction>
+        requires std::is_convertible_v<TFunction, TResult (*)(TArgs...)>
+    constexpr TPropAccessor(TFunction Function)
+        : FPlain(Function) {}
+    constexpr TPropAccessor(TResult (*Function)(TArgs..., int Index), int Index)
+        : FIndexed(Function)
+        , FIndex(Index) {}
+
+    TResult operator()(TArgs... Args) const {
+        return FPlain != nullptr ? FPlain(Args...) : FIndexed(Args..., FIndex);
+    }
+    friend constexpr bool operator==(const TPropAccessor& Accessor, std::nullptr_t) {
+        return Accessor.FPlain == nullptr && Accessor.FIndexed == nullptr;
+    }
+
+private:
+    TResult (*FPlain)(TArgs...) = nullptr;
+    TResult (*FIndexed)(TArgs..., int Index) = nullptr;
+    int FIndex = 0;
+};
+
 /// A published property. `Set` is null when it is read-only. `Get` and `Set` may raise what the accessor
 /// raises.
 struct TPropInfo {
     std::u16string_view Name;
     TTypeKind Kind;
     std::u16string_view TypeName; // "Integer", "Boolean", "string", "TDateTime", ...
-    TKXVariant (*Get)(const TObject& Self);
-    void (*Set)(TObject& Self, const TKXVariant& Value);
+    TPropAccessor<TKXVariant(const TObject& Self)> Get;
+    TPropAccessor<void(TObject& Self, const TKXVariant& Value)> Set;
     std::u16string_view Help{};                       // one line for the reference
     std::span<const std::u16string_view> EnumNames{}; // identifiers by ordinal, for enumerations and sets
 };

@@ -35,7 +35,14 @@ constexpr TMethodInfo AnimalMethods[] = {
      [](TObject&, std::span<const TKXVariant> Args) { return Args[0]; }},
 };
 constexpr TPropInfo BirdProperties[] = {
-    {u"Wings", TTypeKind::tkInteger, u"Integer", [](const TObject&) { return TKXVariant(2); }, nullptr},
+    {.Name = u"Wings",
+     .Kind = TTypeKind::tkInteger,
+     .TypeName = u"Integer",
+     .Get = {[](const TObject& Self, int Index) {
+                 return TKXVariant(static_cast<const TAnimal&>(Self).Legs - Index);
+             },
+             2},
+     .Set = nullptr},
     {u"LEGS", TTypeKind::tkInteger, u"Integer", [](const TObject&) { return TKXVariant(2); }, nullptr},
 };
 
@@ -51,6 +58,8 @@ const TClassInfo& TBird::StaticClass() {
 TEST(ClassInfo, FindsOwnAndInheritedMembersIgnoringCase) {
     const TClassInfo& Bird = TBird::StaticClass();
     ASSERT_NE(Bird.FindProperty(u"wings"), nullptr);
+    EXPECT_EQ(Bird.FindProperty(u"wings")->Get(TBird()).AsInteger(), 2); // an accessor of many, told which
+    EXPECT_TRUE(Bird.FindProperty(u"wings")->Set == nullptr);
     EXPECT_EQ(Bird.FindProperty(u"legs"), &BirdProperties[1]); // the most derived wins
     EXPECT_EQ(TAnimal::StaticClass().FindProperty(u"legs"), &AnimalProperties[0]);
     EXPECT_EQ(Bird.FindProperty(u"NAME"), &AnimalProperties[1]);
