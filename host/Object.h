@@ -109,6 +109,9 @@ struct TPropInfo {
     std::span<const std::u16string_view> EnumNames{}; // identifiers by ordinal, for enumerations and sets
 };
 
+/// What a floating type is made of; ftNone for a type that is none.
+enum class TFloatType : std::uint8_t { ftSingle, ftDouble, ftExtended, ftComp, ftCurrency, ftNone };
+
 /// A parameter of a published method.
 struct TParamInfo {
     std::u16string_view Name;
@@ -117,11 +120,13 @@ struct TParamInfo {
     std::uint8_t OrdinalSize = 4; // bytes, for integers, enumerations and characters
     bool OrdinalSigned = true;
     bool ByReference = false;
+    TFloatType FloatType = TFloatType::ftDouble; // for floating kinds
 };
 
 enum class TVisibility : std::uint8_t { mvPrivate, mvProtected, mvPublic, mvPublished };
 
-/// A listed method. `Invoke` takes as many arguments as `Params` has.
+/// A listed method. `Invoke` takes one call value for each of `Params`, from the last parameter to the first:
+/// Args[0] is the last one's. `PublishedMethod` (host/Published.h) makes one that puts them in their places.
 struct TMethodInfo {
     std::u16string_view Name;
     TVisibility Visibility;
@@ -221,6 +226,8 @@ public:
     /// The object, or null when it is gone or the reference is empty. Only a thread that may use the object
     /// asks.
     [[nodiscard]] TObject* Get() const { return FCell ? FCell->load(std::memory_order_acquire) : nullptr; }
+    /// True when the reference had an object that is gone now; false when it is empty or the object is there.
+    [[nodiscard]] bool IsGone() const { return FCell && Get() == nullptr; }
 
 private:
     friend class TObject;

@@ -2,7 +2,7 @@
 
 #include "host/Exception.h"
 #include "host/Format.h"
-#include "host/StringHelpers.h"
+#include "host/NameKey.h"
 
 #include <algorithm>
 #include <mutex>
@@ -40,29 +40,6 @@ void CheckArgCount(const TScriptMember& Member, const TObject& Target, std::size
     throw EIObjectError(
         Format(u"Invalid number of arguments for property '%s' of class '%s'", {Name, Target.ClassName()}));
 }
-
-// A name with its hash, so that a look-up through the bases hashes once and copies nothing.
-struct TNameKey {
-    explicit TNameKey(std::u16string_view AName)
-        : Name(AName) {
-        std::uint64_t Mixed = 0xCBF29CE484222325; // FNV-1a over the units in lower case
-        for (const char16_t Character : Name) {
-            const bool Upper = Character >= u'A' && Character <= u'Z';
-            Mixed = (Mixed ^ (Upper ? Character + 0x20U : Character)) * 0x100000001B3;
-        }
-        Hash = static_cast<std::size_t>(Mixed);
-    }
-    friend bool operator==(const TNameKey& Left, const TNameKey& Right) {
-        return SameText(Left.Name, Right.Name);
-    }
-
-    std::u16string_view Name;
-    std::size_t Hash = 0;
-};
-
-struct TNameHash {
-    std::size_t operator()(const TNameKey& Key) const { return Key.Hash; }
-};
 
 std::mutex& LivingMutex() {
     static auto& Mutex = *new std::mutex; // outlives every static that holds an interface object
@@ -270,6 +247,10 @@ bool TIObject::SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, i
     if (Property->Set == nullptr) FailReadOnly(Name, *this);
     Property->Set(*this, Value);
     return true;
+}
+
+bool TIObject::IsCallable(std::u16string_view) const {
+    return false;
 }
 
 const TClassInfo& TIRegObject::StaticClass() {

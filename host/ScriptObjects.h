@@ -89,6 +89,9 @@ public:
     /// Writes a property by name; the value is the last element of `Args`, index arguments stand before it,
     /// and `ArgCount` counts the index arguments only. False when nobody knows the name.
     virtual bool SetPropertyInternal(std::u16string_view Name, TScriptArgs Args, int ArgCount);
+    /// True when GetPropertyInternal takes the name, which nobody registered, as something to call. Asked by
+    /// engines whose syntax tells `object:Name(1)` from `object.Name`. Here: none.
+    [[nodiscard]] virtual bool IsCallable(std::u16string_view Name) const;
 };
 
 /// A script-visible object that announces itself to the host while it lives.

@@ -276,6 +276,12 @@ std::int32_t TKXVariant::AsInteger() const {
 std::int64_t TKXVariant::AsInt64() const {
     return Whole<std::int64_t>(u"Int64");
 }
+std::int8_t TKXVariant::AsShortInt() const {
+    return Whole<std::int8_t>(u"ShortInt");
+}
+std::int16_t TKXVariant::AsSmallInt() const {
+    return Whole<std::int16_t>(u"SmallInt");
+}
 std::uint8_t TKXVariant::AsByte() const {
     return Whole<std::uint8_t>(u"Byte");
 }
@@ -363,6 +369,14 @@ char16_t TKXVariant::AsWideChar() const {
     const auto Text = IsText() ? TryText() : std::nullopt;
     if (!Text || Text->size() != 1) Fail(u"WideChar");
     return Text->front();
+}
+
+char TKXVariant::AsAnsiChar() const {
+    if (FKind == TVariantKind::vkAnsiChar) return static_cast<char>(Ordinal());
+    const auto Text = IsText() ? TryText() : std::nullopt;
+    const auto Encoded = platform::Utf16ToCodePage(Text.value_or(u""), platform::AnsiCodePage());
+    if (Encoded.Error || Encoded.Text.size() != 1) Fail(u"AnsiChar");
+    return Encoded.Text.front();
 }
 
 TObject* TKXVariant::AsObject() const {

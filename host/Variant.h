@@ -114,8 +114,10 @@ public:
     /// around it allowed.
     [[nodiscard]] std::int32_t AsInteger() const;
     [[nodiscard]] std::int64_t AsInt64() const;
-    /// Unsigned 8-bit and 16-bit ranges of the same rules.
+    /// Signed and unsigned 8-bit and 16-bit ranges of the same rules.
+    [[nodiscard]] std::int8_t AsShortInt() const;
     [[nodiscard]] std::uint8_t AsByte() const;
+    [[nodiscard]] std::int16_t AsSmallInt() const;
     [[nodiscard]] std::uint16_t AsWord() const;
     [[nodiscard]] std::uint32_t AsLongWord() const;
     /// From numbers, date/time, and text with "." as the decimal separator; gives the nearest float. Text
@@ -136,6 +138,8 @@ public:
     [[nodiscard]] std::string AsAnsiString() const;
     /// The first character of a text of one character, or of a character kind.
     [[nodiscard]] char16_t AsWideChar() const;
+    /// The same in the user's code page.
+    [[nodiscard]] char AsAnsiChar() const;
     /// The object reference; null for null; any other kind fails.
     [[nodiscard]] TObject* AsObject() const;
 
