@@ -60,7 +60,7 @@ struct TOptions {
 
 /// A text from the service on a terminal: nothing in it steers that.
 [[nodiscard]] std::u16string Plain(const TJson& Value) {
-    return platform::Masked(Text(Value.get<std::string>()));
+    return Cell(Text(Value.get<std::string>()));
 }
 
 /// The lines of a history entry, each behind blanks; only the first unless `Whole`.

@@ -88,7 +88,7 @@ void List(const TCheckParamsDBConfig& Filters, const TOptions& Options) {
     for (int Index = 0; Index < Names.Count(); ++Index) {
         const auto ID = static_cast<std::int64_t>(Names.Tags(Index));
         Json.push_back({{"id", ID}, {"name", Utf8(Names.Strings(Index))}});
-        Lines += IntToStr(ID) + u"\t" + Names.Strings(Index) + u"\n";
+        Lines += IntToStr(ID) + u"\t" + Cell(Names.Strings(Index)) + u"\n";
     }
     if (Options.Json) {
         WriteOut(Json.dump(2) + "\n");
@@ -101,14 +101,15 @@ void Show(const TCheckParamsDBConfig& Filters, int ID, const TOptions& Options) 
     TParamsConfig Filter;
     Load(Filters, ID, Filter);
     TJson Rules = TJson::array();
-    std::u16string Lines = IntToStr(ID) + u"\t" + Filter.FilterName + u"\t" + Filter.FilterDescribe + u"\n";
+    std::u16string Lines =
+        IntToStr(ID) + u"\t" + Cell(Filter.FilterName) + u"\t" + Cell(Filter.FilterDescribe) + u"\n";
     for (int Index = 0; Index < Filter.ParamsCfgCount(); ++Index) {
         const TParamsCfg& Rule = *Filter.ParamsCfg(Index);
         Rules.push_back({{"params", Utf8(Rule.Params)},
                          {"wrong", Utf8(Rule.WrongValues)},
                          {"right", Utf8(Rule.RightValues)}});
-        Lines += u"\n" + Rule.Params + u"\n  wrong: " + Rule.WrongValues + u"\n  right: " + Rule.RightValues +
-                 u"\n";
+        Lines += u"\n" + Cell(Rule.Params) + u"\n  wrong: " + Cell(Rule.WrongValues) + u"\n  right: " +
+                 Cell(Rule.RightValues) + u"\n";
     }
     if (!Options.Json) {
         WriteOut(Lines);

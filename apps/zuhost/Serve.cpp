@@ -132,7 +132,8 @@ std::chrono::seconds SweepPause(std::chrono::seconds Idle) {
 
 void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     const TStopSignals Signals;
-    const auto Logger = std::make_shared<TSpdLogger>(Config.Log.Level, Config.Log.File);
+    const auto Logger = std::make_shared<TSpdLogger>(Config.Log.Level, Config.Log.File,
+                                                     Config.Log.Json ? TLogFormat::Json : TLogFormat::Text);
     const auto Manager =
         std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database, Config.DatabaseTimeouts,
                                            /*Confined=*/true);
@@ -150,6 +151,7 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
         return std::make_unique<TLuaModuleRunner>(LuaOptions(Config, Services, *Manager));
     };
     Hooks.SessionEnded = [](const TSessionState& Session) { ZURecordBlocker->DoneBySID(Session.SID); };
+    Hooks.Access = [Logger](const TAccess& Access) { Logger->LogAccess(Access); };
     Hooks.SignIn = MakeSignIn(Config, Manager);
     Hooks.Security = Services.Security;
     const TAdminConfig AdminConfig = Config.Admin;

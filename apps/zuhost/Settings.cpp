@@ -57,9 +57,9 @@ int Set(const std::u16string& Path, const TArguments& Names) {
 }
 
 void ListSection(const platform::TSettingsText& Settings, const std::u16string& Section) {
-    WriteOut(u"[" + Section + u"]\n");
+    WriteOut(u"[" + Cell(Section) + u"]\n");
     for (const std::u16string& Key : Settings.Keys(Section))
-        WriteOut(Key + u"=" + Settings.Read(Section, Key).value_or(u"") + u"\n");
+        WriteOut(Cell(Key) + u"=" + Cell(Settings.Read(Section, Key).value_or(u"")) + u"\n");
 }
 
 int List(const std::u16string& Path, const TArguments& Names) {

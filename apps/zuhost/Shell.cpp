@@ -108,6 +108,10 @@ void FlushOut() {
     if (std::ferror(stdout) != 0) throw Exception(u"cannot write to standard output");
 }
 
+std::u16string Cell(std::u16string_view Text) {
+    return platform::Masked(Text);
+}
+
 void Complain(std::u16string_view Message) {
     const std::string Bytes =
         platform::Utf16ToUtf8(u"zuhost: " + platform::Masked(Message, u'\uFFFD', u"\n\t") + u"\n");

@@ -61,6 +61,9 @@ void FlushOut();
 /// One `zuhost: message` on standard error. Control characters of the message are masked, line ends stay.
 void Complain(std::u16string_view Message);
 
+/// A text of a listing, which somebody else wrote: nothing in it steers a terminal or begins a line.
+[[nodiscard]] std::u16string Cell(std::u16string_view Text);
+
 /// An argument as text.
 [[nodiscard]] std::u16string Text(std::string_view Argument);
 

@@ -78,12 +78,12 @@ void ListUsers(const TUsers& Users, const TOptions& Options) {
     std::u16string Lines;
     for (const TStoredUser& User : Users.List()) {
         TJson Attributes = TJson::object();
-        Lines += User.Name + u"\t" + (User.Profile.empty() ? u"-" : User.Profile);
+        Lines += Cell(User.Name) + u"\t" + (User.Profile.empty() ? u"-" : Cell(User.Profile));
         if (User.Administrator) Lines += u"\tadministrator";
         if (User.Disabled) Lines += u"\tdisabled";
         for (const auto& [Name, Value] : User.Attributes) {
             Attributes[Utf8(Name)] = Utf8(Value);
-            Lines += u"\t" + Name + u"=" + Value;
+            Lines += u"\t" + Cell(Name) + u"=" + Cell(Value);
         }
         Lines += u"\n";
         Json.push_back({{"name", Utf8(User.Name)},
@@ -104,7 +104,7 @@ void ListProfiles(const TProfiles& Profiles, const TOptions& Options) {
     std::u16string Lines;
     for (const std::u16string& Name : Profiles.List()) {
         Json.push_back(Utf8(Name));
-        Lines += Name + u"\n";
+        Lines += Cell(Name) + u"\n";
     }
     if (Options.Json) {
         WriteOut(Json.dump(2) + "\n");
@@ -122,8 +122,8 @@ void ListRights(const TProfiles& Profiles, const std::string& Profile, const TOp
         Json.push_back({{"table", Utf8(Line.TableName)},
                         {"operation", Utf8(Right)},
                         {"filter", Utf8(Line.RecordFilter)}});
-        Lines += Line.TableName + u"\t" + Right;
-        if (!Line.RecordFilter.empty()) Lines += u"\t" + Line.RecordFilter;
+        Lines += Cell(Line.TableName) + u"\t" + Right;
+        if (!Line.RecordFilter.empty()) Lines += u"\t" + Cell(Line.RecordFilter);
         Lines += u"\n";
     }
     if (Options.Json) {

@@ -338,6 +338,9 @@ void ReadLimits(TSection Section, TLimitsConfig& Limits) {
     Section.Integer("threads", Limits.Threads, 1, 256);
     Section.Integer("queue", Limits.Queue, 1, 100'000);
     Section.Integer("connections", Limits.Connections, 4, 100'000);
+    Section.Integer("connections_per_address", Limits.ConnectionsPerAddress, 1, 100'000);
+    Section.Integer("header_seconds", Limits.HeaderSeconds, 1, 3600);
+    Section.Integer("body_seconds", Limits.BodySeconds, 1, 24 * 3600);
     Section.Integer("idle_seconds", Limits.IdleSeconds, 1, 3600);
     Section.Integer("stop_seconds", Limits.StopSeconds, 0, 3600);
     Section.Finish();
@@ -451,6 +454,11 @@ void ReadLog(TSection Section, TLogConfig& Log) {
                          "\"log.level\" must be debug, info, warning or error, not " + Quoted(Level->get()));
         }
         Log.Level = static_cast<TLogLevel>(Known - Levels.begin());
+    }
+    if (const auto* Format = Section.Text("format")) {
+        if (Format->get() != "text" && Format->get() != "json")
+            Section.Fail(*Format, "\"log.format\" must be text or json, not " + Quoted(Format->get()));
+        Log.Json = Format->get() == "json";
     }
     if (const auto* File = Section.Text("file")) {
         const fs::path Path = Section.File().Resolve(File->get());

@@ -50,8 +50,11 @@ struct TLimitsConfig {
     unsigned Threads = 4;                       // workers that run modules
     unsigned Queue = 200;                       // requests that may wait for a worker
     unsigned Connections = 500;
-    unsigned IdleSeconds = 30; // a connection on which nothing moves is closed
-    unsigned StopSeconds = 10; // what running requests get when the service stops
+    unsigned ConnectionsPerAddress = 100; // of one IPv4 address or IPv6 network (/64)
+    unsigned HeaderSeconds = 10;          // for the head of a request, however slowly it comes
+    unsigned BodySeconds = 60;            // for its body
+    unsigned IdleSeconds = 30;            // a connection on which nothing moves is closed
+    unsigned StopSeconds = 10;            // what running requests get when the service stops
     friend bool operator==(const TLimitsConfig&, const TLimitsConfig&) = default;
 };
 
@@ -78,6 +81,7 @@ struct THelperConfig {
 
 struct TLogConfig {
     TLogLevel Level = TLogLevel::Info;
+    bool Json = false;   // a JSON object a line
     std::u16string File; // empty: standard error
 };
 

@@ -156,7 +156,7 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
     TFields Fields;
     if (!Fields.Read(Raw)) {
         std::u16string LanguageID = LanguageWithoutSession(Raw);
-        return {ErrorReply(400, FLocalizer, LanguageID), {}, std::move(LanguageID)};
+        return {ErrorReply(400, FLocalizer, LanguageID), {}, std::move(LanguageID), {}};
     }
 
     TSessionLease Lease = FSessions.Acquire(FindCookie(RawHeader(Raw, "Cookie"), SessionCookieName));
@@ -172,7 +172,7 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
     Request.FormToken = Widened(Session.FormToken);
     Request.FormTokenGood = BringsToken(Fields, Session.FormToken);
 
-    TPageResult Result{{}, {}, Request.Language};
+    TPageResult Result{{}, {}, Request.Language, {}};
     if (auto Reply = Barred(Route, Raw, Request, Session)) {
         Result.Reply = std::move(*Reply);
     } else if (Raw.Method == "POST" && Route.FormToken && !Request.FormTokenGood) {
@@ -182,6 +182,7 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
         Result.Reply = RunModule(Route, Raw, Request, Worker);
     }
     Result.SID = Session.SID; // the last one: signing in and out changes it
+    Result.User = Session.USR;
     if (Session.New) {
         Result.Reply.Headers.emplace_back("Set-Cookie", std::string(SessionCookieName) + "=" +
                                                             Session.Secret +

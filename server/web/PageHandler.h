@@ -55,6 +55,7 @@ struct TPageResult {
     TReply Reply;
     std::u16string SID;
     std::u16string LanguageID;
+    std::u16string User; // empty: nobody
 };
 
 class TPageHandler {

@@ -3,6 +3,8 @@
 #include "platform/File.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
+#include "server/web/Connections.h"
+#include "server/web/Framing.h"
 #include "server/web/HttpText.h"
 #include "server/web/Multipart.h"
 #include "server/web/StaticFiles.h"
@@ -11,6 +13,7 @@
 #include <microhttpd.h>
 
 #include <arpa/inet.h>
+#include <linux/tcp.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -36,6 +39,20 @@ using TMoment = std::chrono::steady_clock::time_point;
 /// cut off.
 constexpr std::size_t DrainBytes = 16 * 1024 * 1024;
 
+/// Each of the library's two threads takes this many connections more than there are places: it must accept
+/// one before another is told to go.
+constexpr unsigned SpareConnections = 64;
+
+/// An answer up to this size is taken by the socket in one piece, or not at all.
+constexpr std::uint64_t SmallAnswer = 64 * 1024;
+
+/// A connection, for as long as the network library has it.
+struct TWire {
+    TConnections::TPlace Place;
+    int Socket = -1;
+    std::string Address;
+};
+
 /// One request on its way. The network library holds it until the answer is sent, a worker while the page
 /// runs.
 struct TExchange {
@@ -55,9 +72,11 @@ struct TExchange {
     bool KeepBody = false; // false: its bytes are counted and dropped
     bool Counted = false;  // among those that a stop waits for
     std::u16string SID;
+    std::u16string User;
     std::u16string LanguageID;
     int SentStatus = 0; // 0: none was sent
     std::uint64_t SentBytes = 0;
+    std::uint64_t AckedBefore = 0; // bytes of the connection, when the answer is a large one
 
     // Guarded by the server's lock once a worker has it.
     bool Answered = false;
@@ -132,6 +151,25 @@ std::string RemoteAddressOf(MHD_Connection& Connection) {
     return Text;
 }
 
+int SocketOf(MHD_Connection& Connection) {
+    const auto* Info = MHD_get_connection_info(&Connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+    return Info == nullptr ? -1 : Info->connect_fd;
+}
+
+/// Null when there was no memory for it.
+TWire* WireOf(MHD_Connection& Connection) {
+    const auto* Info = MHD_get_connection_info(&Connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
+    return Info == nullptr ? nullptr : static_cast<TWire*>(Info->socket_context);
+}
+
+/// Bytes that the other end has received, headers included.
+std::uint64_t AckedBytes(const TWire* Wire) {
+    tcp_info Info{};
+    socklen_t Size = sizeof Info;
+    if (Wire == nullptr || ::getsockopt(Wire->Socket, IPPROTO_TCP, TCP_INFO, &Info, &Size) != 0) return 0;
+    return Info.tcpi_bytes_acked;
+}
+
 // ---- Requests
 
 std::string_view HeaderOf(MHD_Connection& Connection, const char* Name) {
@@ -139,27 +177,23 @@ std::string_view HeaderOf(MHD_Connection& Connection, const char* Name) {
     return Value == nullptr ? std::string_view{} : std::string_view(Value);
 }
 
-void ReadHeaders(TExchange& Exchange) {
+/// Keeps the headers, and looks whether the request's bounds are beyond doubt.
+TFraming ReadHead(TExchange& Exchange, std::string_view Method, const char* Version) {
+    TFraming Framing(Method, {Exchange.TargetAt, Exchange.Target.size()}, Version);
+    const auto Take = [&](std::string_view Name, std::string_view Value) {
+        Framing.TakeHeader(Name, Value);
+        Exchange.Raw.Headers.emplace_back(Name, Value);
+    };
+    using TTake = decltype(Take);
     MHD_get_connection_values_n(
         &Exchange.Connection, MHD_HEADER_KIND,
-        [](void* List, MHD_ValueKind, const char* Name, std::size_t NameSize, const char* Value,
+        [](void* To, MHD_ValueKind, const char* Name, std::size_t NameSize, const char* Value,
            std::size_t ValueSize) -> MHD_Result {
-            static_cast<TExchange*>(List)->Raw.Headers.emplace_back(std::string(Name, NameSize),
-                                                                    std::string(Value, ValueSize));
+            (*static_cast<TTake*>(To))({Name, NameSize}, {Value, ValueSize});
             return MHD_YES;
         },
-        &Exchange);
-}
-
-/// Two readers could take such a request for different ones: a proxy in front, and this server.
-bool IsAmbiguous(const TRawRequest& Raw) {
-    const auto Count = [&](std::u16string_view Name) {
-        return std::ranges::count_if(Raw.Headers, [&](const auto& Header) {
-            return platform::EqualAsciiNoCase(std::u16string(Header.first.begin(), Header.first.end()), Name);
-        });
-    };
-    const auto Lengths = Count(u"Content-Length");
-    return Lengths > 1 || Count(u"Host") > 1 || (Lengths > 0 && Count(u"Transfer-Encoding") > 0);
+        const_cast<void*>(static_cast<const void*>(&Take)));
+    return Framing;
 }
 
 /// The media type of a Content-Type header, in lower case, without its parameters.
@@ -211,7 +245,18 @@ struct TWebServer::TImpl {
         : Config(std::move(Settings))
         , Logger(Log)
         , Localizer(Texts)
+        , TellAccess(
+              Hooks.Access
+                  ? std::move(Hooks.Access)
+                  : [this](
+                        const TAccess&
+                            Access) { Logger.Log(TLogLevel::Info, platform::Utf8ToUtf16(AccessText(Access))); })
         , Static(Config.Static)
+        , Connections({Config.Limits.Connections, Config.Limits.ConnectionsPerAddress,
+                       std::chrono::seconds(Config.Limits.HeaderSeconds),
+                       std::chrono::seconds(Config.Limits.IdleSeconds),
+                       std::chrono::seconds(Config.Limits.BodySeconds)},
+                      [](int Socket) { ::shutdown(Socket, SHUT_RDWR); })
         , Sessions(Config.Session.Idle, Config.Session.Count, std::move(Hooks.Clock),
                    GuardedHook(std::move(Hooks.SessionEnded), Log))
         , Handler(Config, Sessions, Logger, Localizer, std::move(Hooks.Filters), std::move(Hooks.SignIn),
@@ -234,7 +279,9 @@ struct TWebServer::TImpl {
     MHD_Result FinishRequest(const TExchangePtr& Exchange);
     void Suspend(const TExchangePtr& Exchange);
     MHD_Result Send(TExchange& Exchange);
-    void Completed(TExchange& Exchange);
+    void Completed(TExchange& Exchange, bool Whole);
+    [[nodiscard]] std::unique_ptr<TWire> Welcome(MHD_Connection& Connection);
+    void Enter(TExchange& Exchange, TConnectionPhase Phase);
     void Refuse(TExchange& Exchange, int Status);
 
     // On a worker.
@@ -243,7 +290,9 @@ struct TWebServer::TImpl {
     const TWebConfig Config;
     TLogger& Logger;
     TLocalizatorTable& Localizer;
+    const std::function<void(const TAccess&)> TellAccess;
     const TStaticFiles Static;
+    TConnections Connections;
     TSessions Sessions;
     const TPageHandler Handler;
 
@@ -278,21 +327,39 @@ void TWebServer::TImpl::Start() {
             return MHD_NO;
         }
     };
+    const auto Connected = [](void* Self, MHD_Connection* Connection, void** Wire,
+                              MHD_ConnectionNotificationCode Code) noexcept {
+        auto& Server = *static_cast<TImpl*>(Self);
+        if (Code == MHD_CONNECTION_NOTIFY_CLOSED) {
+            const std::unique_ptr<TWire> Gone(static_cast<TWire*>(std::exchange(*Wire, nullptr)));
+            if (Gone) Server.Connections.Close(Gone->Place);
+            return;
+        }
+        try {
+            *Wire = Server.Welcome(*Connection).release();
+        } catch (const std::bad_alloc&) {
+            // Without an entry; the library's own limits hold.
+        }
+    };
     const auto Arrive = [](void*, const char* Uri, MHD_Connection* Connection) noexcept -> void* {
         try {
             auto Exchange = std::make_shared<TExchange>(*Connection);
             Exchange->TargetAt = Uri;
             Exchange->Target = Uri;
+            // The library would take the query apart into its own list, which we never read, and hangs when
+            // that is full: an end behind the "?" leaves it nothing to take apart.
+            const std::size_t Query = Exchange->Target.find('?');
+            if (Query != std::string::npos) const_cast<char*>(Uri)[Query + 1] = '\0';
             return new TExchangePtr(std::move(Exchange));
         } catch (const std::bad_alloc&) {
             return nullptr;
         }
     };
     const auto Complete = [](void* Self, MHD_Connection*, void** Exchange,
-                             MHD_RequestTerminationCode) noexcept {
+                             MHD_RequestTerminationCode Code) noexcept {
         const std::unique_ptr<TExchangePtr> Done(
             static_cast<TExchangePtr*>(std::exchange(*Exchange, nullptr)));
-        if (Done) static_cast<TImpl*>(Self)->Completed(**Done);
+        if (Done) static_cast<TImpl*>(Self)->Completed(**Done, Code == MHD_REQUEST_TERMINATED_COMPLETED_OK);
     };
     // The target is decoded once, strictly, by us.
     const auto LeaveEscaped = [](void*, MHD_Connection*, char* Text) noexcept -> std::size_t {
@@ -301,11 +368,12 @@ void TWebServer::TImpl::Start() {
     const auto Complain = [](void* Self, const char* Pattern, va_list Args) noexcept {
         char Text[500];
         std::vsnprintf(Text, sizeof Text, Pattern, Args);
-        static_cast<TImpl*>(Self)->Logger.Log(TLogLevel::Debug, u"network: " + platform::Utf8ToUtf16(Text));
+        static_cast<TImpl*>(Self)->Logger.Log(TLogLevel::Warning, u"network: " + platform::Utf8ToUtf16(Text));
     };
 
-    using TAccess = MHD_Result (*)(void*, MHD_Connection*, const char*, const char*, const char*, const char*,
+    using TAnswer = MHD_Result (*)(void*, MHD_Connection*, const char*, const char*, const char*, const char*,
                                    std::size_t*, void**);
+    using TConnected = void (*)(void*, MHD_Connection*, void**, MHD_ConnectionNotificationCode);
     using TArrive = void* (*)(void*, const char*, MHD_Connection*);
     using TComplete = void (*)(void*, MHD_Connection*, void**, MHD_RequestTerminationCode);
     using TUnescape = std::size_t (*)(void*, MHD_Connection*, char*);
@@ -314,22 +382,24 @@ void TWebServer::TImpl::Start() {
         MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ITC | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
     if (Config.Address.find(':') != std::string::npos) Flags |= MHD_USE_IPv6;
     Daemon =
-        MHD_start_daemon(Flags, BoundTo, nullptr, nullptr, static_cast<TAccess>(Access), this,        //
-                         MHD_OPTION_EXTERNAL_LOGGER, static_cast<TComplain>(Complain), this,          //
-                         MHD_OPTION_LISTEN_SOCKET, Socket,                                            //
-                         MHD_OPTION_THREAD_POOL_SIZE, 2U,                                             //
-                         MHD_OPTION_CONNECTION_LIMIT, Config.Limits.Connections,                      //
-                         MHD_OPTION_CONNECTION_TIMEOUT, Config.Limits.IdleSeconds,                    //
-                         MHD_OPTION_CONNECTION_MEMORY_LIMIT, Config.Limits.HeaderBytes,               //
-                         MHD_OPTION_STRICT_FOR_CLIENT, 1,                                             //
-                         MHD_OPTION_URI_LOG_CALLBACK, static_cast<TArrive>(Arrive), this,             //
-                         MHD_OPTION_UNESCAPE_CALLBACK, static_cast<TUnescape>(LeaveEscaped), nullptr, //
+        MHD_start_daemon(Flags, BoundTo, nullptr, nullptr, static_cast<TAnswer>(Access), this,            //
+                         MHD_OPTION_EXTERNAL_LOGGER, static_cast<TComplain>(Complain), this,              //
+                         MHD_OPTION_LISTEN_SOCKET, Socket,                                                //
+                         MHD_OPTION_THREAD_POOL_SIZE, 2U,                                                 //
+                         MHD_OPTION_CONNECTION_LIMIT, 2 * (Config.Limits.Connections + SpareConnections), //
+                         MHD_OPTION_NOTIFY_CONNECTION, static_cast<TConnected>(Connected), this,          //
+                         MHD_OPTION_CONNECTION_TIMEOUT, Config.Limits.IdleSeconds,                        //
+                         MHD_OPTION_CONNECTION_MEMORY_LIMIT, Config.Limits.HeaderBytes,                   //
+                         MHD_OPTION_STRICT_FOR_CLIENT, 0, /* TFraming answers what this would cut off */  //
+                         MHD_OPTION_URI_LOG_CALLBACK, static_cast<TArrive>(Arrive), this,                 //
+                         MHD_OPTION_UNESCAPE_CALLBACK, static_cast<TUnescape>(LeaveEscaped), nullptr,     //
                          MHD_OPTION_NOTIFY_COMPLETED, static_cast<TComplete>(Complete), this, MHD_OPTION_END);
     if (Daemon == nullptr) {
         const int Code = errno;
         ::close(Socket);
         throw platform::TSystemError(u"Cannot serve on", AddressText(Config.Address, BoundTo), Code);
     }
+    Connections.StartSweeping();
 }
 
 bool TWebServer::TImpl::Stop() {
@@ -354,6 +424,21 @@ bool TWebServer::TImpl::Stop() {
     return Pool->Close(Deadline);
 }
 
+// ---- Connections
+
+std::unique_ptr<TWire> TWebServer::TImpl::Welcome(MHD_Connection& Connection) {
+    auto Wire = std::make_unique<TWire>();
+    Wire->Socket = SocketOf(Connection);
+    Wire->Address = RemoteAddressOf(Connection);
+    Wire->Place = Connections.Open(Wire->Socket, Wire->Address, true, std::chrono::steady_clock::now());
+    return Wire;
+}
+
+void TWebServer::TImpl::Enter(TExchange& Exchange, TConnectionPhase Phase) {
+    TWire* const Wire = WireOf(Exchange.Connection);
+    if (Wire != nullptr) Connections.Enter(Wire->Place, Phase, std::chrono::steady_clock::now());
+}
+
 // ---- One request
 
 MHD_Result TWebServer::TImpl::Access(const char* Method, const char* Version, const char* Data,
@@ -369,16 +454,18 @@ MHD_Result TWebServer::TImpl::Access(const char* Method, const char* Version, co
 MHD_Result TWebServer::TImpl::BeginRequest(const char* Method, const char* Version, TExchange& Exchange) {
     Exchange.HeadersRead = true;
     Exchange.Raw.Method = Method;
-    Exchange.Raw.RemoteAddress = RemoteAddressOf(Exchange.Connection);
-    ReadHeaders(Exchange);
+    if (const TWire* const Wire = WireOf(Exchange.Connection)) Exchange.Raw.RemoteAddress = Wire->Address;
+    const TFraming Framing = ReadHead(Exchange, Method, Version);
     Exchange.LanguageID = Handler.LanguageWithoutSession(Exchange.Raw);
-    // The version follows the target after one blank; when it does not, a NUL has cut the target short.
-    const bool Whole = Version == Exchange.TargetAt + Exchange.Target.size() + 1;
-    if (!Whole || IsAmbiguous(Exchange.Raw)) {
+    if (const std::string_view Fault = Framing.Fault(); !Fault.empty()) {
+        Logger.Log(TLogLevel::Warning, u"request refused, its end is in doubt: " +
+                                           platform::Utf8ToUtf16(Fault) + u", from " +
+                                           platform::Utf8ToUtf16(Exchange.Raw.RemoteAddress));
         Refuse(Exchange, 400);
         Exchange.Reply.Close = true;
         return Send(Exchange);
     }
+    if (Framing.HasBody()) Enter(Exchange, TConnectionPhase::Body);
     Route(Exchange);
     if (!Exchange.Answered && Exchange.Raw.Method == "POST") BeginBody(Exchange);
 
@@ -485,6 +572,7 @@ void TWebServer::TImpl::Suspend(const TExchangePtr& Exchange) {
         Exchange->Reply.Headers.emplace_back("Retry-After", "1");
         MHD_resume_connection(&Exchange->Connection);
     };
+    Enter(*Exchange, TConnectionPhase::Page);
     // Suspended before it is submitted: a worker may be done before this function is.
     MHD_suspend_connection(&Exchange->Connection);
     {
@@ -508,12 +596,14 @@ void TWebServer::TImpl::RunPage(const TExchangePtr& Exchange, TWorker& Worker) {
     const std::lock_guard Guard(Mutex);
     if (Suspended.erase(Exchange) == 0) return; // the server stopped and answered by itself
     Exchange->SID = std::move(Result.SID);
+    Exchange->User = std::move(Result.User);
     if (!Result.LanguageID.empty()) Exchange->LanguageID = std::move(Result.LanguageID);
     SetReply(*Exchange, std::move(Result.Reply));
     MHD_resume_connection(&Exchange->Connection);
 }
 
 MHD_Result TWebServer::TImpl::Send(TExchange& Exchange) {
+    Enter(Exchange, TConnectionPhase::Answer);
     TReply& Reply = Exchange.Reply;
     const std::uint64_t Size = Reply.File.IsOpen() ? Reply.FileSize : Reply.Body.size();
     MHD_Response* Response = MakeResponse(Reply);
@@ -538,23 +628,25 @@ MHD_Result TWebServer::TImpl::Send(TExchange& Exchange) {
     if (Queued == MHD_YES) {
         Exchange.SentStatus = Reply.Status;
         Exchange.SentBytes = Exchange.Raw.Method == "HEAD" ? 0 : Size;
+        if (Exchange.SentBytes > SmallAnswer) Exchange.AckedBefore = AckedBytes(WireOf(Exchange.Connection));
     }
     return Queued;
 }
 
-void TWebServer::TImpl::Completed(TExchange& Exchange) {
+void TWebServer::TImpl::Completed(TExchange& Exchange, bool Whole) {
     using namespace std::chrono;
-    const auto Milliseconds = duration_cast<milliseconds>(steady_clock::now() - Exchange.Began).count();
+    Enter(Exchange, TConnectionPhase::Waiting);
+    if (!Whole) {
+        const bool Large = Exchange.SentBytes > SmallAnswer;
+        const std::uint64_t Acked = Large ? AckedBytes(WireOf(Exchange.Connection)) : 0;
+        Exchange.SentBytes = std::min(Exchange.SentBytes, Acked - std::min(Acked, Exchange.AckedBefore));
+    }
     // The path as sent: escapes cannot be mistaken for parts of the line. The query may hold what users
     // typed.
     const std::string_view Target = Exchange.Target;
-    const std::string Line = MaskForLog(Exchange.Raw.Method.empty() ? "?" : Exchange.Raw.Method) + " \"" +
-                             MaskForLog(Target.substr(0, Target.find('?'))) + "\" " +
-                             std::to_string(Exchange.SentStatus) + " " + std::to_string(Exchange.SentBytes) +
-                             " bytes " + std::to_string(Milliseconds) + " ms session=";
-    Logger.Log(TLogLevel::Info, platform::Utf8ToUtf16(Line) + (Exchange.SID.empty() ? u"-" : Exchange.SID) +
-                                    u" language=" +
-                                    (Exchange.LanguageID.empty() ? u"-" : Exchange.LanguageID));
+    TellAccess({Exchange.Raw.Method, std::string(Target.substr(0, Target.find('?'))), Exchange.SentStatus,
+                Exchange.SentBytes, duration_cast<microseconds>(steady_clock::now() - Exchange.Began),
+                Exchange.Raw.RemoteAddress, Exchange.User, Exchange.SID, Exchange.LanguageID});
     if (!Exchange.Counted) return;
     {
         const std::lock_guard Guard(Mutex);

@@ -11,11 +11,13 @@
 #pragma once
 
 #include "host/Services.h"
+#include "server/web/AccessLog.h"
 #include "server/web/Config.h"
 #include "server/web/PageHandler.h"
 #include "server/web/Sessions.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,6 +27,8 @@ namespace zutools::server {
 struct TWebServerHooks {
     TModuleRunnerFactory MakeRunner;
     std::vector<TRequestFilter> Filters; // asked in order before each module
+    std::function<void(const TAccess&)>
+        Access; // told of each request, must not raise; empty: a line of the logger
     TSessions::TClock Clock = std::chrono::steady_clock::now;
     TSessions::TEndHook SessionEnded;                                 // what it raises is logged
     TSignInHook SignIn;                                               // empty: there are no users

@@ -30,7 +30,7 @@ spdlog::level::level_enum SpdLevel(TLogLevel Level) {
 /// the writing direction become "?".
 std::u16string OneLine(std::u16string_view Text) {
     std::u16string Line;
-    for (const char16_t Character : Text) {
+    for (const char16_t Character : platform::Shortened(Text, MaxLogUnits)) {
         if (Character == u'\n') {
             Line += u" | ";
         } else if (Character == u'\t') {
@@ -57,9 +57,11 @@ std::shared_ptr<spdlog::sinks::sink> MakeSink(std::u16string_view File) {
 
 } // namespace
 
-TSpdLogger::TSpdLogger(TLogLevel Level, std::u16string_view File)
-    : FLogger(std::make_unique<spdlog::logger>("zuhost", MakeSink(File))) {
-    FLogger->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %l %v");
+TSpdLogger::TSpdLogger(TLogLevel Level, std::u16string_view File, TLogFormat Format)
+    : FFormat(Format)
+    , FLogger(std::make_unique<spdlog::logger>("zuhost", MakeSink(File))) {
+    FLogger->set_pattern(Format == TLogFormat::Json ? R"({"time":"%Y-%m-%dT%H:%M:%S.%e%z","level":"%l",%v})"
+                                                    : "%Y-%m-%dT%H:%M:%S.%e%z %l %v");
     FLogger->set_level(SpdLevel(Level));
     // A crash must not eat the lines that explain it; a request is cheap to flush beside a page.
     FLogger->flush_on(spdlog::level::info);
@@ -69,10 +71,21 @@ TSpdLogger::~TSpdLogger() = default;
 
 void TSpdLogger::Log(TLogLevel Level, std::u16string_view Text) noexcept {
     try {
-        if (FLogger->should_log(SpdLevel(Level)))
-            FLogger->log(SpdLevel(Level), platform::Utf16ToUtf8(OneLine(Text)));
+        if (!FLogger->should_log(SpdLevel(Level))) return;
+        const std::string Line = platform::Utf16ToUtf8(OneLine(Text));
+        FLogger->log(SpdLevel(Level), FFormat == TLogFormat::Json ? "\"message\":" + JsonText(Line) : Line);
     } catch (const std::exception&) {
         // Out of memory: losing the line is better than ending the page.
+    }
+}
+
+void TSpdLogger::LogAccess(const TAccess& Access) noexcept {
+    try {
+        if (!FLogger->should_log(spdlog::level::info)) return;
+        FLogger->log(spdlog::level::info,
+                     FFormat == TLogFormat::Json ? AccessJson(Access) : AccessText(Access));
+    } catch (const std::exception&) {
+        // As above.
     }
 }
 

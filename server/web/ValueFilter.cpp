@@ -4,6 +4,7 @@
 #include "host/Format.h"
 #include "host/Numbers.h"
 #include "host/StringHelpers.h"
+#include "platform/TextTools.h"
 #include "server/web/WebObjects.h"
 
 #include <vector>
@@ -20,6 +21,24 @@ std::u16string Note(TLocalizatorTable& Localizer, const TWebRequest& Request, st
     std::u16string Text = Localizer.GetString(Key, Request.Language);
     if (Text == Key) Text = u"The value of this field cannot be accepted:";
     return Text + u" " + std::u16string(Field.substr(0, LongestName));
+}
+
+/// The checker's message with at most so much of what came from outside as a log should hold.
+std::u16string LogText(std::u16string_view Name, std::u16string_view Value, std::u16string_view Message) {
+    constexpr std::size_t MaxUnits = 100;
+    // Behind the value, which may hold the same words, stand only those of the rule.
+    std::size_t Reason = std::u16string_view::npos;
+    for (const std::u16string_view Words : {u"\" contain ", u"\" not contain "}) {
+        const std::size_t Found = Message.rfind(Words);
+        if (Found != Message.npos && (Reason == Message.npos || Found > Reason)) Reason = Found;
+    }
+    const auto Plain = [](std::u16string_view Text) {
+        return platform::Masked(platform::Shortened(Text, MaxUnits), u'?');
+    };
+    std::u16string Text = u"parameter \"" + Plain(Name) + u"\", value \"" + Plain(Value) + u"\"";
+    if (Value.size() > MaxUnits) Text += Format(u" (%d units)", {Value.size()});
+    if (Reason != Message.npos) Text += Message.substr(Reason + 1);
+    return Text;
 }
 
 } // namespace
@@ -60,10 +79,11 @@ TRequestFilter MakeValueFilter(const TParamsChecker& Checker, TLocalizatorTable&
         const TParamsList& Params = Request.Params;
         for (int Index = 0; Index < Params.GetCount(); ++Index) {
             const std::u16string Name = Params.GetPLName(Index);
+            const std::u16string Value = Params.GetPLValueByIndex(Index);
             try {
-                static_cast<void>(Checker.CheckParamValue(Name, Params.GetPLValueByIndex(Index), true));
+                static_cast<void>(Checker.CheckParamValue(Name, Value, true));
             } catch (const EParamValueChecker& Error) {
-                return TRefusal{400, Note(Localizer, Request, Name), Error.Message()};
+                return TRefusal{400, Note(Localizer, Request, Name), LogText(Name, Value, Error.Message())};
             }
         }
         return std::nullopt;

@@ -3,8 +3,7 @@
 #include "host/Session.h"
 #include "platform/Text.h"
 #include "server/lua/LuaEngine.h"
-#include "tests/server/web/HttpClient.h"
-#include "tests/support/TempFolder.h"
+#include "tests/server/web/ServerTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,124 +22,8 @@ using namespace zutools;
 using namespace zutools::server;
 using testing::HasSubstr;
 using testing::Not;
-using tests::THttpAnswer;
-using tests::THttpClient;
 
 namespace {
-
-using TModule = std::function<void(TWebRequest&, TWebResponse&)>;
-
-class TFunctionRunner : public TModuleRunner {
-public:
-    explicit TFunctionRunner(const std::map<std::u16string, TModule, std::less<>>& Modules)
-        : FModules(Modules) {}
-    void Run(std::u16string_view File, TWebRequest& Request, TWebResponse& Response) override {
-        FModules.find(File)->second(Request, Response);
-    }
-
-private:
-    const std::map<std::u16string, TModule, std::less<>>& FModules;
-};
-
-class TRecordingLogger : public TLogger {
-public:
-    void Log(TLogLevel, std::u16string_view Text) noexcept override {
-        const std::lock_guard Guard(FMutex);
-        FLines.push_back(platform::Utf16ToUtf8(Text));
-        FChanged.notify_all();
-    }
-
-    /// Blocks until a line holds `Part`; that line.
-    std::string WaitFor(std::string_view Part) {
-        std::unique_lock Guard(FMutex);
-        while (true) {
-            for (const std::string& Line : FLines) {
-                if (Line.find(Part) != std::string::npos) return Line;
-            }
-            FChanged.wait(Guard);
-        }
-    }
-
-    std::string All() {
-        const std::lock_guard Guard(FMutex);
-        std::string Text;
-        for (const std::string& Line : FLines) Text += Line + "\n";
-        return Text;
-    }
-
-private:
-    std::mutex FMutex;
-    std::condition_variable FChanged;
-    std::vector<std::string> FLines;
-};
-
-class ServerTest : public testing::Test {
-protected:
-    ServerTest() {
-        Config.Port = 0;
-        Config.Languages = {u"ru", u"en"};
-        Config.DefaultLanguage = u"ru";
-        Config.Limits.BodyBytes = 100'000;
-        Config.Limits.Threads = 2;
-    }
-
-    ~ServerTest() override { Server.reset(); }
-
-    void Module(std::u16string Path, TModule Function, bool FormToken = true) {
-        TRoute Route;
-        Route.Path = Path;
-        Route.Module = Path.substr(1) + u".lua";
-        Route.ModuleFile = Route.Module;
-        Route.FormToken = FormToken;
-        Modules[Route.ModuleFile] = std::move(Function);
-        Config.Routes.push_back(std::move(Route));
-    }
-
-    /// The query's and form's fields as the module sees them: "a=1|b=2 file:name:type:content".
-    void EchoModule(std::u16string Path, bool FormToken) {
-        Module(
-            std::move(Path),
-            [](TWebRequest& Request, TWebResponse& Response) {
-                for (int Index = 0; Index < Request.Params.Count(); ++Index) {
-                    Response.Write(Request.Params.Name(Index) + u"=" + Request.Params.Values(Index) + u"|");
-                }
-                for (const TWebFile& File : Request.Files.Items) {
-                    Response.Write(u" " + File.Name + u":" + File.FileName + u":" + File.ContentType + u":" +
-                                   platform::Utf8ToUtf16(File.Content));
-                }
-            },
-            FormToken);
-    }
-
-    void Start() {
-        Hooks.MakeRunner = [this] { return std::make_unique<TFunctionRunner>(Modules); };
-        Server = std::make_unique<TWebServer>(Config, Hooks, Logger, Localizer);
-        Server->Start();
-    }
-
-    THttpAnswer Get(std::string_view Target, std::string_view Headers = {}) {
-        return THttpClient(Server->Port()).Get(Target, Headers);
-    }
-
-    THttpAnswer Post(std::string_view Target, std::string_view Body, std::string_view Headers = {},
-                     std::string_view Type = "application/x-www-form-urlencoded") {
-        return THttpClient(Server->Port()).Post(Target, Body, Headers, Type);
-    }
-
-    /// "Cookie: zusid=...\r\n" of an answer that set it.
-    static std::string CookieOf(const THttpAnswer& Answer) {
-        const std::string Set = Answer.Header("Set-Cookie");
-        return "Cookie: " + Set.substr(0, Set.find(';')) + "\r\n";
-    }
-
-    tests::TTempFolder Folder;
-    TWebConfig Config;
-    TWebServerHooks Hooks;
-    std::map<std::u16string, TModule, std::less<>> Modules;
-    TRecordingLogger Logger;
-    TEmptyLocalizatorTable Localizer;
-    std::unique_ptr<TWebServer> Server;
-};
 
 // ---- Pages
 
@@ -350,7 +233,7 @@ TEST_F(ServerTest, TheSessionCookieIsASecretOfTheBrowser) {
     EXPECT_EQ(Get("/static/a.css").Header("Set-Cookie"), "") << "files need no session";
 
     EXPECT_THAT(Logger.WaitFor("session=" + platform::Utf16ToUtf8(FirstSid)), HasSubstr("GET \"/\" 200"));
-    EXPECT_THAT(Logger.All(), Not(HasSubstr(Secret)));
+    EXPECT_THAT(Logger.Text(), Not(HasSubstr(Secret)));
 }
 
 TEST_F(ServerTest, TheCookieIsSecureWhenConfigured) {
@@ -444,7 +327,7 @@ TEST_F(ServerTest, AFilterRefusesBeforeTheModule) {
     const THttpAnswer Refused = Get("/echo?q=evil");
     EXPECT_EQ(Refused.Status, 400);
     EXPECT_THAT(Refused.Body, HasSubstr("Field &lt;q&gt;"));
-    Logger.WaitFor("request refused before echo.lua: q is evil");
+    (void)Logger.WaitFor("request refused before echo.lua: q is evil");
 }
 
 TEST_F(ServerTest, AFailureShowsTheUserAnIdAndTheLogTheTraceback) {
@@ -465,7 +348,7 @@ TEST_F(ServerTest, AFailureShowsTheUserAnIdAndTheLogTheTraceback) {
     const std::string Id = Line.substr(11, 8);
     EXPECT_THAT(Script.Body, HasSubstr("<p>" + Id + "</p>"));
     EXPECT_THAT(Get("/other").Body, Not(HasSubstr("fire")));
-    Logger.WaitFor("in other.lua: disk on fire");
+    (void)Logger.WaitFor("in other.lua: disk on fire");
 }
 
 TEST_F(ServerTest, ErrorPagesSpeakTheLocalizersWords) {
@@ -487,8 +370,10 @@ TEST_F(ServerTest, TheLogHasThePathWithoutItsQueryOnOneLine) {
     Start();
     Get("/echo%0A?password=secret", "Accept-Language: en\r\n");
     const std::string Line = Logger.WaitFor("/echo%0A");
-    EXPECT_THAT(Line,
-                testing::MatchesRegex(R"(GET "/echo%0A" 404 [0-9]+ bytes [0-9]+ ms session=- language=en)"));
+    EXPECT_THAT(
+        Line,
+        testing::MatchesRegex(
+            R"(GET "/echo%0A" 404 [0-9]+ bytes [0-9]+ ms session=- language=en address=127.0.0.1 user=-)"));
 }
 
 // ---- Files
@@ -577,7 +462,7 @@ TEST_F(ServerTest, AFullQueueTurnsAway) {
     THttpClient Second(Server->Port());
     First.Send("GET /echo?q=1 HTTP/1.1\r\nHost: t\r\n\r\n");
     Second.Send("GET /echo?q=1 HTTP/1.1\r\nHost: t\r\n\r\n");
-    Logger.WaitFor("\"/echo\" 503");
+    (void)Logger.WaitFor("\"/echo\" 503");
     Release.count_down();
     const THttpAnswer Answers[] = {First.Read(), Second.Read()};
     EXPECT_EQ((std::multiset{Answers[0].Status, Answers[1].Status}), (std::multiset{200, 503}));
