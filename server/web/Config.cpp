@@ -370,6 +370,32 @@ void ReadSession(TSection Section, TSessionConfig& Session) {
     Section.Finish();
 }
 
+void ReadProxy(TSection Section, TProxyConfig& Proxy) {
+    constexpr std::string_view Wanted = "a list of addresses and networks, like \"10.0.0.0/8\"";
+    if (const toml::node* Node = Section.FindNode("trusted")) {
+        const toml::array* const List = Node->as_array();
+        if (List == nullptr) Section.WrongType("trusted", *Node, Wanted);
+        for (const toml::node& Item : *List) {
+            const auto* const Text = Item.as_string();
+            if (Text == nullptr) Section.WrongType("trusted", Item, Wanted);
+            const auto Network = TNetwork::Parse(Text->get());
+            if (!Network) {
+                Section.Fail(Item, "\"proxy.trusted\": " + Quoted(Text->get()) +
+                                       " is neither an address nor a network with nothing behind its length");
+            }
+            Proxy.Trusted.push_back(*Network);
+        }
+    }
+    if (const auto* Header = Section.Text("header")) {
+        if (Header->get() != "X-Forwarded-For" && Header->get() != "Forwarded") {
+            Section.Fail(*Header, "\"proxy.header\" must be X-Forwarded-For or Forwarded, not " +
+                                      Quoted(Header->get()));
+        }
+        if (Header->get() == "Forwarded") Proxy.Header = TProxyHeader::Forwarded;
+    }
+    Section.Finish();
+}
+
 void ReadAdmin(TSection Section, TAdminConfig& Admin) {
     Section.Boolean("enabled", Admin.Enabled);
     if (const auto* Socket = Section.Text("socket")) {
@@ -501,6 +527,7 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
     ReadLimits(Section.Table("limits"), Config.Limits);
     ReadSession(Section.Table("session"), Config.Session);
     ReadSecurity(Section.Table("security"), Config);
+    ReadProxy(Section.Table("proxy"), Config.Proxy);
     ReadAdmin(Section.Table("admin"), Config.Admin);
     ReadLog(Section.Table("log"), Config.Log);
     ReadHelpers(Section, Config);

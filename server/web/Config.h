@@ -7,6 +7,7 @@
 #include "host/Exception.h"
 #include "host/Services.h"
 #include "server/sql/SqlEngine.h"
+#include "server/web/Proxies.h"
 
 #include <chrono>
 #include <cstddef>
@@ -102,6 +103,7 @@ struct TWebConfig {
     TStaticConfig Static;
     TLimitsConfig Limits;
     TSessionConfig Session;
+    TProxyConfig Proxy;
     TAdminConfig Admin;
     TLogConfig Log;
     std::vector<THelperConfig> Helpers;

@@ -15,21 +15,6 @@ namespace zutools::server {
 
 namespace {
 
-std::string_view TrimBlanks(std::string_view Text) {
-    constexpr std::string_view Blanks = " \t";
-    const std::size_t First = Text.find_first_not_of(Blanks);
-    if (First == std::string_view::npos) return {};
-    return Text.substr(First, Text.find_last_not_of(Blanks) - First + 1);
-}
-
-/// Cuts the text before the next `Delimiter` off the front of `Rest`; the whole rest when there is none.
-std::string_view CutNext(std::string_view& Rest, char Delimiter) {
-    const std::size_t End = Rest.find(Delimiter);
-    const std::string_view Item = Rest.substr(0, End);
-    Rest = End == std::string_view::npos ? std::string_view{} : Rest.substr(End + 1);
-    return Item;
-}
-
 void AppendEscape(std::string& Target, std::string_view Mark, unsigned char Byte) {
     Target += Mark;
     platform::AppendHex(Target, Byte);
@@ -166,6 +151,20 @@ constexpr TMediaType MediaTypes[] = {
 };
 
 } // namespace
+
+std::string_view TrimBlanks(std::string_view Text) {
+    constexpr std::string_view Blanks = " \t";
+    const std::size_t First = Text.find_first_not_of(Blanks);
+    if (First == std::string_view::npos) return {};
+    return Text.substr(First, Text.find_last_not_of(Blanks) - First + 1);
+}
+
+std::string_view CutNext(std::string_view& Rest, char Delimiter) {
+    const std::size_t End = Rest.find(Delimiter);
+    const std::string_view Item = Rest.substr(0, End);
+    Rest = End == std::string_view::npos ? std::string_view{} : Rest.substr(End + 1);
+    return Item;
+}
 
 std::optional<std::u16string> DecodeUtf8(std::string_view Bytes) {
     if (Bytes.find('\0') != std::string_view::npos) return std::nullopt;

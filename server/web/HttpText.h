@@ -20,6 +20,11 @@ namespace zutools::server {
 /// Fields that one query, form or upload may hold; more is refused as malformed.
 inline constexpr std::size_t MaxFormFields = 1000;
 
+/// Without the blanks and tabs around it.
+[[nodiscard]] std::string_view TrimBlanks(std::string_view Text);
+/// Cuts the text before the next `Delimiter` off the front of `Rest`; the whole rest when there is none.
+std::string_view CutNext(std::string_view& Rest, char Delimiter);
+
 struct TFormField {
     std::u16string Name;
     std::u16string Value;

@@ -159,7 +159,8 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
         return {ErrorReply(400, FLocalizer, LanguageID), {}, std::move(LanguageID), {}};
     }
 
-    TSessionLease Lease = FSessions.Acquire(FindCookie(RawHeader(Raw, "Cookie"), SessionCookieName));
+    TSessionLease Lease =
+        FSessions.Acquire(FindCookie(RawHeader(Raw, "Cookie"), SessionCookieName(FConfig.Session.Secure)));
     const std::u16string* Wanted = FindField(Fields.Query, LanguageParam);
     if (Wanted != nullptr && std::ranges::find(FConfig.Languages, *Wanted) != FConfig.Languages.end()) {
         Lease.SetLanguage(*Wanted);
@@ -184,10 +185,10 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
     Result.SID = Session.SID; // the last one: signing in and out changes it
     Result.User = Session.USR;
     if (Session.New) {
-        Result.Reply.Headers.emplace_back("Set-Cookie", std::string(SessionCookieName) + "=" +
-                                                            Session.Secret +
-                                                            "; Path=/; HttpOnly; SameSite=Lax" +
-                                                            (FConfig.Session.Secure ? "; Secure" : ""));
+        const bool Secure = FConfig.Session.Secure || Raw.Https;
+        Result.Reply.Headers.emplace_back(
+            "Set-Cookie", std::string(SessionCookieName(FConfig.Session.Secure)) + "=" + Session.Secret +
+                              "; Path=/; HttpOnly; SameSite=Lax" + (Secure ? "; Secure" : ""));
     }
     return Result;
 }

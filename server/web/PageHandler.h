@@ -22,8 +22,12 @@
 
 namespace zutools::server {
 
-/// The name of the session cookie, and of the form field that writes must bring.
-inline constexpr std::string_view SessionCookieName = "zusid";
+/// The name of the session cookie. With "__Host-" browsers take it over HTTPS only, from this very host and
+/// for all of its paths, so that no neighbouring host can plant one.
+[[nodiscard]] constexpr std::string_view SessionCookieName(bool Secure) {
+    return Secure ? "__Host-zusid" : "zusid";
+}
+/// The form field that writes must bring.
 inline constexpr std::u16string_view FormTokenField = u"form_token";
 /// The query parameter that switches the session's language.
 inline constexpr std::u16string_view LanguageParam = u"lang";
@@ -37,6 +41,7 @@ struct TRawRequest {
     std::vector<std::pair<std::string, std::string>> Headers;
     std::string Form;            // body of a urlencoded form
     std::vector<TRawPart> Parts; // of a multipart form
+    bool Https = false;          // a trusted proxy says that the client came by it
 };
 
 /// Why a request is not let through to its module.

@@ -430,7 +430,9 @@ std::unique_ptr<TWire> TWebServer::TImpl::Welcome(MHD_Connection& Connection) {
     auto Wire = std::make_unique<TWire>();
     Wire->Socket = SocketOf(Connection);
     Wire->Address = RemoteAddressOf(Connection);
-    Wire->Place = Connections.Open(Wire->Socket, Wire->Address, true, std::chrono::steady_clock::now());
+    // A proxy brings many clients along.
+    const bool Limited = !IsTrusted(Config.Proxy, Wire->Address);
+    Wire->Place = Connections.Open(Wire->Socket, Wire->Address, Limited, std::chrono::steady_clock::now());
     return Wire;
 }
 
@@ -456,6 +458,11 @@ MHD_Result TWebServer::TImpl::BeginRequest(const char* Method, const char* Versi
     Exchange.Raw.Method = Method;
     if (const TWire* const Wire = WireOf(Exchange.Connection)) Exchange.Raw.RemoteAddress = Wire->Address;
     const TFraming Framing = ReadHead(Exchange, Method, Version);
+    if (!Config.Proxy.Trusted.empty()) {
+        TClient Client = FindClient(Config.Proxy, Exchange.Raw.RemoteAddress, Exchange.Raw.Headers);
+        Exchange.Raw.RemoteAddress = std::move(Client.Address);
+        Exchange.Raw.Https = Client.Https;
+    }
     Exchange.LanguageID = Handler.LanguageWithoutSession(Exchange.Raw);
     if (const std::string_view Fault = Framing.Fault(); !Fault.empty()) {
         Logger.Log(TLogLevel::Warning, u"request refused, its end is in doubt: " +

@@ -240,7 +240,10 @@ TEST_F(ServerTest, TheCookieIsSecureWhenConfigured) {
     EchoModule(u"/", true);
     Config.Session.Secure = true;
     Start();
-    EXPECT_THAT(Get("/").Header("Set-Cookie"), testing::EndsWith("; SameSite=Lax; Secure"));
+    const THttpAnswer First = Get("/");
+    EXPECT_THAT(First.Header("Set-Cookie"),
+                testing::MatchesRegex("__Host-zusid=[0-9a-f]{32}; Path=/; HttpOnly; SameSite=Lax; Secure"));
+    EXPECT_EQ(Get("/", CookieOf(First)).Header("Set-Cookie"), "");
 }
 
 TEST_F(ServerTest, TheWorkerHasTheSessionWhileTheModuleRunsOnly) {
