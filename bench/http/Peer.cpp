@@ -1,5 +1,5 @@
-// libmicrohttpd alone, as the web host uses it: two epoll threads. Sends the bytes of one file for every path below
-// /page, from memory, and the same file by its descriptor for every other.
+// libmicrohttpd alone, as the web host uses it: two epoll threads. Sends the bytes of one file for every path
+// below /page, from memory, and the same file by its descriptor for every other.
 //
 //     http_peer FILE      prints "http://127.0.0.1:PORT" and serves until its standard input ends
 
@@ -34,8 +34,8 @@ MHD_Response* Answer(const TServed& Served, std::string_view Path) {
     return MHD_create_response_from_fd64(static_cast<std::uint64_t>(Status.st_size), File);
 }
 
-MHD_Result Access(void* Self, MHD_Connection* Connection, const char* Path, const char*, const char*, const char*,
-                  std::size_t*, void** State) {
+MHD_Result Access(void* Self, MHD_Connection* Connection, const char* Path, const char*, const char*,
+                  const char*, std::size_t*, void** State) {
     static int Begun;
     if (*State == nullptr) {
         *State = &Begun;
