@@ -1,0 +1,16 @@
+// The package's own pictures, drawn as vectors: sharp at every scale.
+
+#pragma once
+
+#include <QIcon>
+#include <QStringList>
+#include <QStringView>
+
+namespace zutools {
+
+/// The picture of that name, such as "ICOWARNING" or "FILEOPEN"; without picture for any other name.
+[[nodiscard]] QIcon PackageIcon(QStringView Name);
+
+[[nodiscard]] QStringList PackageIconNames();
+
+} // namespace zutools
