@@ -109,6 +109,18 @@ void Do(TLuaEngine::TImpl& State, const TJob& Job) {
     lua_settop(State.L, 0);
 }
 
+// Gives a global of all runs the value that `Push` leaves.
+template <class TPush>
+void SetBase(TLuaEngine::TImpl& State, std::string_view Name, TPush Push) {
+    Do(State, [&](lua_State* L) {
+        State.Modules.PushBase(L);
+        PushString(L, Name);
+        Push(L);
+        lua_rawset(L, -3);
+        return 0;
+    });
+}
+
 // What stand-alone Lua finds in package.path stays, behind the module folder.
 void AddModuleDirectory(lua_State* L, std::string_view Directory) {
     lua_getglobal(L, LUA_LOADLIBNAME);
@@ -177,39 +189,32 @@ TLuaEngine::TLuaEngine(TLuaOptions Options)
         const TScriptGlobal& Global = Class->Global;
         if (Global.Get != nullptr) SetGlobal(platform::Utf16ToUtf8(Global.Name), Global.Get);
     }
+    if (State.Options.Publish) State.Options.Publish(*this);
 }
 
 TLuaEngine::~TLuaEngine() = default;
 
 void TLuaEngine::SetGlobal(std::string_view Name, TObject& Object) {
-    Do(*FImpl, [&](lua_State* L) {
-        FImpl->Modules.PushBase(L);
-        PushString(L, Name);
-        PushObject(L, Object, 0);
-        lua_rawset(L, -3);
-        return 0;
-    });
+    SetBase(*FImpl, Name, [&](lua_State* L) { PushObject(L, Object, 0); });
 }
 
 void TLuaEngine::SetGlobal(std::string_view Name, std::function<TObject*()> Object) {
-    Do(*FImpl, [&](lua_State* L) {
+    SetBase(*FImpl, Name, [&](lua_State* L) {
         FImpl->Objects.Dynamic[std::string(Name)] = std::move(Object);
-        FImpl->Modules.PushBase(L);
-        PushString(L, Name);
         PushDynamic(L, Name);
-        lua_rawset(L, -3);
-        return 0;
     });
 }
 
+void TLuaEngine::Publish(std::string_view Name, TObject& Object, bool ReadOnly) {
+    SetBase(*FImpl, Name, [&](lua_State* L) { PushPublished(L, Object, ReadOnly); });
+}
+
+void TLuaEngine::Publish(std::string_view Name, std::unique_ptr<TObject> Object, bool ReadOnly) {
+    SetBase(*FImpl, Name, [&](lua_State* L) { PushPublished(L, std::move(Object), ReadOnly); });
+}
+
 void TLuaEngine::ClearGlobal(std::string_view Name) {
-    Do(*FImpl, [&](lua_State* L) {
-        FImpl->Modules.PushBase(L);
-        PushString(L, Name);
-        lua_pushnil(L);
-        lua_rawset(L, -3);
-        return 0;
-    });
+    SetBase(*FImpl, Name, [](lua_State* L) { lua_pushnil(L); });
 }
 
 void TLuaEngine::RunFile(std::u16string_view File, const std::vector<std::string>& Args) {

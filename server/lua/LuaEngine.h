@@ -14,6 +14,7 @@
 #include "host/Object.h"
 #include "host/Queries.h"
 #include "host/Services.h"
+#include "scripting/Pubintob.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -67,13 +68,16 @@ struct TLuaOptions {
     /// The session of the page that runs, for the global `session` (SessionControl.h); null when none runs.
     /// Empty: scripts have no such global.
     std::function<TSessionControl*()> Session;
+    /// Called once for each engine, on the thread that makes it, to publish the application's own objects;
+    /// may be empty.
+    std::function<void(TScriptPublisher&)> Publish;
 };
 
-class TLuaEngine {
+class TLuaEngine : public TScriptPublisher {
 public:
     /// @throws EScriptError when the memory limit is too small for the libraries.
     explicit TLuaEngine(TLuaOptions Options);
-    ~TLuaEngine();
+    ~TLuaEngine() override;
     TLuaEngine(const TLuaEngine&) = delete;
     TLuaEngine& operator=(const TLuaEngine&) = delete;
 
@@ -83,6 +87,9 @@ public:
     /// Makes a global of what `Object` gives at each use, on the thread that uses it: data of the calling
     /// thread. While it gives null, every name of the global reads as nil.
     void SetGlobal(std::string_view Name, std::function<TObject*()> Object);
+    /// Makes a global through which scripts use the published properties and methods of any object.
+    void Publish(std::string_view Name, TObject& Object, bool ReadOnly = false) override;
+    void Publish(std::string_view Name, std::unique_ptr<TObject> Object, bool ReadOnly = false) override;
     /// Makes a global nil again.
     void ClearGlobal(std::string_view Name);
 

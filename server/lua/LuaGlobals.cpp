@@ -9,14 +9,13 @@
 #include "platform/Text.h"
 #include "platform/TextTools.h"
 #include "server/lua/Escape.h"
+#include "server/lua/LuaNames.h"
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
 #include "templates/Ztstmplcache.h"
 
-#include <algorithm>
 #include <exception>
 #include <memory>
-#include <numeric>
 #include <thread>
 #include <vector>
 
@@ -38,33 +37,16 @@ std::string TracebackOfError(lua_State* L) {
 
 // ---- zu.create
 
-// Letters to insert, delete or replace to come from one name to the other, ignoring the case of A to Z.
-std::size_t Distance(std::u16string_view Left, std::u16string_view Right) {
-    std::vector<std::size_t> Row(Right.size() + 1);
-    std::iota(Row.begin(), Row.end(), std::size_t{0});
-    for (std::size_t I = 0; I < Left.size(); ++I) {
-        std::size_t Diagonal = std::exchange(Row[0], I + 1);
-        for (std::size_t J = 0; J < Right.size(); ++J) {
-            const bool Same = SameText(Left.substr(I, 1), Right.substr(J, 1));
-            const std::size_t Best = std::min({Row[J] + 1, Row[J + 1] + 1, Diagonal + (Same ? 0U : 1U)});
-            Diagonal = std::exchange(Row[J + 1], Best);
-        }
-    }
-    return Row.back();
-}
-
 std::u16string NearClasses(std::u16string_view Name) {
-    std::u16string Near, All;
+    std::vector<std::u16string_view> Names;
     for (const TClassInfo* Class : ScriptRegistry().Classes()) {
-        if (Class->Create == nullptr) continue;
-        const auto Append = [&](std::u16string& List) {
-            (List += List.empty() ? u"" : u", ") += Class->Name;
-        };
-        Append(All);
-        if (Name.size() < 100 && Distance(Name, Class->Name) <= 3) Append(Near);
+        if (Class->Create != nullptr) Names.push_back(Class->Name);
     }
-    if (!Near.empty()) return u"; is it " + Near + u"?";
-    return All.empty() ? std::u16string(u"; there is none to create") : u"; there are " + All;
+    if (std::u16string Near = IsItOne(Name, Names); !Near.empty()) return Near;
+    std::u16string All;
+    for (const std::u16string_view Each : Names)
+        All.append(All.empty() ? u"; there are " : u", ").append(Each);
+    return All.empty() ? std::u16string(u"; there is none to create") : All;
 }
 
 int Create(lua_State* L) {

@@ -3,10 +3,14 @@
 #include "host/Exception.h"
 #include "host/Format.h"
 #include "platform/Text.h"
+#include "scripting/Pubintob.h"
+#include "server/lua/LuaNames.h"
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 #include <new>
 #include <span>
 #include <utility>
@@ -24,7 +28,8 @@ struct THandle {
     TObjectRef Object;
     std::unique_ptr<TObject> Owned;
     std::shared_ptr<const void> Alive; // of an object that several threads hold: its memory
-    const TClassCache* Class = nullptr;
+    TClassCache* Class = nullptr;
+    mutable TClassCache* Published = nullptr; // with the class that was last found behind a published object
     enum TUserValue { Owner = 1, Indexed = 2 };
 };
 
@@ -55,10 +60,34 @@ T* UserdataAt(lua_State* L, int Index) {
 struct TTarget {
     TObject* Object = nullptr; // null: the thread has none
     TClassCache* Class = nullptr;
+    TObject* Behind = nullptr; // what a published object stands for
+
+    /// Whose published members the class's entries are.
+    [[nodiscard]] TObject& Shown() const { return Behind != nullptr ? *Behind : *Object; }
 };
 
 [[noreturn]] void FailGone(const TClassInfo& Class) {
     throw EIObjectError(Format(u"the object is gone (%s)", {Class.Name}));
+}
+
+// Descendants have hooks of their own, which only they know; those are asked each time.
+bool IsPublished(const TClassInfo& Class) {
+    return &Class == &TPublishedInterfaceObject::StaticClass();
+}
+
+// Looks behind a published object. `Known` is what was found there last.
+TTarget TargetBehind(lua_State* L, TObject& Object, TClassCache& Class, TClassCache*& Known) {
+    const auto& Wrapper = static_cast<const TPublishedInterfaceObject&>(Object);
+    TObject* const Behind = Wrapper.AObject.Get();
+    if (Behind == nullptr) {
+        if (Wrapper.AObject.IsGone()) FailGone(Known != nullptr ? Known->Shown() : *Class.Info);
+        return {&Object, &Class};
+    }
+    const TClassInfo& Info = Behind->ClassInfo();
+    if (Known == nullptr || Known->Behind != &Info) {
+        Known = &StateOf(L).Objects.ClassOf(L, *Class.Info, &Info);
+    }
+    return {&Object, Known, Behind};
 }
 
 TTarget TargetAt(lua_State* L, int Index) {
@@ -68,23 +97,36 @@ TTarget TargetAt(lua_State* L, int Index) {
             if (Handle->Class == nullptr) throw EIObjectError(u"the object is gone");
             FailGone(*Handle->Class->Info);
         }
-        return {Object, const_cast<TClassCache*>(Handle->Class)};
+        if (!IsPublished(*Handle->Class->Info)) return {Object, Handle->Class};
+        return TargetBehind(L, *Object, *Handle->Class, Handle->Published);
     }
     if (const TDynamic* const Dynamic = UserdataAt<TDynamic>(L, Index)) {
         TObject* const Object = *Dynamic->Object ? (*Dynamic->Object)() : nullptr;
         if (Object == nullptr) return {};
-        return {Object, &StateOf(L).Objects.ClassOf(L, Object->ClassInfo())};
+        TClassCache& Class = StateOf(L).Objects.ClassOf(L, Object->ClassInfo());
+        if (!IsPublished(*Class.Info)) return {Object, &Class};
+        TClassCache* Known = nullptr;
+        return TargetBehind(L, *Object, Class, Known);
     }
     throw EIObjectError(
         Format(u"an object is wanted, not a %s", {platform::Utf8ToUtf16(luaL_typename(L, Index))}));
 }
 
-[[noreturn]] void FailUnknown(const TClassInfo& Class, std::u16string_view Name) {
-    throw EIObjectError(Format(u"class %s has no property \"%s\"", {Class.Name, Name}));
+[[noreturn]] void FailUnknown(const TTarget& Target, std::u16string_view Name) {
+    std::vector<std::u16string_view> Known = NamesOf(*Target.Class->Info);
+    const TClassInfo& Shown = Target.Shown().ClassInfo();
+    if (Target.Behind != nullptr) std::ranges::copy(NamesOf(Shown), std::back_inserter(Known));
+    throw EIObjectError(
+        Format(u"class %s has no property \"%s\"%s", {Shown.Name, Name, IsItOne(Name, Known)}));
+}
+
+[[noreturn]] void FailReadOnly(const TEntry& Entry) {
+    throw EIObjectError(
+        Format(u"Property '%s' of class '%s' is read-only", {Entry.Name, Entry.Class->Shown().Name}));
 }
 
 TValuePlace PlaceOf(const TEntry& Entry, int Argument = 0) {
-    return {Entry.Class->Info->Name, Entry.Name, Argument};
+    return {Entry.Class->Shown().Name, Entry.Name, Argument};
 }
 
 // Arguments of one call; few of them stay on the C++ stack.
@@ -98,6 +140,7 @@ public:
     TArgs& operator=(const TArgs&) = delete;
     TKXVariant& operator[](std::size_t Index) { return FView[Index]; }
     operator TScriptArgs() const { return FView; }
+    [[nodiscard]] std::span<TKXVariant> View() { return FView; }
 
 private:
     std::array<TKXVariant, 4> FFew;
@@ -107,36 +150,53 @@ private:
 
 // ---- calls
 
+[[noreturn]] void FailNoColon(std::u16string_view Name, std::u16string_view ClassName) {
+    throw EIObjectError(Format(u"%s is called with a colon on an object of class %s: object:%s(...)",
+                               {Name, ClassName, Name}));
+}
+
+bool IsOfClass(const TTarget& Target, const TClassCache& Wanted) {
+    if (Target.Object == nullptr) return false;
+    if (Target.Class == &Wanted) return true;
+    if (Wanted.Behind != nullptr && Target.Behind == nullptr) return false;
+    return Target.Class->Shown().InheritsFrom(Wanted.Shown());
+}
+
 // `object:Name(...)`; the entry is the first upvalue.
 int CallMember(lua_State* L) {
     const auto& Entry = *static_cast<const TEntry*>(lua_touserdata(L, lua_upvalueindex(1)));
-    const TClassInfo& Wanted = *Entry.Class->Info;
     const TTarget Target = IsObject(L, 1) ? TargetAt(L, 1) : TTarget{};
-    if (Target.Object == nullptr || !Target.Class->Info->InheritsFrom(Wanted)) {
-        throw EIObjectError(Format(u"%s is called with a colon on an object of class %s: object:%s(...)",
-                                   {Entry.Name, Wanted.Name, Entry.Name}));
-    }
+    if (!IsOfClass(Target, *Entry.Class)) FailNoColon(Entry.Name, Entry.Class->Shown().Name);
     const int Count = lua_gettop(L) - 1;
     TArgs Args(static_cast<std::size_t>(Count));
-    for (int I = 0; I < Count; ++I)
-        Args[static_cast<std::size_t>(I)] = ToVariant(L, I + 2, PlaceOf(Entry, I + 1));
     if (Entry.Kind == TEntry::TKind::Call) {
+        for (int I = 0; I < Count; ++I)
+            Args[static_cast<std::size_t>(I)] = ToVariant(L, I + 2, PlaceOf(Entry, I + 1));
         PushVariant(L, Entry.Member.Invoke(*Target.Object, Args), 1, PlaceOf(Entry));
         return Entry.Member.Kind == TScriptMemberKind::smFunction ? 1 : 0;
     }
-    const auto Params = Entry.Method->Params;
-    if (Params.size() != static_cast<std::size_t>(Count)) {
-        throw EIObjectError(
-            Format(u"Invalid number of arguments for method '%s' of class '%s': %d given, %d wanted",
-                   {Entry.Name, Wanted.Name, Count, Params.size()}));
+    // Published methods take their values from the last to the first.
+    for (int I = 0; I < Count; ++I)
+        Args[static_cast<std::size_t>(Count - 1 - I)] = ToVariant(L, I + 2, PlaceOf(Entry, I + 1));
+    PushVariant(L, CallPublished(Target.Shown(), *Entry.Method, Entry.Name, Args.View()), 1, PlaceOf(Entry));
+    return 1;
+}
+
+// `object:Name(...)` of a name that only the object's hooks know; the name is the first upvalue.
+int CallHook(lua_State* L) {
+    const std::u16string Name = ToText(L, lua_upvalueindex(1), {u"", u"name of a method", -1});
+    const TTarget Target = IsObject(L, 1) ? TargetAt(L, 1) : TTarget{};
+    if (Target.Object == nullptr || !Target.Class->HasHooks) FailNoColon(Name, TIObject::StaticClass().Name);
+    const TValuePlace Place{Target.Class->Info->Name, Name};
+    const int Count = lua_gettop(L) - 1;
+    TArgs Args(static_cast<std::size_t>(Count));
+    for (int I = 0; I < Count; ++I)
+        Args[static_cast<std::size_t>(I)] = ToVariant(L, I + 2, {Place.Owner, Name, I + 1});
+    TKXVariant Result;
+    if (!static_cast<TIObject&>(*Target.Object).GetPropertyInternal(Name, Args, Count, Result)) {
+        FailUnknown(Target, Name);
     }
-    for (const TParamInfo& Param : Params) {
-        if (!Param.ByReference) continue;
-        throw EIObjectError(
-            Format(u"method '%s' of class '%s' gives a result in its parameter %s and cannot be called",
-                   {Entry.Name, Wanted.Name, Param.Name}));
-    }
-    PushVariant(L, Entry.Method->Invoke(*Target.Object, Args), 1, PlaceOf(Entry));
+    PushVariant(L, Result, 1, Place);
     return 1;
 }
 
@@ -183,6 +243,9 @@ int ReadName(lua_State* L) {
     case TEntry::TKind::Published:
         PushVariant(L, Entry.Property->Get(*Target.Object), 1, PlaceOf(Entry));
         return 1;
+    case TEntry::TKind::Wrapped:
+        PushVariant(L, ReadPublished(*Target.Behind, *Entry.Property, Entry.Name), 1, PlaceOf(Entry));
+        return 1;
     case TEntry::TKind::Indexed:
         PushIndexed(L, Entry);
         return 1;
@@ -191,11 +254,15 @@ int ReadName(lua_State* L) {
     case TEntry::TKind::Hook:
         break;
     }
-    TKXVariant Result;
-    if (!Target.Class->HasHooks ||
-        !static_cast<TIObject&>(*Target.Object).GetPropertyInternal(Entry.Name, {}, 0, Result)) {
-        FailUnknown(*Target.Class->Info, Entry.Name);
+    if (!Target.Class->HasHooks) FailUnknown(Target, Entry.Name);
+    auto& Object = static_cast<TIObject&>(*Target.Object);
+    if (Object.IsCallable(Entry.Name)) {
+        lua_pushvalue(L, 2);
+        lua_pushcclosure(L, Border<CallHook>, 1);
+        return 1;
     }
+    TKXVariant Result;
+    if (!Object.GetPropertyInternal(Entry.Name, {}, 0, Result)) FailUnknown(Target, Entry.Name);
     PushVariant(L, Result, 1, PlaceOf(Entry));
     return 1;
 }
@@ -210,7 +277,7 @@ int WriteName(lua_State* L) {
     const auto* const Found = static_cast<const TEntry*>(lua_touserdata(L, -1));
     if (Found == nullptr) {
         throw EIObjectError(Format(u"%s of class %s is called, not written",
-                                   {ToText(L, 2, {u"", u"name", -1}), Target.Class->Info->Name}));
+                                   {ToText(L, 2, {u"", u"name", -1}), Target.Class->Shown().Name}));
     }
     const TEntry& Entry = *Found;
     if (Entry.Kind == TEntry::TKind::Indexed && Entry.Member.ArgCount > 0) {
@@ -224,11 +291,12 @@ int WriteName(lua_State* L) {
         Entry.Member.Write(*Target.Object, {}, Value);
         return 0;
     case TEntry::TKind::Published:
-        if (Entry.Property->Set == nullptr) {
-            throw EIObjectError(
-                Format(u"Property '%s' of class '%s' is read-only", {Entry.Name, Target.Class->Info->Name}));
-        }
+        if (Entry.Property->Set == nullptr) FailReadOnly(Entry);
         Entry.Property->Set(*Target.Object, Value);
+        return 0;
+    case TEntry::TKind::Wrapped:
+        if (static_cast<TPublishedInterfaceObject&>(*Target.Object).ReadOnly) FailReadOnly(Entry);
+        WritePublished(*Target.Behind, *Entry.Property, Entry.Name, Value);
         return 0;
     case TEntry::TKind::Call:
     case TEntry::TKind::Method:
@@ -237,7 +305,7 @@ int WriteName(lua_State* L) {
     }
     if (!Target.Class->HasHooks ||
         !static_cast<TIObject&>(*Target.Object).SetPropertyInternal(Entry.Name, TScriptArgs(&Value, 1), 0)) {
-        FailUnknown(*Target.Class->Info, Entry.Name);
+        FailUnknown(Target, Entry.Name);
     }
     return 0;
 }
@@ -254,8 +322,14 @@ int CollectHandle(lua_State* L) {
 
 int DescribeObject(lua_State* L) {
     if (const THandle* const Handle = UserdataAt<THandle>(L, 1)) {
-        std::u16string Text(Handle->Class->Info->Name);
-        if (Handle->Object.Get() == nullptr) Text += u" (gone)";
+        const bool Published = IsPublished(*Handle->Class->Info);
+        const TObject* Object = Handle->Object.Get();
+        if (Published && Object != nullptr) {
+            Object = static_cast<const TPublishedInterfaceObject*>(Object)->AObject.Get();
+        }
+        std::u16string Text((Handle->Published != nullptr ? Handle->Published : Handle->Class)->Shown().Name);
+        if (Published && Object != nullptr) Text = Object->ClassName();
+        if (Object == nullptr) Text += u" (gone)";
         PushText(L, Text, {});
     } else {
         const TDynamic* const Dynamic = UserdataAt<TDynamic>(L, 1);
@@ -420,19 +494,20 @@ void TObjectBridge::Open(lua_State* L) {
     IndexedMetatable = luaL_ref(L, LUA_REGISTRYINDEX);
 }
 
-TClassCache& TObjectBridge::ClassOf(lua_State* L, const TClassInfo& Info) {
-    const auto Found = FClasses.find(&Info);
-    if (Found != FClasses.end()) return *Found->second;
-    auto Class = std::make_unique<TClassCache>();
-    Class->Info = &Info;
-    Class->HasHooks = Info.InheritsFrom(TIObject::StaticClass());
+TClassCache& TObjectBridge::ClassOf(lua_State* L, const TClassInfo& Info, const TClassInfo* Behind) {
+    const auto [Place, Fresh] = FClasses.try_emplace({&Info, Behind});
+    TClassCache& Class = Place->second;
+    if (!Fresh) return Class;
+    Class.Info = &Info;
+    Class.Behind = Behind;
+    Class.HasHooks = Info.InheritsFrom(TIObject::StaticClass());
     NewMetatable(L, Info.Name);
     SetObjectFunctions(L);
     SetFunction(L, "__gc", Border<CollectHandle>);
-    Class->Metatable = luaL_ref(L, LUA_REGISTRYINDEX);
+    Class.Metatable = luaL_ref(L, LUA_REGISTRYINDEX);
     lua_createtable(L, 0, 8);
-    Class->Names = luaL_ref(L, LUA_REGISTRYINDEX);
-    return *FClasses.emplace(&Info, std::move(Class)).first->second;
+    Class.Names = luaL_ref(L, LUA_REGISTRYINDEX);
+    return Class;
 }
 
 TEntry TObjectBridge::Resolve(const TClassCache& Class, std::u16string Name) const {
@@ -445,12 +520,12 @@ TEntry TObjectBridge::Resolve(const TClassCache& Class, std::u16string Name) con
         Entry.Kind = Plain                                           ? TEntry::TKind::Property
                      : Member->Kind == TScriptMemberKind::smProperty ? TEntry::TKind::Indexed
                                                                      : TEntry::TKind::Call;
-    } else if (const TPropInfo* const Property = Class.Info->FindProperty(Name)) {
-        Entry.Kind = TEntry::TKind::Published;
+    } else if (const auto [Property, Method] = RttiContext().GetType(Class.Shown()).Find(Name);
+               Property != nullptr) {
+        Entry.Kind = Class.Behind != nullptr ? TEntry::TKind::Wrapped : TEntry::TKind::Published;
         Entry.Property = Property;
         Entry.Name = Property->Name;
-    } else if (const TMethodInfo* const Method = Class.Info->FindMethod(Name);
-               Method != nullptr && Method->Visibility == TVisibility::mvPublished) {
+    } else if (Method != nullptr && Method->Visibility == TVisibility::mvPublished) {
         Entry.Kind = TEntry::TKind::Method;
         Entry.Method = Method;
         Entry.Name = Method->Name;
@@ -467,7 +542,7 @@ void TObjectBridge::PushMeaning(lua_State* L, TClassCache& Class, int Key) {
     lua_pop(L, 1);
     if (lua_type(L, Key) != LUA_TSTRING) {
         throw EIObjectError(Format(u"an object of class %s has names, no element [%s]",
-                                   {Class.Info->Name, platform::Utf8ToUtf16(luaL_typename(L, Key))}));
+                                   {Class.Shown().Name, platform::Utf8ToUtf16(luaL_typename(L, Key))}));
     }
     // Names that only the object's hooks know may be of any number, and so may the spellings of a name.
     constexpr int MostNames = 2000;
@@ -499,7 +574,7 @@ namespace {
 // Pushes a new handle of an object that has none.
 THandle& NewHandle(lua_State* L, TObject& Object) {
     auto& Bridge = StateOf(L).Objects;
-    const TClassCache& Class = Bridge.ClassOf(L, Object.ClassInfo());
+    TClassCache& Class = Bridge.ClassOf(L, Object.ClassInfo());
     lua_rawgeti(L, LUA_REGISTRYINDEX, Bridge.Handles);
     auto* const Handle = new (lua_newuserdatauv(L, sizeof(THandle), 2)) THandle;
     lua_rawgeti(L, LUA_REGISTRYINDEX, Class.Metatable);
@@ -531,6 +606,27 @@ void PushObject(lua_State* L, TObject& Object, int Owner) {
 
 void PushOwned(lua_State* L, std::unique_ptr<TObject> Object) {
     NewHandle(L, *Object).Owned = std::move(Object);
+}
+
+void PushPublished(lua_State* L, TObject& Object, bool ReadOnly) {
+    auto Wrapper = std::make_unique<TPublishedInterfaceObject>();
+    Wrapper->AObject = Object.Reference();
+    Wrapper->ReadOnly = ReadOnly;
+    THandle& Handle = NewHandle(L, *Wrapper);
+    Handle.Alive = Object.KeepAlive();
+    Handle.Owned = std::move(Wrapper);
+}
+
+void PushPublished(lua_State* L, std::unique_ptr<TObject> Object, bool ReadOnly) {
+    // Goes with the wrapper, whose handle holds it.
+    struct TWrapper final : TPublishedInterfaceObject {
+        std::unique_ptr<TObject> Owned;
+    };
+    auto Wrapper = std::make_unique<TWrapper>();
+    Wrapper->AObject = Object->Reference();
+    Wrapper->ReadOnly = ReadOnly;
+    Wrapper->Owned = std::move(Object);
+    NewHandle(L, *Wrapper).Owned = std::move(Wrapper);
 }
 
 void PushDynamic(lua_State* L, std::string_view Name) {

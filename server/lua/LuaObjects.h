@@ -17,7 +17,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <utility>
 
 namespace zutools::server {
 
@@ -30,6 +30,7 @@ struct TEntry {
         Indexed,   // registered, with arguments or any number of them
         Call,      // registered function or procedure
         Published, // published property
+        Wrapped,   // published property of the object behind a published object
         Method,    // published method
         Hook,      // for the object's own hooks to know
     };
@@ -41,13 +42,18 @@ struct TEntry {
     const TMethodInfo* Method = nullptr;
 };
 
+/// What the engine knows about a class; of published objects, one for each class behind them.
 struct TClassCache {
     const TClassInfo* Info = nullptr;
+    const TClassInfo* Behind = nullptr; // of the object that a published object stands for
     bool HasHooks = false;
     int Metatable = LUA_NOREF;
     int Names = LUA_NOREF; // Lua table from a name as spelled to a function or a TEntry
     int NameCount = 0;
     std::map<std::u16string, TEntry> Entries; // by the name's own spelling
+
+    /// The class whose published members scripts see.
+    [[nodiscard]] const TClassInfo& Shown() const { return Behind != nullptr ? *Behind : *Info; }
 };
 
 /// What the engine keeps about objects.
@@ -55,7 +61,8 @@ class TObjectBridge {
 public:
     /// Makes the tables; inside a protected call.
     void Open(lua_State* L);
-    [[nodiscard]] TClassCache& ClassOf(lua_State* L, const TClassInfo& Info);
+    [[nodiscard]] TClassCache& ClassOf(lua_State* L, const TClassInfo& Info,
+                                       const TClassInfo* Behind = nullptr);
     /// Pushes what the string at `Key` means for a class: a function, or a TEntry as light userdata, which
     /// lives until the next call. @throws EIObjectError when the key is no name.
     void PushMeaning(lua_State* L, TClassCache& Class, int Key);
@@ -68,7 +75,7 @@ public:
 private:
     [[nodiscard]] TEntry Resolve(const TClassCache& Class, std::u16string Name) const;
 
-    std::unordered_map<const TClassInfo*, std::unique_ptr<TClassCache>> FClasses;
+    std::map<std::pair<const TClassInfo*, const TClassInfo*>, TClassCache> FClasses; // by Info and Behind
     TEntry FScratch;
 };
 
@@ -76,6 +83,10 @@ private:
 void PushObject(lua_State* L, TObject& Object, int Owner);
 /// Pushes the handle of an object that the script owns from now on.
 void PushOwned(lua_State* L, std::unique_ptr<TObject> Object);
+/// Pushes a handle through which scripts use the published members of an object, and nothing else.
+void PushPublished(lua_State* L, TObject& Object, bool ReadOnly);
+/// The same, and the script owns the object from now on.
+void PushPublished(lua_State* L, std::unique_ptr<TObject> Object, bool ReadOnly);
 /// Pushes a global that stands for whatever `Bridge.Dynamic[Name]` gives at each use.
 void PushDynamic(lua_State* L, std::string_view Name);
 
