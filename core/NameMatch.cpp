@@ -377,9 +377,20 @@ std::uint64_t TNameMatch::HashUnits(std::uint64_t Seed, std::u16string_view Unit
 
 bool TNameMatch::SameSimple(std::u16string_view Left, std::u16string_view Right) const {
     if (Left.size() != Right.size()) return false;
-    for (std::size_t Index = 0; Index < Left.size(); ++Index)
-        if (Left[Index] != Right[Index] && FoldOf(Left[Index]) != FoldOf(Right[Index])) return false;
-    return true;
+    const auto SameFolds = [&](std::size_t First, std::size_t End) {
+        for (std::size_t Index = First; Index < End; ++Index)
+            if (Left[Index] != Right[Index] && FoldOf(Left[Index]) != FoldOf(Right[Index])) return false;
+        return true;
+    };
+    // Mostly names in another case: eight characters that are equal or differ in the case of A to Z.
+    const auto Block = [](std::u16string_view Name, std::size_t At) {
+        return LowerAscii(BlockOf(Load(Name.data() + At), Load(Name.data() + At + 4)));
+    };
+    if (!FQuickAscii || FCaseSensitive || Left.size() < 8) return SameFolds(0, Left.size());
+    for (std::size_t At = 0;; At = std::min(At + 8, Left.size() - 8)) {
+        if (AnyLane(Block(Left, At) != Block(Right, At)) && !SameFolds(At, At + 8)) return false;
+        if (At == Left.size() - 8) return true;
+    }
 }
 
 // Letters decide before accents and case do, and the first letter that differs decides: so the walk ends

@@ -76,7 +76,13 @@ void TObjectList::Delete(int Index) {
 }
 
 void TObjectList::Clear() {
-    while (Count() > 0) Delete(Count() - 1);
+    while (!FItems.empty()) {
+        TObject* const Item = FItems.back();
+        const std::unique_ptr<TObject> Owned(OwnsObjects ? Item : nullptr);
+        FItems.pop_back();
+        ItemRemoved(Item, Count());
+        Notify(Item, TListNotification::lnDeleted);
+    }
 }
 
 void TObjectList::Notify(TObject* /*Item*/, TListNotification /*Action*/) {}

@@ -24,6 +24,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 namespace zutools {
 
@@ -196,6 +198,9 @@ private:
 /// CaseSensitivity is set. Not a class of its own for scripts or class information.
 class TZUNameSortedList : public TZUSortedObjectList {
 public:
+    using TName = std::u16string;
+    using TItemName = TZUItemName;
+
     TZUNameSortedList();
 
     bool CaseSensitivity = false;
@@ -216,7 +221,7 @@ protected:
     /// @throws Exception in an invalid mode, from Insert.
     template <class TItem, class TMake>
     TItem& FindOrInsert(std::u16string_view Name, int& Index, const TMake& Make) {
-        RefreshIndex();
+        if (!IndexAnswers()) RefreshIndex();
         TNameMatch::THash Hash;
         if (TObject* const Item = FindForAdd(Name, Index, &Hash)) return static_cast<TItem&>(*Item);
         std::unique_ptr<TItem> Fresh = Make();
@@ -233,7 +238,11 @@ private:
     [[nodiscard]] const TNameMatch& Match() const { return UserNameMatch(CaseSensitivity); }
     [[nodiscard]] TZUItemName& NameAt(int Index) const { return NameOf(*At(Index)); }
     [[nodiscard]] bool InOrder(int Left, int Right) const;
-    [[nodiscard]] bool IndexAnswers() const;
+    /// The index answers only where its answer is that of the search over the order: names that rise strictly
+    /// under the class's own comparison. There no two names are equal, and any search finds the one that is.
+    [[nodiscard]] bool IndexAnswers() const {
+        return MethodID == midBinary && FIndex.ValidFor(CaseSensitivity);
+    }
     [[nodiscard]] TNameIndex::TFound AskIndex(std::u16string_view Name) const;
     [[nodiscard]] int PositionOf(const TNameIndex::TFound& Found) const;
     [[nodiscard]] int SearchOrder(std::u16string_view Name) const;
@@ -297,6 +306,98 @@ private:
     [[nodiscard]] std::unique_ptr<TObject> TakeOwned(TZUNamedObject& Entry) const;
 };
 
+/// A list sorted by 8-bit names in the user's code page; they compare as in TZUNameSortedList. Not a class of
+/// its own for scripts or class information.
+class TZUAnsiSortedList : public TZUSortedObjectList {
+public:
+    using TName = std::string;
+    using TItemName = std::string;
+
+    TZUAnsiSortedList();
+
+    bool CaseSensitivity = false;
+
+protected:
+    [[nodiscard]] virtual std::string& NameOf(TObject& Item) const = 0;
+    [[nodiscard]] int FindNameIndex(std::string_view Name) const;
+    [[nodiscard]] TObject* FindName(std::string_view Name) const;
+    template <class TItem, class TMake>
+    TItem& FindOrInsert(std::string_view Name, int& Index, const TMake& Make) {
+        if (TObject* const Item = FindForAdd(Name, Index)) return static_cast<TItem&>(*Item);
+        std::unique_ptr<TItem> Fresh = Make();
+        NameOf(*Fresh) = Name;
+        Insert(Index, Fresh.get());
+        return *Fresh.release();
+    }
+
+private:
+    TObject* FindForAdd(std::string_view Name, int& Index) const;
+    [[nodiscard]] int CompareName(TObject* Item, std::u16string_view Name) const;
+};
+
+/// What the three lists of parameters have in common. `TOrder` finds names; `TItem` is the class of the
+/// items, with the members that hold their names and values.
+template <class TOrder, class TItem, auto NameMember, auto ValueMember>
+class TZUParamsOf : public TOrder {
+public:
+    using TText = typename TOrder::TName;
+    using TView = std::basic_string_view<typename TText::value_type>;
+    using TValue = std::remove_cvref_t<decltype(std::declval<TItem&>().*ValueMember)>;
+    using TGiven = std::conditional_t<std::is_same_v<TValue, TText>, TView, const TValue&>;
+
+    ~TZUParamsOf() override { this->Clear(); }
+
+    /// Adds, or gives a known name (which keeps its spelling) a new current value; the position. In an
+    /// invalid mode Insert raises.
+    int AddParam(TView ParamName, TGiven ParamValue);
+    void RemoveParam(TView ParamName);
+    [[nodiscard]] int GetParamIndex(TView ParamName) const { return this->FindNameIndex(ParamName); }
+    /// The parameter itself, or null; the quick way to a value.
+    [[nodiscard]] TItem* FindParam(TView ParamName) const {
+        return static_cast<TItem*>(this->FindName(ParamName)); // CheckItem let nothing else in
+    }
+
+    [[nodiscard]] const TText& Param(int Index) const;        // empty out of range
+    [[nodiscard]] const TValue& Value(TView ParamName) const; // when absent an empty text, a variant null
+    void SetValue(TView ParamName, TGiven ParamValue) { AddParam(ParamName, ParamValue); }
+    [[nodiscard]] const TValue& Values(int Index) const; // out of range an empty text, also as a variant
+    void SetValues(int Index, TGiven ParamValue);        // ignored out of range
+
+protected:
+    /// Makes a new item, without name and value; a descendant may make one of a class derived from `TItem`.
+    [[nodiscard]] virtual std::unique_ptr<TItem> CreateObject() const {
+        return std::make_unique_for_overwrite<TItem>(); // its members start by themselves: no zeros before
+                                                        // that
+    }
+    void CheckItem(TObject* Item) const override;
+    [[nodiscard]] typename TOrder::TItemName& NameOf(TObject& Item) const override {
+        return static_cast<TItem&>(Item).*NameMember;
+    }
+    [[nodiscard]] TItem* ParamAt(int Index) const { // null out of range
+        return Index >= 0 && Index < this->Count() ? static_cast<TItem*>(this->At(Index)) : nullptr;
+    }
+};
+
+/// What the two lists of texts have in common: an item keeps the value that it was first added with.
+template <class TOrder, class TItem>
+class TZUTextParams : public TZUParamsOf<TOrder, TItem, &TItem::FName, &TItem::FValue> {
+public:
+    using typename TZUParamsOf<TOrder, TItem, &TItem::FName, &TItem::FValue>::TText;
+    using typename TZUParamsOf<TOrder, TItem, &TItem::FName, &TItem::FValue>::TView;
+
+    /// Adds a text split at the first `Delimeter`, both parts trimmed; without one the whole text, untrimmed,
+    /// is a name with an empty value.
+    int AddParamValue(TView ParamValue, TView Delimeter);
+    /// Every current value becomes the initial one.
+    void ResetParamsValues();
+    /// Replaces the contents with those of a string list (lines split at the first "="), another list of this
+    /// class, or an owning list of its items. Any other source, and the list itself, change nothing.
+    /// @throws EIObjectError when the first item of a list is a parameter and another one is not.
+    /// @throws EVariantError for a line with a character that the code page lacks, in an 8-bit list. Nothing
+    /// changes then.
+    void Assign(const TObject& Source);
+};
+
 /// A parameter: its name, its current value, and the value that it was first added with. Published as Name,
 /// Value and InitValue.
 class TZUParamObject : public TObject {
@@ -310,52 +411,15 @@ public:
 };
 
 /// Name/value parameters.
-class TZUSortedParams : public TZUNameSortedList {
+class TZUSortedParams : public TZUTextParams<TZUNameSortedList, TZUParamObject> {
 public:
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
-    TZUSortedParams() = default;
-    ~TZUSortedParams() override;
-
-    /// Adds, or gives a known name (which keeps its spelling) a new current value; the position. In an
-    /// invalid mode Insert raises.
-    int AddParam(std::u16string_view ParamName, std::u16string_view ParamValue);
-    /// Adds a text split at the first `Delimeter`, both parts trimmed; without one the whole text, untrimmed,
-    /// is a name with an empty value.
-    int AddParamValue(std::u16string_view ParamValue, std::u16string_view Delimeter);
-    void RemoveParam(std::u16string_view ParamName);
-    /// Every current value becomes the initial one.
-    void ResetParamsValues();
-    [[nodiscard]] int GetParamIndex(std::u16string_view ParamName) const { return FindNameIndex(ParamName); }
-    /// Replaces the contents with those of a string list (lines split at the first "="), another
-    /// TZUSortedParams, or an owning list of TZUParamObject. Any other source, and the list itself, change
-    /// nothing.
-    /// @throws EIObjectError when the first item of a list is a TZUParamObject and another one is not;
-    /// nothing changes.
-    void Assign(const TObject& Source);
-
-    [[nodiscard]] const std::u16string& Param(int Index) const;                     // empty out of range
-    [[nodiscard]] const std::u16string& Value(std::u16string_view ParamName) const; // empty when absent
-    void SetValue(std::u16string_view ParamName, std::u16string_view ParamValue) {
-        AddParam(ParamName, ParamValue);
-    }
-    [[nodiscard]] const std::u16string& Values(int Index) const; // empty out of range
-    void SetValues(int Index, std::u16string_view ParamValue);   // ignored out of range
     /// "name=value" lines in list order, each ended by CRLF. Writing replaces the contents; CR, LF and CRLF
     /// end a line.
     [[nodiscard]] std::u16string AsString() const;
     void SetAsString(std::u16string_view Text);
-
-    /// The parameter itself, or null; the quick way to a value.
-    [[nodiscard]] TZUParamObject* FindParam(std::u16string_view ParamName) const;
-
-protected:
-    /// Makes a new item, without name and value; a descendant may make one of a class derived from
-    /// TZUParamObject.
-    [[nodiscard]] virtual std::unique_ptr<TZUParamObject> CreateObject() const;
-    void CheckItem(TObject* Item) const override;
-    [[nodiscard]] TZUItemName& NameOf(TObject& Item) const override;
 };
 
 /// A parameter in 8-bit text of the user's code page.
@@ -370,39 +434,10 @@ public:
 };
 
 /// TZUSortedParams in 8-bit text of the user's code page; every operation as there.
-class TZUSortedParamsA : public TZUSortedObjectList {
+class TZUSortedParamsA : public TZUTextParams<TZUAnsiSortedList, TZUParamObjectA> {
 public:
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
-
-    TZUSortedParamsA();
-
-    bool CaseSensitivity = false;
-
-    int AddParam(std::string_view ParamName, std::string_view ParamValue);
-    int AddParamValue(std::string_view ParamValue, std::string_view Delimeter);
-    void RemoveParam(std::string_view ParamName);
-    void ResetParamsValues();
-    [[nodiscard]] int GetParamIndex(std::string_view ParamName) const;
-    /// From a string list, another TZUSortedParamsA, or an owning list of TZUParamObjectA.
-    /// @throws EVariantError for a line with a character that the code page lacks; nothing changes.
-    void Assign(const TObject& Source);
-
-    [[nodiscard]] const std::string& Param(int Index) const;
-    [[nodiscard]] const std::string& Value(std::string_view ParamName) const;
-    void SetValue(std::string_view ParamName, std::string_view ParamValue) {
-        AddParam(ParamName, ParamValue);
-    }
-    [[nodiscard]] const std::string& Values(int Index) const;
-    void SetValues(int Index, std::string_view ParamValue);
-
-protected:
-    [[nodiscard]] virtual std::unique_ptr<TZUParamObjectA> CreateObject() const;
-    void CheckItem(TObject* Item) const override;
-
-private:
-    [[nodiscard]] TZUParamObjectA* ParamAt(int Index) const; // null out of range
-    [[nodiscard]] int CompareName(TObject* Item, std::u16string_view Name) const;
 };
 
 /// A parameter whose value is a variant.
@@ -415,7 +450,11 @@ public:
     TKXVariant Value;
 };
 
-class TZUSortedVariantParams : public TZUNameSortedList {
+/// Parameters with variants for values. The value of an entry that leaves the list is null before it is
+/// freed.
+class TZUSortedVariantParams
+    : public TZUParamsOf<TZUNameSortedList, TZUParamVariantObject, &TZUParamVariantObject::Name,
+                         &TZUParamVariantObject::Value> {
 public:
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
@@ -423,25 +462,21 @@ public:
     TZUSortedVariantParams() = default;
     ~TZUSortedVariantParams() override;
 
-    int AddParam(std::u16string_view ParamName, const TKXVariant& ParamValue);
-    void RemoveParam(std::u16string_view ParamName);
-    [[nodiscard]] int GetParamIndex(std::u16string_view ParamName) const { return FindNameIndex(ParamName); }
     /// From a string list (values become text) or a TZUSortedParams. Any other source changes nothing, a list
     /// of this very class included.
     void Assign(const TObject& Source);
 
-    [[nodiscard]] const std::u16string& Param(int Index) const;                 // empty out of range
-    [[nodiscard]] const TKXVariant& Value(std::u16string_view ParamName) const; // null when absent
-    void SetValue(std::u16string_view ParamName, const TKXVariant& ParamValue) {
-        AddParam(ParamName, ParamValue);
-    }
-    [[nodiscard]] const TKXVariant& Values(int Index) const; // an empty text out of range
-    void SetValues(int Index, const TKXVariant& ParamValue); // ignored out of range
-
 protected:
     void Notify(TObject* Item, TListNotification Action) override;
-    void CheckItem(TObject* Item) const override;
-    [[nodiscard]] TZUItemName& NameOf(TObject& Item) const override;
 };
+
+extern template class TZUParamsOf<TZUNameSortedList, TZUParamObject, &TZUParamObject::FName,
+                                  &TZUParamObject::FValue>;
+extern template class TZUParamsOf<TZUAnsiSortedList, TZUParamObjectA, &TZUParamObjectA::FName,
+                                  &TZUParamObjectA::FValue>;
+extern template class TZUParamsOf<TZUNameSortedList, TZUParamVariantObject, &TZUParamVariantObject::Name,
+                                  &TZUParamVariantObject::Value>;
+extern template class TZUTextParams<TZUNameSortedList, TZUParamObject>;
+extern template class TZUTextParams<TZUAnsiSortedList, TZUParamObjectA>;
 
 } // namespace zutools

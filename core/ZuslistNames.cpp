@@ -11,12 +11,6 @@ TZUNameSortedList::TZUNameSortedList() {
     });
 }
 
-// The index answers only where its answer is that of the search over the order: names that rise strictly
-// under the class's own comparison. There no two names are equal, and any search finds the one that is.
-inline bool TZUNameSortedList::IndexAnswers() const {
-    return MethodID == midBinary && FIndex.ValidFor(CaseSensitivity);
-}
-
 inline TNameIndex::TFound TZUNameSortedList::AskIndex(std::u16string_view Name) const {
     if (!IndexAnswers()) return {};
     return FIndex.Find(Name, FIndex.Hash(Name));
@@ -98,7 +92,7 @@ bool TZUNameSortedList::InOrder(int Left, int Right) const {
 }
 
 void TZUNameSortedList::RefreshIndex() {
-    if (MethodID != midBinary || IndexAnswers() || FBrokenFor == &Match()) return;
+    if (MethodID != midBinary || FBrokenFor == &Match()) return;
     bool Sound = true;
     for (int Index = 0; Sound && Index < Count(); ++Index) Sound = InOrder(Index - 1, Index);
     if (Sound) FIndex.Reset(Match());
@@ -192,8 +186,8 @@ std::unique_ptr<TObject> TZUSortedNamedObjects::TakeOwned(TZUNamedObject& Entry)
 
 int TZUSortedNamedObjects::AddObject(std::u16string_view Name, TObject* Object, std::uint8_t DelObject) {
     int Index = -1;
-    auto& Entry =
-        FindOrInsert<TZUNamedObject>(Name, Index, [] { return std::make_unique<TZUNamedObject>(); });
+    auto& Entry = FindOrInsert<TZUNamedObject>(
+        Name, Index, [] { return std::make_unique_for_overwrite<TZUNamedObject>(); });
     // Kept on purpose: the old object is not compared with the new one. Who stores an object again over
     // itself has it freed by the entry's old rule, as with any other that is replaced.
     const std::unique_ptr<TObject> Old = TakeOwned(Entry);

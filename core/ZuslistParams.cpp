@@ -13,57 +13,22 @@ namespace zutools {
 
 namespace {
 
-TZUParamObject& AsParam(TObject* Item) {
-    return static_cast<TZUParamObject&>(*Item); // CheckItem let nothing else in
-}
-TZUParamObjectA& AsParamA(TObject* Item) {
-    return static_cast<TZUParamObjectA&>(*Item);
-}
-TZUParamVariantObject& AsVariantParam(TObject* Item) {
-    return static_cast<TZUParamVariantObject&>(*Item);
-}
+// What differs between the two kinds of text.
 
-template <class T>
-const T* Cast(const TObject& Object) {
-    return Object.ClassInfo().InheritsFrom(T::StaticClass()) ? static_cast<const T*>(&Object) : nullptr;
-}
-
-const std::u16string& EmptyText() {
-    static const std::u16string Text;
-    return Text;
-}
-const std::string& EmptyAnsiText() {
-    static const std::string Text;
-    return Text;
-}
-
-template <class TString>
-struct TNameValue {
-    TString Name;
-    TString Value;
-};
-
-/// The one splitting rule of all parameter texts: nothing is trimmed when there is no delimiter.
-template <class TString, class TView, class TTrim>
-TNameValue<TString> SplitParam(TView Text, TView Delimeter, const TTrim& TrimText) {
-    const std::size_t At = Delimeter.empty() ? TView::npos : Text.find(Delimeter);
-    if (At == TView::npos) return {TString(Text), {}};
-    return {TString(TrimText(Text.substr(0, At))), TString(TrimText(Text.substr(At + Delimeter.size())))};
-}
-
-TNameValue<std::u16string> SplitWide(std::u16string_view Text, std::u16string_view Delimeter) {
-    return SplitParam<std::u16string>(Text, Delimeter, Trim);
-}
-
-std::string_view TrimAnsi(std::string_view Text) {
+std::string_view Trim(std::string_view Text) {
     const auto IsBlank = [](char Character) { return static_cast<unsigned char>(Character) <= 0x20; };
     while (!Text.empty() && IsBlank(Text.front())) Text.remove_prefix(1);
     while (!Text.empty() && IsBlank(Text.back())) Text.remove_suffix(1);
     return Text;
 }
+using zutools::Trim;
 
-TNameValue<std::string> SplitAnsi(std::string_view Text, std::string_view Delimeter) {
-    return SplitParam<std::string>(Text, Delimeter, TrimAnsi);
+template <class TText>
+TText LineAs(const std::u16string& Line) {
+    if constexpr (std::is_same_v<TText, std::string>)
+        return TKXVariant(Line).AsAnsiString();
+    else
+        return Line;
 }
 
 /// An undefined byte stands for the control character of its number, as the system's own conversion has it.
@@ -78,23 +43,137 @@ std::u16string DecodeAnsi(std::string_view Text) {
     }
 }
 
-/// The parameters of a foreign list whose first item is one; nothing when it is none. Copies, because the
-/// list may hold the very items that are about to be cleared. Raises when a later item is something else.
-template <class TItem, class TString>
-bool ReadItems(const TObjectList& List, std::vector<TNameValue<TString>>& Result) {
+template <class TText>
+struct TNameValue {
+    TText Name;
+    TText Value;
+};
+
+/// The one splitting rule of all parameter texts: nothing is trimmed when there is no delimiter.
+template <class TText>
+TNameValue<TText> SplitParam(std::basic_string_view<typename TText::value_type> Text,
+                             std::basic_string_view<typename TText::value_type> Delimeter) {
+    const std::size_t At = Delimeter.empty() ? Text.npos : Text.find(Delimeter);
+    if (At == Text.npos) return {TText(Text), {}};
+    return {TText(Trim(Text.substr(0, At))), TText(Trim(Text.substr(At + Delimeter.size())))};
+}
+
+template <class TText>
+std::vector<TNameValue<TText>> ReadLines(const TStrings& Lines) {
+    const TText Sign(1, '=');
+    std::vector<TNameValue<TText>> Result;
+    for (int Index = 0; Index < Lines.Count(); ++Index)
+        Result.push_back(SplitParam<TText>(LineAs<TText>(Lines.Strings(Index)), Sign));
+    return Result;
+}
+
+/// The parameters of a list whose first item is one; nothing when it is none. Copies, because the list may
+/// hold the very items that are about to be cleared. Raises when a later item is something else.
+template <class TItem, class TText>
+bool ReadItems(const TObjectList& List, std::vector<TNameValue<TText>>& Result) {
     if (List.Count() == 0 || ObjectCast<TItem>(List.Items(0)) == nullptr) return false;
     for (int Index = 0; Index < List.Count(); ++Index) {
         const TItem* const Item = ObjectCast<TItem>(List.Items(Index));
         if (Item == nullptr)
             throw EIObjectError(u"Item " + TKXVariant(Index).AsString() + u" is no parameter");
-        Result.push_back({TString(Item->FName), Item->FValue});
+        Result.push_back({TText(Item->FName), Item->FValue});
     }
     return true;
 }
 
 } // namespace
 
-// ---- TZUParamObject
+// ---- what the three have in common
+
+template <class TOrder, class TItem, auto NameMember, auto ValueMember>
+int TZUParamsOf<TOrder, TItem, NameMember, ValueMember>::AddParam(TView ParamName, TGiven ParamValue) {
+    int Index = -1;
+    TItem& Param = this->template FindOrInsert<TItem>(ParamName, Index, [&] {
+        auto Fresh = CreateObject();
+        if constexpr (requires { Fresh->FInitValue; }) Fresh->FInitValue = ParamValue;
+        return Fresh;
+    });
+    Param.*ValueMember = ParamValue;
+    return Index;
+}
+
+template <class TOrder, class TItem, auto NameMember, auto ValueMember>
+void TZUParamsOf<TOrder, TItem, NameMember, ValueMember>::RemoveParam(TView ParamName) {
+    if (const int Index = GetParamIndex(ParamName); Index >= 0) this->Delete(Index);
+}
+
+template <class TOrder, class TItem, auto NameMember, auto ValueMember>
+auto TZUParamsOf<TOrder, TItem, NameMember, ValueMember>::Param(int Index) const -> const TText& {
+    if (const TItem* const Item = ParamAt(Index)) return Item->*NameMember;
+    static const TText Outside;
+    return Outside;
+}
+
+// Kept on purpose: of variants an absent name gives null, but an index out of range an empty text.
+template <class TOrder, class TItem, auto NameMember, auto ValueMember>
+auto TZUParamsOf<TOrder, TItem, NameMember, ValueMember>::Value(TView ParamName) const -> const TValue& {
+    if (const TItem* const Item = FindParam(ParamName)) return Item->*ValueMember;
+    static const TValue Absent;
+    return Absent;
+}
+
+template <class TOrder, class TItem, auto NameMember, auto ValueMember>
+auto TZUParamsOf<TOrder, TItem, NameMember, ValueMember>::Values(int Index) const -> const TValue& {
+    if (const TItem* const Item = ParamAt(Index)) return Item->*ValueMember;
+    static const TValue Outside{TText()};
+    return Outside;
+}
+
+template <class TOrder, class TItem, auto NameMember, auto ValueMember>
+void TZUParamsOf<TOrder, TItem, NameMember, ValueMember>::SetValues(int Index, TGiven ParamValue) {
+    if (TItem* const Item = ParamAt(Index)) Item->*ValueMember = ParamValue;
+}
+
+template <class TOrder, class TItem, auto NameMember, auto ValueMember>
+void TZUParamsOf<TOrder, TItem, NameMember, ValueMember>::CheckItem(TObject* Item) const {
+    if (ObjectCast<TItem>(Item) == nullptr) this->FailItem(Item);
+}
+
+// ---- what the two lists of texts have in common
+
+template <class TOrder, class TItem>
+int TZUTextParams<TOrder, TItem>::AddParamValue(TView ParamValue, TView Delimeter) {
+    const auto Split = SplitParam<TText>(ParamValue, Delimeter);
+    return this->AddParam(Split.Name, Split.Value);
+}
+
+template <class TOrder, class TItem>
+void TZUTextParams<TOrder, TItem>::ResetParamsValues() {
+    for (int Index = 0; Index < this->Count(); ++Index)
+        this->ParamAt(Index)->FValue = this->ParamAt(Index)->FInitValue;
+}
+
+template <class TOrder, class TItem>
+void TZUTextParams<TOrder, TItem>::Assign(const TObject& Source) {
+    if (&Source == this) return;
+    std::vector<TNameValue<TText>> Entries;
+    if (const auto* const Lines = dynamic_cast<const TStrings*>(&Source)) {
+        Entries = ReadLines<TText>(*Lines);
+    } else if (const auto* const List = dynamic_cast<const TObjectList*>(&Source)) {
+        // Another list of this class is a list of its items, and an empty one is a source too.
+        if (!ReadItems<TItem>(*List, Entries) && dynamic_cast<const TZUTextParams*>(List) == nullptr) return;
+    } else {
+        return;
+    }
+    this->Clear();
+    for (const auto& Entry : Entries) this->AddParam(Entry.Name, Entry.Value);
+}
+
+template class TZUParamsOf<TZUNameSortedList, TZUParamObject, &TZUParamObject::FName,
+                           &TZUParamObject::FValue>;
+template class TZUParamsOf<TZUAnsiSortedList, TZUParamObjectA, &TZUParamObjectA::FName,
+                           &TZUParamObjectA::FValue>;
+template class TZUParamsOf<TZUNameSortedList, TZUParamVariantObject, &TZUParamVariantObject::Name,
+                           &TZUParamVariantObject::Value>;
+template class TZUTextParams<TZUNameSortedList, TZUParamObject>;
+template class TZUTextParams<TZUAnsiSortedList, TZUParamObjectA>;
+
+// ---- texts
 
 namespace {
 
@@ -131,8 +210,6 @@ const TClassInfo& TZUParamObject::ClassInfo() const {
     return StaticClass();
 }
 
-// ---- TZUSortedParams
-
 const TClassInfo& TZUSortedParams::StaticClass() {
     static constexpr TClassInfo Info{
         .Name = u"TZUSortedParams",
@@ -145,82 +222,10 @@ const TClassInfo& TZUSortedParams::ClassInfo() const {
     return StaticClass();
 }
 
-TZUSortedParams::~TZUSortedParams() {
-    Clear();
-}
-
-std::unique_ptr<TZUParamObject> TZUSortedParams::CreateObject() const {
-    return std::make_unique<TZUParamObject>();
-}
-
-int TZUSortedParams::AddParam(std::u16string_view ParamName, std::u16string_view ParamValue) {
-    int Index = -1;
-    auto& Param = FindOrInsert<TZUParamObject>(ParamName, Index, [&] {
-        auto Fresh = CreateObject();
-        Fresh->FInitValue = ParamValue;
-        return Fresh;
-    });
-    Param.FValue = ParamValue;
-    return Index;
-}
-
-int TZUSortedParams::AddParamValue(std::u16string_view ParamValue, std::u16string_view Delimeter) {
-    const auto Split = SplitWide(ParamValue, Delimeter);
-    return AddParam(Split.Name, Split.Value);
-}
-
-void TZUSortedParams::RemoveParam(std::u16string_view ParamName) {
-    if (const int Index = FindNameIndex(ParamName); Index >= 0) Delete(Index);
-}
-
-void TZUSortedParams::ResetParamsValues() {
-    for (int Index = 0; Index < Count(); ++Index) {
-        TZUParamObject& Param = AsParam(At(Index));
-        Param.FValue = Param.FInitValue;
-    }
-}
-
-void TZUSortedParams::Assign(const TObject& Source) {
-    if (&Source == this) return;
-    std::vector<TNameValue<std::u16string>> Entries;
-    if (const auto* Lines = Cast<TStrings>(Source)) {
-        for (int Index = 0; Index < Lines->Count(); ++Index)
-            Entries.push_back(SplitWide(Lines->Strings(Index), u"="));
-    } else if (const auto* Params = Cast<TZUSortedParams>(Source)) {
-        for (int Index = 0; Index < Params->Count(); ++Index)
-            Entries.push_back({Params->Param(Index), Params->Values(Index)});
-    } else {
-        const auto* const List = Cast<TObjectList>(Source);
-        if (List == nullptr || !ReadItems<TZUParamObject>(*List, Entries)) return;
-    }
-    Clear();
-    for (const auto& Entry : Entries) AddParam(Entry.Name, Entry.Value);
-}
-
-const std::u16string& TZUSortedParams::Param(int Index) const {
-    if (Index >= 0 && Index < Count()) return AsParam(At(Index)).FName.Text();
-    return EmptyText();
-}
-
-const std::u16string& TZUSortedParams::Value(std::u16string_view ParamName) const {
-    const TZUParamObject* const Param = FindParam(ParamName);
-    if (Param != nullptr) return Param->FValue;
-    return EmptyText();
-}
-
-const std::u16string& TZUSortedParams::Values(int Index) const {
-    if (Index >= 0 && Index < Count()) return AsParam(At(Index)).FValue;
-    return EmptyText();
-}
-
-void TZUSortedParams::SetValues(int Index, std::u16string_view ParamValue) {
-    if (Index >= 0 && Index < Count()) AsParam(At(Index)).FValue = ParamValue;
-}
-
 std::u16string TZUSortedParams::AsString() const {
     std::u16string Result;
     for (int Index = 0; Index < Count(); ++Index) {
-        const TZUParamObject& Param = AsParam(At(Index));
+        const TZUParamObject& Param = *ParamAt(Index);
         Result += Param.FName.Text();
         Result += u'=';
         Result += Param.FValue;
@@ -235,20 +240,29 @@ void TZUSortedParams::SetAsString(std::u16string_view Text) {
     Assign(Lines);
 }
 
-TZUParamObject* TZUSortedParams::FindParam(std::u16string_view ParamName) const {
-    TObject* const Item = FindName(ParamName);
-    return Item != nullptr ? &AsParam(Item) : nullptr;
+// ---- 8-bit texts
+
+TZUAnsiSortedList::TZUAnsiSortedList() {
+    InstallOwnCompare([this](TObject* Item, const TKXVariant& Value) -> std::intptr_t {
+        return CompareName(Item, Value.AsString());
+    });
 }
 
-void TZUSortedParams::CheckItem(TObject* Item) const {
-    if (ObjectCast<TZUParamObject>(Item) == nullptr) FailItem(Item);
+int TZUAnsiSortedList::CompareName(TObject* Item, std::u16string_view Name) const {
+    return UserNameMatch(CaseSensitivity).Compare(DecodeAnsi(NameOf(*Item)), Name);
 }
 
-TZUItemName& TZUSortedParams::NameOf(TObject& Item) const {
-    return AsParam(&Item).FName;
+TObject* TZUAnsiSortedList::FindForAdd(std::string_view Name, int& Index) const {
+    return AddElement(TKXVariant(DecodeAnsi(Name)), Index);
 }
 
-// ---- TZUSortedParamsA
+int TZUAnsiSortedList::FindNameIndex(std::string_view Name) const {
+    return FindElementIndex(TKXVariant(DecodeAnsi(Name)));
+}
+
+TObject* TZUAnsiSortedList::FindName(std::string_view Name) const {
+    return FindElement(TKXVariant(DecodeAnsi(Name)));
+}
 
 const TClassInfo& TZUParamObjectA::StaticClass() {
     static constexpr TClassInfo Info{
@@ -274,104 +288,7 @@ const TClassInfo& TZUSortedParamsA::ClassInfo() const {
     return StaticClass();
 }
 
-TZUSortedParamsA::TZUSortedParamsA() {
-    InstallOwnCompare([this](TObject* Item, const TKXVariant& Value) -> std::intptr_t {
-        return CompareName(Item, Value.AsString());
-    });
-}
-
-std::unique_ptr<TZUParamObjectA> TZUSortedParamsA::CreateObject() const {
-    return std::make_unique<TZUParamObjectA>();
-}
-
-int TZUSortedParamsA::CompareName(TObject* Item, std::u16string_view Name) const {
-    return UserNameMatch(CaseSensitivity).Compare(DecodeAnsi(AsParamA(Item).FName), Name);
-}
-
-TZUParamObjectA* TZUSortedParamsA::ParamAt(int Index) const {
-    return Index >= 0 && Index < Count() ? &AsParamA(At(Index)) : nullptr;
-}
-
-int TZUSortedParamsA::AddParam(std::string_view ParamName, std::string_view ParamValue) {
-    const std::u16string Key = DecodeAnsi(ParamName);
-    int Index = -1;
-    TObject* Found = OwnCompare() ? LookUpForAdd([&](TObject* Item) { return CompareName(Item, Key); }, Index)
-                                  : AddElement(TKXVariant(Key), Index);
-    if (Found == nullptr) {
-        std::unique_ptr<TZUParamObjectA> Fresh = CreateObject();
-        Fresh->FName = ParamName;
-        Fresh->FInitValue = ParamValue;
-        Insert(Index, Fresh.get());
-        Found = Fresh.release();
-    }
-    AsParamA(Found).FValue = ParamValue;
-    return Index;
-}
-
-int TZUSortedParamsA::AddParamValue(std::string_view ParamValue, std::string_view Delimeter) {
-    const auto Split = SplitAnsi(ParamValue, Delimeter);
-    return AddParam(Split.Name, Split.Value);
-}
-
-int TZUSortedParamsA::GetParamIndex(std::string_view ParamName) const {
-    const std::u16string Key = DecodeAnsi(ParamName);
-    return OwnCompare() ? LookUp([&](TObject* Item) { return CompareName(Item, Key); })
-                        : FindElementIndex(TKXVariant(Key));
-}
-
-void TZUSortedParamsA::RemoveParam(std::string_view ParamName) {
-    if (const int Index = GetParamIndex(ParamName); Index >= 0) Delete(Index);
-}
-
-void TZUSortedParamsA::ResetParamsValues() {
-    for (int Index = 0; Index < Count(); ++Index) {
-        TZUParamObjectA& Param = AsParamA(At(Index));
-        Param.FValue = Param.FInitValue;
-    }
-}
-
-void TZUSortedParamsA::Assign(const TObject& Source) {
-    if (&Source == this) return;
-    std::vector<TNameValue<std::string>> Entries;
-    if (const auto* Lines = Cast<TStrings>(Source)) {
-        for (int Index = 0; Index < Lines->Count(); ++Index)
-            Entries.push_back(SplitAnsi(TKXVariant(Lines->Strings(Index)).AsAnsiString(), "="));
-    } else if (const auto* Params = Cast<TZUSortedParamsA>(Source)) {
-        for (int Index = 0; Index < Params->Count(); ++Index)
-            Entries.push_back({Params->Param(Index), Params->Values(Index)});
-    } else {
-        const auto* const List = Cast<TObjectList>(Source);
-        if (List == nullptr || !ReadItems<TZUParamObjectA>(*List, Entries)) return;
-    }
-    Clear();
-    for (const auto& Entry : Entries) AddParam(Entry.Name, Entry.Value);
-}
-
-const std::string& TZUSortedParamsA::Param(int Index) const {
-    const TZUParamObjectA* const Param = ParamAt(Index);
-    if (Param != nullptr) return Param->FName;
-    return EmptyAnsiText();
-}
-
-const std::string& TZUSortedParamsA::Value(std::string_view ParamName) const {
-    return Values(GetParamIndex(ParamName));
-}
-
-const std::string& TZUSortedParamsA::Values(int Index) const {
-    const TZUParamObjectA* const Param = ParamAt(Index);
-    if (Param != nullptr) return Param->FValue;
-    return EmptyAnsiText();
-}
-
-void TZUSortedParamsA::SetValues(int Index, std::string_view ParamValue) {
-    if (TZUParamObjectA* const Param = ParamAt(Index)) Param->FValue = ParamValue;
-}
-
-void TZUSortedParamsA::CheckItem(TObject* Item) const {
-    if (ObjectCast<TZUParamObjectA>(Item) == nullptr) FailItem(Item);
-}
-
-// ---- TZUSortedVariantParams
+// ---- variants
 
 const TClassInfo& TZUParamVariantObject::StaticClass() {
     static constexpr TClassInfo Info{
@@ -401,66 +318,25 @@ TZUSortedVariantParams::~TZUSortedVariantParams() {
     Clear();
 }
 
-int TZUSortedVariantParams::AddParam(std::u16string_view ParamName, const TKXVariant& ParamValue) {
-    int Index = -1;
-    auto& Param = FindOrInsert<TZUParamVariantObject>(
-        ParamName, Index, [] { return std::make_unique<TZUParamVariantObject>(); });
-    Param.Value = ParamValue;
-    return Index;
-}
-
-void TZUSortedVariantParams::RemoveParam(std::u16string_view ParamName) {
-    if (const int Index = FindNameIndex(ParamName); Index >= 0) Delete(Index);
-}
-
 // Kept on purpose: a list of this very class is no source and changes nothing, unlike with the two lists of
 // texts.
 void TZUSortedVariantParams::Assign(const TObject& Source) {
-    if (const auto* Lines = Cast<TStrings>(Source)) {
-        Clear();
-        for (int Index = 0; Index < Lines->Count(); ++Index) {
-            auto Split = SplitWide(Lines->Strings(Index), u"=");
-            AddParam(Split.Name, std::move(Split.Value));
-        }
-    } else if (const auto* Params = Cast<TZUSortedParams>(Source)) {
-        Clear();
-        for (int Index = 0; Index < Params->Count(); ++Index)
-            AddParam(Params->Param(Index), Params->Values(Index));
+    std::vector<TNameValue<std::u16string>> Entries;
+    if (const auto* const Lines = dynamic_cast<const TStrings*>(&Source)) {
+        Entries = ReadLines<std::u16string>(*Lines);
+    } else if (const auto* const Params = dynamic_cast<const TZUSortedParams*>(&Source)) {
+        ReadItems<TZUParamObject>(*Params, Entries);
+    } else {
+        return;
     }
-}
-
-const std::u16string& TZUSortedVariantParams::Param(int Index) const {
-    if (Index >= 0 && Index < Count()) return AsVariantParam(At(Index)).Name.Text();
-    return EmptyText();
-}
-
-const TKXVariant& TZUSortedVariantParams::Value(std::u16string_view ParamName) const {
-    static const TKXVariant Null;
-    TObject* const Item = FindName(ParamName);
-    return Item != nullptr ? AsVariantParam(Item).Value : Null;
-}
-
-// Kept on purpose: an empty text out of range, though Value gives null for an absent name.
-const TKXVariant& TZUSortedVariantParams::Values(int Index) const {
-    static const TKXVariant EmptyText{std::u16string()};
-    return Index >= 0 && Index < Count() ? AsVariantParam(At(Index)).Value : EmptyText;
-}
-
-void TZUSortedVariantParams::SetValues(int Index, const TKXVariant& ParamValue) {
-    if (Index >= 0 && Index < Count()) AsVariantParam(At(Index)).Value = ParamValue;
+    Clear();
+    for (auto& Entry : Entries) AddParam(Entry.Name, std::move(Entry.Value));
 }
 
 void TZUSortedVariantParams::Notify(TObject* Item, TListNotification Action) {
-    if (Action == TListNotification::lnDeleted) AsVariantParam(Item).Value = TKXVariant();
-    TZUNameSortedList::Notify(Item, Action);
-}
-
-void TZUSortedVariantParams::CheckItem(TObject* Item) const {
-    if (ObjectCast<TZUParamVariantObject>(Item) == nullptr) FailItem(Item);
-}
-
-TZUItemName& TZUSortedVariantParams::NameOf(TObject& Item) const {
-    return AsVariantParam(&Item).Name;
+    if (Action == TListNotification::lnDeleted)
+        static_cast<TZUParamVariantObject*>(Item)->Value = TKXVariant();
+    TZUParamsOf::Notify(Item, Action);
 }
 
 } // namespace zutools

@@ -14,23 +14,15 @@ namespace {
 
 using TPublished = TProbe<TIRegObject>;
 
-class LthdataTest : public testing::Test {
+class Lthdata : public testing::Test {
 protected:
-    LthdataTest() {
+    Lthdata() {
         Data.Params.AddParam(u"Department", u"7");
         Data.SetIRegObject(u"Order", &Order, 2);
+        Data.SetIRegObject(u"Empty", nullptr, 0);
     }
-
-    TKXVariant Read(std::u16string_view Name) {
-        TKXVariant Result;
-        EXPECT_TRUE(Data.GetPropertyInternal(Name, {}, 0, Result));
-        return Result;
-    }
-
-    std::string Write(std::u16string_view Name) {
-        const TKXVariant Value(5);
-        return Raised<EZUThreadData>(
-            [&] { EXPECT_TRUE(Data.SetPropertyInternal(Name, TScriptArgs(&Value, 1), 0)); });
+    static int Entries(const TZUThreadDataInterface& Space) {
+        return Space.Params.Count() + Space.Objects.Count() + Space.CustomObjects.Count();
     }
 
     int Deaths = 0;
@@ -38,46 +30,43 @@ protected:
     TZUThreadDataInterface Data;
 };
 
-TEST_F(LthdataTest, ScriptsReadPublishedObjectsInAnyLetterCase) {
-    for (const std::u16string_view Name : {u"Order", u"ORDER", u"order"}) {
-        EXPECT_EQ(Read(Name).AsObject(), &Order);
+TEST_F(Lthdata, KeptOnPurposeScriptsReadNullForUnknownNamesAndTheirWritesAreDropped) {
+    const struct {
+        std::string Name;
+        TObject* Read;
+        std::string Written;
+    } Rows[] = {
+        {"Order", &Order, "You cannot change static object Order."},
+        {"ORDER", &Order, "You cannot change static object ORDER."},
+        {"Empty", nullptr, "You cannot change static object Empty."},
+        {"department", nullptr, "You cannot change the value of the static param department."},
+        {"Nobody", nullptr, "nothing raised"},
+        {"", nullptr, "nothing raised"},
+    };
+    for (const auto& Row : Rows) {
+        const std::u16string Name = platform::Utf8ToUtf16(Row.Name);
+        const TKXVariant Value(5);
+        EXPECT_EQ(Raised<EZUThreadData>(
+                      [&] { EXPECT_TRUE(Data.SetPropertyInternal(Name, TScriptArgs(&Value, 1), 0)); }),
+                  Row.Written);
+        TKXVariant Result;
+        EXPECT_TRUE(Data.GetPropertyInternal(Name, {}, 0, Result));
+        EXPECT_EQ(Result, PointerAsLVar(Row.Read)) << Row.Name;
     }
+    EXPECT_EQ(Data.Params.AsString(), u"Department=7\r\n");
+    EXPECT_EQ(Entries(Data), 3);
 }
 
-TEST_F(LthdataTest, KeptOnPurposeAnUnknownNameIsANullObjectAndNoError) {
-    for (const std::u16string_view Name : {u"Nobody", u"", u"Department"}) {
-        EXPECT_EQ(Read(Name), PointerAsLVar(nullptr));
-    }
-}
-
-TEST_F(LthdataTest, WhatScriptsWrite) {
-    EXPECT_EQ(Write(u"department"), "You cannot change the value of the static param department.");
-    EXPECT_EQ(Write(u"ORDER"), "You cannot change static object ORDER.");
-    EXPECT_EQ(Data.Params.Value(u"Department"), u"7");
-    EXPECT_EQ(Read(u"Order").AsObject(), &Order);
-    Data.SetIRegObject(u"Empty", nullptr, 0);
-    EXPECT_EQ(Read(u"Empty"), PointerAsLVar(nullptr));
-    EXPECT_EQ(Write(u"Empty"), "You cannot change static object Empty.");
-}
-
-TEST_F(LthdataTest, KeptOnPurposeAWriteToAnUnknownNameIsDropped) {
-    EXPECT_EQ(Write(u"Nobody"), "nothing raised");
-    EXPECT_EQ(Read(u"Nobody"), PointerAsLVar(nullptr));
-    EXPECT_EQ(Data.Params.Count(), 1);
-    EXPECT_EQ(Data.Objects.Count(), 1);
-}
-
-TEST_F(LthdataTest, AnObjectCannotTakeTheNameOfAParameter) {
-    for (const std::u16string_view Name : {u"Department", u"DEPARTMENT", u"department"}) {
+TEST_F(Lthdata, AnObjectCannotTakeTheNameOfAParameter) {
+    for (const std::u16string_view Name : {u"Department", u"DEPARTMENT"})
         EXPECT_EQ(Raised<EZUThreadData>([&] { Data.SetIRegObject(Name, &Order, 0); }),
                   "Error set object " + platform::Utf16ToUtf8(Name) +
                       " already exists param with this name.");
-    }
-    EXPECT_EQ(Data.Objects.Count(), 1);
+    EXPECT_EQ(Entries(Data), 3);
     EXPECT_EQ(Deaths, 0);
 }
 
-TEST_F(LthdataTest, WhoFreesAPublishedObject) {
+TEST_F(Lthdata, WhoFreesAnObject) {
     for (const auto& [DelObject, Freed] : {std::pair{std::uint8_t{0}, 1}, {1, 1}, {2, 0}, {255, 0}}) {
         int Count = 0;
         auto Object = std::make_unique<TPublished>(Count);
@@ -85,20 +74,21 @@ TEST_F(LthdataTest, WhoFreesAPublishedObject) {
         Data.Clear();
         EXPECT_EQ(Count, Freed) << int{DelObject};
         if (Freed != 0) static_cast<void>(Object.release());
-        EXPECT_EQ(Data.Params.Count() + Data.Objects.Count() + Data.CustomObjects.Count(), 0);
+        EXPECT_EQ(Entries(Data), 0);
     }
-}
-
-TEST_F(LthdataTest, CustomObjectsStayTheirOwnersUnlessGiven) {
     int Count = 0;
     TProbeObject Lent(Count);
     Data.CustomObjects.AddObject(u"Lent", &Lent, 0);
     Data.CustomObjects.AddObject(u"Given", new TProbeObject(Count), 1);
     Data.Clear();
-    EXPECT_EQ(Count, 1);
+    EXPECT_EQ(Count, 1) << "custom objects stay their owners' unless given";
+    for (const auto& Value :
+         {PointerAsLVar(new TProbeObject(Count)), PointerAsLVar(nullptr), TKXVariant(u"x")})
+        TZUCustomObject().Value = Value;
+    EXPECT_EQ(Count, 2) << "an object in a value is its own";
 }
 
-TEST_F(LthdataTest, AssignTakesOverEveryListAndDropsWhatWasThere) {
+TEST_F(Lthdata, KeptOnPurposeAssignTakesOverEveryListButASpaceOfItselfIsEmptied) {
     int Count = 0;
     TProbeObject Further(Count);
     Data.CustomObjects.AddObject(u"Further", &Further, 0);
@@ -109,24 +99,12 @@ TEST_F(LthdataTest, AssignTakesOverEveryListAndDropsWhatWasThere) {
     EXPECT_EQ(Other.Params.Value(u"Department"), u"7");
     EXPECT_EQ(Other.Objects.ObjectByName(u"Order"), &Order);
     EXPECT_EQ(Other.CustomObjects.ObjectByName(u"Further"), &Further);
-    Other.Clear();
-    EXPECT_EQ(Deaths, 0); // the byte 2 came along
+    Other.Assign(Other);
+    EXPECT_EQ(Entries(Other), 0);
+    EXPECT_EQ(Deaths, 0) << "the byte 2 came along";
 }
 
-TEST_F(LthdataTest, KeptOnPurposeAssigningASpaceToItselfEmptiesIt) {
-    Data.Assign(Data);
-    EXPECT_EQ(Data.Params.Count() + Data.Objects.Count(), 0);
-}
-
-TEST(Lthdata, ASpaceIsAnnouncedWhileItLives) {
-    auto Data = std::make_unique<TZUThreadDataInterface>();
-    EXPECT_TRUE(IsInterfaceObjectRegistered(*Data));
-    const TIRegObject& Gone = *Data;
-    Data.reset();
-    EXPECT_FALSE(IsInterfaceObjectRegistered(Gone)); // asked by its address only
-}
-
-TEST(Lthdata, PublishedObjectsGoWhenTheOtherListsAreEmpty) {
+TEST_F(Lthdata, PublishedObjectsGoLastAndTheSpaceIsAnnouncedWhileItLives) {
     struct TWitness : TIRegObject {
         TWitness(TZUThreadDataInterface& AData, int& AFound)
             : Data(AData)
@@ -136,45 +114,40 @@ TEST(Lthdata, PublishedObjectsGoWhenTheOtherListsAreEmpty) {
         int& Found;
     };
     int Found = -1;
-    auto Data = std::make_unique<TZUThreadDataInterface>();
-    Data->Params.AddParam(u"A", u"1");
-    Data->CustomObjects.AddObject(u"B", nullptr, 0);
-    Data->SetIRegObject(u"Witness", new TWitness(*Data, Found), 0);
-    Data.reset();
+    auto Space = std::make_unique<TZUThreadDataInterface>();
+    const TIRegObject& Gone = *Space; // asked by its address only
+    EXPECT_TRUE(IsInterfaceObjectRegistered(Gone));
+    Space->Params.AddParam(u"A", u"1");
+    Space->CustomObjects.AddObject(u"B", nullptr, 0);
+    Space->SetIRegObject(u"Witness", new TWitness(*Space, Found), 0);
+    Space.reset();
     EXPECT_EQ(Found, 0);
+    EXPECT_FALSE(IsInterfaceObjectRegistered(Gone));
 }
 
-TEST(Lthdata, EveryThreadHasItsOwnSpace) {
-    TZUThreadDataContainer Container;
-    int Deaths = 0;
-    TZUThreadDataInterface* const Mine = Container.CurrentData();
-    ASSERT_NE(Mine, nullptr);
+TEST_F(Lthdata, EveryThreadHasItsOwnSpaceUntilTheContainerGoes) {
+    auto Container = std::make_unique<TZUThreadDataContainer>();
+    TZUThreadDataInterface* const Mine = Container->CurrentData();
     Mine->Params.AddParam(u"Who", u"main");
     std::thread([&] {
-        TZUThreadDataInterface* const Theirs = Container.CurrentData();
+        TZUThreadDataInterface* const Theirs = Container->CurrentData();
         EXPECT_NE(Theirs, Mine);
-        EXPECT_EQ(Theirs, Container.CurrentData());
+        EXPECT_EQ(Theirs, Container->CurrentData());
         EXPECT_EQ(Theirs->Params.Count(), 0);
         Theirs->SetIRegObject(u"Object", new TPublished(Deaths), 0);
-        Container.ReleaseThreadData();
+        Container->ReleaseThreadData();
         EXPECT_EQ(Deaths, 1);
-        EXPECT_EQ(Container.CurrentData()->Objects.Count(), 0);
-        Container.ReleaseThreadData();
+        EXPECT_EQ(Container->CurrentData()->Objects.Count(), 0);
+        Container->CurrentData()->SetIRegObject(u"Left", new TPublished(Deaths), 0);
     }).join();
-    EXPECT_EQ(Container.CurrentData(), Mine);
+    EXPECT_EQ(Container->CurrentData(), Mine);
     EXPECT_EQ(Mine->Params.Value(u"who"), u"main");
-}
-
-TEST(Lthdata, TheContainerFreesWhatThreadsLeft) {
-    int Deaths = 0;
-    auto Container = std::make_unique<TZUThreadDataContainer>();
-    std::thread([&] { Container->CurrentData()->SetIRegObject(u"Left", new TPublished(Deaths), 0); }).join();
-    EXPECT_EQ(Deaths, 0);
-    Container.reset();
     EXPECT_EQ(Deaths, 1);
+    Container.reset();
+    EXPECT_EQ(Deaths, 2);
 }
 
-TEST(Lthdata, AnItemOfAnotherClassIsRefused) {
+TEST_F(Lthdata, AnItemOfAnotherClassIsRefused) {
     class TForeign : public TZUThreadDataContainer {
         std::unique_ptr<TThreadContainerParentObject> CreateData() override {
             return std::make_unique<TThreadContainerParentObject>();
@@ -187,19 +160,6 @@ TEST(Lthdata, AnItemOfAnotherClassIsRefused) {
         std::unique_ptr<TThreadContainerParentObject> CreateData() override { return nullptr; }
     } Nothing;
     EXPECT_EQ(Nothing.CurrentData(), nullptr);
-}
-
-TEST(Lthdata, CustomObjectFreesTheObjectInItsValue) {
-    int Deaths = 0;
-    for (const bool WithObject : {true, false}) {
-        TZUCustomObject Custom;
-        Custom.Value = WithObject ? PointerAsLVar(new TProbeObject(Deaths)) : PointerAsLVar(nullptr);
-    }
-    {
-        TZUCustomObject Custom;
-        Custom.Value = u"text";
-    }
-    EXPECT_EQ(Deaths, 1);
 }
 
 } // namespace

@@ -58,7 +58,7 @@ TEST(StringHelpers, CopyCutsOffWhatLiesOutside) {
         int Count;
         const char16_t* Expected;
     } Rows[] = {
-        {1, 2, u"ab"}, {2, Huge, u"bcd"}, {4, 1, u"d"}, {5, 1, u""},        {Huge, Huge, u""}, {0, 2, u"a"},
+        {2, 2, u"bc"}, {2, Huge, u"bcd"}, {4, 1, u"d"}, {5, 1, u""},        {Huge, Huge, u""}, {0, 2, u"a"},
         {-1, 2, u""},  {1, 0, u""},       {1, -5, u""}, {Least, Huge, u""}, {3, Least, u""},
     };
     for (const auto& Row : Rows)

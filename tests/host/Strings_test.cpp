@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace zutools {
 namespace {
 
@@ -88,15 +90,38 @@ TEST(Strings, TextSplitsAtEveryKindOfLineBreak) {
     EXPECT_EQ(LinesOf(List), TLines{u""});
 }
 
-TEST(StringList, RefusesIndicesOutside) {
-    TStringList List;
-    List.Add(u"a");
-    EXPECT_EQ(Raised<Exception>([&] { return List.Strings(1); }), "List index out of bounds (1)");
-    EXPECT_EQ(Raised<Exception>([&] { List.Delete(-1); }), "List index out of bounds (-1)");
-    EXPECT_EQ(Raised<Exception>([&] { List.Insert(2, u""); }), "List index out of bounds (2)");
-    EXPECT_EQ(Raised<Exception>([&] { List.SetTags(5, 0); }), "List index out of bounds (5)");
-    List.Insert(1, u"end");
-    EXPECT_EQ(LinesOf(List), (TLines{u"a", u"end"}));
+TEST(StringList, EachChangeIsCountedAndIndicesOutsideAreRefused) {
+    TKXStringList List;
+    TObject Object;
+    const struct {
+        std::function<void()> Change;
+        const char* Outside;
+        TLines Lines;
+    } Rows[] = {
+        {[&] { List.Add(u"a"); }, nullptr, {u"a"}},
+        {[&] { List.Insert(1, u"end"); }, nullptr, {u"a", u"end"}},
+        {[&] { List.Insert(3, u""); }, "3", {u"a", u"end"}},
+        {[&] { List.SetStrings(0, u"b"); }, nullptr, {u"b", u"end"}},
+        {[&] { List.SetTags(5, 0); }, "5", {u"b", u"end"}},
+        {[&] { (void)List.Strings(2); }, "2", {u"b", u"end"}},
+        {[&] { List.Delete(-1); }, "-1", {u"b", u"end"}},
+        {[&] { List.Delete(0); }, nullptr, {u"end"}},
+        {[&] { List.Clear(); }, nullptr, {}},
+    };
+    for (const auto& Row : Rows) {
+        const auto Before = List.Changes();
+        if (Row.Outside != nullptr) {
+            EXPECT_EQ(Raised<Exception>([&] {
+                          Row.Change();
+                          return 0;
+                      }),
+                      "List index out of bounds (" + std::string(Row.Outside) + ")");
+        } else {
+            Row.Change();
+            EXPECT_NE(List.Changes(), Before);
+        }
+        EXPECT_EQ(LinesOf(List), Row.Lines);
+    }
 }
 
 TEST(StringList, FindsTheFirstLineOfAnUnsortedList) {
