@@ -48,7 +48,15 @@ struct TTableRights {
 enum class TSignInResult : std::uint8_t {
     Ok,
     Refused, // wrong name or password, or a disabled user: which one is not told
-    Wait,    // too many wrong passwords for this name, known or not: "try again later"
+    Wait,    // too many wrong passwords for this name, known or not, or too much to do: "try again later"
+};
+
+/// Whom a name and a password were right for.
+struct TSignedInUser {
+    std::u16string Name; // as stored
+    /// Becomes another one when the user's sessions are to end: by a new password, when he is disabled or
+    /// removed. A user made later under the same name has another one.
+    std::int64_t Stamp = 0;
 };
 
 class TSecurityManager {

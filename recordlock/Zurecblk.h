@@ -367,6 +367,8 @@ public:
     /// Waits for nobody: a block that is being written goes at once, its write goes on to the end.
     bool ReleaseBlock(std::u16string_view ID, std::u16string_view By);
     [[nodiscard]] std::size_t BlockCount() const;
+    /// Whether a session has any, so that DoneBySID has something to do. One look into a table.
+    [[nodiscard]] bool HasBlocks(std::u16string_view SID) const;
     /// Who has a record for editing or deletion, or else its table locked; without the history.
     [[nodiscard]] std::optional<TZUBlockInfo> FindHolder(std::u16string_view TableName,
                                                          std::u16string_view RecordID) const;

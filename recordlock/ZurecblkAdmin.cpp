@@ -31,6 +31,13 @@ std::size_t TZURecordBlocker::BlockCount() const {
     return FLists->Blocks.Count();
 }
 
+bool TZURecordBlocker::HasBlocks(std::u16string_view SID) const {
+    const TSessionKey Key(SID);
+    const std::scoped_lock Lock(*this);
+    const TBlockSession* const Session = FLists->FindSession(Key);
+    return Session != nullptr && Session->First != nullptr;
+}
+
 TZUBlockInfo TZURecordBlocker::InfoOf(const TAnyBlock& Block) const {
     TZUBlockInfo Info;
     Info.ID = Block.ID();

@@ -1,20 +1,13 @@
 // zuhost blocks: who has which record of a running service.
 
+#include "apps/zuhost/AdminClient.h"
 #include "apps/zuhost/Commands.h"
 
 #include "host/Exception.h"
-#include "platform/Text.h"
-#include "platform/TextTools.h"
-#include "server/web/AdminSocket.h"
-#include "server/web/Config.h"
-
-#include <nlohmann/json.hpp>
 
 namespace zutools::zuhost {
 
 namespace {
-
-using TJson = nlohmann::ordered_json;
 
 constexpr const char* Footer =
     R"(ACTION is one of
@@ -36,31 +29,15 @@ struct TOptions {
     bool Json = false;
 };
 
-[[nodiscard]] TJson Ask(const std::u16string& Socket, const TJson& Question) {
-    TJson Answer;
-    try {
-        Answer = TJson::parse(server::AskAdminSocket(Socket, Question.dump()));
-    } catch (const TJson::exception&) {
-        throw Exception(u"the service gave an answer that is none; is it of another version?");
-    }
-    if (Answer.contains("error")) throw Exception(Text("the service: " + Answer["error"].get<std::string>()));
-    return Answer;
-}
-
-[[nodiscard]] TJson AllBlocks(const std::u16string& Socket, bool History) {
+[[nodiscard]] TJson AllBlocks(const TAdminClient& Client, bool History) {
     TJson Blocks = TJson::array();
     for (TJson Answer{{"more", true}}; Answer.at("more").get<bool>();) {
         const std::string After = Blocks.empty() ? std::string() : Blocks.back().at("id").get<std::string>();
-        Answer = Ask(Socket, {{"command", "blocks.list"}, {"after", After}, {"history", History}});
+        Answer = Client.Ask({{"command", "blocks.list"}, {"after", After}, {"history", History}});
         if (Answer.at("blocks").empty()) break;
         for (TJson& Block : Answer.at("blocks")) Blocks.push_back(std::move(Block));
     }
     return Blocks;
-}
-
-/// A text from the service on a terminal: nothing in it steers that.
-[[nodiscard]] std::u16string Plain(const TJson& Value) {
-    return Cell(Text(Value.get<std::string>()));
 }
 
 /// The lines of a history entry, each behind blanks; only the first unless `Whole`.
@@ -103,16 +80,12 @@ int Blocks(const TOptions& Options, const TArguments& Words) {
         throw EUsage(Lists ? "list takes no further names" : "release takes the ID of one block");
     }
 
-    const server::TWebConfig Config = server::LoadWebConfig(Text(Options.ConfigFile));
-    if (!Config.Admin.Enabled) throw Exception(u"the configuration says admin.enabled = false");
-    const std::u16string Socket = Config.Admin.Socket.empty()
-                                      ? server::DefaultAdminSocket(Text(Options.ConfigFile))
-                                      : Config.Admin.Socket;
+    const TAdminClient Client(Options.ConfigFile);
     if (Lists) {
-        PrintList(AllBlocks(Socket, Options.History), Options);
+        PrintList(AllBlocks(Client, Options.History), Options);
         return ExitGood;
     }
-    const TJson Answer = Ask(Socket, {{"command", "blocks.release"}, {"id", Words[1]}});
+    const TJson Answer = Client.Ask({{"command", "blocks.release"}, {"id", Words[1]}});
     if (!Answer.at("released").get<bool>()) throw Exception(u"there is no block " + Text(Words[1]));
     WriteOut("released " + Words[1] + "\n");
     return ExitGood;

@@ -34,6 +34,7 @@ struct TCommand {
 [[nodiscard]] TJob DeclareRender(CLI::App& App);
 [[nodiscard]] TJob DeclareRun(CLI::App& App);
 [[nodiscard]] TJob DeclareServe(CLI::App& App);
+[[nodiscard]] TJob DeclareSessions(CLI::App& App);
 [[nodiscard]] TJob DeclareSettings(CLI::App& App);
 [[nodiscard]] TJob DeclareUsers(CLI::App& App);
 
@@ -49,6 +50,7 @@ inline constexpr TCommand Commands[] = {
      "List and change the users in a database, and what they may do", DeclareUsers},
     {"blocks", "[OPTIONS] ACTION [ID]", "List and release the record blocks of a running service",
      DeclareBlocks},
+    {"sessions", "[OPTIONS] ACTION [SID]", "List and end the sessions of a running service", DeclareSessions},
     {"settings", "ACTION FILE [SECTION [KEY [VALUE]]]", "Look into a settings file, change it, check it",
      DeclareSettings},
     {"lint", "[OPTIONS] [NAME ...]", "List what templates hold and report what is wrong in them",

@@ -1,6 +1,6 @@
 // zuhost serve: the web host from its configuration file to its end by a signal.
 
-#include "apps/zuhost/Blocks.h"
+#include "apps/zuhost/AdminAnswer.h"
 #include "apps/zuhost/Commands.h"
 #include "apps/zuhost/DatabaseManager.h"
 #include "apps/zuhost/HelperProcess.h"
@@ -104,21 +104,32 @@ void WarnWithoutRights(const TWebConfig& Config, const std::shared_ptr<TDatabase
 }
 
 /// Passwords are those of the users in the database.
-TSignInHook MakeSignIn(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager) {
-    if (Config.Database.empty()) return {};
-    const auto Users = std::make_shared<TUsers>(DatabaseOf(Manager));
-    return [Users](std::u16string_view User, std::u16string_view Password, std::u16string& CanonicalName) {
-        return Users->SignIn(User, Password, CanonicalName);
+void AddUsers(TWebServerHooks& Hooks, const TWebConfig& Config,
+              const std::shared_ptr<TDatabaseManager>& Manager) {
+    if (Config.Database.empty()) return;
+    // Pages wait for their hashes: some workers are always left for others.
+    const unsigned Places = std::max(1U, Config.Limits.Threads / 2);
+    const auto Users = std::make_shared<TUsers>(DatabaseOf(Manager), platform::SystemClock(),
+                                                THashCost::Interactive(), Places);
+    Hooks.SignIn = [Users](std::u16string_view User, std::u16string_view Password, TSignedInUser& Who) {
+        return Users->SignIn(User, Password, Who);
     };
+    Hooks.UserStamp = [Users](std::u16string_view User) { return Users->SessionStamp(User); };
+    Hooks.SweepThreadEnd = [Manager] { Manager->ReleaseThread(); };
 }
 
 /// A service without the endpoint still serves.
 std::unique_ptr<TAdminSocket> StartAdmin(const TAdminConfig& Admin, std::u16string_view ConfigFile,
-                                         TLogger& Logger) {
+                                         TWebServer& Server, TLogger& Logger) {
     if (!Admin.Enabled) return nullptr;
     try {
         std::u16string Path = Admin.Socket.empty() ? DefaultAdminSocket(ConfigFile) : Admin.Socket;
-        return std::make_unique<TAdminSocket>(std::move(Path), AnswerAboutBlocks, Logger);
+        return std::make_unique<TAdminSocket>(
+            std::move(Path),
+            [&Server, &Logger](std::string_view Question, const std::u16string& User) {
+                return AnswerAdmin(Server, Logger, Question, User);
+            },
+            Logger);
     } catch (const std::exception& Error) {
         Logger.Log(TLogLevel::Warning, u"no administrative endpoint: " + MessageOf(Error));
         return nullptr;
@@ -152,7 +163,8 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     };
     Hooks.SessionEnded = [](const TSessionState& Session) { ZURecordBlocker->DoneBySID(Session.SID); };
     Hooks.Access = [Logger](const TAccess& Access) { Logger->LogAccess(Access); };
-    Hooks.SignIn = MakeSignIn(Config, Manager);
+    Hooks.HoldsSomething = [](std::u16string_view SID) { return ZURecordBlocker->HasBlocks(SID); };
+    AddUsers(Hooks, Config, Manager);
     Hooks.Security = Services.Security;
     const TAdminConfig AdminConfig = Config.Admin;
     const std::vector<THelperConfig> HelperConfigs = Config.Helpers;
@@ -162,7 +174,7 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     std::vector<std::unique_ptr<THelperProcess>> Helpers;
     for (const THelperConfig& Each : HelperConfigs)
         Helpers.push_back(std::make_unique<THelperProcess>(Each, *Logger));
-    auto Admin = StartAdmin(AdminConfig, ConfigFile, *Logger);
+    auto Admin = StartAdmin(AdminConfig, ConfigFile, Server, *Logger);
     Complain(u"serving on " + Text(Server.Url()));
     Signals.Wait(Pause, [&Server] { Server.SweepSessions(); });
     Admin.reset();

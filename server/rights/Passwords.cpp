@@ -5,50 +5,10 @@
 #include <sodium.h>
 
 #include <cerrno>
-#include <condition_variable>
 
 namespace zutools::server {
 
 namespace {
-
-/// Lets so many through at once; the others wait.
-class TGate {
-public:
-    explicit TGate(int Places)
-        : FFree(Places) {}
-    void Enter() {
-        std::unique_lock Lock(FMutex);
-        FLeft.wait(Lock, [this] { return FFree > 0; });
-        --FFree;
-    }
-    void Leave() {
-        {
-            const std::lock_guard Lock(FMutex);
-            ++FFree;
-        }
-        FLeft.notify_one();
-    }
-
-private:
-    std::mutex FMutex;
-    std::condition_variable FLeft;
-    int FFree; // guarded by FMutex
-};
-
-/// A place in the process's one gate while it lives.
-class TPlace {
-public:
-    TPlace() { Gate().Enter(); }
-    ~TPlace() { Gate().Leave(); }
-    TPlace(const TPlace&) = delete;
-    TPlace& operator=(const TPlace&) = delete;
-
-private:
-    static TGate& Gate() {
-        static TGate TheGate(TPasswordHasher::MostAtOnce);
-        return TheGate;
-    }
-};
 
 [[noreturn]] void FailForMemory() {
     throw ERightsError(u"There is not enough memory to check a password now; try again later.");
@@ -123,7 +83,6 @@ TPasswordHasher::TPasswordHasher(THashCost Cost)
 }
 
 std::string TPasswordHasher::Hash(const TPasswordText& Password) const {
-    const TPlace Place;
     std::array<char, crypto_pwhash_STRBYTES> Result{};
     const std::string_view Bytes = Password.Bytes();
     if (crypto_pwhash_str(Result.data(), Bytes.data(), Bytes.size(), FCost.Passes, FCost.MemoryBytes) != 0) {
@@ -133,14 +92,11 @@ std::string TPasswordHasher::Hash(const TPasswordText& Password) const {
 }
 
 TPasswordMatch TPasswordHasher::Verify(const std::string& Hash, const TPasswordText& Password) const {
-    {
-        const TPlace Place;
-        const std::string_view Bytes = Password.Bytes();
-        errno = 0;
-        if (crypto_pwhash_str_verify(Hash.c_str(), Bytes.data(), Bytes.size()) != 0) {
-            if (errno == ENOMEM) FailForMemory();
-            return TPasswordMatch::No;
-        }
+    const std::string_view Bytes = Password.Bytes();
+    errno = 0;
+    if (crypto_pwhash_str_verify(Hash.c_str(), Bytes.data(), Bytes.size()) != 0) {
+        if (errno == ENOMEM) FailForMemory();
+        return TPasswordMatch::No;
     }
     const bool SameCost = crypto_pwhash_str_needs_rehash(Hash.c_str(), FCost.Passes, FCost.MemoryBytes) == 0;
     return SameCost ? TPasswordMatch::Yes : TPasswordMatch::YesButRehash;

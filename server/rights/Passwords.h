@@ -1,7 +1,7 @@
 // Passwords as they are stored: Argon2id hashes, made by libsodium.
 //
 // A hash holds its salt and its cost; nothing here keeps, logs or names a password. Any thread may call; the
-// calls that hash or verify take as long as the cost says, and wait while too many others do the same.
+// calls that hash or verify take the time and the memory that the cost says: HashThreads.h bounds them.
 
 #pragma once
 
@@ -68,9 +68,6 @@ enum class TPasswordMatch {
 
 class TPasswordHasher {
 public:
-    /// Hashes that are computed at once in the whole process; others wait. Each takes the memory of its cost.
-    static constexpr int MostAtOnce = 4;
-
     /// Computes nothing yet. @throws ERightsError when the library does not start.
     explicit TPasswordHasher(THashCost Cost = THashCost::Interactive());
 

@@ -2,10 +2,13 @@
 
 #include "host/Format.h"
 #include "host/StringHelpers.h"
+#include "platform/Random.h"
 #include "platform/Text.h"
 #include "server/rights/RecordFilter.h"
 
 #include <algorithm>
+#include <limits>
+#include <span>
 
 namespace zutools::server {
 
@@ -30,6 +33,18 @@ constexpr std::int64_t ForgottenAfter = 60 * 60'000;
     return platform::Utf8ToUtf16(Hasher.Hash(Password));
 }
 
+/// One that no session has.
+[[nodiscard]] std::int64_t NewStamp() {
+    std::int64_t Stamp = 0;
+    platform::FillRandom(std::as_writable_bytes(std::span(&Stamp, 1)));
+    return Stamp & std::numeric_limits<std::int64_t>::max();
+}
+
+/// What a change of a user adds to its assignments.
+[[nodiscard]] std::u16string EndsSessions() {
+    return Format(u", SessionStamp = %d", {NewStamp()});
+}
+
 /// Names whose last failure is forgotten. Skips the rows that others are at, so that nobody waits in a ring.
 void SweepTries(TSqlDatabase& Database, std::int64_t Now) {
     ExecRights(Database,
@@ -45,10 +60,11 @@ void ForgetTries(TSqlDatabase& Database, std::u16string_view Key) {
 
 } // namespace
 
-TUsers::TUsers(TDatabaseOfThread Database, const platform::TClock& Clock, THashCost Cost)
+TUsers::TUsers(TDatabaseOfThread Database, const platform::TClock& Clock, THashCost Cost, unsigned Places)
     : FDatabase(std::move(Database))
     , FClock(Clock)
-    , FHasher(Cost) {}
+    , FHasher(Cost)
+    , FThreads(Places) {}
 
 std::int64_t TUsers::Now() const {
     return std::chrono::duration_cast<std::chrono::milliseconds>(FClock.Wall().time_since_epoch()).count();
@@ -87,46 +103,62 @@ bool TUsers::CountTry(TSqlDatabase& Database, std::u16string_view Key) {
     return !Waits;
 }
 
-TSignInResult TUsers::SignIn(std::u16string_view Name, std::u16string_view Password,
-                             std::u16string& CanonicalName) {
-    CanonicalName.clear();
+TSignInResult TUsers::SignIn(std::u16string_view Name, std::u16string_view Password, TSignedInUser& Who) {
+    Who = {};
     TSqlDatabase& Connection = Database();
     if (Connection.InTransaction()) {
         throw ERightsError(u"Nobody can sign in inside a transaction; end it first.");
     }
-    FHasher.PrepareNobody(); // at the first sign-in, whoever it is
+    const auto Place = FThreads.TryEnter();
+    if (!Place) return TSignInResult::Wait;
+    Place->Run([this] { FHasher.PrepareNobody(); }); // at the first sign-in, whoever it is
     const TPasswordText Given(Password);
-    const auto Key = UserKey(Name);
-    if (!Key) {
-        FHasher.VerifyNobody(Given);
+    const auto Nobody = [&] {
+        Place->Run([&] { FHasher.VerifyNobody(Given); });
         return TSignInResult::Refused;
-    }
+    };
+    const auto Key = UserKey(Name);
+    if (!Key) return Nobody();
     if (!CountTry(Connection, *Key)) return TSignInResult::Wait;
 
-    const auto Query =
-        OpenRights(Connection, u"SELECT Name, PasswordHash, Disabled FROM ZuUsers WHERE NameKey = :Key",
-                   {{u"Key", *Key}});
+    const auto Query = OpenRights(
+        Connection, u"SELECT Name, PasswordHash, Disabled, SessionStamp FROM ZuUsers WHERE NameKey = :Key",
+        {{u"Key", *Key}});
     if (!Query->Step()) {
         Query->Close();
-        FHasher.VerifyNobody(Given);
-        return TSignInResult::Refused;
+        return Nobody();
     }
-    const std::u16string Stored = Query->FieldAsString(u"Name");
+    const TSignedInUser Stored{Query->FieldAsString(u"Name"), Query->FieldAsInt64(u"SessionStamp")};
     const std::u16string Hash = Query->FieldAsString(u"PasswordHash");
     const bool Disabled = Query->FieldAsInteger(u"Disabled") != 0;
     Query->Close(); // nothing is held while the hash is computed
 
-    const TPasswordMatch Match = FHasher.Verify(platform::Utf16ToUtf8(Hash), Given);
+    TPasswordMatch Match = TPasswordMatch::No;
+    std::u16string NewHash;
+    Place->Run([&] {
+        Match = FHasher.Verify(platform::Utf16ToUtf8(Hash), Given);
+        if (Match == TPasswordMatch::YesButRehash && Given.IsUsable()) NewHash = HashText(FHasher, Given);
+    });
     if (Match == TPasswordMatch::No || !Given.IsUsable() || Disabled) return TSignInResult::Refused;
     ForgetTries(Connection, *Key);
     if (Match == TPasswordMatch::YesButRehash) {
         // Unless somebody gave the user another password meanwhile.
         ExecRights(Connection,
                    u"UPDATE ZuUsers SET PasswordHash = :New WHERE NameKey = :Key AND PasswordHash = :Old",
-                   {{u"New", HashText(FHasher, Given)}, {u"Key", *Key}, {u"Old", Hash}});
+                   {{u"New", NewHash}, {u"Key", *Key}, {u"Old", Hash}});
     }
-    CanonicalName = Stored;
+    Who = Stored;
     return TSignInResult::Ok;
+}
+
+std::optional<std::int64_t> TUsers::SessionStamp(std::u16string_view Name) const {
+    const auto Key = UserKey(Name);
+    if (!Key) return std::nullopt;
+    const auto Query =
+        OpenRights(Database(), u"SELECT SessionStamp FROM ZuUsers WHERE NameKey = :Key AND Disabled = 0",
+                   {{u"Key", *Key}});
+    if (!Query->Step()) return std::nullopt;
+    return Query->FieldAsInt64(u"SessionStamp");
 }
 
 void TUsers::RequireProfile(TSqlDatabase& Connection, std::u16string_view Profile) const {
@@ -150,13 +182,14 @@ void TUsers::Add(std::u16string_view Name, std::u16string_view Password, std::u1
     TTransaction Change(Connection, TTransaction::TWithin::Any);
     const int Added = ExecRights(
         Connection,
-        u"INSERT INTO ZuUsers (NameKey, Name, PasswordHash, Profile, Administrator, Disabled) "
-        u"VALUES (:Key, :Name, :Hash, :Profile, :Administrator, 0) ON CONFLICT (NameKey) DO NOTHING",
+        u"INSERT INTO ZuUsers (NameKey, Name, PasswordHash, Profile, Administrator, Disabled, SessionStamp) "
+        u"VALUES (:Key, :Name, :Hash, :Profile, :Administrator, 0, :Stamp) ON CONFLICT (NameKey) DO NOTHING",
         {{u"Key", Key},
          {u"Name", Name},
          {u"Hash", Hash},
          {u"Profile", OrNull(Profile)},
-         {u"Administrator", Administrator ? 1 : 0}});
+         {u"Administrator", Administrator ? 1 : 0},
+         {u"Stamp", NewStamp()}});
     if (Added == 0) {
         throw ERightsError(
             Format(u"There is a user \"%s\" already; choose another name, or change that user.", {Name}));
@@ -184,7 +217,7 @@ bool TUsers::SetPassword(std::u16string_view Name, std::u16string_view Password)
     TSqlDatabase& Connection = Database();
     const std::u16string Hash = HashText(FHasher, Given);
     TTransaction Change(Connection, TTransaction::TWithin::Any);
-    if (!Update(Name, u"PasswordHash = :Value", Hash)) return false;
+    if (!Update(Name, u"PasswordHash = :Value" + EndsSessions(), Hash)) return false;
     ForgetTries(Connection, UserKey(Name).value());
     Change.Commit();
     return true;
@@ -200,7 +233,8 @@ bool TUsers::SetAdministrator(std::u16string_view Name, bool Administrator) {
 }
 
 bool TUsers::SetDisabled(std::u16string_view Name, bool Disabled) {
-    return Update(Name, u"Disabled = :Value", Disabled ? 1 : 0);
+    return Update(Name, u"Disabled = :Value" + (Disabled ? EndsSessions() : std::u16string()),
+                  Disabled ? 1 : 0);
 }
 
 bool TUsers::SetAttribute(std::u16string_view Name, std::u16string_view Attribute,

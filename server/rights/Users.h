@@ -12,6 +12,7 @@
 
 #include "host/Security.h"
 #include "platform/Clock.h"
+#include "server/rights/HashThreads.h"
 #include "server/rights/Passwords.h"
 #include "server/rights/RightsTables.h"
 
@@ -40,30 +41,34 @@ public:
     static constexpr int FreeFailures = 5;
 
     /// `Database` gives the calling thread's connection, its tables upgraded. `Clock` outlives this object.
+    /// `Places` of those who sign in at once; hashes run on threads of their own.
     explicit TUsers(TDatabaseOfThread Database, const platform::TClock& Clock = platform::SystemClock(),
-                    THashCost Cost = THashCost::Interactive());
+                    THashCost Cost = THashCost::Interactive(), unsigned Places = 4);
 
-    /// Ok: `CanonicalName` is the user's name as stored; otherwise it is empty. Takes the time of a hash,
-    /// whether the user exists or not, except for Wait, which comes at once. After FreeFailures wrong
+    /// Ok: `Who` is the user; otherwise it is empty. Takes the time of a hash, whether the user exists or
+    /// not, except for Wait, which comes at once: also when every place is taken. After FreeFailures wrong
     /// passwords for a name it has to wait, 5 seconds at first, twice as long after each further one, 15
     /// minutes at most; a good sign-in or an hour without failures starts anew. The try is counted before the
     /// password is looked at, so that tries at once are not more than tries in a row.
     /// @throws ERightsError inside a transaction, where the count could be rolled back, and without memory.
     [[nodiscard]] TSignInResult SignIn(std::u16string_view Name, std::u16string_view Password,
-                                       std::u16string& CanonicalName);
+                                       TSignedInUser& Who);
+    /// The stamp that a session of this user must have; nothing when there is no such user or he is disabled.
+    [[nodiscard]] std::optional<std::int64_t> SessionStamp(std::u16string_view Name) const;
 
     /// @throws ERightsError when there is a user of that name, for a name or password that cannot be one, and
     /// for an unknown profile; an empty profile is none.
     void Add(std::u16string_view Name, std::u16string_view Password, std::u16string_view Profile,
              bool Administrator);
     // The rest is false when there is no such user.
+    /// Ends the user's sessions.
     bool Remove(std::u16string_view Name);
-    /// Ends the waiting too. @throws ERightsError for what cannot be a password.
+    /// Ends the user's sessions, and his waiting. @throws ERightsError for what cannot be a password.
     bool SetPassword(std::u16string_view Name, std::u16string_view Password);
     /// @throws ERightsError for an unknown profile; an empty one is none.
     bool SetProfile(std::u16string_view Name, std::u16string_view Profile);
     bool SetAdministrator(std::u16string_view Name, bool Administrator);
-    /// A disabled user cannot sign in and may do nothing.
+    /// A disabled user cannot sign in and may do nothing; his sessions end.
     bool SetDisabled(std::u16string_view Name, bool Disabled);
     /// What record filters speak of: `:Department`. Names of attributes ignore the case of A to Z.
     /// @throws ERightsError for a name that is no word of letters, digits and "_", or is UserName or Profile.
@@ -86,6 +91,7 @@ private:
     const TDatabaseOfThread FDatabase;
     const platform::TClock& FClock;
     TPasswordHasher FHasher;
+    THashThreads FThreads;
 };
 
 } // namespace zutools::server

@@ -90,10 +90,16 @@ constexpr std::u16string_view RightsTables[] = {
     u"CREATE INDEX ZuSignInsLastFailure ON ZuSignIns (LastFailure)",
 };
 
+// Sessions of a user remember it (TSignedInUser).
+constexpr std::u16string_view SessionStamps[] = {
+    u"ALTER TABLE ZuUsers ADD COLUMN SessionStamp BIGINT DEFAULT 0 NOT NULL",
+};
+
 constexpr TMigration Migrations[] = {
     {1, u"filters of the value checker", CheckerTables},
     {2, u"documents", DocumentTables},
     {3, u"users, profiles and privileges", RightsTables},
+    {4, u"sessions that end with their users", SessionStamps},
 };
 
 constexpr std::u16string_view MakeVersionTable = u"CREATE TABLE IF NOT EXISTS ZuSchemaVersion ("

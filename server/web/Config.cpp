@@ -358,6 +358,9 @@ void ReadSession(TSection Section, TSessionConfig& Session) {
     }
     if (Minutes != 0) Session.Idle = std::chrono::minutes{Minutes};
     if (Seconds != 0) Session.Idle = std::chrono::seconds{Seconds};
+    std::int64_t Longest = std::chrono::duration_cast<std::chrono::minutes>(Session.Longest).count();
+    Section.Integer("longest_minutes", Longest, 0, LongestMinutes);
+    Session.Longest = std::chrono::minutes{Longest};
     Section.Integer("count", Session.Count, 1, 10'000'000);
     Section.Boolean("secure", Session.Secure);
     if (const auto* Path = Section.Text("sign_in")) {

@@ -61,9 +61,10 @@ struct TLimitsConfig {
 
 struct TSessionConfig {
     std::chrono::seconds Idle{20 * 60};
-    std::u16string SignIn; // path of the page where users sign in; empty: there is none
-    std::size_t Count = 10'000;
-    bool Secure = false; // the cookie travels over HTTPS only
+    std::chrono::seconds Longest{12 * 60 * 60}; // of a session's life; zero: as long as it is used
+    std::u16string SignIn;                      // path of the page where users sign in; empty: there is none
+    std::size_t Count = 10'000;                 // of sessions with a user or a record block
+    bool Secure = false;                        // the cookie travels over HTTPS only
 };
 
 struct TAdminConfig {

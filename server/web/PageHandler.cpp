@@ -137,16 +137,14 @@ std::string SignInLocation(std::u16string_view SignIn, const TRawRequest& Raw) {
 
 } // namespace
 
-TPageHandler::TPageHandler(const TWebConfig& Config, TSessions& Sessions, TLogger& Logger,
-                           TLocalizatorTable& Localizer, std::vector<TRequestFilter> Filters,
-                           TSignInHook SignIn, std::shared_ptr<TSecurityManager> Security)
+TPageHandler::TPageHandler(const TWebConfig& Config, TSessions& Sessions, TAddressGate& Gate, TLogger& Logger,
+                           TLocalizatorTable& Localizer, const TPageHooks& Hooks)
     : FConfig(Config)
     , FSessions(Sessions)
     , FLogger(Logger)
     , FLocalizer(Localizer)
-    , FFilters(std::move(Filters))
-    , FSignIn(std::move(SignIn))
-    , FSecurity(std::move(Security)) {}
+    , FGate(Gate)
+    , FHooks(Hooks) {}
 
 std::u16string TPageHandler::LanguageWithoutSession(const TRawRequest& Raw) const {
     return ChooseLanguage(RawHeader(Raw, "Accept-Language"), FConfig.Languages, FConfig.DefaultLanguage);
@@ -159,8 +157,13 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
         return {ErrorReply(400, FLocalizer, LanguageID), {}, std::move(LanguageID), {}};
     }
 
-    TSessionLease Lease =
-        FSessions.Acquire(FindCookie(RawHeader(Raw, "Cookie"), SessionCookieName(FConfig.Session.Secure)));
+    TSessionLease Lease = FSessions.Acquire(
+        FindCookie(RawHeader(Raw, "Cookie"), SessionCookieName(FConfig.Session.Secure)), Raw.RemoteAddress);
+    try {
+        CheckUser(Lease);
+    } catch (const std::exception& Error) {
+        return {Failed(Route, LanguageWithoutSession(Raw), MessageOf(Error)), Lease.State().SID, {}, {}};
+    }
     const std::u16string* Wanted = FindField(Fields.Query, LanguageParam);
     if (Wanted != nullptr && std::ranges::find(FConfig.Languages, *Wanted) != FConfig.Languages.end()) {
         Lease.SetLanguage(*Wanted);
@@ -179,9 +182,11 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
     } else if (Raw.Method == "POST" && Route.FormToken && !Request.FormTokenGood) {
         Result.Reply = ErrorReply(403, FLocalizer, Request.Language);
     } else {
-        const TPageSession Page(Lease, Request, FSignIn, FConfig.Session.Idle, FLogger);
+        const TPageSession Page(Lease, Request, FHooks.SignIn, FGate, FConfig.Session.Idle, FLogger);
         Result.Reply = RunModule(Route, Raw, Request, Worker);
+        Result.Delay = Page.WasRefused();
     }
+    if (!Lease.IsKept() && FHooks.HoldsSomething && FHooks.HoldsSomething(Session.SID)) Lease.Keep();
     Result.SID = Session.SID; // the last one: signing in and out changes it
     Result.User = Session.USR;
     if (Session.New) {
@@ -191,6 +196,14 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
                               "; Path=/; HttpOnly; SameSite=Lax" + (Secure ? "; Secure" : ""));
     }
     return Result;
+}
+
+void TPageHandler::CheckUser(TSessionLease& Lease) const {
+    const TSessionState& Session = Lease.State();
+    if (Session.USR.empty() || !FHooks.UserStamp || FHooks.UserStamp(Session.USR) == Session.UserStamp)
+        return;
+    FLogger.Log(TLogLevel::Info, u"session " + Session.SID + u" ended with its user: " + Session.USR);
+    Lease.Renew({});
 }
 
 std::optional<TReply> TPageHandler::Barred(const TRoute& Route, const TRawRequest& Raw,
@@ -205,25 +218,26 @@ std::optional<TReply> TPageHandler::Barred(const TRoute& Route, const TRawReques
     }
     if (!Route.Administrator) return std::nullopt;
     try {
-        if (FSecurity->RefreshUserInfo(Session.USR).Administrator) return std::nullopt;
+        if (FHooks.Security->RefreshUserInfo(Session.USR).Administrator) return std::nullopt;
     } catch (const std::exception& Error) {
-        return Failed(Route, Request, MessageOf(Error));
+        return Failed(Route, Request.Language, MessageOf(Error));
     }
     return ErrorReply(403, FLocalizer, Request.Language);
 }
 
-TReply TPageHandler::Failed(const TRoute& Route, const TWebRequest& Request, std::u16string_view What) const {
+TReply TPageHandler::Failed(const TRoute& Route, std::u16string_view LanguageID,
+                            std::u16string_view What) const {
     const std::u16string Id = FailureId();
     FLogger.Log(TLogLevel::Error,
                 u"page error " + Id + u" in " + Route.Module + u": " + std::u16string(What));
-    return ErrorReply(500, FLocalizer, Request.Language, Id);
+    return ErrorReply(500, FLocalizer, LanguageID, Id);
 }
 
 TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWebRequest& Request,
                                TWorker& Worker) const {
     std::u16string What;
     try {
-        for (const TRequestFilter& Filter : FFilters) {
+        for (const TRequestFilter& Filter : FHooks.Filters) {
             if (!Route.Filter) break;
             if (const auto Refusal = Filter(Request)) {
                 FLogger.Log(TLogLevel::Warning,
@@ -239,7 +253,7 @@ TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWeb
     } catch (const std::exception& Error) {
         What = MessageOf(Error);
     }
-    return Failed(Route, Request, What);
+    return Failed(Route, Request.Language, What);
 }
 
 } // namespace zutools::server

@@ -55,20 +55,32 @@ struct TRefusal {
 /// in place. Nothing lets the request through.
 using TRequestFilter = std::function<std::optional<TRefusal>(const TWebRequest&)>;
 
+/// What the application adds to pages. All are called on worker threads, several at once; all but the filters
+/// may be empty.
+struct TPageHooks {
+    std::vector<TRequestFilter> Filters; // asked in order before each module
+    TSignInHook SignIn;                  // empty: there are no users
+    /// The stamp that sessions of a user must have (TSignedInUser); nothing when he is gone or disabled.
+    std::function<std::optional<std::int64_t>(std::u16string_view User)> UserStamp;
+    /// Whether something is kept for a session that has to be dropped at its end.
+    std::function<bool(std::u16string_view SID)> HoldsSomething;
+    std::shared_ptr<TSecurityManager> Security = Services().Security; // who is an administrator
+};
+
 /// An answer and what the log tells about it.
 struct TPageResult {
     TReply Reply;
     std::u16string SID;
     std::u16string LanguageID;
     std::u16string User; // empty: nobody
+    bool Delay = false;  // whoever guesses passwords is to wait for it
 };
 
 class TPageHandler {
 public:
     /// Everything must outlive the handler.
-    TPageHandler(const TWebConfig& Config, TSessions& Sessions, TLogger& Logger, TLocalizatorTable& Localizer,
-                 std::vector<TRequestFilter> Filters, TSignInHook SignIn = {},
-                 std::shared_ptr<TSecurityManager> Security = Services().Security);
+    TPageHandler(const TWebConfig& Config, TSessions& Sessions, TAddressGate& Gate, TLogger& Logger,
+                 TLocalizatorTable& Localizer, const TPageHooks& Hooks);
 
     /// Runs the page. Never throws but for want of memory: what went wrong is in the reply and in the log.
     [[nodiscard]] TPageResult Handle(const TRawRequest& Raw, const TRoute& Route, TWorker& Worker) const;
@@ -81,7 +93,9 @@ private:
     [[nodiscard]] std::optional<TReply> Barred(const TRoute& Route, const TRawRequest& Raw,
                                                const TWebRequest& Request,
                                                const TSessionState& Session) const;
-    [[nodiscard]] TReply Failed(const TRoute& Route, const TWebRequest& Request,
+    /// Ends the session when its user is not the one who signed in any more.
+    void CheckUser(TSessionLease& Lease) const;
+    [[nodiscard]] TReply Failed(const TRoute& Route, std::u16string_view LanguageID,
                                 std::u16string_view What) const;
     [[nodiscard]] TReply RunModule(const TRoute& Route, const TRawRequest& Raw, TWebRequest& Request,
                                    TWorker& Worker) const;
@@ -90,9 +104,8 @@ private:
     TSessions& FSessions;
     TLogger& FLogger;
     TLocalizatorTable& FLocalizer;
-    const std::vector<TRequestFilter> FFilters;
-    const TSignInHook FSignIn;
-    const std::shared_ptr<TSecurityManager> FSecurity;
+    TAddressGate& FGate;
+    const TPageHooks& FHooks;
 };
 
 } // namespace zutools::server

@@ -2,15 +2,17 @@
 
 #include "core/Lthdata.h"
 #include "host/ThreadContainer.h"
+#include "platform/Text.h"
 #include "server/web/HttpText.h"
 
 namespace zutools::server {
 
 TPageSession::TPageSession(TSessionLease& Lease, TWebRequest& Request, const TSignInHook& Hook,
-                           std::chrono::seconds Idle, TLogger& Logger)
+                           TAddressGate& Gate, std::chrono::seconds Idle, TLogger& Logger)
     : FLease(Lease)
     , FRequest(Request)
     , FHook(Hook)
+    , FGate(Gate)
     , FIdle(Idle)
     , FLogger(Logger) {
     auto Session = std::make_unique<TSession>();
@@ -32,15 +34,22 @@ TPageSession::~TPageSession() {
 TSignInResult TPageSession::SignIn(std::u16string_view User, std::u16string_view Password) {
     CheckThread();
     if (!FHook) throw EIObjectError(u"session.sign_in: this service has no users");
-    std::u16string CanonicalName;
-    const TSignInResult Result = FHook(User, Password, CanonicalName);
-    if (Result == TSignInResult::Ok) {
-        Renew(CanonicalName);
-        FLogger.Log(TLogLevel::Info, u"signed in: " + CanonicalName + u", session " + FLease.State().SID);
-    } else {
+    const std::string Address = platform::Utf16ToUtf8(FRequest.RemoteAddress);
+    TSignedInUser Who;
+    TSignInResult Result = TSignInResult::Wait;
+    if (FGate.TryTake(Address)) Result = FHook(User, Password, Who);
+    FRefused = Result != TSignInResult::Ok;
+    if (FRefused) {
         // Without the name: users type passwords there.
-        FLogger.Log(TLogLevel::Warning, u"sign-in refused, from " + FRequest.RemoteAddress);
+        FLogger.Log(TLogLevel::Warning,
+                    u"sign-in " +
+                        std::u16string(Result == TSignInResult::Wait ? u"has to wait" : u"refused") +
+                        u", from " + FRequest.RemoteAddress);
+        return Result;
     }
+    FGate.GiveBack(Address);
+    Renew(Who);
+    FLogger.Log(TLogLevel::Info, u"signed in: " + Who.Name + u", session " + FLease.State().SID);
     return Result;
 }
 
@@ -61,7 +70,7 @@ void TPageSession::CheckThread() const {
     throw EIObjectError(u"session: only the page itself signs in and out, not zu.as_session");
 }
 
-void TPageSession::Renew(std::u16string_view User) {
+void TPageSession::Renew(const TSignedInUser& User) {
     FLease.Renew(User);
     const TSessionState& State = FLease.State();
     FSession->SID = State.SID;

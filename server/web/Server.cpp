@@ -6,7 +6,9 @@
 #include "server/web/Connections.h"
 #include "server/web/Framing.h"
 #include "server/web/HttpText.h"
+#include "server/web/Later.h"
 #include "server/web/Multipart.h"
+#include "server/web/SessionEnds.h"
 #include "server/web/StaticFiles.h"
 #include "server/web/WorkerPool.h"
 
@@ -241,32 +243,31 @@ TSessions::TEndHook GuardedHook(TSessions::TEndHook Hook, TLogger& Logger) {
 } // namespace
 
 struct TWebServer::TImpl {
-    TImpl(TWebConfig Settings, TWebServerHooks Hooks, TLogger& Log, TLocalizatorTable& Texts)
+    TImpl(TWebConfig Settings, TWebServerHooks AHooks, TLogger& Log, TLocalizatorTable& Texts)
         : Config(std::move(Settings))
         , Logger(Log)
         , Localizer(Texts)
-        , TellAccess(
-              Hooks.Access
-                  ? std::move(Hooks.Access)
-                  : [this](
-                        const TAccess&
-                            Access) { Logger.Log(TLogLevel::Info, platform::Utf8ToUtf16(AccessText(Access))); })
         , Static(Config.Static)
+        , Hooks(std::move(AHooks))
         , Connections({Config.Limits.Connections, Config.Limits.ConnectionsPerAddress,
                        std::chrono::seconds(Config.Limits.HeaderSeconds),
                        std::chrono::seconds(Config.Limits.IdleSeconds),
                        std::chrono::seconds(Config.Limits.BodySeconds)},
                       [](int Socket) { ::shutdown(Socket, SHUT_RDWR); })
-        , Sessions(Config.Session.Idle, Config.Session.Count, std::move(Hooks.Clock),
-                   GuardedHook(std::move(Hooks.SessionEnded), Log))
-        , Handler(Config, Sessions, Logger, Localizer, std::move(Hooks.Filters), std::move(Hooks.SignIn),
-                  std::move(Hooks.Security))
-        , Pool(std::in_place, Config.Limits.Threads, Config.Limits.Queue, std::move(Hooks.MakeRunner)) {}
+        , Gate(Hooks.Clock)
+        , Sessions({Config.Session.Idle, Config.Session.Count, Config.Session.Longest}, Hooks.Clock,
+                   GuardedHook(Hooks.SessionEnded, Log),
+                   [this](const TSessionState& State) { Ends->Add(State); })
+        , Handler(Config, Sessions, Gate, Logger, Localizer, Hooks)
+        , Later(std::in_place)
+        , Ends(std::in_place, GuardedHook(Hooks.SessionEnded, Log), Hooks.SweepThreadEnd)
+        , Pool(std::in_place, Config.Limits.Threads, Config.Limits.Queue, Hooks.MakeRunner) {}
 
     ~TImpl() { Stop(); }
 
     void Start();
     bool Stop();
+    void Sweep();
 
     // On the network threads.
     MHD_Result Access(const char* Method, const char* Version, const char* Data, std::size_t* Size,
@@ -290,9 +291,10 @@ struct TWebServer::TImpl {
     const TWebConfig Config;
     TLogger& Logger;
     TLocalizatorTable& Localizer;
-    const std::function<void(const TAccess&)> TellAccess;
     const TStaticFiles Static;
+    const TWebServerHooks Hooks;
     TConnections Connections;
+    TAddressGate Gate;
     TSessions Sessions;
     const TPageHandler Handler;
 
@@ -307,7 +309,10 @@ struct TWebServer::TImpl {
     bool Stopping = false;            // new requests are turned away
     bool Closed = false;              // nothing is suspended any more
 
-    std::optional<TWorkerPool> Pool; // last: its threads use everything above
+    // Last: their threads use everything above.
+    std::optional<TLater> Later;
+    std::optional<TSessionEnds> Ends;
+    std::optional<TWorkerPool> Pool;
 };
 
 // ---- Life
@@ -415,7 +420,8 @@ bool TWebServer::TImpl::Stop() {
             Closed = true;
             Late.swap(Suspended);
             for (const TExchangePtr& Exchange : Late) {
-                SetReply(*Exchange, ErrorReply(503, Localizer, Config.DefaultLanguage));
+                if (!Exchange->Answered) // else its answer is only held back
+                    SetReply(*Exchange, ErrorReply(503, Localizer, Config.DefaultLanguage));
             }
         }
         for (const TExchangePtr& Exchange : Late) MHD_resume_connection(&Exchange->Connection);
@@ -439,6 +445,22 @@ std::unique_ptr<TWire> TWebServer::TImpl::Welcome(MHD_Connection& Connection) {
 void TWebServer::TImpl::Enter(TExchange& Exchange, TConnectionPhase Phase) {
     TWire* const Wire = WireOf(Exchange.Connection);
     if (Wire != nullptr) Connections.Enter(Wire->Place, Phase, std::chrono::steady_clock::now());
+}
+
+void TWebServer::TImpl::Sweep() {
+    Sessions.Sweep();
+    if (!Hooks.UserStamp) return;
+    try {
+        for (const TSignedInUser& User : Sessions.Users()) {
+            if (Hooks.UserStamp(User.Name) == User.Stamp) continue;
+            Sessions.End([&](const TSessionState& Session) {
+                return Session.USR == User.Name && Session.UserStamp == User.Stamp;
+            });
+            Logger.Log(TLogLevel::Info, u"sessions ended with their user: " + User.Name);
+        }
+    } catch (const std::exception& Error) {
+        Logger.Log(TLogLevel::Warning, u"users of sessions were not looked for: " + MessageOf(Error));
+    }
 }
 
 // ---- One request
@@ -606,7 +628,13 @@ void TWebServer::TImpl::RunPage(const TExchangePtr& Exchange, TWorker& Worker) {
     Exchange->User = std::move(Result.User);
     if (!Result.LanguageID.empty()) Exchange->LanguageID = std::move(Result.LanguageID);
     SetReply(*Exchange, std::move(Result.Reply));
-    MHD_resume_connection(&Exchange->Connection);
+    if (!Result.Delay || Stopping || Hooks.RefusalDelay.count() == 0)
+        return MHD_resume_connection(&Exchange->Connection);
+    Suspended.insert(Exchange);
+    Later->At(Exchange->Began + Hooks.RefusalDelay, [this, Exchange] {
+        const std::lock_guard Again(Mutex);
+        if (Suspended.erase(Exchange) != 0) MHD_resume_connection(&Exchange->Connection);
+    });
 }
 
 MHD_Result TWebServer::TImpl::Send(TExchange& Exchange) {
@@ -651,9 +679,20 @@ void TWebServer::TImpl::Completed(TExchange& Exchange, bool Whole) {
     // The path as sent: escapes cannot be mistaken for parts of the line. The query may hold what users
     // typed.
     const std::string_view Target = Exchange.Target;
-    TellAccess({Exchange.Raw.Method, std::string(Target.substr(0, Target.find('?'))), Exchange.SentStatus,
-                Exchange.SentBytes, duration_cast<microseconds>(steady_clock::now() - Exchange.Began),
-                Exchange.Raw.RemoteAddress, Exchange.User, Exchange.SID, Exchange.LanguageID});
+    const TAccess Access{Exchange.Raw.Method,
+                         std::string(Target.substr(0, Target.find('?'))),
+                         Exchange.SentStatus,
+                         Exchange.SentBytes,
+                         duration_cast<microseconds>(steady_clock::now() - Exchange.Began),
+                         Exchange.Raw.RemoteAddress,
+                         Exchange.User,
+                         Exchange.SID,
+                         Exchange.LanguageID};
+    if (Hooks.Access) {
+        Hooks.Access(Access);
+    } else {
+        Logger.Log(TLogLevel::Info, platform::Utf8ToUtf16(AccessText(Access)));
+    }
     if (!Exchange.Counted) return;
     {
         const std::lock_guard Guard(Mutex);
@@ -691,7 +730,15 @@ bool TWebServer::Stop() {
 }
 
 void TWebServer::SweepSessions() {
-    FImpl->Sessions.Sweep();
+    FImpl->Ends->AddWork([this] { FImpl->Sweep(); });
+}
+
+std::vector<TSessionInfo> TWebServer::ListSessions() const {
+    return FImpl->Sessions.List();
+}
+
+std::size_t TWebServer::EndSessions(const std::function<bool(const TSessionState&)>& Which) {
+    return FImpl->Sessions.End(Which);
 }
 
 } // namespace zutools::server

@@ -16,6 +16,8 @@
 #include "server/web/PageHandler.h"
 #include "server/web/Sessions.h"
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -24,15 +26,17 @@
 
 namespace zutools::server {
 
-struct TWebServerHooks {
+struct TWebServerHooks : TPageHooks {
     TModuleRunnerFactory MakeRunner;
-    std::vector<TRequestFilter> Filters; // asked in order before each module
     std::function<void(const TAccess&)>
         Access; // told of each request, must not raise; empty: a line of the logger
     TSessions::TClock Clock = std::chrono::steady_clock::now;
-    TSessions::TEndHook SessionEnded;                                 // what it raises is logged
-    TSignInHook SignIn;                                               // empty: there are no users
-    std::shared_ptr<TSecurityManager> Security = Services().Security; // who is an administrator
+    /// What it raises is logged. Of sessions that nobody's page ended, it is called on a thread of its own,
+    /// as is UserStamp when sessions are swept; `SweepThreadEnd` is the last call there.
+    TSessions::TEndHook SessionEnded;
+    std::function<void()> SweepThreadEnd;
+    /// How long whoever was not let in waits for the answer that says so.
+    std::chrono::milliseconds RefusalDelay{1000};
 };
 
 class TWebServer {
@@ -55,8 +59,13 @@ public:
     /// every connection; pages still waiting are answered 503. True when no module is running any more.
     bool Stop();
 
-    /// Ends sessions that were idle for too long; pages do so too, this is for times without any.
+    /// Ends sessions that were idle for too long, are too old or whose users are gone, on a thread of its
+    /// own; pages end the first, this is for times without any. Returns at once. Any thread, as the next
+    /// ones.
     void SweepSessions();
+    [[nodiscard]] std::vector<TSessionInfo> ListSessions() const;
+    /// How many sessions were ended.
+    std::size_t EndSessions(const std::function<bool(const TSessionState&)>& Which);
 
 private:
     struct TImpl;

@@ -3,7 +3,13 @@
 #include "platform/Random.h"
 #include "server/web/HttpText.h"
 
-#include <array>
+#include <sodium.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <set>
+#include <span>
 #include <utility>
 
 namespace zutools::server {
@@ -17,86 +23,170 @@ std::string RandomHex() {
     return HexText(Buffer);
 }
 
+std::u16string Widened(std::string_view Ascii) {
+    return {Ascii.begin(), Ascii.end()};
+}
+
+/// Keyed BLAKE2b.
+template <std::size_t Bytes>
+std::string KeyedHex(std::span<const std::byte> Key, std::string_view Text) {
+    std::array<std::byte, Bytes> Hash;
+    crypto_generichash(reinterpret_cast<unsigned char*>(Hash.data()), Hash.size(),
+                       reinterpret_cast<const unsigned char*>(Text.data()), Text.size(),
+                       reinterpret_cast<const unsigned char*>(Key.data()), Key.size());
+    return HexText(Hash);
+}
+
+// A token: digits of its own, those of the minute that it was made in, and those that sign both.
+constexpr std::size_t KeyDigits = 32;
+constexpr std::size_t MinuteDigits = 8;
+constexpr std::size_t SignatureDigits = 32;
+
 } // namespace
+
+// ---- leases
 
 TSessionLease::TSessionLease(TSessionLease&& Other) noexcept
     : FOwner(std::exchange(Other.FOwner, nullptr))
     , FPlace(Other.FPlace)
-    , FState(std::move(Other.FState)) {}
+    , FState(std::move(Other.FState))
+    , FRemoteAddress(std::move(Other.FRemoteAddress)) {}
 
 TSessionLease::~TSessionLease() {
     if (FOwner != nullptr) FOwner->Release(FPlace);
 }
 
 void TSessionLease::SetLanguage(std::u16string_view LanguageID) {
+    Keep();
     FState.LanguageID = LanguageID;
-    FOwner->SetLanguage(FPlace, LanguageID);
+    FOwner->SetLanguage(*FPlace, LanguageID);
 }
 
-void TSessionLease::Renew(std::u16string_view User) {
-    FPlace = FOwner->Renew(FPlace, User);
-    // Secrets and names of a session never change, so they are read without the lock; its language was ours.
-    std::u16string LanguageID = std::move(FState.LanguageID);
-    FState = {FPlace->State.Secret, FPlace->State.SID,     FPlace->State.FormToken,
-              FPlace->State.USR,    std::move(LanguageID), true};
+void TSessionLease::Keep() {
+    if (!FPlace) FPlace = FOwner->Keep(FState, FRemoteAddress);
 }
 
-TSessions::TSessions(std::chrono::steady_clock::duration IdleLimit, std::size_t MaxCount, TClock Clock,
-                     TEndHook EndHook)
-    : FIdleLimit(IdleLimit)
-    , FMaxCount(MaxCount)
-    , FClock(std::move(Clock))
-    , FEndHook(std::move(EndHook)) {}
+void TSessionLease::Renew(const TSignedInUser& User) {
+    FPlace = FOwner->Renew(FPlace, FState, User, FRemoteAddress);
+}
 
-TSessionLease TSessions::Acquire(std::string_view Secret) {
+// ---- the table
+
+TSessions::TSessions(TSessionLimits Limits, TClock Clock, TEndHook Ended, TEndHook Expired)
+    : FClock(std::move(Clock))
+    , FEnded(std::move(Ended))
+    , FExpired(Expired ? std::move(Expired) : FEnded)
+    , FLimits(Limits) {
+    platform::FillRandom(FKey);
+}
+
+void TSessions::SetLimits(TSessionLimits Limits) {
+    const std::lock_guard Guard(FMutex);
+    FLimits = Limits;
+}
+
+TSessionLease TSessions::Acquire(std::string_view Secret, std::string_view RemoteAddress) {
+    auto Token = ReadToken(Secret);
     TEntries Ended;
-    TPlace Place;
+    std::optional<TPlace> Place;
     TSessionState State;
     {
         const std::lock_guard Guard(FMutex);
-        Ended = TakeEnded(FMaxCount);
-        const auto Found = FBySecret.find(Secret);
-        const bool New = Found == FBySecret.end();
-        if (New) {
-            // A secret that a browser brings along is never adopted: someone else may have planted it there.
-            Ended.splice(Ended.end(), TakeEnded(FMaxCount - 1));
-            Place = Begin({}, {});
-        } else {
+        Ended = TakeEnded(FLimits.Count);
+        const auto Found = FByKey.find(Token ? Secret.substr(0, KeyDigits) : Secret);
+        if (Found != FByKey.end() && IsTooOld(*Found->second, FClock())) {
+            TakeEvenInUse(Found->second, Ended);
+            Token.reset();
+        } else if (Found != FByKey.end()) {
             Place = Found->second;
-            ++Place->InUse;
-            Touch(Place);
+            ++(*Place)->InUse;
+            (*Place)->RemoteAddress = RemoteAddress;
+            Touch(*Place);
+            State = (*Place)->State;
+            State.New = false;
         }
-        State = Place->State;
-        State.New = New;
     }
-    TellEnded(Ended);
-    return {*this, Place, std::move(State)};
+    Tell(FExpired, Ended);
+    // A secret that a browser brings along is never adopted: someone else may have planted it there.
+    if (!Place) State = Token ? std::move(*Token) : NewVisitor();
+    return {*this, Place, std::move(State), RemoteAddress};
+}
+
+template <class TWhich>
+std::size_t TSessions::EndEach(const TWhich& Which) {
+    TEntries Ended;
+    {
+        const std::lock_guard Guard(FMutex);
+        for (TEntries* const List : {&FAnonymous, &FSignedIn}) {
+            for (auto Entry = List->begin(); Entry != List->end();) {
+                const auto Next = std::next(Entry);
+                if (Which(*Entry)) TakeEvenInUse(Entry, Ended);
+                Entry = Next;
+            }
+        }
+    }
+    Tell(FExpired, Ended);
+    return Ended.size();
 }
 
 void TSessions::Sweep() {
     TEntries Ended;
     {
         const std::lock_guard Guard(FMutex);
-        Ended = TakeEnded(FMaxCount);
+        Ended = TakeEnded(FLimits.Count);
     }
-    TellEnded(Ended);
+    Tell(FExpired, Ended);
+    EndEach([this, Now = FClock()](const TEntry& Entry) { return IsTooOld(Entry, Now); });
+}
+
+std::size_t TSessions::End(const std::function<bool(const TSessionState&)>& Which) {
+    return EndEach([&](const TEntry& Entry) { return Which(Entry.State); });
 }
 
 std::size_t TSessions::Count() const {
     const std::lock_guard Guard(FMutex);
-    return FBySecret.size();
+    return FByKey.size();
 }
 
-void TSessions::Release(TPlace Place) {
+std::vector<TSessionInfo> TSessions::List() const {
+    using std::chrono::duration_cast, std::chrono::seconds;
+    std::vector<TSessionInfo> Infos;
+    const auto Now = FClock();
+    const std::lock_guard Guard(FMutex);
+    Infos.reserve(FByKey.size());
+    for (const TEntries* const List : {&FSignedIn, &FAnonymous}) {
+        for (const TEntry& Entry : *List) {
+            Infos.push_back({Entry.State.SID, Entry.State.USR, Entry.RemoteAddress,
+                             duration_cast<seconds>(Now - Entry.Began),
+                             duration_cast<seconds>(Now - Entry.LastUse)});
+        }
+    }
+    return Infos;
+}
+
+std::vector<TSignedInUser> TSessions::Users() const {
+    std::set<std::pair<std::u16string, std::int64_t>> Users;
+    {
+        const std::lock_guard Guard(FMutex);
+        for (const TEntry& Entry : FSignedIn) Users.emplace(Entry.State.USR, Entry.State.UserStamp);
+    }
+    std::vector<TSignedInUser> Result;
+    for (const auto& [Name, Stamp] : Users) Result.push_back({Name, Stamp});
+    return Result;
+}
+
+void TSessions::Release(std::optional<TPlace> Place) {
+    if (!Place) return;
+    TEntry& Entry = **Place;
     TEntries Ended;
     {
         const std::lock_guard Guard(FMutex);
-        --Place->InUse;
-        if (!Place->Ended) return Touch(Place);
-        if (Place->InUse != 0) return;
-        Ended.splice(Ended.end(), FEndedInUse, Place);
+        --Entry.InUse;
+        if (!Entry.Ended) return Touch(*Place);
+        if (Entry.InUse != 0) return;
+        Ended.splice(Ended.end(), FEndedInUse, *Place);
     }
-    TellEnded(Ended);
+    Tell(FEnded, Ended);
 }
 
 void TSessions::SetLanguage(TPlace Place, std::u16string_view LanguageID) {
@@ -104,42 +194,116 @@ void TSessions::SetLanguage(TPlace Place, std::u16string_view LanguageID) {
     Place->State.LanguageID = LanguageID;
 }
 
-TSessions::TPlace TSessions::Renew(TPlace Place, std::u16string_view User) {
+TSessions::TPlace TSessions::Keep(const TSessionState& State, std::string_view RemoteAddress) {
     TEntries Ended;
-    TPlace Fresh;
+    TPlace Place;
     {
         const std::lock_guard Guard(FMutex);
-        Ended = TakeEnded(FMaxCount);
-        Fresh = Begin(User, Place->State.LanguageID);
-        --Place->InUse;
-        if (Place->Ended) { // by another page of it, which has told of it
-            if (Place->InUse == 0) Ended.splice(Ended.end(), FEndedInUse, Place);
-        } else if (Place->InUse == 0) {
-            Take(Place, Ended);
+        const auto Found = FByKey.find(std::string_view(State.Secret).substr(0, KeyDigits));
+        if (Found != FByKey.end()) { // another page of it was faster
+            Place = Found->second;
+            ++Place->InUse;
         } else {
-            Ended.push_back({Place->State, {}, 0, true});
-            FBySecret.erase(Place->State.Secret);
-            FEndedInUse.splice(FEndedInUse.end(), ListOf(*Place), Place);
-            Place->Ended = true;
+            Ended = TakeEnded(FLimits.Count - 1);
+            Place = Insert(State, RemoteAddress);
         }
     }
-    TellEnded(Ended);
-    return Fresh;
+    Tell(FExpired, Ended);
+    return Place;
 }
 
-TSessions::TPlace TSessions::Begin(std::u16string_view User, std::u16string_view LanguageID) {
+std::optional<TSessions::TPlace> TSessions::Renew(std::optional<TPlace> Place, TSessionState& State,
+                                                  const TSignedInUser& User, std::string_view RemoteAddress) {
+    TSessionState Fresh = NewVisitor();
+    Fresh.LanguageID = State.LanguageID;
+    std::optional<TPlace> FreshPlace;
+    TEntries Expired;
+    TEntries Own;
+    {
+        const std::lock_guard Guard(FMutex);
+        if (!User.Name.empty()) {
+            const std::string Sid = RandomHex<8>();
+            Fresh.Secret = RandomHex<KeyDigits / 2>();
+            Fresh.SID = Widened(Sid);
+            Fresh.FormToken = RandomHex<16>();
+            Fresh.USR = User.Name;
+            Fresh.UserStamp = User.Stamp;
+            Expired = TakeEnded(Place ? FLimits.Count : FLimits.Count - 1); // the old entry goes
+            FreshPlace = Insert(Fresh, RemoteAddress);
+        }
+        if (!Place) {
+            Own.push_back({.State = State});
+        } else {
+            --(*Place)->InUse;
+            if (!(*Place)->Ended) {
+                TakeEvenInUse(*Place, Own);
+            } else if ((*Place)->InUse == 0) { // ended by another page of it, which has told of it
+                Own.splice(Own.end(), FEndedInUse, *Place);
+            }
+        }
+    }
+    Tell(FExpired, Expired);
+    Tell(FEnded, Own);
+    State = std::move(Fresh);
+    State.New = true;
+    return FreshPlace;
+}
+
+// ---- tokens
+
+std::uint32_t TSessions::Minute() const {
+    return static_cast<std::uint32_t>(
+        std::chrono::duration_cast<std::chrono::minutes>(FClock().time_since_epoch()).count());
+}
+
+TSessionState TSessions::NewVisitor() const {
+    TSessionState State = StateOfToken(RandomHex<KeyDigits / 2>(), Minute());
+    State.New = true;
+    return State;
+}
+
+TSessionState TSessions::StateOfToken(std::string_view Nonce, std::uint32_t Minute) const {
+    std::array<char, MinuteDigits + 1> Digits{};
+    std::snprintf(Digits.data(), Digits.size(), "%08x", static_cast<unsigned>(Minute));
+    const std::string Signed = std::string(Nonce) + Digits.data();
+    const std::string Rest = KeyedHex<24>(FKey, "session " + std::string(Nonce));
+    TSessionState State;
+    State.SID = Widened(std::string_view(Rest).substr(0, 16));
+    State.FormToken = Rest.substr(16);
+    State.Secret = Signed + KeyedHex<SignatureDigits / 2>(FKey, "token " + Signed);
+    return State;
+}
+
+std::optional<TSessionState> TSessions::ReadToken(std::string_view Secret) const {
+    if (Secret.size() != KeyDigits + MinuteDigits + SignatureDigits) return std::nullopt;
+    const std::string_view Signed = Secret.substr(0, KeyDigits + MinuteDigits);
+    if (!EqualSecrets(Secret.substr(Signed.size()),
+                      KeyedHex<SignatureDigits / 2>(FKey, "token " + std::string(Signed))))
+        return std::nullopt;
+    // From here on it is a text of our own.
+    std::uint32_t Made = 0;
+    const std::string_view Digits = Signed.substr(KeyDigits, MinuteDigits);
+    std::from_chars(Digits.data(), Digits.data() + Digits.size(), Made, 16);
+    const auto Age = std::chrono::minutes(Minute() - Made);
+    {
+        const std::lock_guard Guard(FMutex);
+        if (FLimits.Longest.count() != 0 && Age >= FLimits.Longest) return std::nullopt;
+    }
+    return StateOfToken(Signed.substr(0, KeyDigits), Made);
+}
+
+// ---- under the lock
+
+TSessions::TPlace TSessions::Insert(TSessionState State, std::string_view RemoteAddress) {
     TEntry Entry;
-    const std::string Sid = RandomHex<8>();
-    Entry.State.Secret = RandomHex<16>();
-    Entry.State.SID.assign(Sid.begin(), Sid.end());
-    Entry.State.FormToken = RandomHex<16>();
-    Entry.State.USR = User;
-    Entry.State.LanguageID = LanguageID;
-    Entry.LastUse = FClock();
+    Entry.State = std::move(State);
+    Entry.Key = Entry.State.Secret.substr(0, KeyDigits);
+    Entry.RemoteAddress = RemoteAddress;
+    Entry.Began = Entry.LastUse = FClock();
     Entry.InUse = 1;
     TEntries& List = ListOf(Entry);
     const TPlace Place = List.insert(List.end(), std::move(Entry));
-    FBySecret.emplace(Place->State.Secret, Place);
+    FByKey.emplace(Place->Key, Place);
     return Place;
 }
 
@@ -153,18 +317,22 @@ TSessions::TEntries& TSessions::ListOf(const TEntry& Entry) {
     return Entry.State.USR.empty() ? FAnonymous : FSignedIn;
 }
 
+bool TSessions::IsTooOld(const TEntry& Entry, TMoment Now) const {
+    return FLimits.Longest.count() != 0 && Now - Entry.Began >= FLimits.Longest;
+}
+
 TSessions::TEntries TSessions::TakeEnded(std::size_t Room) {
     TEntries Ended;
     const auto Now = FClock();
     for (TEntries* const List : {&FAnonymous, &FSignedIn}) {
-        for (auto Entry = List->begin(); Entry != List->end() && Now - Entry->LastUse >= FIdleLimit;) {
+        for (auto Entry = List->begin(); Entry != List->end() && Now - Entry->LastUse >= FLimits.Idle;) {
             const auto Next = std::next(Entry);
             if (Entry->InUse == 0) Take(Entry, Ended);
             Entry = Next;
         }
     }
     for (TEntries* const List : {&FAnonymous, &FSignedIn}) {
-        for (auto Entry = List->begin(); Entry != List->end() && FBySecret.size() > Room;) {
+        for (auto Entry = List->begin(); Entry != List->end() && FByKey.size() > Room;) {
             const auto Next = std::next(Entry);
             if (Entry->InUse == 0) Take(Entry, Ended);
             Entry = Next;
@@ -174,13 +342,21 @@ TSessions::TEntries TSessions::TakeEnded(std::size_t Room) {
 }
 
 void TSessions::Take(TPlace Place, TEntries& Ended) {
-    FBySecret.erase(Place->State.Secret);
+    FByKey.erase(Place->Key);
     Ended.splice(Ended.end(), ListOf(*Place), Place);
 }
 
-void TSessions::TellEnded(const TEntries& Ended) const {
-    if (!FEndHook) return;
-    for (const TEntry& Entry : Ended) FEndHook(Entry.State);
+void TSessions::TakeEvenInUse(TPlace Place, TEntries& Ended) {
+    if (Place->InUse == 0) return Take(Place, Ended);
+    Ended.push_back({.State = Place->State});
+    FByKey.erase(Place->Key);
+    FEndedInUse.splice(FEndedInUse.end(), ListOf(*Place), Place);
+    Place->Ended = true;
+}
+
+void TSessions::Tell(const TEndHook& Hook, const TEntries& Ended) {
+    if (!Hook) return;
+    for (const TEntry& Entry : Ended) Hook(Entry.State);
 }
 
 } // namespace zutools::server

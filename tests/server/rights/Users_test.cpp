@@ -28,8 +28,8 @@ protected:
     }
     [[nodiscard]] static TSignInResult SignIn(TUsers& Users, std::u16string_view Name,
                                               std::u16string_view Password = Bad) {
-        std::u16string Canonical;
-        return Users.SignIn(Name, Password, Canonical);
+        TSignedInUser Who;
+        return Users.SignIn(Name, Password, Who);
     }
     [[nodiscard]] std::u16string StoredHash(std::u16string_view Name) {
         return One(Db(), u"SELECT PasswordHash FROM ZuUsers WHERE Name = :Name", {{u"Name", Name}})
@@ -40,15 +40,39 @@ protected:
 };
 ZU_ON_BOTH_DATABASES(UserAccounts);
 
+TEST_P(UserAccounts, TheStampOfSessionsChangesWithWhatEndsThem) {
+    TUsers Users = Make();
+    Users.Add(u"Anna", Good, u"", false);
+    TSignedInUser Who;
+    EXPECT_EQ(Users.SignIn(u"anna", Good, Who), TSignInResult::Ok);
+    EXPECT_EQ(Users.SessionStamp(u"Anna"), Who.Stamp);
+    struct TCase {
+        const char* What;
+        std::function<void()> Change;
+        bool Ends;
+    };
+    for (const TCase& Case : {TCase{"rights", [&] { Users.SetAdministrator(u"anna", true); }, false},
+                              {"enabled before", [&] { Users.SetDisabled(u"anna", false); }, false},
+                              {"password", [&] { Users.SetPassword(u"anna", Good); }, true},
+                              {"disabled", [&] { Users.SetDisabled(u"anna", true); }, true},
+                              {"enabled again", [&] { Users.SetDisabled(u"anna", false); }, true},
+                              {"removed", [&] { Users.Remove(u"anna"); }, true},
+                              {"another one", [&] { Users.Add(u"anna", Good, u"", true); }, true}}) {
+        const auto Before = Users.SessionStamp(u"anna").value_or(0);
+        Case.Change();
+        EXPECT_EQ(Users.SessionStamp(u"anna") != Before, Case.Ends) << Case.What;
+    }
+}
+
 TEST_P(UserAccounts, SignInTellsTheNameAsItWasGivenAtFirst) {
     TUsers Users = Make();
     Users.Add(u"Анна Müller", u"пароль🔑word", u"", false);
     for (const std::u16string_view Name : {u"Анна Müller", u"анна müller", u"АННА MU\u0308LLER"}) {
-        std::u16string Canonical = u"left over";
-        EXPECT_EQ(Users.SignIn(Name, u"пароль🔑word", Canonical), TSignInResult::Ok);
-        EXPECT_EQ(Canonical, u"Анна Müller");
-        EXPECT_EQ(Users.SignIn(Name, u"Пароль🔑word", Canonical), TSignInResult::Refused);
-        EXPECT_EQ(Canonical, u"");
+        TSignedInUser Who{u"left over", 1};
+        EXPECT_EQ(Users.SignIn(Name, u"пароль🔑word", Who), TSignInResult::Ok);
+        EXPECT_EQ(Who.Name, u"Анна Müller");
+        EXPECT_EQ(Users.SignIn(Name, u"Пароль🔑word", Who), TSignInResult::Refused);
+        EXPECT_EQ(Who.Name, u"");
     }
     EXPECT_EQ(SignIn(Users, u"Анна", u"пароль🔑word"), TSignInResult::Refused);
 }

@@ -51,24 +51,29 @@ protected:
     tests::TTempFolder Folder;
     TWebConfig Config;
     std::vector<std::u16string> Ended;
-    TSessions Sessions{std::chrono::minutes(20), 10, std::chrono::steady_clock::now,
+    TSessions Sessions{{std::chrono::minutes(20), 10},
+                       std::chrono::steady_clock::now,
                        [this](const TSessionState& State) { Ended.push_back(State.SID); }};
     tests::TRecordingLogger Logger;
     TEmptyLocalizatorTable Localizer;
     std::shared_ptr<TSecurityManager> Security;
-    TPageHandler Handler{Config,
-                         Sessions,
-                         Logger,
-                         Localizer,
-                         {},
-                         [](auto User, auto Password, auto& Canonical) {
+    TPageHooks Hooks{.Filters = {},
+                     .SignIn =
+                         [this](auto User, auto Password, auto& Who) {
                              if (Password == u"later") return TSignInResult::Wait;
                              if (Password != u"right") return TSignInResult::Refused;
-                             Canonical = User; // the stored spelling
-                             Canonical[0] = static_cast<char16_t>(Canonical[0] & ~0x20);
+                             Who.Name = User; // the stored spelling
+                             Who.Name[0] = static_cast<char16_t>(Who.Name[0] & ~0x20);
+                             Who.Stamp = Stamp.value_or(0);
                              return TSignInResult::Ok;
                          },
-                         Security};
+                     .UserStamp = [this](auto) { return Stamp; },
+                     .HoldsSomething = [this](auto) { return Holds; },
+                     .Security = Security};
+    std::optional<std::int64_t> Stamp = 1; // of every user
+    bool Holds = false;                    // every session holds a block
+    TAddressGate Gate;
+    TPageHandler Handler{Config, Sessions, Gate, Logger, Localizer, Hooks};
     TModuleRunnerFactory Factory = [this] {
         return std::make_unique<TLuaModuleRunner>(WebLuaOptions(Config));
     };

@@ -220,7 +220,7 @@ TEST_F(ServerTest, TheSessionCookieIsASecretOfTheBrowser) {
     Start();
     const THttpAnswer First = Get("/");
     const std::string Cookie = First.Header("Set-Cookie");
-    EXPECT_THAT(Cookie, testing::MatchesRegex("zusid=[0-9a-f]{32}; Path=/; HttpOnly; SameSite=Lax"));
+    EXPECT_THAT(Cookie, testing::MatchesRegex("zusid=[0-9a-f]{72}; Path=/; HttpOnly; SameSite=Lax"));
     const std::string Secret = Cookie.substr(6, 32);
     const std::u16string FirstSid = Sid;
     EXPECT_THAT(First.Body, Not(HasSubstr(Secret)));
@@ -242,7 +242,7 @@ TEST_F(ServerTest, TheCookieIsSecureWhenConfigured) {
     Start();
     const THttpAnswer First = Get("/");
     EXPECT_THAT(First.Header("Set-Cookie"),
-                testing::MatchesRegex("__Host-zusid=[0-9a-f]{32}; Path=/; HttpOnly; SameSite=Lax; Secure"));
+                testing::MatchesRegex("__Host-zusid=[0-9a-f]{72}; Path=/; HttpOnly; SameSite=Lax; Secure"));
     EXPECT_EQ(Get("/", CookieOf(First)).Header("Set-Cookie"), "");
 }
 
@@ -255,11 +255,20 @@ TEST_F(ServerTest, TheWorkerHasTheSessionWhileTheModuleRunsOnly) {
     });
     Module(u"/", [](TWebRequest&, TWebResponse&) { throw std::runtime_error("leaves in a hurry"); });
     bool After = true;
-    Hooks.SessionEnded = [&](const TSessionState&) { After = CurrentSession() != nullptr; };
+    std::latch Served(1);
+    std::latch Told(1);
+    Hooks.SessionEnded = [&](const TSessionState&) {
+        After = CurrentSession() != nullptr;
+        Served.wait(); // what ends holds up no page
+        Told.count_down();
+    };
     Config.Session.Count = 1;
     Start();
-    Get("/");
-    Get("/"); // ends the first session on the worker, before the second one's module
+    Get("/?lang=ru");
+    Get("/?lang=ru"); // ends the first session
+    EXPECT_EQ(Get("/").Status, 500);
+    Served.count_down();
+    Told.wait();
     EXPECT_TRUE(Before);
     EXPECT_FALSE(After);
 }

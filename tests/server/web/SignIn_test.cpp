@@ -59,7 +59,6 @@ TEST_F(SignInTest, GivesTheUserAFreshSessionWithinTheSamePage) {
 
     Cookie = OldCookie; // what somebody else may have planted before
     EXPECT_EQ(Body("response:Write(session.user)"), "");
-    EXPECT_NE(Cookie, OldCookie);
 }
 
 TEST_F(SignInTest, TheFormTokenOfBeforeIsWorthNothing) {
@@ -111,6 +110,47 @@ TEST_F(SignInTest, SigningOutEndsTheSession) {
     EXPECT_NE(Cookie, Signed);
     Cookie = Signed;
     EXPECT_EQ(Body("response:Write(session.user)"), "");
+}
+
+TEST_F(SignInTest, TheSessionEndsWithItsUser) {
+    SignIn("anna");
+    const std::string Signed = Cookie;
+    EXPECT_EQ(Body("response:Write(session.user)"), "Anna");
+    Stamp = 2; // another password, or another user of the same name
+    EXPECT_EQ(Body("response:Write(session.user)"), "");
+    SignIn("anna");
+    Stamp.reset(); // removed or disabled
+    Route.User = true;
+    EXPECT_EQ(Run("").Status, 303);
+    Cookie = Signed;
+    EXPECT_EQ(Run("").Status, 303);
+}
+
+TEST_F(SignInTest, WhoTriesTooOftenWaitsWhateverNamesHeTakes) {
+    const auto Try = [this](int Index) {
+        return Body("response:Write(session.sign_in('n" + std::to_string(Index) + "', 'wrong'))");
+    };
+    for (int Index = 0; Index < TAddressGate::FreeTries; ++Index) {
+        SignIn("anna"); // costs nothing
+        EXPECT_EQ(Try(Index), "refused");
+    }
+    EXPECT_EQ(Try(0), "wait");
+    EXPECT_EQ(Body("response:Write(session.sign_in('anna', 'right'))"), "wait");
+    Raw.RemoteAddress = "127.0.0.2";
+    SignIn("anna");
+    for (const char* Same : {"2001:db8:1:2::1", "2001:db8:1:2:ffff::9"}) {
+        Raw.RemoteAddress = Same;
+        for (int Index = 0; Index < TAddressGate::FreeTries / 2; ++Index) EXPECT_EQ(Try(Index), "refused");
+    }
+    EXPECT_EQ(Try(0), "wait");
+}
+
+TEST_F(SignInTest, AVisitorIsKeptOnlyForWhatHisEndMustDrop) {
+    Run("");
+    EXPECT_EQ(Sessions.Count(), 0U);
+    Holds = true;
+    Run("");
+    EXPECT_EQ(Sessions.Count(), 1U);
 }
 
 TEST_F(SignInTest, AModuleThatFailsAfterwardsStillGivesTheCookie) {
@@ -229,7 +269,8 @@ TEST_F(SignInTest, NothingOfAPageStaysOnItsThread) {
 }
 
 TEST_F(SignInTest, AServiceWithoutUsersSaysSo) {
-    const TPageHandler Plain{Config, Sessions, Logger, Localizer, {}};
+    const TPageHooks None;
+    const TPageHandler Plain{Config, Sessions, Gate, Logger, Localizer, None};
     Route.ModuleFile = Folder.Write(u"x.lua", "session.sign_in('a', 'b')");
     EXPECT_EQ(Plain.Handle(Raw, Route, *Worker).Reply.Status, 500);
     EXPECT_THAT(Logger.Text(), HasSubstr("this service has no users"));

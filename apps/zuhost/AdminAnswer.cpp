@@ -1,8 +1,9 @@
-#include "apps/zuhost/Blocks.h"
+#include "apps/zuhost/AdminAnswer.h"
 
 #include "host/Variant.h"
 #include "platform/Text.h"
 #include "recordlock/Zurecblk.h"
+#include "server/rights/RightsTables.h"
 
 #include <nlohmann/json.hpp>
 
@@ -51,10 +52,39 @@ TJson List(const TJson& Question) {
     return {{"blocks", std::move(Blocks)}, {"more", More}};
 }
 
-TJson Answer(std::string_view Text, const std::u16string& User) {
+TJson ListSessions(const server::TWebServer& Server) {
+    TJson Sessions = TJson::array();
+    for (const server::TSessionInfo& Session : Server.ListSessions()) {
+        Sessions.push_back({{"sid", Utf8(Session.SID)},
+                            {"user", Utf8(Session.USR)},
+                            {"address", Session.RemoteAddress},
+                            {"age", Session.Age.count()},
+                            {"idle", Session.Idle.count()}});
+    }
+    return {{"sessions", std::move(Sessions)}};
+}
+
+/// By "sid" or by "user", whose letter case does not count.
+TJson EndSessions(server::TWebServer& Server, TLogger& Logger, const TJson& Question,
+                  const std::u16string& By) {
+    const std::u16string SID = platform::Utf8ToUtf16(Question.value("sid", ""));
+    const std::u16string Name = platform::Utf8ToUtf16(Question.value("user", ""));
+    const auto Key = server::UserKey(Name);
+    const std::size_t Ended = Server.EndSessions([&](const server::TSessionState& Session) {
+        return SID.empty() ? Key && server::UserKey(Session.USR) == Key : Session.SID == SID;
+    });
+    if (Ended != 0) {
+        Logger.Log(TLogLevel::Info, u"sessions ended by " + By + u": " + (SID.empty() ? u"of " + Name : SID));
+    }
+    return {{"ended", Ended}};
+}
+
+TJson Answer(server::TWebServer& Server, TLogger& Logger, std::string_view Text, const std::u16string& User) {
     try {
         const TJson Question = TJson::parse(Text);
         const std::string Command = Question.at("command");
+        if (Command == "sessions.list") return ListSessions(Server);
+        if (Command == "sessions.end") return EndSessions(Server, Logger, Question, User);
         if (!ZURecordBlocker) return {{"error", "the service has no record blocker"}};
         if (Command == "blocks.list") return List(Question);
         if (Command == "blocks.release") {
@@ -69,9 +99,10 @@ TJson Answer(std::string_view Text, const std::u16string& User) {
 
 } // namespace
 
-std::string AnswerAboutBlocks(std::string_view Question, const std::u16string& User) {
+std::string AnswerAdmin(server::TWebServer& Server, TLogger& Logger, std::string_view Question,
+                        const std::u16string& User) {
     // Half a character pair in a name becomes U+FFFD: the list is for looking at.
-    return Answer(Question, User).dump(-1, ' ', false, TJson::error_handler_t::replace);
+    return Answer(Server, Logger, Question, User).dump(-1, ' ', false, TJson::error_handler_t::replace);
 }
 
 } // namespace zutools::zuhost

@@ -1,0 +1,42 @@
+#include "server/web/AddressGate.h"
+
+#include <arpa/inet.h>
+
+#include <array>
+
+namespace zutools::server {
+
+namespace {
+
+std::string NetworkOf(std::string_view Address) {
+    std::string Text(Address);
+    in6_addr Bytes{};
+    if (inet_pton(AF_INET6, Text.c_str(), &Bytes) != 1 || IN6_IS_ADDR_V4MAPPED(&Bytes)) return Text;
+    constexpr std::size_t NetworkBytes = 8;
+    return {reinterpret_cast<const char*>(Bytes.s6_addr), NetworkBytes};
+}
+
+} // namespace
+
+bool TAddressGate::TryTake(std::string_view Address) {
+    const std::string Network = NetworkOf(Address);
+    const std::lock_guard Guard(FMutex);
+    const TMoment Now = FClock();
+    if (FFullAgain.size() >= MaxAddresses) {
+        std::erase_if(FFullAgain, [&](const auto& Entry) { return Entry.second <= Now; });
+        if (FFullAgain.size() >= MaxAddresses) FFullAgain.erase(FFullAgain.begin());
+    }
+    TMoment& Full = FFullAgain.try_emplace(Network, Now).first->second;
+    if (Full < Now) Full = Now;
+    if (Full - Now > NextTry * (FreeTries - 1)) return false;
+    Full += NextTry;
+    return true;
+}
+
+void TAddressGate::GiveBack(std::string_view Address) {
+    const std::lock_guard Guard(FMutex);
+    const auto Found = FFullAgain.find(NetworkOf(Address));
+    if (Found != FFullAgain.end()) Found->second -= NextTry;
+}
+
+} // namespace zutools::server
