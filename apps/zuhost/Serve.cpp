@@ -5,6 +5,7 @@
 #include "apps/zuhost/DatabaseManager.h"
 #include "apps/zuhost/HelperProcess.h"
 #include "apps/zuhost/Library.h"
+#include "apps/zuhost/ServeChecks.h"
 #include "apps/zuhost/SetupUsers.h"
 #include "apps/zuhost/StopSignals.h"
 #include "checking/Chekprms.h"
@@ -17,11 +18,15 @@
 #include "server/rights/SqlSecurity.h"
 #include "server/rights/Users.h"
 #include "server/sql/Schema.h"
+#include "server/sql/SqlWork.h"
 #include "server/strings/JsonLocalizator.h"
+#include "server/web/AdminHttp.h"
 #include "server/web/AdminSocket.h"
 #include "server/web/Config.h"
 #include "server/web/LuaModuleRunner.h"
+#include "server/web/Metrics.h"
 #include "server/web/Server.h"
+#include "server/web/Sockets.h"
 #include "server/web/SpdLogger.h"
 #include "server/web/ValueFilter.h"
 #include "templates/Ztstmplcache.h"
@@ -95,12 +100,16 @@ void Prepare(const TWebConfig& Config, const TServices& Services,
 }
 
 /// The application's preparations may have made users, so it is asked after them.
-void WarnWithoutRights(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager,
-                       TLogger& Logger) {
-    if (Config.Database.empty() || TSqlSecurityManager(DatabaseOf(Manager)).IsSetUp()) return;
-    Logger.Log(TLogLevel::Warning,
-               u"the database has no users, so everybody may do everything with its records; "
-               u"make users with `zuhost users`");
+void CheckUsers(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager, TLogger& Logger) {
+    const bool HasUsers = !Config.Database.empty() && TSqlSecurityManager(DatabaseOf(Manager)).IsSetUp();
+    RequireUsers(Config, HasUsers);
+    if (!Config.Database.empty() && !HasUsers) {
+        Logger.Log(TLogLevel::Warning,
+                   u"the database has no users, so everybody may do everything with its records; "
+                   u"make users with `zuhost users`");
+    }
+    for (const std::u16string& Warning : Warnings(Config, HasUsers && HasSetupUsers(DatabaseOf(Manager))))
+        Logger.Log(TLogLevel::Warning, Warning);
 }
 
 /// Passwords are those of the users in the database.
@@ -136,6 +145,40 @@ std::unique_ptr<TAdminSocket> StartAdmin(const TAdminConfig& Admin, std::u16stri
     }
 }
 
+std::string MetricsText(const TWebServer& Server) {
+    const TSqlWork Work = SqlWorkOfProcess();
+    const auto Counter = [](std::string_view Name, std::string_view Help, double Value) {
+        return MetricText(Name, "counter", Help, Value);
+    };
+    return Server.MetricsText() +
+           MetricText("zuhost_record_blocks", "gauge", "Record blocks that are held.",
+                      static_cast<double>(ZURecordBlocker->BlockCount())) +
+           Counter("zuhost_database_statements_total", "Statements run.",
+                   static_cast<double>(Work.Statements)) +
+           Counter("zuhost_database_failures_total", "Statements and commits that failed.",
+                   static_cast<double>(Work.Failures)) +
+           Counter("zuhost_database_seconds_total",
+                   "Time in the database and waiting for it, of all threads.",
+                   std::chrono::duration<double>(Work.Time).count());
+}
+
+/// Told in the log, since the port may be any free one. @throws what TAdminHttp does: who watches a service
+/// relies on it.
+std::unique_ptr<TAdminHttp> StartAdminHttp(const TAdminConfig& Admin, TWebServer& Server, TLogger& Logger) {
+    if (Admin.HttpAddress.empty()) return nullptr;
+    auto Http = std::make_unique<TAdminHttp>(
+        Admin.HttpAddress, Admin.HttpPort,
+        [&Server](std::string_view Path) -> TAdminAnswer {
+            if (Path == "/metrics") return {200, MetricsText(Server)};
+            if (Path != "/healthz") return {404, "there are /healthz and /metrics\n"};
+            const bool Healthy = Server.IsHealthy();
+            return {Healthy ? 200 : 503, Healthy ? "ok\n" : "no pages now, the log tells why\n"};
+        },
+        Logger);
+    Logger.Log(TLogLevel::Info, u"health and metrics on " + AddressText(Admin.HttpAddress, Http->Port()));
+    return Http;
+}
+
 /// Between two looks for sessions that are over: short against their time.
 std::chrono::seconds SweepPause(std::chrono::seconds Idle) {
     return std::clamp(Idle / 4, std::chrono::seconds(1), std::chrono::seconds(15));
@@ -152,8 +195,10 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     WarnOfLanguages(Config, Services);
     const TLibrary Library(Services, Config.Templates);
     ZTSTemplateCache->SetEnabled(true);
+    RequireDatabaseFile(Config);
     Prepare(Config, Services, Manager);
-    WarnWithoutRights(Config, Manager, *Logger);
+    const auto Watch = std::make_shared<TDatabaseWatch>(Config, *Logger);
+    CheckUsers(Config, Manager, *Logger);
     Manager->ReleaseThread();
 
     TWebServerHooks Hooks;
@@ -162,6 +207,7 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
         return std::make_unique<TLuaModuleRunner>(LuaOptions(Config, Services, *Manager));
     };
     Hooks.SessionEnded = [](const TSessionState& Session) { ZURecordBlocker->DoneBySID(Session.SID); };
+    Hooks.Available = [Watch] { return Watch->IsThere(); };
     Hooks.Access = [Logger](const TAccess& Access) { Logger->LogAccess(Access); };
     Hooks.HoldsSomething = [](std::u16string_view SID) { return ZURecordBlocker->HasBlocks(SID); };
     AddUsers(Hooks, Config, Manager);
@@ -175,6 +221,7 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     for (const THelperConfig& Each : HelperConfigs)
         Helpers.push_back(std::make_unique<THelperProcess>(Each, *Logger));
     auto Admin = StartAdmin(AdminConfig, ConfigFile, Server, *Logger);
+    const auto Http = StartAdminHttp(AdminConfig, Server, *Logger);
     Complain(u"serving on " + Text(Server.Url()));
     Signals.Wait(Pause, [&Server] { Server.SweepSessions(); });
     Admin.reset();

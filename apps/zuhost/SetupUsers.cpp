@@ -2,6 +2,9 @@
 
 #include "host/Exception.h"
 #include "host/Format.h"
+#include "host/StringHelpers.h"
+
+#include <algorithm>
 
 namespace zutools::zuhost {
 
@@ -14,7 +17,9 @@ TSetupUsers& Self(TObject& Target) {
 }
 
 void Add(TObject& Target, TScriptArgs Args) {
-    Self(Target).Users.Add(Args[0].AsString(), Args[1].AsString(), Args[2].AsString(), Args[3].AsBoolean());
+    server::TUsers& Users = Self(Target).Users;
+    Users.Add(Args[0].AsString(), Args[1].AsString(), Args[2].AsString(), Args[3].AsBoolean());
+    Users.SetAttribute(Args[0].AsString(), SetupPasswordAttribute, u"yes");
 }
 
 void SetAttribute(TObject& Target, TScriptArgs Args) {
@@ -46,6 +51,18 @@ constexpr TScriptMember ScriptNames[] = {
 };
 
 } // namespace
+
+bool HasSetupPassword(const TStoredUser& User) {
+    return std::ranges::any_of(User.Attributes, [](const auto& Attribute) {
+        return SameText(Attribute.first, SetupPasswordAttribute) && !Attribute.second.empty();
+    });
+}
+
+bool HasSetupUsers(const TDatabaseOfThread& Database) {
+    return std::ranges::any_of(TUsers(Database).List(), [](const TStoredUser& User) {
+        return HasSetupPassword(User) && !User.Disabled;
+    });
+}
 
 const TClassInfo& TSetupUsers::StaticClass() {
     static constexpr TClassInfo Info{

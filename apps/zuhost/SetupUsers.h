@@ -11,6 +11,13 @@
 
 namespace zutools::zuhost {
 
+/// The attribute of a user whose password stands in a setup module, until it is changed.
+inline constexpr std::u16string_view SetupPasswordAttribute = u"SetupPassword";
+
+/// Whether he could sign in with a password that stands in a setup module.
+[[nodiscard]] bool HasSetupPassword(const server::TStoredUser& User);
+[[nodiscard]] bool HasSetupUsers(const TDatabaseOfThread& Database);
+
 /// Script names: .Count (of users), Add(name, password, profile, administrator),
 /// SetAttribute(name, attribute, value), Grant(profile, table, operation, filter). Each raises what Users.h
 /// and Profiles.h say.

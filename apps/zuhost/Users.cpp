@@ -3,6 +3,7 @@
 #include "apps/zuhost/Commands.h"
 #include "apps/zuhost/DatabaseManager.h"
 #include "apps/zuhost/PasswordInput.h"
+#include "apps/zuhost/SetupUsers.h"
 
 #include "host/Exception.h"
 #include "host/StringHelpers.h"
@@ -141,10 +142,12 @@ void Add(TUsers& Users, const std::string& Name, const TOptions& Options) {
 }
 
 void ChangePassword(TUsers& Users, const std::string& Name) {
-    RequireFound(Users.Find(Text(Name)).has_value(), Name); // before somebody types
+    const auto User = Users.Find(Text(Name));
+    RequireFound(User.has_value(), Name); // before somebody types
     TTypedPassword Password;
     ReadPassword(Text(Name), Password);
     RequireFound(Users.SetPassword(Text(Name), Password.Text), Name);
+    if (HasSetupPassword(*User)) Users.SetAttribute(Text(Name), SetupPasswordAttribute, {});
 }
 
 void SetAttribute(TUsers& Users, const TArguments& Words) {

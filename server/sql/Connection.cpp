@@ -2,8 +2,11 @@
 
 #include "host/WorkClock.h"
 #include "server/sql/SqlText.h"
+#include "server/sql/SqlWork.h"
 
 #include <algorithm>
+#include <atomic>
+#include <exception>
 
 namespace zutools::server {
 
@@ -16,7 +19,33 @@ constexpr std::u16string_view TransactionEnded = u"The transaction has ended, be
                                                  u"or an earlier error; nothing is done until it is rolled "
                                                  u"back";
 
+std::atomic<std::uint64_t> Statements;
+std::atomic<std::uint64_t> Failures;
+std::atomic<std::int64_t> Nanoseconds;
+
+/// Counts the time of its life; one that an error ends is a failure.
+class TTimed {
+public:
+    TTimed() = default;
+    ~TTimed() {
+        if (std::uncaught_exceptions() > FUnderWay) Failures.fetch_add(1, std::memory_order_relaxed);
+        const std::chrono::nanoseconds Time = std::chrono::steady_clock::now() - FBegan;
+        Nanoseconds.fetch_add(Time.count(), std::memory_order_relaxed);
+    }
+    TTimed(const TTimed&) = delete;
+    TTimed& operator=(const TTimed&) = delete;
+
+private:
+    const std::chrono::steady_clock::time_point FBegan = std::chrono::steady_clock::now();
+    const int FUnderWay = std::uncaught_exceptions();
+};
+
 } // namespace
+
+TSqlWork SqlWorkOfProcess() {
+    return {Statements.load(std::memory_order_relaxed), Failures.load(std::memory_order_relaxed),
+            std::chrono::nanoseconds(Nanoseconds.load(std::memory_order_relaxed))};
+}
 
 TSqlDatabase::TConnection::TConnection(TDatabaseUrl Url, const TSqlTimeouts& Timeouts)
     : FUrl(std::move(Url))
@@ -117,6 +146,7 @@ void TSqlDatabase::TConnection::Commit() {
     CheckThread();
     if (!InTransaction()) throw EDatabaseError(u"There is no transaction to commit");
     MakeReady();
+    const TTimed Timed;
     try {
         FLink->Commit();
     } catch (const EDatabaseError& Error) {
@@ -202,6 +232,8 @@ void TSqlDatabase::TConnection::Run(TPrepared& Statement, std::span<const TKXVar
         throw EDatabaseError(u"The time of the page is over. Statement: " + ShownStatement(Statement.Text));
     }
     MakeReady();
+    const TTimed Timed;
+    Statements.fetch_add(1, std::memory_order_relaxed);
     try {
         try {
             RunOnce(Statement, Values);
@@ -220,6 +252,7 @@ void TSqlDatabase::TConnection::Run(TPrepared& Statement, std::span<const TKXVar
 }
 
 bool TSqlDatabase::TConnection::Step(TPrepared& Statement) {
+    const TTimed Timed;
     try {
         return Statement.Statement->Step();
     } catch (const EDatabaseError& Error) {

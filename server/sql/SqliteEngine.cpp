@@ -9,6 +9,7 @@
 #include "server/sql/SqlText.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QLockFile>
 #include <QSqlDatabase>
@@ -250,6 +251,15 @@ private:
             throw EDatabaseError(u"there is no folder " + FromQt(File.absolutePath()) + u"; make it first");
         }
         if (File.isDir()) throw EDatabaseError(u"it is a folder, not a file");
+        if (File.exists()) return;
+        // For its owner alone, whatever the process's mask is; the files beside it get the same mode. One
+        // that another process makes meanwhile is as good.
+        QFile New(File.filePath());
+        if (!New.open(QIODevice::WriteOnly | QIODevice::NewOnly,
+                      QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
+            !QFileInfo::exists(File.filePath())) {
+            throw EDatabaseError(u"the file cannot be made: " + FromQt(New.errorString()));
+        }
     }
 
     /// For the connection's own statements.

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <filesystem>
 #include <limits>
 #include <numeric>
@@ -169,12 +170,16 @@ private:
     std::vector<std::string_view> FKnown;
 };
 
+bool IsAddress(const std::string& Text) {
+    std::array<unsigned char, sizeof(in6_addr)> Ignored{};
+    return inet_pton(AF_INET, Text.c_str(), Ignored.data()) == 1 ||
+           inet_pton(AF_INET6, Text.c_str(), Ignored.data()) == 1;
+}
+
 void ReadAddress(TSection& Section, TWebConfig& Config) {
     const auto* Address = Section.Text("address");
     if (Address == nullptr) return;
-    std::array<unsigned char, sizeof(in6_addr)> Ignored{};
-    if (inet_pton(AF_INET, Address->get().c_str(), Ignored.data()) != 1 &&
-        inet_pton(AF_INET6, Address->get().c_str(), Ignored.data()) != 1) {
+    if (!IsAddress(Address->get())) {
         Section.Fail(*Address, "\"address\" must be an IPv4 or IPv6 address, not " + Quoted(Address->get()));
     }
     Config.Address = Address->get();
@@ -237,6 +242,7 @@ void ReadDatabase(TSection& Root, TWebConfig& Config) {
     TSection Section = Root.Table("database");
     ReadDatabaseUrl(Section, "url", Config);
     if (Config.Database.empty()) Section.Fail(*Node, "the key \"database.url\" is missing");
+    Section.Boolean("create", Config.CreateDatabase);
     TSqlTimeouts& Times = Config.DatabaseTimeouts;
     ReadTimeout(Section, "connect_timeout", Times.Connect);
     ReadTimeout(Section, "lock_timeout", Times.Lock);
@@ -363,6 +369,7 @@ void ReadSession(TSection Section, TSessionConfig& Session) {
     Session.Longest = std::chrono::minutes{Longest};
     Section.Integer("count", Session.Count, 1, 10'000'000);
     Section.Boolean("secure", Session.Secure);
+    Section.Boolean("without_users", Session.WithoutUsers);
     if (const auto* Path = Section.Text("sign_in")) {
         Session.SignIn = Wide(Path->get());
         if (!IsLocalPath(Session.SignIn) || Path->get().find_first_of("?#%") != std::string::npos) {
@@ -404,6 +411,23 @@ void ReadAdmin(TSection Section, TAdminConfig& Admin) {
     if (const auto* Socket = Section.Text("socket")) {
         if (Socket->get().empty()) Section.Fail(*Socket, "\"admin.socket\" must not be empty");
         Admin.Socket = Section.File().Resolve(Socket->get()).u16string();
+    }
+    if (const auto* Http = Section.Text("http")) {
+        const std::string& Text = Http->get();
+        const std::size_t Colon = std::min(Text.rfind(':'), Text.size());
+        std::string Address = Text.substr(0, Colon);
+        if (Address.starts_with('[') && Address.ends_with(']'))
+            Address = Address.substr(1, Address.size() - 2);
+        unsigned Port = 0;
+        const char* const End = Text.data() + Text.size();
+        const auto [Parsed, Error] = std::from_chars(std::min(Text.data() + Colon + 1, End), End, Port);
+        if (!IsAddress(Address) || Error != std::errc{} || Parsed != End || Port > 65535) {
+            Section.Fail(*Http,
+                         "\"admin.http\" must be an address and a port, like \"127.0.0.1:9090\", not " +
+                             Quoted(Text));
+        }
+        Admin.HttpAddress = std::move(Address);
+        Admin.HttpPort = static_cast<std::uint16_t>(Port);
     }
     Section.Finish();
 }
@@ -541,6 +565,11 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
     for (const auto& [Key, Node] : Routes.Entries()) ReadRoute(Routes, Key, Node, Config);
     CheckSignIn(Section, Config);
     return Config;
+}
+
+bool AsksForUsers(const TWebConfig& Config) {
+    return std::ranges::any_of(Config.Routes,
+                               [](const TRoute& Route) { return Route.User || Route.Administrator; });
 }
 
 const TRoute* FindRoute(const std::vector<TRoute>& Routes, std::u16string_view Path) {

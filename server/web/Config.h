@@ -65,11 +65,14 @@ struct TSessionConfig {
     std::u16string SignIn;                      // path of the page where users sign in; empty: there is none
     std::size_t Count = 10'000;                 // of sessions with a user or a record block
     bool Secure = false;                        // the cookie travels over HTTPS only
+    bool WithoutUsers = false;                  // serve although a route asks for users and there are none
 };
 
 struct TAdminConfig {
     bool Enabled = true;
-    std::u16string Socket; // whole path; empty: made from the configuration file's name
+    std::u16string Socket;      // whole path; empty: made from the configuration file's name
+    std::string HttpAddress;    // of /healthz and /metrics; empty: there is none
+    std::uint16_t HttpPort = 0; // 0: any free one
 };
 
 /// A process that answers modules over a named pipe, started and kept alive by the service.
@@ -96,6 +99,7 @@ struct TWebConfig {
     std::u16string Setup;    // module file run once before serving; whole path, may be empty
     std::u16string Database; // URL, its file as a whole path; empty: there is none
     TSqlTimeouts DatabaseTimeouts;
+    bool CreateDatabase = false; // a SQLite file that is missing is made even when routes ask for users
     std::u16string Filter; // name or ID of the value filter in the database; empty: values are not checked
     std::vector<std::u16string> Languages{u"en"};
     std::u16string DefaultLanguage = u"en";
@@ -109,6 +113,9 @@ struct TWebConfig {
     TLogConfig Log;
     std::vector<THelperConfig> Helpers;
 };
+
+/// Whether a route is for users or administrators.
+[[nodiscard]] bool AsksForUsers(const TWebConfig& Config);
 
 /// Reads and checks a file. Relative names in it are relative to its folder.
 /// @throws EConfigError for anything wrong with it: bad TOML, an unknown key (with the nearest known one), a

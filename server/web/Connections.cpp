@@ -81,12 +81,13 @@ void TConnections::Sweep(TMoment Now) {
     }
 }
 
-void TConnections::StartSweeping() {
-    FSweeper = std::thread([this] {
+void TConnections::StartSweeping(std::function<void()> Then) {
+    FSweeper = std::thread([this, Then = std::move(Then)] {
         std::unique_lock Guard(FMutex);
         while (!FStop.wait_for(Guard, std::chrono::seconds(1), [this] { return FStopping; })) {
             Guard.unlock();
             Sweep(std::chrono::steady_clock::now());
+            if (Then) Then();
             Guard.lock();
         }
     });

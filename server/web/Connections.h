@@ -63,8 +63,8 @@ public:
 
     /// Ends what is over its time.
     void Sweep(TMoment Now);
-    /// Sweeps once a second on a thread of its own, until destruction.
-    void StartSweeping();
+    /// Sweeps once a second on a thread of its own, until destruction, and calls `Then` each time.
+    void StartSweeping(std::function<void()> Then = {});
 
     [[nodiscard]] std::size_t Count() const;
     /// How many were ended: for want of room, by address, for slowness.

@@ -7,8 +7,10 @@
 #include "server/web/Framing.h"
 #include "server/web/HttpText.h"
 #include "server/web/Later.h"
+#include "server/web/Metrics.h"
 #include "server/web/Multipart.h"
 #include "server/web/SessionEnds.h"
+#include "server/web/Sockets.h"
 #include "server/web/StaticFiles.h"
 #include "server/web/WorkerPool.h"
 
@@ -21,6 +23,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <condition_variable>
@@ -92,54 +95,7 @@ void SetReply(TExchange& Exchange, TReply Reply) {
     Exchange.Reply = std::move(Reply);
 }
 
-// ---- Sockets
-
-std::u16string AddressText(const std::string& Address, std::uint16_t Port) {
-    return platform::Utf8ToUtf16(Address.find(':') == std::string::npos ? Address : "[" + Address + "]") +
-           u":" + platform::Utf8ToUtf16(std::to_string(Port));
-}
-
-struct TSocketAddress {
-    sockaddr_storage Storage{};
-    socklen_t Size = 0;
-
-    TSocketAddress(const std::string& Address, std::uint16_t Port) {
-        auto& V4 = reinterpret_cast<sockaddr_in&>(Storage);
-        auto& V6 = reinterpret_cast<sockaddr_in6&>(Storage);
-        if (inet_pton(AF_INET, Address.c_str(), &V4.sin_addr) == 1) {
-            V4.sin_family = AF_INET;
-            V4.sin_port = htons(Port);
-            Size = sizeof V4;
-        } else if (inet_pton(AF_INET6, Address.c_str(), &V6.sin6_addr) == 1) {
-            V6.sin6_family = AF_INET6;
-            V6.sin6_port = htons(Port);
-            Size = sizeof V6;
-        }
-    }
-};
-
-/// A listening socket. @throws platform::TSystemError.
-int Listen(const std::string& Address, std::uint16_t Port) {
-    const TSocketAddress Wanted(Address, Port);
-    const int Socket = ::socket(Wanted.Storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const int On = 1;
-    if (Socket < 0 || ::setsockopt(Socket, SOL_SOCKET, SO_REUSEADDR, &On, sizeof On) != 0 ||
-        ::bind(Socket, reinterpret_cast<const sockaddr*>(&Wanted.Storage), Wanted.Size) != 0 ||
-        ::listen(Socket, SOMAXCONN) != 0) {
-        const int Code = errno;
-        if (Socket >= 0) ::close(Socket);
-        throw platform::TSystemError(u"Cannot listen on", AddressText(Address, Port), Code);
-    }
-    return Socket;
-}
-
-std::uint16_t BoundPort(int Socket) {
-    sockaddr_storage Storage{};
-    socklen_t Size = sizeof Storage;
-    if (::getsockname(Socket, reinterpret_cast<sockaddr*>(&Storage), &Size) != 0) return 0;
-    return ntohs(Storage.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6&>(Storage).sin6_port
-                                               : reinterpret_cast<sockaddr_in&>(Storage).sin_port);
-}
+// ---- Connections
 
 std::string RemoteAddressOf(MHD_Connection& Connection) {
     const auto* Info = MHD_get_connection_info(&Connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
@@ -293,6 +249,8 @@ struct TWebServer::TImpl {
     TLocalizatorTable& Localizer;
     const TStaticFiles Static;
     const TWebServerHooks Hooks;
+    std::atomic<bool> Available = true; // what Hooks.Available said last
+    TRequestCounts Counts;
     TConnections Connections;
     TAddressGate Gate;
     TSessions Sessions;
@@ -318,7 +276,7 @@ struct TWebServer::TImpl {
 // ---- Life
 
 void TWebServer::TImpl::Start() {
-    const int Socket = Listen(Config.Address, Config.Port);
+    const int Socket = ListenOn(Config.Address, Config.Port);
     BoundTo = BoundPort(Socket);
 
     const auto Access = [](void* Self, MHD_Connection*, const char*, const char* Method, const char* Version,
@@ -404,7 +362,9 @@ void TWebServer::TImpl::Start() {
         ::close(Socket);
         throw platform::TSystemError(u"Cannot serve on", AddressText(Config.Address, BoundTo), Code);
     }
-    Connections.StartSweeping();
+    Connections.StartSweeping([this] {
+        if (Hooks.Available) Available = Hooks.Available();
+    });
 }
 
 bool TWebServer::TImpl::Stop() {
@@ -580,7 +540,7 @@ MHD_Result TWebServer::TImpl::FinishRequest(const TExchangePtr& Exchange) {
             Exchange->Counted = true;
             ++Pending;
         }
-        if (Stopping && !Exchange->Answered) {
+        if (!Exchange->Answered && (Stopping || !Available)) {
             Refuse(*Exchange, 503);
             Exchange->Reply.Close = true;
         }
@@ -688,6 +648,7 @@ void TWebServer::TImpl::Completed(TExchange& Exchange, bool Whole) {
                          Exchange.User,
                          Exchange.SID,
                          Exchange.LanguageID};
+    Counts.Count(Access);
     if (Hooks.Access) {
         Hooks.Access(Access);
     } else {
@@ -727,6 +688,32 @@ std::string TWebServer::Url() const {
 
 bool TWebServer::Stop() {
     return FImpl->Stop();
+}
+
+bool TWebServer::IsHealthy() const {
+    const std::lock_guard Guard(FImpl->Mutex);
+    return FImpl->Available && !FImpl->Stopping;
+}
+
+std::string TWebServer::MetricsText() const {
+    const TWorkerPool::TState Pool = FImpl->Pool->State();
+    const TConnections::TEnded Ended = FImpl->Connections.Ended();
+    const auto Gauge = [](std::string_view Name, std::string_view Help, std::size_t Value) {
+        return MetricText(Name, "gauge", Help, static_cast<double>(Value));
+    };
+    const auto Counter = [](std::string_view Name, std::string_view Help, std::size_t Value) {
+        return MetricText(Name, "counter", Help, static_cast<double>(Value));
+    };
+    return FImpl->Counts.Text() +
+           Gauge("zuhost_connections", "Open connections.", FImpl->Connections.Count()) +
+           Counter("zuhost_connections_evicted_total", "Connections ended to make room.", Ended.Room) +
+           Counter("zuhost_connections_crowded_total", "Connections refused, their address had too many.",
+                   Ended.Address) +
+           Counter("zuhost_connections_slow_total", "Connections ended for slowness.", Ended.Slow) +
+           Gauge("zuhost_queue_length", "Requests that wait for a worker.", Pool.Waiting) +
+           Gauge("zuhost_workers_busy", "Workers that make a page.", Pool.Running) +
+           Gauge("zuhost_workers", "Workers.", Pool.Threads) +
+           Gauge("zuhost_sessions", "Sessions that are kept.", FImpl->Sessions.Count());
 }
 
 void TWebServer::SweepSessions() {

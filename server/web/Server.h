@@ -30,6 +30,8 @@ struct TWebServerHooks : TPageHooks {
     TModuleRunnerFactory MakeRunner;
     std::function<void(const TAccess&)>
         Access; // told of each request, must not raise; empty: a line of the logger
+    /// Asked once a second; while it says no, pages are answered 503. Empty: they never are.
+    std::function<bool()> Available;
     TSessions::TClock Clock = std::chrono::steady_clock::now;
     /// What it raises is logged. Of sessions that nobody's page ended, it is called on a thread of its own,
     /// as is UserStamp when sessions are swept; `SweepThreadEnd` is the last call there.
@@ -58,6 +60,11 @@ public:
     /// Takes no new requests, lets those that have arrived finish for at most Limits.StopSeconds, then closes
     /// every connection; pages still waiting are answered 503. True when no module is running any more.
     bool Stop();
+
+    /// Whether pages are made now: not while it stops, nor while Hooks.Available says no.
+    [[nodiscard]] bool IsHealthy() const;
+    /// Requests, connections, queue, workers and sessions in the text form of Prometheus.
+    [[nodiscard]] std::string MetricsText() const;
 
     /// Ends sessions that were idle for too long, are too old or whose users are gone, on a thread of its
     /// own; pages end the first, this is for times without any. Returns at once. Any thread, as the next

@@ -40,6 +40,11 @@ bool TWorkerPool::Close(std::chrono::steady_clock::time_point Deadline) {
     return FChanged.wait_until(Guard, Deadline, [this] { return FRunning == 0; });
 }
 
+TWorkerPool::TState TWorkerPool::State() const {
+    const std::lock_guard Guard(FMutex);
+    return {FQueue.size(), FRunning, FThreads.size()};
+}
+
 void TWorkerPool::Work() {
     {
         TWorker Worker(FFactory);

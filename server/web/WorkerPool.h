@@ -47,6 +47,13 @@ public:
     /// True when none is running any more.
     bool Close(std::chrono::steady_clock::time_point Deadline);
 
+    struct TState {
+        std::size_t Waiting = 0; // jobs
+        std::size_t Running = 0;
+        std::size_t Threads = 0;
+    };
+    [[nodiscard]] TState State() const;
+
 private:
     void Work();
 
@@ -54,7 +61,7 @@ private:
     const TModuleRunnerFactory FFactory;
 
     // Guarded by FMutex.
-    std::mutex FMutex;
+    mutable std::mutex FMutex;
     std::condition_variable FChanged;
     std::deque<TJob> FQueue;
     std::size_t FRunning = 0;
