@@ -1,0 +1,16 @@
+// How the gallery looks: colours, direction, language. For pictures that are the same on every desktop.
+
+#pragma once
+
+#include <QApplication>
+
+namespace zutools::zuforms {
+
+void UseDarkColors(QApplication& Application);
+
+/// The languages that there are texts in.
+[[nodiscard]] QStringList Languages();
+/// Texts in one of them; empty is the desktop's.
+void UseLanguage(QApplication& Application, const QString& Wanted);
+
+} // namespace zutools::zuforms

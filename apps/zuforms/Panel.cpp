@@ -1,0 +1,58 @@
+#include "apps/zuforms/Panel.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <array>
+
+namespace zutools::zuforms {
+
+namespace {
+
+constexpr std::array AllPanels{
+    TPanel{"message", "TZUDlg",
+           QT_TRANSLATE_NOOP("zuforms", "A message box with captions of one's own; Ctrl+C copies its text."),
+           R"(TZUDlg Dlg(this);
+Dlg.SetTitle("Orders");
+Dlg.SetMessage({"The order was changed.", "Save it?"});
+Dlg.SetButtons({"&Save", "&Discard", "&Cancel"});
+Dlg.SetIcon(TZUDlg::icConfirmation);
+if (Dlg.Show() == 0) Save();
+)",
+           MakeMessagePanel},
+    TPanel{"progress", "TZUProgress",
+           QT_TRANSLATE_NOOP("zuforms", "How far work is, as a cylinder that fills, with the time left."),
+           R"(TZUProgress Progress(this);
+Progress.setRange(0, 500);
+Progress.setFormat("%v of %m, %t");
+Progress.setColorStyle(TZUProgress::csGreen);
+Progress.setValue(120);
+)",
+           MakeProgressPanel},
+    TPanel{"wave", "TZUWavePanel",
+           QT_TRANSLATE_NOOP("zuforms", "A strip along which a wave of colour travels while work goes on."),
+           R"(TZUWavePanel Wave(this);
+Wave.SetCaption("Loading orders");
+Wave.SetDirection(TZUWavePanel::drLeftToRight);
+Wave.SetActive(true); // it rests while nobody can see it
+)",
+           MakeWavePanel},
+};
+
+} // namespace
+
+std::span<const TPanel> Panels() {
+    return AllPanels;
+}
+
+const TPanel* FindPanel(const QString& Name) {
+    const auto* const Found = std::ranges::find_if(
+        AllPanels, [&](const TPanel& Panel) { return Name == QLatin1String(Panel.Name); });
+    return Found == AllPanels.end() ? nullptr : Found;
+}
+
+QString Translated(const char* Text) {
+    return QCoreApplication::translate("zuforms", Text);
+}
+
+} // namespace zutools::zuforms

@@ -1,0 +1,155 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ru_RU" sourcelanguage="en">
+<context>
+    <name>zuforms</name>
+    <message>
+        <source>A message box with captions of one&#x27;s own; Ctrl+C copies its text.</source>
+        <translation>Окно сообщения со своими надписями на кнопках; Ctrl+C копирует его текст.</translation>
+    </message>
+    <message>
+        <source>How far work is, as a cylinder that fills, with the time left.</source>
+        <translation>Ход работы: цилиндр наполняется, показано оставшееся время.</translation>
+    </message>
+    <message>
+        <source>A strip along which a wave of colour travels while work goes on.</source>
+        <translation>Полоса, по которой бежит волна цвета, пока идёт работа.</translation>
+    </message>
+    <message>
+        <source>Orders</source>
+        <translation>Заказы</translation>
+    </message>
+    <message>
+        <source>Order 1042 was changed by somebody else.</source>
+        <translation>Заказ 1042 изменён кем-то другим.</translation>
+    </message>
+    <message>
+        <source>Save your text over it?</source>
+        <translation>Записать ваш текст поверх?</translation>
+    </message>
+    <message>
+        <source>&amp;Save</source>
+        <translation>&amp;Записать</translation>
+    </message>
+    <message>
+        <source>&amp;Discard</source>
+        <translation>&amp;Не записывать</translation>
+    </message>
+    <message>
+        <source>&amp;Cancel</source>
+        <translation>&amp;Отмена</translation>
+    </message>
+    <message>
+        <source>S&amp;how the message box</source>
+        <translation>&amp;Показать окно сообщения</translation>
+    </message>
+    <message>
+        <source>Question</source>
+        <translation>Вопрос</translation>
+    </message>
+    <message>
+        <source>Warning</source>
+        <translation>Предупреждение</translation>
+    </message>
+    <message>
+        <source>Error</source>
+        <translation>Ошибка</translation>
+    </message>
+    <message>
+        <source>Long text</source>
+        <translation>Длинный текст</translation>
+    </message>
+    <message>
+        <source>The disk is nearly full.</source>
+        <translation>Диск почти заполнен.</translation>
+    </message>
+    <message>
+        <source>The file could not be written.</source>
+        <translation>Файл записать не удалось.</translation>
+    </message>
+    <message>
+        <source>Done.</source>
+        <translation>Готово.</translation>
+    </message>
+    <message>
+        <source>Unknown end</source>
+        <translation>Конец неизвестен</translation>
+    </message>
+    <message>
+        <source>Standing</source>
+        <translation>Стоячий</translation>
+    </message>
+    <message>
+        <source>Empty</source>
+        <translation>Пусто</translation>
+    </message>
+    <message>
+        <source>Half done</source>
+        <translation>Половина</translation>
+    </message>
+    <message>
+        <source>Done</source>
+        <translation>Готово</translation>
+    </message>
+    <message>
+        <source>Loading orders</source>
+        <translation>Загрузка заказов</translation>
+    </message>
+    <message>
+        <source>To the right</source>
+        <translation>Вправо</translation>
+    </message>
+    <message>
+        <source>To the left</source>
+        <translation>Влево</translation>
+    </message>
+    <message>
+        <source>Downwards</source>
+        <translation>Вниз</translation>
+    </message>
+    <message>
+        <source>Upwards</source>
+        <translation>Вверх</translation>
+    </message>
+    <message>
+        <source>Property</source>
+        <translation>Свойство</translation>
+    </message>
+    <message>
+        <source>Value</source>
+        <translation>Значение</translation>
+    </message>
+    <message>
+        <source>Properties</source>
+        <translation>Свойства</translation>
+    </message>
+    <message>
+        <source>Events</source>
+        <translation>События</translation>
+    </message>
+    <message>
+        <source>ZuTools: the controls</source>
+        <translation>ZuTools: элементы форм</translation>
+    </message>
+    <message>
+        <source>Panels</source>
+        <translation>Панели</translation>
+    </message>
+    <message>
+        <source>Sample</source>
+        <translation>Пример</translation>
+    </message>
+    <message>
+        <source>&amp;Properties</source>
+        <translation>&amp;Свойства</translation>
+    </message>
+    <message>
+        <source>&amp;Sample</source>
+        <translation>&amp;Пример</translation>
+    </message>
+    <message>
+        <source>&amp;Events</source>
+        <translation>С&amp;обытия</translation>
+    </message>
+</context>
+</TS>
