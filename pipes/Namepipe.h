@@ -90,6 +90,7 @@ private:
     void ReadOn(TExchange& Exchange);
     [[nodiscard]] platform::TPipeResult AwaitOperation(const TExchange& Exchange);
     [[noreturn]] void FailTimeout(const TExchange& Exchange);
+    [[nodiscard]] std::int64_t Now() const;
     [[nodiscard]] std::int64_t ElapsedMicroseconds(std::int64_t Start) const;
 
     platform::TMessagePipes& FPipes;

@@ -185,10 +185,10 @@ void TNamedPipeClient::ProcessRequest(const void* Request, void* Answer, std::in
 void TNamedPipeClient::Transact(TExchange& Exchange, std::span<const std::byte> Request,
                                 std::span<std::byte> Buffer) {
     if (FAnswerWaitTimeout > 0) {
-        Exchange.Start = FPipes.Counter();
+        Exchange.Start = Now();
         if (FOverlapped != nullptr) FOverlapped->Reset();
     }
-    const std::int64_t OperationStart = FPipes.Counter();
+    const std::int64_t OperationStart = Now();
     TPipeResult Result = FPipes.Transact(HPipe, Request, Buffer, FOverlapped.get());
     if (Result.Code == TPipeCode::IoPending) {
         Result = AwaitOperation(Exchange);
@@ -214,7 +214,7 @@ void TNamedPipeClient::Transact(TExchange& Exchange, std::span<const std::byte> 
 /// One read of the rest of the answer.
 void TNamedPipeClient::ReadOn(TExchange& Exchange) {
     if (FOverlapped != nullptr) FOverlapped->Reset();
-    const std::int64_t OperationStart = FPipes.Counter();
+    const std::int64_t OperationStart = Now();
     // What the head tells saves room that would be filled in vain; it is not believed any further.
     const std::int64_t Left = Exchange.Expected - Exchange.Received;
     // Pieces that stay in the processor's caches between being made room for and being filled.
@@ -259,6 +259,11 @@ void TNamedPipeClient::FailTimeout(const TExchange& Exchange) {
     const std::int64_t RemainingTime =
         Round((static_cast<double>(Exchange.Expected) - Received) / Rate / 1000.0);
     Fail(ReadTimeout, {FileName, FAnswerWaitTimeout, Exchange.Received, Exchange.Expected, RemainingTime});
+}
+
+/// The counter; 0 without a limit, when nobody asks how long things took.
+std::int64_t TNamedPipeClient::Now() const {
+    return FAnswerWaitTimeout > 0 ? FPipes.Counter() : 0;
 }
 
 std::int64_t TNamedPipeClient::ElapsedMicroseconds(std::int64_t Start) const {

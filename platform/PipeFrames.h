@@ -66,6 +66,8 @@ public:
 
     /// Some of a message has arrived, but not all of it.
     [[nodiscard]] bool IsBegun() const { return FHeadFilled > 0 || FInMessage; }
+    /// The length of the message is known; Space() asks for no more than its rest.
+    [[nodiscard]] bool IsInMessage() const { return FInMessage; }
     /// Bytes that the reading has put into the buffer so far.
     [[nodiscard]] std::size_t Filled() const { return FFilled; }
     /// Bytes of the stream are waiting here for the next Begin.

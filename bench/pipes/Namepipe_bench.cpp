@@ -145,10 +145,12 @@ public:
         Client->PipeName = FServer.PipeName;
         Client->SetBuffSize(FBuffSize);
         Client->SetAnswerWaitTimeout(FLimit);
+        const auto Until = TSteady::now() + std::chrono::seconds(10);
         while (!Client->Connected()) {
             try {
                 Client->Establish();
-            } catch (const ENamedPipeClientException&) {
+            } catch (const ENamedPipeClientException& Error) {
+                if (TSteady::now() > Until) Fail(Error.what());
                 std::this_thread::yield(); // the server's threads are starting
             }
         }

@@ -4,6 +4,7 @@
 #include "platform/PipeFrames.h"
 #include "platform/Text.h"
 #include "platform/posix/PipeListener.h"
+#include "platform/posix/SpinWait.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -28,6 +29,7 @@ struct TEnd {
     TDescriptor Socket;
     TFrameReader Reader;
     TFrameWriter Writer;
+    TSpinWait Spin;
     // Of a server's end.
     std::shared_ptr<TPipeListener> Listener;
     std::unique_ptr<TPipeListener::TPlace> Place;
@@ -124,7 +126,9 @@ TPipeResult Receive(TEnd& End, int Flags) {
         for (const auto& Part : End.Reader.Space()) {
             if (!Part.empty()) Parts[Message.msg_iovlen++] = {Part.data(), Part.size()};
         }
-        const ssize_t Got = ::recvmsg(End.Socket.Number(), &Message, Flags);
+        // How much of a message is to come is known, so a call that blocks takes all of it.
+        const int Whole = End.Reader.IsInMessage() && (Flags & MSG_DONTWAIT) == 0 ? MSG_WAITALL : 0;
+        const ssize_t Got = ::recvmsg(End.Socket.Number(), &Message, Flags | Whole);
         if (Got < 0 && errno == EINTR) continue;
         if (Got < 0 && errno == EAGAIN) return {TPipeCode::IoPending, 0};
         if (Got <= 0) {
@@ -178,6 +182,17 @@ void MoveOn(TOperation& Operation) {
         }
         return;
     }
+}
+
+/// Whether a message that has not begun did so within the moment that is worth waiting awake.
+bool LookForMessage(TOperation& Operation) {
+    const TEnd& End = *Operation.End;
+    const auto HasBegun = [&] {
+        MoveOn(Operation);
+        return !Operation.IsGoingOn() || End.Reader.IsBegun();
+    };
+    return Operation.Step == TOperation::TStep::Reading && !End.Reader.IsBegun() &&
+           Operation.End->Spin.Try(HasBegun);
 }
 
 short EventsOf(const TOperation& Operation) {
@@ -302,7 +317,12 @@ public:
         if (Operation == nullptr) {
             if (const TPipeCode Code = Send(*End, 0); Code != TPipeCode::Success) return {Code, 0};
             End->Reader.Begin(Answer);
-            return Receive(*End, 0);
+            TPipeResult Result{TPipeCode::IoPending, 0};
+            static_cast<void>(End->Spin.Try([&] {
+                Result = Receive(*End, MSG_DONTWAIT);
+                return Result.Code != TPipeCode::IoPending || End->Reader.IsBegun();
+            }));
+            return Result.Code != TPipeCode::IoPending ? Result : Receive(*End, 0);
         }
         TOperation& Own = static_cast<TOperation&>(*Operation);
         Own.End = End;
@@ -397,6 +417,7 @@ public:
             Milliseconds == Forever ? TTime::max() : TSteady::now() + std::chrono::milliseconds(Milliseconds);
         while (true) {
             if (Own != nullptr && !Own->IsGoingOn()) return TPipeWake::Operation;
+            if (Own != nullptr && LookForMessage(*Own)) continue;
             const TTime MessageEnd = Own != nullptr ? TMessageClock(*Own).End() : TTime::max();
             std::array<pollfd, 2> Polled{};
             Polled[0] = Own != nullptr ? pollfd{DescriptorOf(*Own), EventsOf(*Own), 0} : pollfd{-1, 0, 0};

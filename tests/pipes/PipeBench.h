@@ -5,10 +5,12 @@
 #include "pipes/Namepipe.h"
 #include "platform/UniqueId.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <future>
 #include <string>
+#include <thread>
 
 namespace zutools::tests {
 
@@ -45,12 +47,15 @@ public:
     }
 };
 
-/// Establishes as soon as the server's threads have made their instances.
+/// Establishes as soon as the server's threads have made their instances. Raises what the last try did when
+/// none has been made in a minute.
 inline void Connect(TNamedPipeClient& Client) {
+    const auto Until = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (!Client.Connected()) {
         try {
             Client.Establish();
         } catch (const ENamedPipeClientException&) {
+            if (std::chrono::steady_clock::now() > Until) throw;
             std::this_thread::yield();
         }
     }
