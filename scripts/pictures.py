@@ -46,6 +46,23 @@ def of_two_people(server, folder):
         second.quit()
 
 
+def of_a_document(zuhost, folder):
+    for name, with_helper in (("document.png", True), ("document-away.png", False)):
+        server, browser = Server(zuhost, with_helper=with_helper), new_browser(1000, 620)
+        try:
+            page = Page(browser, server.url)
+            page.open("/order?id=7&lang=ru")
+            if with_helper:
+                page.print_order()
+            else:
+                page.follow(page.one("a.document"))
+            browser.save_screenshot(str(folder / name))
+            print(folder / name)
+        finally:
+            browser.quit()
+            server.stop()
+
+
 def take(zuhost, folder):
     folder.mkdir(parents=True, exist_ok=True)
     server = Server(zuhost)
@@ -68,6 +85,7 @@ def take(zuhost, folder):
             finally:
                 browser.quit()
         of_two_people(server, folder)
+        of_a_document(zuhost, folder)
     finally:
         server.stop()
 

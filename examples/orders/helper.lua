@@ -3,53 +3,41 @@
 --     zuhost pipe-serve orders-document --script helper.lua
 --
 -- A request has a line "key<TAB>value" for each fact and "line<TAB>..." for each item, the cells parted by tabs; the
--- answer is a document in Rich Text Format, which every word processor opens.
+-- answer is a document in HTML, for the browser to show and to print.
 
-local function rtf(text)
-  local result = {}
-  for _, code in utf8.codes(text) do
-    if code == 92 or code == 123 or code == 125 then
-      result[#result + 1] = "\\" .. string.char(code)
-    elseif code >= 32 and code < 127 then
-      result[#result + 1] = string.char(code)
-    elseif code > 0xFFFF then
-      code = code - 0x10000
-      result[#result + 1] = string.format("\\u%d?\\u%d?", 0xD800 + (code >> 10) - 65536, 0xDC00 + (code & 0x3FF) - 65536)
-    else
-      result[#result + 1] = string.format("\\u%d?", code > 32767 and code - 65536 or code)
-    end
-  end
-  return table.concat(result)
+local marks = { ["&"] = "&amp;", ["<"] = "&lt;", [">"] = "&gt;", ['"'] = "&quot;" }
+
+local function element(name, text)
+  return "<" .. name .. ">" .. text:gsub('[&<>"]', marks) .. "</" .. name .. ">"
 end
 
-local function row(cells, bold)
-  local widths, result = { 4800, 6200, 7700, 9400 }, { "\\trowd\\trgaph80" }
-  for index in ipairs(cells) do result[#result + 1] = "\\clbrdrb\\brdrs\\cellx" .. widths[index] end
-  for index, cell in ipairs(cells) do
-    result[#result + 1] = "\\pard\\intbl" .. (index > 1 and "\\qr " or "\\ql ") .. (bold and "\\b " or "") .. rtf(cell) ..
-      (bold and "\\b0" or "") .. "\\cell"
-  end
-  return table.concat(result) .. "\\row\n"
+local function row(name, cells)
+  local result = {}
+  for index, cell in ipairs(cells) do result[index] = element(name, cell) end
+  return "<tr>" .. table.concat(result) .. "</tr>\n"
 end
 
 return function(request)
-  local out = { "{\\rtf1\\ansi\\deff0{\\fonttbl{\\f0 DejaVu Sans;}}\\fs22\n" }
+  local facts = { title = "", language = "" }
+  local list, head, lines, total = {}, "", {}, ""
   for text in request:gmatch("[^\n]+") do
     local cells = {}
     for cell in (text .. "\t"):gmatch("([^\t]*)\t") do cells[#cells + 1] = cell end
     local kind = table.remove(cells, 1)
-    if kind == "title" then
-      out[#out + 1] = "{\\fs36\\b " .. rtf(cells[1]) .. "}\\par\\par\n"
-    elseif kind == "fact" then
-      out[#out + 1] = "{\\b " .. rtf(cells[1]) .. ":} " .. rtf(cells[2]) .. "\\par\n"
+    if kind == "fact" then
+      list[#list + 1] = element("dt", cells[1]) .. element("dd", cells[2])
     elseif kind == "head" then
-      out[#out + 1] = "\\par\n" .. row(cells, true)
+      head = row("th", cells)
     elseif kind == "line" then
-      out[#out + 1] = row(cells, false)
+      lines[#lines + 1] = row("td", cells)
     elseif kind == "total" then
-      out[#out + 1] = row({ cells[1], "", "", cells[2] }, true)
+      total = row("th", { cells[1], "", "", cells[2] })
+    else
+      facts[kind] = cells[1]
     end
   end
-  out[#out + 1] = "}\n"
-  return table.concat(out)
+  return '<!DOCTYPE html>\n<html lang="' .. facts.language:gsub('[&<>"]', marks) .. '"><head><meta charset="utf-8">' ..
+    element("title", facts.title) .. '<link rel="stylesheet" href="/static/document.css"></head>\n<body>' ..
+    element("h1", facts.title) .. "\n<dl>" .. table.concat(list) .. "</dl>\n<table>\n<thead>" .. head ..
+    "</thead>\n<tbody>" .. table.concat(lines) .. "</tbody>\n<tfoot>" .. total .. "</tfoot>\n</table></body></html>\n"
 end

@@ -1,6 +1,7 @@
 """The example application as a running service, and its pages in a browser."""
 
 import contextlib
+import os
 import pathlib
 import re
 import shutil
@@ -23,7 +24,7 @@ WAIT_SECONDS = 30  # a limit for a hung page, not a delay: every wait ends when 
 class Server:
     """`zuhost serve` in a temporary copy of the example."""
 
-    def __init__(self, zuhost, session=""):
+    def __init__(self, zuhost, session="", with_helper=True):
         """`session` replaces the lines of [session] that tell how long one lasts."""
         self.zuhost = zuhost
         self.folder = tempfile.TemporaryDirectory(prefix="zuhost-orders-")
@@ -34,12 +35,16 @@ class Server:
         if session:
             text, count = re.subn(r"(?m)^idle_minutes = .*$", session, text)
             assert count == 1
+        if not with_helper:
+            text = re.sub(r"(?m)^\[\[helper\]\]\n(\w+ = .*\n)*", "", text)
+            assert "[[helper]]" not in text
         # A socket of its own: tests must not meet a service that runs from the sources.
         text += f'\n[admin]\nsocket = "{application / "run" / "admin.socket"}"\n'
         self.config.write_text(text, encoding="utf-8")
         self.process = subprocess.Popen(
             [zuhost, "serve", "--config", str(self.config), "--port", "0"],
-            stderr=subprocess.PIPE, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL, text=True, encoding="utf-8")
+            stderr=subprocess.PIPE, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL, text=True, encoding="utf-8",
+            env=dict(os.environ, XDG_RUNTIME_DIR=self.folder.name))
         self.lines = []
         for line in self.process.stderr:
             self.lines.append(line)
@@ -57,6 +62,12 @@ class Server:
         """What `zuhost filters` prints, run beside the service."""
         command = [self.zuhost, "filters", "--database", f"sqlite3://{self.database}", *arguments]
         return subprocess.run(command, check=True, capture_output=True, text=True, encoding="utf-8").stdout
+
+    def signal_helper(self, number):
+        """Sends a signal to the helper process that documents are asked from."""
+        for children in pathlib.Path(f"/proc/{self.process.pid}/task").glob("*/children"):
+            for process in children.read_text().split():
+                os.kill(int(process), number)
 
     def stop(self):
         self.process.send_signal(signal.SIGTERM)
@@ -127,6 +138,16 @@ class Page:
 
     def choose(self, name, value):
         Select(self.one(f"form.edit [name={name}]")).select_by_value(value)
+
+    def print_order(self):
+        """Asks for the order's document, again while the helper is away."""
+        self.follow(self.one("a.document"))
+
+        def printed():
+            if self.all(".refused"):
+                self.follow(self.one(".refused a.button"))
+            return not self.all(".refused")
+        self.wait(printed, "the helper makes the document")
 
     def press(self, action):
         self.follow(self.one(f"button[name=action][value={action}]"))

@@ -9,6 +9,7 @@ through it, and stops it again. Every test prints a line; the last line counts t
 
 import argparse
 import re
+import signal
 import sys
 import traceback
 import urllib.error
@@ -99,6 +100,23 @@ def test_order_page(page):
     expect(sum(sums) == number_of(page.one("tfoot .total").text) == number_of(total), f"sums add up: {sums} {total}")
     page.open("/order?id=0")
     expect("Такого заказа нет" in page.one(".empty").text, "a missing order is told so")
+
+
+def test_an_order_is_printed_by_a_helper_that_may_be_late_or_die(page):
+    page.open("/order?id=7&lang=ru")
+    title, total = page.one("h1").text, page.one("tfoot .total").text
+    page.print_order()
+    expect(title.startswith(page.one("h1").text), f"the document is the order's: {page.one('h1').text}")
+    expect(page.one("tfoot th:last-child").text == total, "with its total")
+    expect(page.one("h1").value_of_css_property("font-size") == "24px", "and its style")
+    page.server.signal_helper(signal.SIGSTOP)
+    page.open("/order?id=7")
+    page.follow(page.one("a.document"))
+    expect(page.one("h1").text == "Документ составляется дольше обычного.", f"the page says so: {page.one('h1').text}")
+    page.server.signal_helper(signal.SIGKILL)
+    page.open("/order?id=7")
+    page.print_order()
+    expect(page.one("tfoot th:last-child").text == total, "a new helper makes the next document")
 
 
 def test_phone(page):

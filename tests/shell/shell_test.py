@@ -595,8 +595,8 @@ class HelperTest(Shell):
         self.port = int(told[1])
         process = self.helper()
         status, kind, text = self.get("/order/document?id=1&lang=en")
-        self.assertEqual((status, kind.split(";")[0]), (200, "application/rtf"), text)
-        self.assertIn("Order", text)
+        self.assertEqual((status, kind.split(";")[0]), (200, "text/html"), text)
+        self.assertIn("<h1>Order", text)
         self.assertEqual(self.get("/order/document?id=999999")[0], 404)
 
         os.kill(process, signal.SIGSTOP)  # the next request is on its way when the helper dies

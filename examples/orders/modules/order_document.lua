@@ -31,6 +31,7 @@ local order = db.select("SELECT o.ID, " .. page.order_number .. " AS Number, o.O
   { ID = id })[1]
 if not order then return polite(404, "MISSING") end
 
+say("language", request.Language)
 say("title", page.text(view, "TITLE") .. " " .. order.Number)
 say("fact", page.text(view, "DATE"), page.date(order.OrderDate))
 say("fact", page.text(view, "CUSTOMER"), order.Customer)
@@ -49,5 +50,5 @@ if not good then
   print("order " .. id .. " was not printed: " .. answer) -- for the log
   return polite(503, answer:find("imeout", 1, true) and "LATE" or "AWAY")
 end
-response.ContentType = "application/rtf"
+response.ContentType = "text/html; charset=utf-8"
 response:Write(answer)
