@@ -10,10 +10,9 @@
 
 #pragma once
 
-#include <sched.h>
-
 #include <atomic>
 #include <chrono>
+#include <thread>
 #include <utility>
 
 namespace zutools::platform {
@@ -32,7 +31,7 @@ public:
         TTime Now = Start;
         while (Now - Start < WakeUp) {
             if (Look()) return true;
-            ::sched_yield();
+            std::this_thread::yield();
             const TTime Before = std::exchange(Now, TSteady::now());
             const auto Yielded = Now - Before;
             if (Yielded < OthersRan) continue;
