@@ -1,0 +1,89 @@
+// TKXFormStorage for Qt: one line in a form's constructor keeps the window's place, its state and properties
+// of what stands on it.
+//
+//     TEditForm::TEditForm() {
+//         Ui.setupUi(this);
+//         new TQtFormStorage(this, {"EditName.text", "Splitter.Sizes", "Grid.ColumnSections"});
+//     }
+//
+// Or drop the component from Qt Designer's box "ZuTools" on the form and set its properties there. It is
+// shown in Designer only. docs/settings.md tells what is kept where.
+
+#pragma once
+
+#include "persistence/Placment.h"
+
+#include <QStringList>
+#include <QWidget>
+
+namespace zutools {
+
+class TQtFormStorage : public QWidget {
+    Q_OBJECT
+    // In the order and with the defaults of TKXFormStorage, which tells what they are.
+    Q_PROPERTY(QString IniFileName READ IniFileName WRITE SetIniFileName)
+    Q_PROPERTY(QString IniSection READ IniSection WRITE SetIniSection)
+    Q_PROPERTY(bool UseRegistry READ UseRegistry WRITE SetUseRegistry)
+    Q_PROPERTY(QStringList StoredProps READ StoredProps WRITE SetStoredProps)
+    Q_PROPERTY(RegistryRoot RegistryRoot READ GetRegistryRoot WRITE SetRegistryRoot)
+    Q_PROPERTY(bool StoredPlacement READ StoredPlacement WRITE SetStoredPlacement)
+    Q_PROPERTY(PlacementOptions Options READ Options WRITE SetOptions)
+    Q_PROPERTY(bool Active READ Active WRITE SetActive)
+
+public:
+    /// TPlacementRegRoot and TPlacementOption, as Designer shows them.
+    enum RegistryRoot { prCurrentUser, prLocalMachine, prCurrentConfig, prClassesRoot, prUsers, prDynData };
+    Q_ENUM(RegistryRoot)
+    enum PlacementOption { fpState = 1, fpPosition = 2, fpActiveControl = 4 };
+    Q_DECLARE_FLAGS(PlacementOptions, PlacementOption)
+    Q_FLAG(PlacementOptions)
+
+    /// Stands on a form and belongs to it. Keeps nothing until it is told what, and made active.
+    explicit TQtFormStorage(QWidget* Form);
+    /// The whole of it: active, with the window's placement and these properties, "name.property" each.
+    TQtFormStorage(QWidget* Form, const QStringList& StoredProps);
+    ~TQtFormStorage() override;
+
+    [[nodiscard]] QString IniFileName() const;
+    void SetIniFileName(const QString& Value);
+    [[nodiscard]] QString IniSection() const;
+    void SetIniSection(const QString& Value);
+    [[nodiscard]] bool UseRegistry() const { return Storage().UseRegistry(); }
+    void SetUseRegistry(bool Value) { Storage().SetUseRegistry(Value); }
+    [[nodiscard]] QStringList StoredProps() const;
+    void SetStoredProps(const QStringList& Value);
+    [[nodiscard]] RegistryRoot GetRegistryRoot() const;
+    void SetRegistryRoot(RegistryRoot Value);
+    [[nodiscard]] bool StoredPlacement() const { return Storage().StoredPlacement(); }
+    void SetStoredPlacement(bool Value) { Storage().SetStoredPlacement(Value); }
+    [[nodiscard]] PlacementOptions Options() const;
+    void SetOptions(PlacementOptions Value);
+    [[nodiscard]] bool Active() const { return Storage().Active(); }
+    void SetActive(bool Value) { Storage().SetActive(Value); }
+    /// The storage whose file this one takes; null when it has its own.
+    void SetHost(TQtFormStorage* Value);
+
+    /// What does the work.
+    [[nodiscard]] TKXFormStorage& Storage() const;
+
+    [[nodiscard]] QSize sizeHint() const override { return {32, 32}; }
+    void setVisible(bool Visible) override;
+
+    /// From now on storages are being designed: they are seen, and keep nothing. For Designer's plug-in.
+    static void SetDesigning();
+
+Q_SIGNALS:
+    void OnSaveProperties();
+    void OnRestoreProperties();
+    /// What a person should know and no error says: a damaged file that was set aside.
+    void OnNotice(const QString& Text);
+
+protected:
+    void paintEvent(QPaintEvent* Event) override;
+
+private:
+    class TStorage;
+    TObjectRef FStorage; // it belongs to the form, and goes first when that is destroyed
+};
+
+} // namespace zutools
