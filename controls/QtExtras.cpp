@@ -72,12 +72,12 @@ QString SectionsOf(const QHeaderView& Header) {
         // A hidden section tells its size only when it is shown.
         int Size = Header.sectionSize(Index);
         if (Hidden) Size = Header.defaultSectionSize();
-        Sections += QStringLiteral("%1%2:%3").arg(Hidden ? u"-" : u"").arg(Index).arg(Size);
+        Sections += QLatin1String(Hidden ? "-" : "") + QString::number(Index) + u':' + QString::number(Size);
     }
     QString Text = Sections.join(u',');
     if (Header.isSortIndicatorShown() && Header.sortIndicatorSection() < Header.count()) {
-        Text += QStringLiteral(";%1%2").arg(Header.sortIndicatorSection());
-        Text = Text.arg(Header.sortIndicatorOrder() == Qt::AscendingOrder ? u'a' : u'd');
+        const bool Ascending = Header.sortIndicatorOrder() == Qt::AscendingOrder;
+        Text += u';' + QString::number(Header.sortIndicatorSection()) + (Ascending ? u'a' : u'd');
     }
     return Text;
 }

@@ -12,6 +12,7 @@
 #include <QMdiSubWindow>
 #include <QPointer>
 #include <QScreen>
+#include <QWindow>
 
 #include <utility>
 
@@ -52,13 +53,15 @@ public:
 
     bool eventFilter(QObject* Watched, QEvent* Event) override {
         const QEvent::Type Type = Event->type();
-        if (Type != QEvent::Close && Type != QEvent::Show && Type != QEvent::Hide) return false;
+        const bool Moved = Type == QEvent::Move || Type == QEvent::Resize || Type == QEvent::WindowActivate;
+        if (!Moved && Type != QEvent::Close && Type != QEvent::Show && Type != QEvent::Hide) return false;
         auto* const Form = dynamic_cast<TQtForm*>(KnownQtComponent(Watched));
         if (Form == nullptr || Form->FClosing) return false;
-        if (Type == QEvent::Close) {
-            Form->Closed(*Event);
-            return true; // delivered already
+        if (Moved) {
+            Form->NoteFrame();
+            return false;
         }
+        if (Type == QEvent::Close) return Form->Closed(*Event);
         if (Event->spontaneous()) return false; // the window system took it away or brought it back
         if (Type == QEvent::Show)
             Form->Shown();
@@ -78,6 +81,7 @@ void TQtForm::Guarded(TAction Action) {
 }
 
 void TQtForm::Shown() {
+    FAsked = false;
     Guarded([this] {
         if (OnShow) OnShow(*this);
     });
@@ -92,18 +96,22 @@ bool TQtForm::CloseQuery() {
     return CanClose;
 }
 
-void TQtForm::Closed(QEvent& Event) {
+// True when the event was delivered here.
+bool TQtForm::Closed(QEvent& Event) {
+    if (IsDialog() && !FWidget.isVisible()) return false; // it is done already: Hidden
     const QPointer<QWidget> Alive(&FWidget);
     FClosing = Placement();
     qApp->notify(&FWidget, &Event); // as it came: spontaneous or not
-    if (Alive == nullptr) return;
+    if (Alive == nullptr) return true;
     if (Event.isAccepted()) Event.setAccepted(CloseQuery());
+    FAsked = Event.isAccepted();
     FClosing.reset();
+    return true;
 }
 
-// A dialog that is done was not asked by an event that anybody sees.
+// A dialog that is done by itself closes without being asked.
 void TQtForm::Hidden() {
-    if (qobject_cast<const QDialog*>(&FWidget) == nullptr) return;
+    if (!IsDialog() || FAsked) return;
     FClosing = Placement();
     CloseQuery();
     FClosing.reset();
@@ -126,8 +134,7 @@ TQtForm::TQtForm(QWidget& Widget)
     AddGlobalComponent(*this);
     FGone = QObject::connect(&Widget, &QObject::destroyed, [this] { Destroyed(); });
     TQtApplication& Application = TQtApplication::Instance();
-    if (Application.MainForm() == nullptr && qobject_cast<const QDialog*>(&Widget) == nullptr)
-        Application.SetMainForm(this);
+    if (Application.MainForm() == nullptr && !IsDialog()) Application.SetMainForm(this);
 }
 
 TQtForm::~TQtForm() {
@@ -147,6 +154,16 @@ std::u16string TQtForm::Name() const {
 TComponent* TQtForm::FindComponent(std::u16string_view ComponentName) const {
     if (SameText(ComponentName, Name())) return const_cast<TQtForm*>(this);
     return TQtAdapter::FindComponent(ComponentName);
+}
+
+bool TQtForm::IsDialog() const {
+    return qobject_cast<const QDialog*>(&FWidget) != nullptr;
+}
+
+// Not every state has the same frame, and what is kept is the place that the window has with its normal one.
+void TQtForm::NoteFrame() {
+    const QWidget& Own = Window();
+    if ((Own.windowState() & NotNormal) == 0) FFrame = Own.geometry().topLeft() - Own.pos();
 }
 
 QWidget& TQtForm::Window() const {
@@ -177,6 +194,10 @@ void TQtForm::SetPlacement(const TWindowPlacement& Value) {
     const TRect& Normal = Value.NormalPosition;
     Own.resize(Normal.Right - Normal.Left, Normal.Bottom - Normal.Top);
     Own.move(Normal.Left, Normal.Top);
+    // Before a window is mapped nobody knows its frame: the window manager must be told that the place is the
+    // frame's, or the window wanders by its frame at every showing.
+    if (QWindow* const Handle = Own.windowHandle(); Handle != nullptr && !Handle->isVisible())
+        Handle->setFramePosition({Normal.Left, Normal.Top});
     if ((Before & NotNormal) != 0) Own.setWindowState(Before);
 }
 

@@ -54,8 +54,10 @@ private:
 
     explicit TQtForm(QWidget& Widget);
     [[nodiscard]] QWidget& Window() const;
+    [[nodiscard]] bool IsDialog() const;
+    void NoteFrame();
     void Shown();
-    void Closed(QEvent& Event);
+    [[nodiscard]] bool Closed(QEvent& Event);
     void Hidden();
     void Destroyed();
     bool CloseQuery();
@@ -68,6 +70,7 @@ private:
     std::optional<TWindowPlacement> FClosing; // how it was when it began to close, while it does
     std::optional<TWindowState> FNoted;
     std::optional<TPosition> FPosition;
+    bool FAsked = false; // and it agreed to close, since it was shown
     bool FDesigning = false;
 };
 

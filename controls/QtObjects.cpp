@@ -40,6 +40,8 @@ struct TMember {
     }
 };
 
+// Texts are of the kind that is kept and read when it is empty too: an empty editor is what a form begins
+// with.
 struct TType {
     TTypeKind Kind = TTypeKind::tkUnknown;
     std::u16string_view Name{};
@@ -79,14 +81,14 @@ TType TypeOf(const QMetaProperty& Property) {
     case QMetaType::QPoint:
     case QMetaType::QRect:
     case QMetaType::QByteArray:
-        return {TTypeKind::tkUString, u"string"};
+        return {TTypeKind::tkLString, u"string"};
     default:
         break;
     }
     if ((Type.flags() & QMetaType::PointerToQObject) != 0) return {TTypeKind::tkClass, u"TComponent"};
     const QMetaType Text = QMetaType::fromType<QString>();
     if (QMetaType::canConvert(Type, Text) && QMetaType::canConvert(Text, Type))
-        return {TTypeKind::tkUString, u"string"};
+        return {TTypeKind::tkLString, u"string"};
     return {};
 }
 
@@ -195,7 +197,7 @@ TQtClass::TQtClass(const QMetaObject& Meta, const TClassInfo& (*Parent)())
     for (const TQtExtra& Extra : ExtraProperties()) {
         if (!Meta.inherits(Extra.Class)) continue;
         const TType Type =
-            Extra.Lines ? TType{TTypeKind::tkClass, u"TStrings"} : TType{TTypeKind::tkUString, u"string"};
+            Extra.Lines ? TType{TTypeKind::tkClass, u"TStrings"} : TType{TTypeKind::tkLString, u"string"};
         Add(std::u16string(Extra.Name), Type, {.Declared = {}, .Extra = &Extra, .Kind = Type.Kind}, true);
     }
     Info.Name = FTexts.emplace_back(QString::fromLatin1(Meta.className()).toStdU16String());
