@@ -20,14 +20,6 @@ std::u16string Widened(std::string_view Ascii) {
     return {Ascii.begin(), Ascii.end()};
 }
 
-std::string_view RawHeader(const TRawRequest& Raw, std::string_view Name) {
-    const std::u16string Wanted = Widened(Name);
-    for (const auto& [Header, Value] : Raw.Headers) {
-        if (platform::EqualAsciiNoCase(Widened(Header), Wanted)) return Value;
-    }
-    return {};
-}
-
 /// A name for one failure that a user can read out and a log can be searched for.
 std::u16string FailureId() {
     std::array<std::byte, 4> Bytes{};
@@ -136,6 +128,13 @@ std::string SignInLocation(std::u16string_view SignIn, const TRawRequest& Raw) {
 }
 
 } // namespace
+
+std::string_view RawHeader(const TRawRequest& Raw, std::string_view Name) {
+    for (const auto& [Header, Value] : Raw.Headers) {
+        if (platform::EqualAsciiNoCase(Header, Name)) return Value;
+    }
+    return {};
+}
 
 TPageHandler::TPageHandler(const TWebConfig& Config, TSessions& Sessions, TAddressGate& Gate, TLogger& Logger,
                            TLocalizatorTable& Localizer, const TPageHooks& Hooks)

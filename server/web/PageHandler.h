@@ -44,6 +44,9 @@ struct TRawRequest {
     bool Https = false;          // a trusted proxy says that the client came by it
 };
 
+/// The value of the first header of that name; empty when it was not sent.
+[[nodiscard]] std::string_view RawHeader(const TRawRequest& Raw, std::string_view Name);
+
 /// Why a request is not let through to its module.
 struct TRefusal {
     int Status = 400;

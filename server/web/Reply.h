@@ -40,8 +40,9 @@ struct TReply {
     int Status = 200;
     std::string ContentType; // empty: none, as for 304
     std::string Body;
-    TOpenFile File; // sent in place of Body when it is open
-    std::uint64_t FileSize = 0;
+    TOpenFile File;               // sent in place of Body when it is open
+    std::uint64_t FileOffset = 0; // of the first byte that is sent
+    std::uint64_t FileSize = 0;   // bytes that are sent
     std::vector<std::pair<std::string, std::string>> Headers;
     bool Close = false; // the connection ends with this answer
 };

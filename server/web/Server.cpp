@@ -3,6 +3,7 @@
 #include "platform/File.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
+#include "server/web/Compress.h"
 #include "server/web/Connections.h"
 #include "server/web/Framing.h"
 #include "server/web/HttpText.h"
@@ -176,7 +177,8 @@ void AddHeader(MHD_Response& Response, const std::string& Name, const std::strin
 }
 
 MHD_Response* MakeResponse(TReply& Reply) {
-    if (Reply.File.IsOpen()) return MHD_create_response_from_fd64(Reply.FileSize, Reply.File.Take());
+    if (Reply.File.IsOpen())
+        return MHD_create_response_from_fd_at_offset64(Reply.FileSize, Reply.File.Take(), Reply.FileOffset);
     auto Body = std::make_unique<std::string>(std::move(Reply.Body));
     MHD_Response* Response = MHD_create_response_from_buffer_with_free_callback_cls(
         Body->size(), Body->data(), [](void* Text) { delete static_cast<std::string*>(Text); }, Body.get());
@@ -486,8 +488,11 @@ void TWebServer::TImpl::Route(TExchange& Exchange) {
         Refuse(Exchange, 405);
         Exchange.Reply.Headers.emplace_back("Allow", IsStatic ? "GET, HEAD" : "GET, HEAD, POST");
     } else if (IsStatic) {
-        auto Reply = Static.Find(Raw.Path, HeaderOf(Exchange.Connection, "If-None-Match"),
-                                 HeaderOf(Exchange.Connection, "If-Modified-Since"));
+        const auto Header = [&](const char* Name) { return HeaderOf(Exchange.Connection, Name); };
+        const bool Whole = Raw.Method == "HEAD";
+        auto Reply = Static.Find(Raw.Path, {Header("If-None-Match"), Header("If-Modified-Since"),
+                                            Header("Accept-Encoding"), Whole ? "" : Header("Range"),
+                                            Header("If-Range")});
         if (!Reply) return Refuse(Exchange, 404);
         SetReply(Exchange, std::move(*Reply));
     } else if (Exchange.Route == nullptr) {
@@ -578,6 +583,7 @@ void TWebServer::TImpl::RunPage(const TExchangePtr& Exchange, TWorker& Worker) {
     TPageResult Result;
     try {
         Result = Handler.Handle(Exchange->Raw, *Exchange->Route, Worker);
+        Compress(Result.Reply, RawHeader(Exchange->Raw, "Accept-Encoding"));
     } catch (const std::exception& Error) {
         Logger.Log(TLogLevel::Error, u"page failed: " + platform::Utf8ToUtf16(Error.what()));
         Result.Reply = ErrorReply(500, Localizer, Config.DefaultLanguage);

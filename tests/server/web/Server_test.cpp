@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <zlib.h>
+
 #include <condition_variable>
 #include <filesystem>
 #include <functional>
@@ -410,6 +412,77 @@ TEST_F(ServerTest, FilesAreSentAndKeptByTheBrowser) {
     const THttpAnswer Written = Post("/static/css/a.css", "a=1");
     EXPECT_EQ(Written.Status, 405);
     EXPECT_EQ(Written.Header("Allow"), "GET, HEAD");
+}
+
+TEST_F(ServerTest, PartsOfFilesAndPackedOnes) {
+    Config.Static.Folder = Folder.Path();
+    Folder.Write(u"a.txt", "0123456789");
+    Start();
+    const THttpAnswer Whole = Get("/static/a.txt");
+    const struct {
+        std::string Headers;
+        int Status;
+        std::string Body;
+        std::string Range = {};
+    } Rows[] = {
+        {"Range: bytes=2-4\r\n", 206, "234", "bytes 2-4/10"},
+        {"Range: bytes=7-\r\n", 206, "789", "bytes 7-9/10"},
+        {"Range: bytes=-3\r\n", 206, "789", "bytes 7-9/10"},
+        {"Range: bytes=-99\r\n", 206, "0123456789", "bytes 0-9/10"},
+        {"Range: bytes=8-99\r\n", 206, "89", "bytes 8-9/10"},
+        {"Range: bytes=10-\r\n", 416, "", "bytes */10"},
+        {"Range: bytes=-0\r\n", 416, "", "bytes */10"},
+        {"Range: bytes=4-2\r\n", 200, Whole.Body},
+        {"Range: bytes=1-2,4-5\r\n", 200, Whole.Body},
+        {"Range: bytes=-\r\n", 200, Whole.Body},
+        {"Range: lines=1-2\r\n", 200, Whole.Body},
+        {"Range: bytes=2-4\r\nIf-Range: " + Whole.Header("ETag") + "\r\n", 206, "234", "bytes 2-4/10"},
+        {"Range: bytes=2-4\r\nIf-Range: \"other\"\r\n", 200, Whole.Body},
+    };
+    for (const auto& Row : Rows) {
+        const THttpAnswer Answer = Get("/static/a.txt", Row.Headers);
+        EXPECT_EQ(Answer.Status, Row.Status) << Row.Headers;
+        EXPECT_EQ(Answer.Body, Row.Body) << Row.Headers;
+        EXPECT_EQ(Answer.Header("Content-Range"), Row.Range) << Row.Headers;
+    }
+    const auto Packed = [&] { return Get("/static/a.txt", "Accept-Encoding: br, gzip\r\n"); };
+    EXPECT_EQ(Packed().Body, Whole.Body);
+    Folder.Write(u"a.txt.gz", "packed");
+    EXPECT_EQ(Packed().Body, "packed");
+    EXPECT_EQ(Packed().Header("Content-Encoding"), "gzip");
+    EXPECT_EQ(Packed().Header("Content-Type"), "text/plain; charset=utf-8");
+    EXPECT_NE(Packed().Header("ETag"), Whole.Header("ETag"));
+    EXPECT_EQ(Get("/static/a.txt", "Accept-Encoding: gzip;q=0, *\r\n").Body, Whole.Body);
+    const auto Old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    std::filesystem::last_write_time(std::filesystem::path(Folder.File(u"a.txt.gz")), Old);
+    EXPECT_EQ(Packed().Body, Whole.Body) << "what was packed is older than the file";
+}
+
+TEST_F(ServerTest, TextsArePackedForThoseWhoTakeIt) {
+    const std::u16string Text(5000, u'x');
+    Module(u"/text", [&](TWebRequest& Request, TWebResponse& Response) {
+        if (Request.Params.Value(u"tag") != u"") Response.SetHeader(u"ETag", u"\"1\"");
+        if (Request.Params.Value(u"png") != u"") Response.SetContentType(u"image/png");
+        Response.Write(Request.Params.Value(u"short") != u"" ? u"short" : Text);
+    });
+    Start();
+    const THttpAnswer Packed = Get("/text", "Accept-Encoding: gzip\r\n");
+    EXPECT_EQ(Packed.Header("Content-Encoding"), "gzip");
+    EXPECT_EQ(Packed.Header("Vary"), "Accept-Encoding");
+    EXPECT_LT(Packed.Body.size(), 500U);
+    std::string Plain(2 * Text.size(), '\0');
+    z_stream Stream{};
+    Stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(Packed.Body.data()));
+    Stream.avail_in = static_cast<uInt>(Packed.Body.size());
+    Stream.next_out = reinterpret_cast<Bytef*>(Plain.data());
+    Stream.avail_out = static_cast<uInt>(Plain.size());
+    ASSERT_EQ(inflateInit2(&Stream, 31), Z_OK);
+    EXPECT_EQ(inflate(&Stream, Z_FINISH), Z_STREAM_END);
+    EXPECT_EQ(Plain.substr(0, Stream.total_out), std::string(5000, 'x'));
+    inflateEnd(&Stream);
+    for (const std::string_view Target : {"/text?tag=1", "/text?png=1", "/text?short=1"})
+        EXPECT_EQ(Get(Target, "Accept-Encoding: gzip\r\n").Header("Content-Encoding"), "") << Target;
+    EXPECT_EQ(Get("/text", "Accept-Encoding: br, gzip; q=0.0\r\n").Body, std::string(5000, 'x'));
 }
 
 TEST_F(ServerTest, NamesCannotLeaveTheStaticFolder) {
