@@ -40,7 +40,9 @@ void CheckNoArgs(const TObject& Object, std::u16string_view Name, std::size_t Gi
 // Kept on purpose: only as many letters are compared as the type's name has, so that a Word is a WordBool to
 // scripts and a TDate a TDateTime.
 bool IsNamed(std::u16string_view TypeName, std::u16string_view Wanted) {
-    return TypeName.size() <= Wanted.size() && SameText(TypeName, Wanted.substr(0, TypeName.size()));
+    if (TypeName.size() > Wanted.size()) return false;
+    if (!TypeName.empty() && ((TypeName.front() ^ Wanted.front()) & 0x5F) != 0) return false; // most names
+    return SameText(TypeName, Wanted.substr(0, TypeName.size()));
 }
 
 // A failed conversion with the place where it was wanted.
@@ -144,6 +146,7 @@ void ConvertArgument(TKXVariant& Value, const TParamInfo& Param) {
     switch (Param.Kind) {
     case TTypeKind::tkInteger:
     case TTypeKind::tkEnumeration:
+        if (Value.Kind() == TVariantKind::vkInteger && Param.OrdinalSize == 4 && Param.OrdinalSigned) return;
         Value = ToOrdinal(Value, Param);
         return;
     case TTypeKind::tkChar:
@@ -151,6 +154,7 @@ void ConvertArgument(TKXVariant& Value, const TParamInfo& Param) {
         Value = ToCharacter(Value, Param);
         return;
     case TTypeKind::tkFloat:
+        if (Value.Kind() == TVariantKind::vkFloat && Param.FloatType == TFloatType::ftDouble) return;
         Value = ToFloat(Value, Param);
         return;
     case TTypeKind::tkString:
@@ -236,6 +240,13 @@ TKXVariant ReadPublished(const TObject& Object, const TPropInfo& Property, std::
 
 namespace {
 
+// Whether the setter takes the value as it is: what scripts write most.
+bool IsPlain(const TPropInfo& Property, const TKXVariant& Value) {
+    if (Property.Kind == TTypeKind::tkUString) return Value.Kind() == TVariantKind::vkString;
+    return Property.Kind == TTypeKind::tkInteger && Value.Kind() == TVariantKind::vkInteger &&
+           !IsNamed(Property.TypeName, u"BOOLEAN") && !IsNamed(Property.TypeName, u"WORDBOOL");
+}
+
 // The value as the setter takes it.
 TKXVariant ToProperty(const TObject& Object, const TPropInfo& Property, std::u16string_view Name,
                       const TKXVariant& Value) {
@@ -275,16 +286,17 @@ TKXVariant ToProperty(const TObject& Object, const TPropInfo& Property, std::u16
 
 void WritePublished(TObject& Object, const TPropInfo& Property, std::u16string_view Name,
                     const TKXVariant& Value) {
-    TKXVariant Stored;
+    TKXVariant Converted;
+    const bool Plain = IsPlain(Property, Value);
     try {
-        Stored = ToProperty(Object, Property, Name, Value);
+        if (!Plain) Converted = ToProperty(Object, Property, Name, Value);
     } catch (const EVariantError& Error) {
         throw AtPlace(Error, Format(u"property '%s' of class '%s'", {Name, Object.ClassName()}));
     }
     if (Property.Set == nullptr) {
         throw EIObjectError(Format(u"Property '%s' of class '%s' is read-only", {Name, Object.ClassName()}));
     }
-    Property.Set(Object, Stored);
+    Property.Set(Object, Plain ? Value : Converted);
 }
 
 TKXVariant CallPublished(TObject& Object, const TMethodInfo& Method, std::u16string_view Name,
@@ -310,7 +322,8 @@ TKXVariant CallPublished(TObject& Object, const TMethodInfo& Method, std::u16str
         }
     }
     TKXVariant Result = Method.Invoke(Object, Values);
-    return Result.IsNull() ? PointerAsLVar(nullptr) : std::move(Result);
+    if (Result.IsNull()) Result = PointerAsLVar(nullptr);
+    return Result;
 }
 
 // ---- the wrapper

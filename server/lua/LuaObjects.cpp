@@ -9,8 +9,9 @@
 #include "server/lua/LuaValues.h"
 
 #include <algorithm>
-#include <array>
+#include <cstddef>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <span>
 #include <utility>
@@ -90,7 +91,8 @@ TTarget TargetBehind(lua_State* L, TObject& Object, TClassCache& Class, TClassCa
     return {&Object, Known, Behind};
 }
 
-TTarget TargetAt(lua_State* L, int Index) {
+// Empty also for what is no object.
+TTarget TryTargetAt(lua_State* L, int Index) {
     if (const THandle* const Handle = UserdataAt<THandle>(L, Index)) {
         TObject* const Object = Handle->Object.Get();
         if (Object == nullptr) {
@@ -108,8 +110,16 @@ TTarget TargetAt(lua_State* L, int Index) {
         TClassCache* Known = nullptr;
         return TargetBehind(L, *Object, Class, Known);
     }
-    throw EIObjectError(
-        Format(u"an object is wanted, not a %s", {platform::Utf8ToUtf16(luaL_typename(L, Index))}));
+    return {};
+}
+
+TTarget TargetAt(lua_State* L, int Index) {
+    const TTarget Target = TryTargetAt(L, Index);
+    if (Target.Object == nullptr && !IsObject(L, Index)) {
+        throw EIObjectError(
+            Format(u"an object is wanted, not a %s", {platform::Utf8ToUtf16(luaL_typename(L, Index))}));
+    }
+    return Target;
 }
 
 [[noreturn]] void FailUnknown(const TTarget& Target, std::u16string_view Name) {
@@ -129,23 +139,31 @@ TValuePlace PlaceOf(const TEntry& Entry, int Argument = 0) {
     return {Entry.Class->Shown().Name, Entry.Name, Argument};
 }
 
-// Arguments of one call; few of them stay on the C++ stack.
+// Arguments of one call, made one after the other; few of them stay on the C++ stack.
 class TArgs {
 public:
-    explicit TArgs(std::size_t Count) {
-        if (Count > FFew.size()) FMany.resize(Count);
-        FView = Count > FFew.size() ? std::span(FMany) : std::span(FFew).first(Count);
+    explicit TArgs(std::size_t Count)
+        : FPlaces(Count <= Few ? reinterpret_cast<TKXVariant*>(FFew)
+                               : static_cast<TKXVariant*>(::operator new(Count * sizeof(TKXVariant)))) {}
+    ~TArgs() {
+        std::destroy_n(FPlaces, FCount);
+        if (FPlaces != reinterpret_cast<TKXVariant*>(FFew)) ::operator delete(FPlaces);
     }
     TArgs(const TArgs&) = delete;
     TArgs& operator=(const TArgs&) = delete;
-    TKXVariant& operator[](std::size_t Index) { return FView[Index]; }
-    operator TScriptArgs() const { return FView; }
-    [[nodiscard]] std::span<TKXVariant> View() { return FView; }
+
+    void Add(lua_State* L, int Index, const TValuePlace& Place) {
+        new (FPlaces + FCount) TKXVariant(ToVariant(L, Index, Place));
+        ++FCount;
+    }
+    [[nodiscard]] std::span<TKXVariant> View() const { return {FPlaces, FCount}; }
+    operator TScriptArgs() const { return View(); }
 
 private:
-    std::array<TKXVariant, 4> FFew;
-    std::vector<TKXVariant> FMany;
-    std::span<TKXVariant> FView;
+    static constexpr std::size_t Few = 4;
+    alignas(TKXVariant) std::byte FFew[Few * sizeof(TKXVariant)];
+    TKXVariant* const FPlaces;
+    std::size_t FCount = 0;
 };
 
 // ---- calls
@@ -165,19 +183,17 @@ bool IsOfClass(const TTarget& Target, const TClassCache& Wanted) {
 // `object:Name(...)`; the entry is the first upvalue.
 int CallMember(lua_State* L) {
     const auto& Entry = *static_cast<const TEntry*>(lua_touserdata(L, lua_upvalueindex(1)));
-    const TTarget Target = IsObject(L, 1) ? TargetAt(L, 1) : TTarget{};
+    const TTarget Target = TryTargetAt(L, 1);
     if (!IsOfClass(Target, *Entry.Class)) FailNoColon(Entry.Name, Entry.Class->Shown().Name);
     const int Count = lua_gettop(L) - 1;
     TArgs Args(static_cast<std::size_t>(Count));
     if (Entry.Kind == TEntry::TKind::Call) {
-        for (int I = 0; I < Count; ++I)
-            Args[static_cast<std::size_t>(I)] = ToVariant(L, I + 2, PlaceOf(Entry, I + 1));
+        for (int I = 1; I <= Count; ++I) Args.Add(L, I + 1, PlaceOf(Entry, I));
         PushVariant(L, Entry.Member.Invoke(*Target.Object, Args), 1, PlaceOf(Entry));
         return Entry.Member.Kind == TScriptMemberKind::smFunction ? 1 : 0;
     }
     // Published methods take their values from the last to the first.
-    for (int I = 0; I < Count; ++I)
-        Args[static_cast<std::size_t>(Count - 1 - I)] = ToVariant(L, I + 2, PlaceOf(Entry, I + 1));
+    for (int I = Count; I > 0; --I) Args.Add(L, I + 1, PlaceOf(Entry, I));
     PushVariant(L, CallPublished(Target.Shown(), *Entry.Method, Entry.Name, Args.View()), 1, PlaceOf(Entry));
     return 1;
 }
@@ -185,13 +201,12 @@ int CallMember(lua_State* L) {
 // `object:Name(...)` of a name that only the object's hooks know; the name is the first upvalue.
 int CallHook(lua_State* L) {
     const std::u16string Name = ToText(L, lua_upvalueindex(1), {u"", u"name of a method", -1});
-    const TTarget Target = IsObject(L, 1) ? TargetAt(L, 1) : TTarget{};
+    const TTarget Target = TryTargetAt(L, 1);
     if (Target.Object == nullptr || !Target.Class->HasHooks) FailNoColon(Name, TIObject::StaticClass().Name);
     const TValuePlace Place{Target.Class->Info->Name, Name};
     const int Count = lua_gettop(L) - 1;
     TArgs Args(static_cast<std::size_t>(Count));
-    for (int I = 0; I < Count; ++I)
-        Args[static_cast<std::size_t>(I)] = ToVariant(L, I + 2, {Place.Owner, Name, I + 1});
+    for (int I = 1; I <= Count; ++I) Args.Add(L, I + 1, {Place.Owner, Name, I});
     TKXVariant Result;
     if (!static_cast<TIObject&>(*Target.Object).GetPropertyInternal(Name, Args, Count, Result)) {
         FailUnknown(Target, Name);
@@ -354,20 +369,23 @@ TIndexedTarget OpenIndexed(lua_State* L, const TIndexed& Indexed) {
     return {Indexed.Entry, Target.Object};
 }
 
-// Fills the indices that earlier brackets gave.
-void ReadEarlier(lua_State* L, const TIndexed& Indexed, TArgs& Args) {
-    if (Indexed.Depth == 0) return;
+// Adds the indices that brackets gave to the userdata on top of the stack, which stays there.
+void AddEarlier(lua_State* L, const TEntry& Entry, int Depth, TArgs& Args) {
+    if (Depth == 0) return;
     luaL_checkstack(L, 4, nullptr);
+    if (UserdataAt<TIndexed>(L, -1) == nullptr) throw EIObjectError(u"a property with an index is wanted");
+    lua_getiuservalue(L, -1, TIndexed::Before);
+    AddEarlier(L, Entry, Depth - 1, Args);
+    lua_pop(L, 1);
+    lua_getiuservalue(L, -1, TIndexed::Index);
+    Args.Add(L, -1, PlaceOf(Entry, Depth));
+    lua_pop(L, 1);
+}
+
+// The same for the userdata at 1.
+void AddEarlier(lua_State* L, const TIndexed& Indexed, TArgs& Args) {
     lua_pushvalue(L, 1);
-    for (int Depth = Indexed.Depth; Depth > 0; --Depth) {
-        if (UserdataAt<TIndexed>(L, -1) == nullptr)
-            throw EIObjectError(u"a property with an index is wanted");
-        lua_getiuservalue(L, -1, TIndexed::Index);
-        Args[static_cast<std::size_t>(Depth - 1)] = ToVariant(L, -1, PlaceOf(*Indexed.Entry, Depth));
-        lua_pop(L, 1);
-        lua_getiuservalue(L, -1, TIndexed::Before);
-        lua_remove(L, -2);
-    }
+    AddEarlier(L, *Indexed.Entry, Indexed.Depth, Args);
     lua_pop(L, 1);
 }
 
@@ -400,9 +418,8 @@ int ReadIndex(lua_State* L) {
     const TIndexedTarget Target = OpenIndexed(L, Indexed);
     const int Owner = lua_gettop(L);
     TArgs Args(static_cast<std::size_t>(Indexed.Depth) + 1);
-    ReadEarlier(L, Indexed, Args);
-    Args[static_cast<std::size_t>(Indexed.Depth)] =
-        ToVariant(L, 2, PlaceOf(*Target.Entry, Indexed.Depth + 1));
+    AddEarlier(L, Indexed, Args);
+    Args.Add(L, 2, PlaceOf(*Target.Entry, Indexed.Depth + 1));
     PushVariant(L, Target.Entry->Member.Invoke(*Target.Object, Args), Owner, PlaceOf(*Target.Entry));
     return 1;
 }
@@ -416,9 +433,8 @@ int WriteIndex(lua_State* L) {
     }
     const TIndexedTarget Target = OpenIndexed(L, Indexed);
     TArgs Args(static_cast<std::size_t>(Indexed.Depth) + 1);
-    ReadEarlier(L, Indexed, Args);
-    Args[static_cast<std::size_t>(Indexed.Depth)] =
-        ToVariant(L, 2, PlaceOf(*Target.Entry, Indexed.Depth + 1));
+    AddEarlier(L, Indexed, Args);
+    Args.Add(L, 2, PlaceOf(*Target.Entry, Indexed.Depth + 1));
     const TKXVariant Value = ToVariant(L, 3, PlaceOf(*Target.Entry));
     Target.Entry->Member.Write(*Target.Object, Args, Value);
     return 0;
@@ -435,11 +451,8 @@ int CallIndexed(lua_State* L) {
     const TIndexedTarget Target = OpenIndexed(L, Indexed);
     const int Owner = lua_gettop(L);
     TArgs Args(static_cast<std::size_t>(Indexed.Depth) + static_cast<std::size_t>(Count));
-    ReadEarlier(L, Indexed, Args);
-    for (int I = 0; I < Count; ++I) {
-        Args[static_cast<std::size_t>(Indexed.Depth + I)] =
-            ToVariant(L, I + 2, PlaceOf(*Target.Entry, Indexed.Depth + I + 1));
-    }
+    AddEarlier(L, Indexed, Args);
+    for (int I = 1; I <= Count; ++I) Args.Add(L, I + 1, PlaceOf(*Target.Entry, Indexed.Depth + I));
     PushVariant(L, Target.Entry->Member.Invoke(*Target.Object, Args), Owner, PlaceOf(*Target.Entry));
     return 1;
 }
