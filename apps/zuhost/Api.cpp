@@ -164,10 +164,10 @@ int PrintReference(bool Markdown) {
 
 } // namespace
 
-TJob DeclareApi(CLI::App& App) {
+TJob DeclareApi(TDeclaration& Takes) {
     const auto Markdown = std::make_shared<bool>(false);
-    App.footer(Footer);
-    App.add_flag("--markdown", *Markdown, "Print it as Markdown, as in docs/script-api.md");
+    Takes.Footer(Footer);
+    Takes.Flag("--markdown", *Markdown, "Print it as Markdown, as in docs/script-api.md");
     return [Markdown](const TArguments& Names) {
         RefuseNames(Names);
         return PrintReference(*Markdown);

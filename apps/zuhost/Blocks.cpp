@@ -93,14 +93,13 @@ int Blocks(const TOptions& Options, const TArguments& Words) {
 
 } // namespace
 
-TJob DeclareBlocks(CLI::App& App) {
+TJob DeclareBlocks(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_option("--config", Options->ConfigFile,
-                   "Configuration of the service; zuhost.toml when not given")
-        ->type_name("FILE");
-    App.add_flag("--history", Options->History, "Print whole histories, oldest entry first");
-    App.add_flag("--json", Options->Json, "Print the list as a JSON array");
+    Takes.Footer(Footer);
+    Takes.Option("--config", Options->ConfigFile, "FILE",
+                 "Configuration of the service; zuhost.toml when not given");
+    Takes.Flag("--history", Options->History, "Print whole histories, oldest entry first");
+    Takes.Flag("--json", Options->Json, "Print the list as a JSON array");
     return [Options](const TArguments& Words) { return Blocks(*Options, Words); };
 }
 

@@ -44,11 +44,11 @@ int Check(const TRule& Rule, const TArguments& Values) {
 
 } // namespace
 
-TJob DeclareCheck(CLI::App& App) {
+TJob DeclareCheck(TDeclaration& Takes) {
     const auto Rule = std::make_shared<TRule>();
-    App.footer(Footer);
-    App.add_option("--wrong", Rule->Wrong, "What must not occur in the value")->type_name("RULE");
-    App.add_option("--right", Rule->Right, "What must occur, or alone is allowed")->type_name("RULE");
+    Takes.Footer(Footer);
+    Takes.Option("--wrong", Rule->Wrong, "RULE", "What must not occur in the value");
+    Takes.Option("--right", Rule->Right, "RULE", "What must occur, or alone is allowed");
     return [Rule](const TArguments& Values) { return Check(*Rule, Values); };
 }
 

@@ -2,41 +2,24 @@
 
 #pragma once
 
-#include "apps/zuhost/Shell.h"
-
-#include <CLI/CLI.hpp>
-
-#include <functional>
-#include <span>
+#include "apps/zuhost/CommandLine.h"
 
 namespace zutools::zuhost {
 
-/// Does the work, with the names that stand beside the options, and gives the exit code.
-/// @throws EUsage for wrong usage, any other exception for a job that failed: Main turns both into a message
-/// and an exit code.
-using TJob = std::function<int(const TArguments& Names)>;
-
-struct TCommand {
-    const char* Name;
-    const char* Usage; // what stands behind the name in the help
-    const char* Summary;
-    TJob (*Declare)(CLI::App& App); // adds options and footer; what they are stored in lives in the job
-};
-
 // One a file.
-[[nodiscard]] TJob DeclareApi(CLI::App& App);
-[[nodiscard]] TJob DeclareBlocks(CLI::App& App);
-[[nodiscard]] TJob DeclareCheck(CLI::App& App);
-[[nodiscard]] TJob DeclareFilters(CLI::App& App);
-[[nodiscard]] TJob DeclareLint(CLI::App& App);
-[[nodiscard]] TJob DeclarePipeCall(CLI::App& App);
-[[nodiscard]] TJob DeclarePipeServe(CLI::App& App);
-[[nodiscard]] TJob DeclareRender(CLI::App& App);
-[[nodiscard]] TJob DeclareRun(CLI::App& App);
-[[nodiscard]] TJob DeclareServe(CLI::App& App);
-[[nodiscard]] TJob DeclareSessions(CLI::App& App);
-[[nodiscard]] TJob DeclareSettings(CLI::App& App);
-[[nodiscard]] TJob DeclareUsers(CLI::App& App);
+[[nodiscard]] TJob DeclareApi(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareBlocks(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareCheck(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareFilters(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareLint(TDeclaration& Takes);
+[[nodiscard]] TJob DeclarePipeCall(TDeclaration& Takes);
+[[nodiscard]] TJob DeclarePipeServe(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareRender(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareRun(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareServe(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareSessions(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareSettings(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareUsers(TDeclaration& Takes);
 
 /// In the order of the help; a new command is one line here and its declaration above.
 inline constexpr TCommand Commands[] = {

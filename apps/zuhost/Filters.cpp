@@ -17,6 +17,7 @@
 
 #include <fstream>
 #include <functional>
+#include <optional>
 
 namespace zutools::zuhost {
 
@@ -54,8 +55,7 @@ struct TOptions {
     std::string Right;
     std::string Describe;
     std::string Name;
-    int ID = 0;
-    bool HasID = false;
+    std::optional<int> ID;
     bool Json = false;
 };
 
@@ -195,7 +195,7 @@ void Import(const TCheckParamsDBConfig& Filters, const std::string& File, const 
     // The reader takes anything; bytes that it would write otherwise are no
     // filter.
     if (Filter.AsString() != Bytes) throw Exception(u"file \"" + Text(File) + u"\" is no exported filter");
-    const int ID = Options.HasID ? Options.ID : Filter.FilterID;
+    const int ID = Options.ID.value_or(Filter.FilterID);
     if (!Options.Name.empty()) Filter.FilterName = Text(Options.Name);
     Filters.StoreFilter(ID, Filter, TCheckParamsDBConfig::All);
     WriteOut(IntToStr(ID) + u"\t" + Filter.FilterName + u"\n");
@@ -247,23 +247,18 @@ int RunFilters(const TOptions& Options, const TArguments& Words) {
 
 } // namespace
 
-TJob DeclareFilters(CLI::App& App) {
+TJob DeclareFilters(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_option("--database", Options->Database, "sqlite3://FILE or postgresql://user@host:port/name")
-        ->type_name("URL");
-    App.add_option("--wrong", Options->Wrong, "set-rule: what must not occur in a value")->type_name("RULE");
-    App.add_option("--right", Options->Right, "set-rule: what must occur, or alone is allowed")
-        ->type_name("RULE");
-    App.add_option("--describe", Options->Describe, "add: the filter's description")->type_name("TEXT");
-    App.add_option("--name", Options->Name, "import: the name to store the filter under")->type_name("NAME");
-    auto* const ID =
-        App.add_option("--id", Options->ID, "import: the ID to store the filter under")->type_name("ID");
-    App.add_flag("--json", Options->Json, "list, show: print JSON");
-    return [Options, ID](const TArguments& Words) {
-        Options->HasID = ID->count() > 0;
-        return RunFilters(*Options, Words);
-    };
+    Takes.Footer(Footer);
+    Takes.Option("--database", Options->Database, "URL",
+                 "sqlite3://FILE or postgresql://user@host:port/name");
+    Takes.Option("--wrong", Options->Wrong, "RULE", "set-rule: what must not occur in a value");
+    Takes.Option("--right", Options->Right, "RULE", "set-rule: what must occur, or alone is allowed");
+    Takes.Option("--describe", Options->Describe, "TEXT", "add: the filter's description");
+    Takes.Option("--name", Options->Name, "NAME", "import: the name to store the filter under");
+    Takes.Option("--id", Options->ID, "ID", "import: the ID to store the filter under");
+    Takes.Flag("--json", Options->Json, "list, show: print JSON");
+    return [Options](const TArguments& Words) { return RunFilters(*Options, Words); };
 }
 
 } // namespace zutools::zuhost

@@ -232,17 +232,16 @@ int Lint(const TOptions& Options, const TArguments& Given) {
 
 } // namespace
 
-TJob DeclareLint(CLI::App& App) {
+TJob DeclareLint(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_option("--templates", Options->Templates,
-                   "Folder of the templates; the current one when not given")
-        ->type_name("DIR");
-    App.add_option("--strings", Options->Strings,
-                   "Folder of the language files; keys are looked up in each of them")
-        ->type_name("DIR");
-    auto* const Quiet = App.add_flag("--quiet", Options->Quiet, "Print the problems only");
-    App.add_flag("--json", Options->Json, "Print one JSON array, an object a file")->excludes(Quiet);
+    Takes.Footer(Footer);
+    Takes.Option("--templates", Options->Templates, "DIR",
+                 "Folder of the templates; the current one when not given");
+    Takes.Option("--strings", Options->Strings, "DIR",
+                 "Folder of the language files; keys are looked up in each of them");
+    Takes.Flag("--quiet", Options->Quiet, "Print the problems only");
+    Takes.Flag("--json", Options->Json, "Print one JSON array, an object a file");
+    Takes.Exclude("--json", "--quiet");
     return [Options](const TArguments& Names) { return Lint(*Options, Names); };
 }
 

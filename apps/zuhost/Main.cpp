@@ -6,7 +6,6 @@
 #include "apps/zuhost/Commands.h"
 
 #include "host/Exception.h"
-#include "package/ZuTools.h"
 #include "platform/File.h"
 #include "platform/Text.h"
 #include "server/lua/LuaEngine.h"
@@ -19,25 +18,6 @@ namespace zutools::zuhost {
 
 namespace {
 
-constexpr const char* Footer =
-    R"(`zuhost SUBCOMMAND --help` tells more about one of them.
-Exit codes: 0 good, 1 the job failed, 2 wrong usage.
-
-Examples:
-  zuhost render --templates pages letter.txt NAME=Anna
-  zuhost lint --templates pages --strings texts
-  zuhost run job.lua
-  zuhost serve --config orders.toml)";
-
-[[nodiscard]] std::string CommandNames() {
-    std::string Result;
-    for (const TCommand& Command : Commands) {
-        if (!Result.empty()) Result += ", ";
-        Result += Command.Name;
-    }
-    return Result;
-}
-
 /// Scripts, names and values come in as UTF-8 or not at all.
 void CheckArguments(const TArguments& Arguments) {
     for (std::size_t Index = 0; Index < Arguments.size(); ++Index) {
@@ -48,47 +28,17 @@ void CheckArguments(const TArguments& Arguments) {
     }
 }
 
-/// The chosen subcommand, once there is one.
-struct TChoice {
-    const TCommand* Command = nullptr;
-    CLI::App* App = nullptr;
-    TJob Job;
-};
-
-[[nodiscard]] int RunArguments(const TArguments& Arguments, TChoice& Choice) {
-    CheckArguments(Arguments);
-    CLI::App Root("zuhost: templates, scripts and web pages with ZuTools");
-    Describe(Root, "zuhost SUBCOMMAND [OPTIONS] ...");
-    Root.footer(Footer);
-    Root.set_version_flag("--version", "zuhost " + platform::Utf16ToUtf8(ZuToolsVersion()),
-                          "Print the version and exit");
-    for (const TCommand& Command : Commands) {
-        CLI::App* const App = Root.add_subcommand(Command.Name, Command.Summary);
-        TJob Job = Command.Declare(*App);
-        Describe(*App, std::string("zuhost ") + Command.Name + " " + Command.Usage);
-        if (!Arguments.empty() && Arguments.front() == Command.Name) Choice = {&Command, App, std::move(Job)};
-    }
-    if (Choice.App == nullptr) {
-        if (Arguments.empty()) throw EUsage("a subcommand is missing; there are " + CommandNames());
-        if (!Arguments.front().starts_with('-')) {
-            throw EUsage("unknown subcommand \"" + Arguments.front() + "\"; there are " + CommandNames());
-        }
-    }
-    TSplitArguments Split = SplitArguments(Choice.App != nullptr ? *Choice.App : Root, Arguments);
-    if (!Parse(Root, std::move(Split.Options))) return ExitGood;
-    return Choice.Job(Split.Names);
-}
-
 [[nodiscard]] int GuardedRun(const TArguments& Arguments) {
-    TChoice Choice;
+    const TCommand* Command = nullptr;
     try {
-        const int Code = RunArguments(Arguments, Choice);
+        CheckArguments(Arguments);
+        const int Code = RunCommandLine(Arguments, Command);
         FlushOut();
         return Code;
     } catch (const EUsage& Error) {
         std::u16string Message = Text(Error.what());
-        if (Choice.Command != nullptr) {
-            const std::u16string Name = Text(Choice.Command->Name);
+        if (Command != nullptr) {
+            const std::u16string Name = Text(Command->Name);
             Message = Name + u": " + Message + u"\nSee zuhost " + Name + u" --help";
         }
         Complain(Message);

@@ -73,21 +73,16 @@ int CallPipe(const TOptions& Options, const TArguments& Names) {
 
 } // namespace
 
-TJob DeclarePipeCall(CLI::App& App) {
+TJob DeclarePipeCall(TDeclaration& Takes) {
     constexpr std::int32_t Most = std::numeric_limits<std::int32_t>::max();
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_option("--timeout", Options->Timeout,
-                   "Wait so long while all clients' places are taken (default 10000; 0: as the server says)")
-        ->type_name("MS")
-        ->check(CLI::Range(0, Most));
-    App.add_option("--answer-timeout", Options->AnswerTimeout,
-                   "Wait so long for the whole answer (default 0: without end)")
-        ->type_name("MS")
-        ->check(CLI::Range(0, Most));
-    App.add_option("--buffer", Options->Buffer, "Bytes that one read takes (default 65536)")
-        ->type_name("BYTES")
-        ->check(CLI::Range(16, 1 << 30));
+    Takes.Footer(Footer);
+    Takes.Option("--timeout", Options->Timeout, {0, Most}, "MS",
+                 "Wait so long while all clients' places are taken (default 10000; 0: as the server says)");
+    Takes.Option("--answer-timeout", Options->AnswerTimeout, {0, Most}, "MS",
+                 "Wait so long for the whole answer (default 0: without end)");
+    Takes.Option("--buffer", Options->Buffer, {16, 1 << 30}, "BYTES",
+                 "Bytes that one read takes (default 65536)");
     return [Options](const TArguments& Names) { return CallPipe(*Options, Names); };
 }
 

@@ -139,18 +139,14 @@ int ServePipe(const TOptions& Options, const TArguments& Names) {
 
 } // namespace
 
-TJob DeclarePipeServe(CLI::App& App) {
+TJob DeclarePipeServe(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_flag("--echo", Options->Echo, "Answer every request with itself");
-    App.add_option("--script", Options->Script, "Answer with what its function returns")
-        ->type_name("FILE.lua");
-    App.add_option("--clients", Options->Clients, "Clients served at a time (default 5)")
-        ->type_name("N")
-        ->check(CLI::Range(1, 255));
-    App.add_option("--buffer", Options->Buffer, "Longest request in bytes (default 1048576)")
-        ->type_name("BYTES")
-        ->check(CLI::Range(1, 1 << 30));
+    Takes.Footer(Footer);
+    Takes.Flag("--echo", Options->Echo, "Answer every request with itself");
+    Takes.Option("--script", Options->Script, "FILE.lua", "Answer with what its function returns");
+    Takes.Option("--clients", Options->Clients, {1, 255}, "N", "Clients served at a time (default 5)");
+    Takes.Option("--buffer", Options->Buffer, {1, 1 << 30}, "BYTES",
+                 "Longest request in bytes (default 1048576)");
     return [Options](const TArguments& Names) { return ServePipe(*Options, Names); };
 }
 

@@ -83,17 +83,14 @@ int Render(const TOptions& Options, const TArguments& Names) {
 
 } // namespace
 
-TJob DeclareRender(CLI::App& App) {
+TJob DeclareRender(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_option("--templates", Options->Templates,
-                   "Folder of the templates; the current one when not given")
-        ->type_name("DIR");
-    App.add_option("--strings", Options->Strings, "Folder of the language files, <language>.json each")
-        ->type_name("DIR");
-    App.add_option("--language", Options->Language,
-                   "Language of the texts for {{key}}; \"en\" when not given")
-        ->type_name("ID");
+    Takes.Footer(Footer);
+    Takes.Option("--templates", Options->Templates, "DIR",
+                 "Folder of the templates; the current one when not given");
+    Takes.Option("--strings", Options->Strings, "DIR", "Folder of the language files, <language>.json each");
+    Takes.Option("--language", Options->Language, "ID",
+                 "Language of the texts for {{key}}; \"en\" when not given");
     return [Options](const TArguments& Names) { return Render(*Options, Names); };
 }
 

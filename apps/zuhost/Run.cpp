@@ -83,28 +83,19 @@ int RunScript(const TOptions& Options, TArguments Script) {
     return ExitGood;
 }
 
-/// An option that is told apart from an empty one.
-CLI::Option* AddOption(CLI::App& App, const char* Name, std::optional<std::string>& Value, const char* Help) {
-    return App.add_option_function<std::string>(
-        Name, [&Value](const std::string& Given) { Value = Given; }, Help);
-}
-
 } // namespace
 
-TJob DeclareRun(CLI::App& App) {
+TJob DeclareRun(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_option("--config", Options->ConfigFile,
-                   "Configuration of `zuhost serve`, whose templates, strings and database hold")
-        ->type_name("FILE");
-    AddOption(App, "--templates", Options->Templates,
-              "Folder of the templates; the current one when not given")
-        ->type_name("DIR");
-    AddOption(App, "--strings", Options->Strings, "Folder of the language files, <language>.json each")
-        ->type_name("DIR");
-    AddOption(App, "--database", Options->Database, "sqlite3://FILE or postgresql://user@host:port/name")
-        ->type_name("URL");
-    App.prefix_command(); // what follows the script is the script's
+    Takes.Footer(Footer);
+    Takes.Option("--config", Options->ConfigFile, "FILE",
+                 "Configuration of `zuhost serve`, whose templates, strings and database hold");
+    Takes.Option("--templates", Options->Templates, "DIR",
+                 "Folder of the templates; the current one when not given");
+    Takes.Option("--strings", Options->Strings, "DIR", "Folder of the language files, <language>.json each");
+    Takes.Option("--database", Options->Database, "URL",
+                 "sqlite3://FILE or postgresql://user@host:port/name");
+    Takes.NamesEndOptions(); // what follows the script is the script's
     return [Options](const TArguments& Script) { return RunScript(*Options, Script); };
 }
 

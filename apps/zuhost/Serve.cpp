@@ -236,25 +236,22 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
 
 struct TOptions {
     std::string ConfigFile;
-    int Port = 0;
+    std::optional<int> Port;
 };
 
 } // namespace
 
-TJob DeclareServe(CLI::App& App) {
+TJob DeclareServe(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_option("--config", Options->ConfigFile, "Configuration; zuhost.toml when not given")
-        ->type_name("FILE");
-    auto* const Port =
-        App.add_option("--port", Options->Port, "Port in place of the configured one; 0 takes any free one")
-            ->type_name("N")
-            ->check(CLI::Range(0, 65535));
-    return [Options, Port](const TArguments& Names) {
+    Takes.Footer(Footer);
+    Takes.Option("--config", Options->ConfigFile, "FILE", "Configuration; zuhost.toml when not given");
+    Takes.Option("--port", Options->Port, {0, 65535}, "N",
+                 "Port in place of the configured one; 0 takes any free one");
+    return [Options](const TArguments& Names) {
         RefuseNames(Names);
         const std::u16string File = Options->ConfigFile.empty() ? u"zuhost.toml" : Text(Options->ConfigFile);
         TWebConfig Config = LoadWebConfig(File);
-        if (Port->count() > 0) Config.Port = static_cast<std::uint16_t>(Options->Port);
+        if (Options->Port) Config.Port = static_cast<std::uint16_t>(*Options->Port);
         Serve(std::move(Config), File);
         return ExitGood;
     };

@@ -76,14 +76,13 @@ int Sessions(const TOptions& Options, const TArguments& Words) {
 
 } // namespace
 
-TJob DeclareSessions(CLI::App& App) {
+TJob DeclareSessions(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_option("--config", Options->ConfigFile,
-                   "Configuration of the service; zuhost.toml when not given")
-        ->type_name("FILE");
-    App.add_option("--user", Options->User, "end: all sessions of this user")->type_name("NAME");
-    App.add_flag("--json", Options->Json, "list: print a JSON array");
+    Takes.Footer(Footer);
+    Takes.Option("--config", Options->ConfigFile, "FILE",
+                 "Configuration of the service; zuhost.toml when not given");
+    Takes.Option("--user", Options->User, "NAME", "end: all sessions of this user");
+    Takes.Flag("--json", Options->Json, "list: print a JSON array");
     return [Options](const TArguments& Words) { return Sessions(*Options, Words); };
 }
 

@@ -107,8 +107,8 @@ int Settings(const TArguments& Names) {
 
 } // namespace
 
-TJob DeclareSettings(CLI::App& App) {
-    App.footer(Footer);
+TJob DeclareSettings(TDeclaration& Takes) {
+    Takes.Footer(Footer);
     return [](const TArguments& Names) { return Settings(Names); };
 }
 

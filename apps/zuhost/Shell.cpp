@@ -5,87 +5,18 @@
 #include "platform/Text.h"
 #include "platform/TextTools.h"
 
-#include <CLI/CLI.hpp>
-
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <utility>
 
 namespace zutools::zuhost {
 
 namespace {
-
-/// CLI11 makes the usage line from declared positionals, of which there are none: names are taken aside
-/// before it parses.
-class TFormatter : public CLI::Formatter {
-public:
-    explicit TFormatter(std::string Usage)
-        : FUsage(std::move(Usage)) {}
-    std::string make_usage(const CLI::App*, std::string) const override { return "Usage: " + FUsage + "\n"; }
-
-private:
-    const std::string FUsage;
-};
 
 [[noreturn]] void RefuseOutput(int Code) {
     throw Exception(u"cannot write to standard output: " + platform::SystemErrorText(Code));
 }
 
 } // namespace
-
-void Describe(CLI::App& App, std::string Usage) {
-    App.formatter(std::make_shared<TFormatter>(std::move(Usage)));
-    App.set_help_flag("-h,--help", "Print this help and exit");
-}
-
-TSplitArguments SplitArguments(const CLI::App& App, const TArguments& Arguments) {
-    TSplitArguments Result;
-    auto Next = Arguments.begin();
-    if (Next != Arguments.end() && *Next == App.get_name()) Result.Options.push_back(*Next++);
-    for (; Next != Arguments.end(); ++Next) {
-        if (*Next == "--") {
-            Result.Names.insert(Result.Names.end(), Next + 1, Arguments.end());
-            break;
-        }
-        if (Next->size() < 2 || Next->front() != '-') {
-            const auto End = App.get_prefix_command() ? Arguments.end() : Next + 1;
-            Result.Names.insert(Result.Names.end(), Next, End);
-            if (App.get_prefix_command()) break;
-            continue;
-        }
-        const std::size_t Equals = Next->find('=');
-        const CLI::Option* const Option = App.get_option_no_throw(Next->substr(0, Equals));
-        if (Option == nullptr) throw EUsage("unknown option " + *Next);
-        const bool TakesValue = Option->get_items_expected_max() > 0;
-        if (TakesValue && Equals == Next->size() - 1) {
-            Result.Options.push_back(Next->substr(0, Equals));
-            Result.Options.emplace_back();
-            continue;
-        }
-        Result.Options.push_back(*Next);
-        const bool ValueFollows = TakesValue && Equals == std::string::npos;
-        if (ValueFollows && Next + 1 != Arguments.end()) Result.Options.push_back(*++Next);
-    }
-    return Result;
-}
-
-bool Parse(CLI::App& App, TArguments Options) {
-    try {
-        std::reverse(Options.begin(), Options.end()); // CLI11 takes them from the back
-        App.parse(std::move(Options));
-        return true;
-    } catch (const CLI::CallForHelp&) {
-        WriteOut(App.help());
-        return false;
-    } catch (const CLI::CallForVersion& Version) {
-        WriteOut(std::string_view(Version.what()));
-        WriteOut(std::string_view("\n"));
-        return false;
-    } catch (const CLI::ParseError& Error) {
-        throw EUsage(Error.what());
-    }
-}
 
 void RefuseNames(const TArguments& Names) {
     if (!Names.empty()) throw EUsage("takes no names; there is \"" + Names.front() + '"');

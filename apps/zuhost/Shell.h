@@ -12,10 +12,6 @@
 #include <string_view>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 namespace zutools::zuhost {
 
 inline constexpr int ExitGood = 0;
@@ -29,23 +25,6 @@ class EUsage : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
-
-/// Gives `App` its "Usage:" line and its `--help`.
-void Describe(CLI::App& App, std::string Usage);
-
-/// Arguments taken apart: what CLI11 is to read, and the names that stand beside the options, in order.
-struct TSplitArguments {
-    TArguments Options; // with the subcommand's name in front
-    TArguments Names;
-};
-
-/// Takes the arguments of a subcommand (or of none) apart: "--" ends the options, and so does the first name
-/// of one that takes what follows as it is (CLI11's prefix_command). `--name=` is an empty value: CLI11 would
-/// take the next argument, and values like "[a,b]" apart. @throws EUsage for an unknown option.
-[[nodiscard]] TSplitArguments SplitArguments(const CLI::App& App, const TArguments& Arguments);
-
-/// Parses; false when help or the version was asked for and has been printed. @throws EUsage.
-[[nodiscard]] bool Parse(CLI::App& App, TArguments Options);
 
 /// For subcommands that take no names. @throws EUsage when there is one.
 void RefuseNames(const TArguments& Names);

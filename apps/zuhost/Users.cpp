@@ -267,18 +267,16 @@ int RunUsers(const TOptions& Options, const TArguments& Words) {
 
 } // namespace
 
-TJob DeclareUsers(CLI::App& App) {
+TJob DeclareUsers(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
-    App.footer(Footer);
-    App.add_option("--database", Options->Database, "sqlite3://FILE or postgresql://user@host:port/name")
-        ->type_name("URL");
-    App.add_option("--config", Options->ConfigFile, "take the database of a service's configuration")
-        ->type_name("FILE");
-    App.add_option("--profile", Options->Profile, "add: the user's profile")->type_name("PROFILE");
-    App.add_flag("--administrator", Options->Administrator, "add: the user may do everything");
-    App.add_option("--filter", Options->Filter, "grant: the records, such as \"Department = 'Sales'\"")
-        ->type_name("TEXT");
-    App.add_flag("--json", Options->Json, "list, profiles, rights: print JSON");
+    Takes.Footer(Footer);
+    Takes.Option("--database", Options->Database, "URL",
+                 "sqlite3://FILE or postgresql://user@host:port/name");
+    Takes.Option("--config", Options->ConfigFile, "FILE", "take the database of a service's configuration");
+    Takes.Option("--profile", Options->Profile, "PROFILE", "add: the user's profile");
+    Takes.Flag("--administrator", Options->Administrator, "add: the user may do everything");
+    Takes.Option("--filter", Options->Filter, "TEXT", "grant: the records, such as \"Department = 'Sales'\"");
+    Takes.Flag("--json", Options->Json, "list, profiles, rights: print JSON");
     return [Options](const TArguments& Words) { return RunUsers(*Options, Words); };
 }
 
