@@ -106,13 +106,25 @@ TEST(CheckValueDifferential, NearMissesLongWordsAndPairs) {
     for (int Index = 0; Index < 2000; ++Index) Misses += u"abcdefg";
     TParamValueChecker Checker;
     Checker.SetWrongSymbolsAsString(Long + u"b,abcdefgh,\U00010428x");
-    const std::u16string Clean[] = {Misses, std::u16string(9000, u'a'), u"\U00010428\U00010400"};
+    const std::u16string Clean[] = {Misses, std::u16string(9000, u'a'), u"\U00010400\U00010428"};
     const std::u16string_view Ends[] = {u"h", u"b", u"X"};
     for (std::size_t Index = 0; Index < 3; ++Index) {
         EXPECT_EQ(Message(Checker, Clean[Index]), "") << Index;
         const std::u16string Value = Clean[Index] + std::u16string(Ends[Index]);
         EXPECT_EQ(Message(Checker, Value), ReferenceMessage(Checker, Value)) << Index;
         EXPECT_NE(Message(Checker, Value), "") << Index;
+    }
+}
+
+TEST(WordScan, EachOfManyWordsIsFound) {
+    TParamValueChecker Checker;
+    TKXStringList& Words = Checker.WrongWords;
+    for (char16_t First = u'A'; First <= u'Z'; ++First)
+        for (char16_t Second = u'A'; Second <= u'Z'; ++Second)
+            Words.Add(std::u16string{First, u'Q', Second, First, Second, u'_'});
+    for (int Index = 0; Index < Words.Count(); ++Index) {
+        EXPECT_FALSE(Checker.Passes(u"a " + Words.Strings(Index))) << Index;
+        EXPECT_TRUE(Checker.Passes(Words.Strings(Index).substr(1))) << Index;
     }
 }
 

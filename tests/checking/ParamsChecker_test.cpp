@@ -48,7 +48,7 @@ TEST(ParamsConfig, RulesForTheSameNamesAreOne) {
     EXPECT_EQ(Dump(Config), "c= <,> ||p||q;");
 }
 
-TEST(ParamsConfig, IsAssignedWholeOrItsRulesOnly) {
+TEST(ParamsConfig, KeptIsAssignedWholeOrItsRulesOnlyAndClearedToTheIdZero) {
     TParamsConfig Source, Target;
     Source.AddParams(u"a", u"<", u"x");
     Source.FilterName = u"n";
@@ -64,43 +64,30 @@ TEST(ParamsConfig, IsAssignedWholeOrItsRulesOnly) {
     Target.AssignParams(Target);
     EXPECT_EQ(DumpAll(Target), "5 off n/d: a=<||x;");
     Target.Assign(nullptr);
-    EXPECT_EQ(DumpAll(Target), "0 on /: ");
+    Source.Clear();
+    for (const auto* const Each : {&Source, &Target}) EXPECT_EQ(DumpAll(*Each), "0 on /: ");
 }
 
-TEST(ParamsConfig, KeptClearSetsTheIdToZeroAndSwitchesOn) {
-    TParamsConfig Config;
-    Config.Enabled = false;
-    Config.FilterName = Config.FilterDescribe = u"x";
-    Config.AddParams(u"a", u"", u"");
-    Config.Clear();
-    EXPECT_EQ(DumpAll(Config), "0 on /: ");
-}
-
-TEST(ParamsConfigAsString, HasTheBytesAsWritten) {
+TEST(ParamsConfigAsString, HasTheBytesAsWrittenAndReadsBadOnesAsEmptyTexts) {
     TParamsConfig Config;
     Config.FilterID = 7;
     EXPECT_EQ(Config.AsString(), "\1\7\0\0\0\0\0\0\0\0\0\0\0"s);
     Config.FilterName = u"\u0416";
     Config.AddParams(u"a", u"", u"b");
-    EXPECT_EQ(Config.AsString(), "\1\7\0\0\0\1\0\0\0\x16\x04\0\0\0\0\1\0\0\0a\0\0\0\0\0\1\0\0\0b\0"s);
-    TParamsConfig Copy;
-    Copy.SetAsString(Config.AsString());
-    EXPECT_EQ(Copy.AsString(), Config.AsString());
-}
-
-TEST(ParamsConfigAsString, BadBytesGiveEmptyTexts) {
-    TParamsConfig Config;
-    Config.AddParams(u"a", u"b", u"c");
-    Config.SetAsString("");
-    EXPECT_EQ(Dump(Config), "a=b||c;") << "no bytes change nothing";
-    Config.SetAsString("\1");
-    EXPECT_EQ(Dump(Config), "");
-    Config.SetAsString("\1\0\0\0\0\xFF\xFF\xFF\x7Fx\0y\0"s);
-    EXPECT_EQ(Config.FilterName, u"xy") << "a huge count takes what is there";
-    Config.SetAsString("\1\0\0\0\0\xFF\xFF\xFF\xFF\0\0\0\0\1\0\0\0a\0"s);
-    EXPECT_EQ(Dump(Config), "a=||;") << "a negative count is an empty text";
-    Config.SetAsString("\1\0\0\0\0\0\0\0\0\0\0\0\0z"s);
-    EXPECT_EQ(Dump(Config), "") << "one byte left is no rule";
+    const std::string Bytes = "\1\7\0\0\0\1\0\0\0\x16\x04\0\0\0\0\1\0\0\0a\0\0\0\0\0\1\0\0\0b\0"s;
+    EXPECT_EQ(Config.AsString(), Bytes);
+    const std::pair<std::string, std::string> Rows[] = {
+        {Bytes, "7 on Ж/: a=||b;"},
+        {"", "7 on Ж/: a=||b;"}, // no bytes change nothing
+        {"\1", "0 on /: "},
+        {"\1\0\0\0\0\xFF\xFF\xFF\x7Fx\0y\0"s, "0 on xy/: "}, // a huge count takes what is there
+        {"\1\0\0\0\0\xFF\xFF\xFF\xFF\0\0\0\0\1\0\0\0a\0"s, "0 on /: a=||;"}, // a negative one nothing
+        {"\0\0\0\0\0\0\0\0\0\0\0\0\0z"s, "0 off /: "},                       // one byte left is no rule
+    };
+    for (const auto& [Given, Expected] : Rows) {
+        Config.SetAsString(Given);
+        EXPECT_EQ(DumpAll(Config), Expected);
+    }
 }
 
 TEST(ParamsChecker, PassesEverythingUntilLoaded) {

@@ -173,6 +173,7 @@ protected:
         TStringList Written;
         Written.Add(u"first");
         FList.ToStrings(&Written, u"->", Index > 0);
+        FList.ToStrings(nullptr, u"->", true);
         EXPECT_EQ(Written.Text(), (Index > 0 ? u"" : u"first\r\n") + Joined(u"->", u"\r\n") +
                                       (FEntries.empty() ? u"" : u"\r\n"));
     }

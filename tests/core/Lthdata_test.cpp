@@ -57,6 +57,21 @@ TEST_F(Lthdata, KeptOnPurposeScriptsReadNullForUnknownNamesAndTheirWritesAreDrop
     EXPECT_EQ(Entries(Data), 3);
 }
 
+TEST_F(Lthdata, RegisteredNamesComeBeforeObjectsAndParameters) {
+    const TClassInfo& Class = TZUThreadDataInterface::StaticClass();
+    static TKXVariant Written;
+    ScriptRegistry().RegisterProperty(
+        Class, u"Department", 0, [](TObject&, TScriptArgs) { return TKXVariant(1); },
+        [](TObject&, TScriptArgs, const TKXVariant& Value) { Written = Value; }, false);
+    TKXVariant Result;
+    const TKXVariant Value(5);
+    EXPECT_TRUE(Data.GetPropertyInternal(u"department", {}, 0, Result));
+    EXPECT_TRUE(Data.SetPropertyInternal(u"department", TScriptArgs(&Value, 1), 0));
+    ScriptRegistry().UnregisterClass(Class);
+    EXPECT_EQ(Result, TKXVariant(1));
+    EXPECT_EQ(Written, Value);
+}
+
 TEST_F(Lthdata, AnObjectCannotTakeTheNameOfAParameter) {
     for (const std::u16string_view Name : {u"Department", u"DEPARTMENT"})
         EXPECT_EQ(Raised<EZUThreadData>([&] { Data.SetIRegObject(Name, &Order, 0); }),

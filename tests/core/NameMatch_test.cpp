@@ -7,6 +7,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zutools {
@@ -182,6 +183,12 @@ TEST(NameMatch, LongAsciiNamesInAnyCaseHaveOneHash) {
         EXPECT_EQ(Match.Hash(platform::UpperCase(Name)).Value, Hash.Value) << Name.size();
         EXPECT_EQ(Match.Hash(platform::LowerCase(Name)).Value, Hash.Value) << Name.size();
         EXPECT_NE(Match.Hash(Name + u"!").Value, Hash.Value) << Name.size();
+        EXPECT_TRUE(Match.SameSimple(platform::UpperCase(Name), platform::LowerCase(Name)));
+        for (std::u16string Other = Name; char16_t& Changed : Other) {
+            const char16_t Was = std::exchange(Changed, Changed == u'x' ? u'y' : u'x');
+            EXPECT_EQ(Match.SameSimple(Name, Other), Was == u'X') << Name.size();
+            Changed = Was;
+        }
     }
     EXPECT_GT(Name.size(), 62U + 16U) << "letters, digits and most signs are decided";
     EXPECT_FALSE(Match.Hash(Name + u"\u0E40").Simple) << "a Thai vowel joins the letter behind it";
@@ -195,7 +202,8 @@ TEST(NameMatch, DecidesAboutCommonNames) {
     for (const std::u16string_view Name :
          {u"Customer_ID", u"order.lines[12]", u"x", u"", u"\u0417\u0430\u043A\u0430\u0437\u0447\u0438\u043A"})
         EXPECT_TRUE(Match.Hash(Name).Simple) << platform::Utf16ToUtf8(Name);
-    for (const std::u16string_view Name : {u"e\u0301", u"\U0001F600", u"a\u0001"})
+    for (const std::u16string_view Name : {u"e\u0301", u"\U0001F600", u"a\u0001", u"abc\u00ADd",
+                                           u"abcd\u007F", u"abcdefghi\u00AD", u"abcdefghijklmnopqr\u00ADs"})
         EXPECT_FALSE(Match.Hash(Name).Simple) << platform::Utf16ToUtf8(Name);
     // Where the system tells what its letters weigh.
     if (Root.IsLoneLetter(u'a')) {

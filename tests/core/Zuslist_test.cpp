@@ -166,6 +166,8 @@ TEST(SortedObjects, KeepsEachObjectOnceAndFreesIt) {
         EXPECT_EQ(Deaths, 1);
         List.RemoveObject(nullptr);
         EXPECT_EQ(List.Count(), 1);
+        for (int Time = 0; Time < 2; ++Time) EXPECT_EQ(List.AddObject(nullptr), 0) << "once too";
+        EXPECT_EQ(List.Count(), 2);
     }
     EXPECT_EQ(Deaths, 2);
 }
@@ -291,7 +293,9 @@ TEST(SortedNamedObjects, FindsNamesAndTakesOverAnotherList) {
     EXPECT_EQ(Copy.Objects(1), &Two);
     Copy.Assign(Copy);
     Copy.Assign(TZUSortedParams());
-    EXPECT_EQ(Copy.Count(), 2);
+    Copy.RemoveObject(u"none");
+    Copy.RemoveObject(u"ALPHA");
+    EXPECT_EQ(NamesOf(Copy), TNames({u"beta"}));
 }
 
 // The second list is not told of the new name of an item that the first one has too.
@@ -310,6 +314,8 @@ TEST(SortedNamedObjects, AnItemOfTwoListsIsFoundInBothByTheNameThatItHas) {
         EXPECT_EQ(List->FindNameIndex(u"m"), -1);
     }
     Guest.Clear();
+    static_cast<TZUNamedObject*>(Owner.Items(0))->Name = u"q";
+    EXPECT_EQ(Owner.FindNameIndex(u"q"), 0) << "the first list still hears of it";
 }
 
 // ---- parameters: see the model too
@@ -375,6 +381,7 @@ TEST(SortedParams, SplitsTextsAtTheDelimiter) {
         {" x ", "=", " x ", ""},      {"x=y=z", "=", "x", "y=z"},
         {"x :: 1\t", "::", "x", "1"}, {"=v", "=", "", "v"},
         {"a=b", "", "a=b", ""},       {"", "=", "", ""},
+        {"!x! = !", "=", "!x!", "!"},
     };
     for (const auto& Row : Rows) {
         TZUSortedParamsA Narrow;
@@ -422,7 +429,7 @@ TEST(SortedParams, PublishesItsItemsFields) {
     EXPECT_EQ(Item.FName + Item.FValue + Item.FInitValue, u"NameValueInitValue");
 }
 
-TEST(SortedParams, ACallersComparisonReplacesItsOwn) {
+TEST(SortedLists, ACallersComparisonReplacesTheirOwn) {
     TZUSortedParams List;
     List.SetCompareFunc([](TObject* Item, const TKXVariant& Value) -> std::intptr_t {
         return Value.AsString().compare(static_cast<TZUParamObject*>(Item)->FName.Text()); // falling
@@ -431,6 +438,21 @@ TEST(SortedParams, ACallersComparisonReplacesItsOwn) {
     EXPECT_EQ(NamesOf(List), TNames({u"c", u"b", u"a"}));
     EXPECT_EQ(List.GetParamIndex(u"b"), 1);
     EXPECT_EQ(List.GetParamIndex(u"B"), -1);
+
+    TObject Two[2];
+    TZUSortedObjects Objects;
+    TZUSortedIDObjects IDs;
+    Objects.OwnsObjects = false;
+    for (TZUSortedObjectList* const Each : std::initializer_list<TZUSortedObjectList*>{&Objects, &IDs})
+        Each->SetCompareFunc([](TObject*, const TKXVariant&) { return 0; }); // all are the same
+    for (int Number = 0; Number < 2; ++Number) {
+        EXPECT_EQ(Objects.AddObject(&Two[Number]), 0);
+        EXPECT_EQ(IDs.AddObject(Number, &Two[Number]), 0);
+    }
+    EXPECT_EQ(IDs.ObjectByID(7), &Two[1]);
+    Objects.RemoveObject(&Two[1]);
+    IDs.RemoveObject(7);
+    EXPECT_EQ(Objects.Count() + IDs.Count(), 0);
 }
 
 TEST(SortedVariantParams, KeptOnPurpose_TakesTextsButNoListOfItsClass) {

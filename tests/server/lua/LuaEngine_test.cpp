@@ -7,6 +7,7 @@
 #include "tests/support/TempFolder.h"
 
 #include <filesystem>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -46,44 +47,43 @@ TEST_F(LuaErrors, ScriptCatchesTheLibrarysErrorsAsText) {
               "test.lua:2: сбой");
 }
 
+/// The error that `Call()` ends with.
+EScriptError Failed(const std::function<void()>& Call) {
+    try {
+        Call();
+    } catch (const EScriptError& Error) {
+        return Error;
+    }
+    ADD_FAILURE() << "no error";
+    return EScriptError(u"", u"");
+}
+
 TEST_F(LuaErrors, TracebackNamesFilesAndLines) {
     const std::u16string File = Folder.Write(u"заказ.lua", "local function вложенная() end\n"
                                                            "local function inner() thing:Fail() end\n"
                                                            "inner()\n");
+    const std::string Name = platform::Utf16ToUtf8(File);
     // The name of a function must be ASCII, so that script does not compile; its place is right all the same.
-    try {
-        Engine->RunFile(File);
-        FAIL();
-    } catch (const EScriptError& Failure) {
-        EXPECT_THAT(Failure.what(), StartsWith(platform::Utf16ToUtf8(File) + ":1: "));
-        EXPECT_EQ(Failure.Traceback(), u"");
-    }
+    const EScriptError Compiled = Failed([&] { Engine->RunFile(File); });
+    EXPECT_THAT(Compiled.what(), StartsWith(Name + ":1: "));
+    EXPECT_EQ(Compiled.Traceback(), u"");
     Folder.Write(u"заказ.lua", "\xEF\xBB\xBF#!/usr/bin/zuhost run\n"
                                "local function inner() thing:Fail() end\n"
                                "inner()\n");
-    try {
-        Engine->RunFile(File);
-        FAIL();
-    } catch (const EScriptError& Failure) {
-        EXPECT_EQ(Failure.Message(), File + u":2: сбой");
-        const std::string Traceback = platform::Utf16ToUtf8(Failure.Traceback());
-        EXPECT_THAT(Traceback, HasSubstr(platform::Utf16ToUtf8(File) + ":2: in local 'inner'"));
-        EXPECT_THAT(Traceback, EndsWith(platform::Utf16ToUtf8(File) + ":3: in main chunk"));
-    }
+    const EScriptError Failure = Failed([&] { Engine->RunFile(File); });
+    EXPECT_EQ(Failure.Message(), File + u":2: сбой");
+    const std::string Traceback = platform::Utf16ToUtf8(Failure.Traceback());
+    EXPECT_THAT(Traceback, HasSubstr(Name + ":2: in local 'inner'"));
+    EXPECT_THAT(Traceback, EndsWith(Name + ":3: in main chunk"));
 }
 
 TEST_F(LuaErrors, LongCyrillicFileNamesAreWhole) {
     const std::u16string File =
         Folder.Write(u"очень длинное имя папки с модулями/ещё одно длинное имя папки/модуль.lua",
                      "message = select(2, pcall(function() error('x') end))\nerror('boom')");
-    try {
-        Engine->RunFile(File);
-        FAIL();
-    } catch (const EScriptError& Failure) {
-        EXPECT_EQ(Failure.Message(), File + u":2: boom");
-        EXPECT_THAT(platform::Utf16ToUtf8(Failure.Traceback()),
-                    HasSubstr(platform::Utf16ToUtf8(File) + ":2:"));
-    }
+    const EScriptError Failure = Failed([&] { Engine->RunFile(File); });
+    EXPECT_EQ(Failure.Message(), File + u":2: boom");
+    EXPECT_THAT(platform::Utf16ToUtf8(Failure.Traceback()), HasSubstr(platform::Utf16ToUtf8(File) + ":2:"));
     // Inside the script Lua's own limit shortens it, but never inside a character: that would be refused
     // here.
     const std::string Message = Result("thing.Value = message");
@@ -100,16 +100,13 @@ TEST_F(LuaErrors, EngineIsNotEnteredTwice) {
     EXPECT_EQ(Error(""), "no error");
 }
 
-TEST_F(LuaErrors, MissingFile) {
-    EXPECT_THROW(Engine->RunFile(Folder.File(u"none.lua")), platform::TSystemError);
-}
-
 TEST_F(LuaErrors, ArgumentsAsStandAloneLuaHasThem) {
     const std::u16string File = Folder.Write(
         u"a.lua",
         "thing.Value = #arg .. arg[1] .. arg[2] .. select('#', ...) .. tostring(arg[0]:match('a.lua$'))");
     Engine->RunFile(File, {"один", ""});
     EXPECT_EQ(Thing.Value, TKXVariant(u"2один2a.lua"));
+    EXPECT_THROW(Engine->RunFile(Folder.File(u"none.lua")), platform::TSystemError);
 }
 
 // ---- sessions and texts
@@ -153,17 +150,15 @@ TEST_F(LuaSessions, AsSessionRaisesTheErrorItself) {
     EXPECT_EQ(Result("local e = {} local ok, x = pcall(zu.as_session, 'a', 'b', error, e) thing.Value = "
                      "tostring(x == e)"),
               "true");
-    try {
+    const EScriptError Failure = Failed([&] {
         Engine->RunText(
             "local function inner() error('boom') end\nzu.as_session('a', 'b', function()\ninner() end)",
             "s.lua");
-        FAIL();
-    } catch (const EScriptError& Failure) {
-        EXPECT_STREQ(Failure.what(), "s.lua:1: boom");
-        const std::string Traceback = platform::Utf16ToUtf8(Failure.Traceback());
-        EXPECT_THAT(Traceback, HasSubstr("s.lua:1: in upvalue 'inner'"));
-        EXPECT_THAT(Traceback, HasSubstr("s.lua:2: in main chunk"));
-    }
+    });
+    EXPECT_STREQ(Failure.what(), "s.lua:1: boom");
+    const std::string Traceback = platform::Utf16ToUtf8(Failure.Traceback());
+    EXPECT_THAT(Traceback, HasSubstr("s.lua:1: in upvalue 'inner'"));
+    EXPECT_THAT(Traceback, HasSubstr("s.lua:2: in main chunk"));
     EXPECT_EQ(ThreadEnds, 2);
     EXPECT_EQ(Result("thing.Value = Session.SID"), "sid-1");
 }
@@ -408,12 +403,9 @@ TEST_F(LuaLimits, GuardedFunctionsWorkAsLuasOwn) {
 }
 
 TEST_F(LuaLimits, GarbageIsNotHeld) {
+    EXPECT_THROW(Start(0, 10'000), EScriptError) << "too small for the libraries";
     Start(0, 2 << 20);
     EXPECT_EQ(Result("for i = 1, 2000 do local s = ('x'):rep(1e5 + i) end thing.Value = 'done'"), "done");
-}
-
-TEST_F(LuaLimits, TooSmallForTheLibraries) {
-    EXPECT_THROW(Start(0, 10'000), EScriptError);
 }
 
 // ---- threads

@@ -8,145 +8,93 @@ namespace zutools::server::tests {
 namespace {
 
 using testing::HasSubstr;
-using testing::StartsWith;
 
 struct TRow {
-    const char* Name;
     const char* Script;
     const char* Expected;
 };
 
-void PrintTo(const TRow& Row, std::ostream* Out) {
-    *Out << Row.Name;
-}
-
-std::string NameOf(const testing::TestParamInfo<TRow>& Info) {
-    return Info.param.Name;
-}
-
-class LuaObjects : public LuaTest, public testing::WithParamInterface<TRow> {
+class LuaObjects : public LuaTest {
 protected:
     LuaObjects() { Start(); }
 };
 
-class ScriptReads : public LuaObjects {};
-TEST_P(ScriptReads, TheValue) {
-    EXPECT_EQ(Result(GetParam().Script), GetParam().Expected);
+TEST_F(LuaObjects, WhatScriptsRead) {
+    const TRow Rows[] = {
+        {"thing.Value = 'a'; thing.Value = thing.Value .. 'b'", "ab"},
+        {"thing.vALUE = thing.fixed", "fixed"},
+        {"thing.weight = 2.5; thing.Value = thing.Weight + thing.Size", "9.5"},
+        {"thing.Value = thing:Echo('x')", "x"},
+        {"thing.Value = thing:Count(1, nil, 3, 4, 5, 6)", "6"},
+        {"thing.Value = thing:Twice(21)", "42"},
+        {"thing.TagX = 'seen'; thing.Value = thing.TagX", "seen"},
+        {"thing.TagX = 'seen'; thing.Value = tostring(thing.Tagx)", "nil"},
+        {"for i = 1, 3000 do thing['Tag' .. i] = i end; thing.Value = thing.Tag2999 + thing.Tag1", "3000"},
+        {"thing.Item['a'] = 1; thing.Item.b = 2; thing.Value = thing.Item.a + thing.Item['b']", "3"},
+        {"thing.Item[0] = 'zero'; thing.Value = thing.Item[0]", "zero"},
+        {"thing.Item[3] = 'x'; thing.Value = thing.Item(3) .. thing:Item(3)", "xx"},
+        {"local i = thing.Item; i.a = 'x'; thing.Value = i.a", "x"},
+        {"thing.Cell[1]['b'] = 'x'; thing.Value = thing.Cell[1].b .. thing.Cell(1, 'b')", "xx"},
+        {"thing.Any[1] = 'x'; thing.Value = thing.Any(1) .. tostring(thing.Any(1, 2))", "xnil"},
+        {"thing.Value = tostring(thing.Itself == thing and thing.Child == thing.Child)", "true"},
+        {"thing.Value = tostring(thing.Child == thing)", "false"},
+        {"thing.Value = tostring(thing:Echo(thing) == thing)", "true"},
+        {"thing.Value = tostring(thing)", "TThing"},
+        {"local s = ('Ж€😀'):rep(1000); thing.Value = tostring(thing:Echo(s) == s)", "true"},
+        {"function kinds(first, ...) return thing:KindOf(first) .. (select('#', ...) > 0 and ' ' .. "
+         "kinds(...) or '') end "
+         "thing.Value = kinds(2147483647, 2147483648, 1.0, false, '', thing, nil)",
+         "Integer Int64 Float Boolean String Object Null"},
+        {"thing.Value = math.type(thing:Echo(1.0))", "float"},
+        {"thing.Value = math.type(thing:Special(9)) .. thing:Special(9)", "integer1099511627776"},
+        {"thing.Value = thing:Special(0)", "2023-03-15 12:00:00"},
+        {"thing.Value = tostring(thing:Special(1))", "nil"},
+        {"thing.Value = tostring(thing:Special(2))", "true"},
+        {"thing.Value = thing:Special(3)", "ж"},
+        {"thing.Value = tostring(thing:Echo('a\\0b') == 'a\\0b')", "true"},
+    };
+    for (const auto& [Script, Expected] : Rows) EXPECT_EQ(Result(Script), Expected) << Script;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Names, ScriptReads,
-    testing::Values(
-        TRow{"Property", "thing.Value = 'a'; thing.Value = thing.Value .. 'b'", "ab"},
-        TRow{"LetterCaseOfRegisteredNames", "thing.vALUE = thing.fixed", "fixed"},
-        TRow{"PublishedProperty", "thing.weight = 2.5; thing.Value = thing.Weight + thing.Size", "9.5"},
-        TRow{"Function", "thing.Value = thing:Echo('x')", "x"},
-        TRow{"UncheckedCount", "thing.Value = thing:Count(1, nil, 3, 4, 5, 6)", "6"},
-        TRow{"PublishedMethod", "thing.Value = thing:Twice(21)", "42"},
-        TRow{"Hook", "thing.TagX = 'seen'; thing.Value = thing.TagX", "seen"},
-        TRow{"HookKeepsLetterCase", "thing.TagX = 'seen'; thing.Value = tostring(thing.Tagx)", "nil"},
-        TRow{"HookAfterManyNames",
-             "for i = 1, 3000 do thing['Tag' .. i] = i end; thing.Value = thing.Tag2999 + thing.Tag1",
-             "3000"},
-        TRow{"IndexByName",
-             "thing.Item['a'] = 1; thing.Item.b = 2; thing.Value = thing.Item.a + thing.Item['b']", "3"},
-        TRow{"IndexByNumber", "thing.Item[0] = 'zero'; thing.Value = thing.Item[0]", "zero"},
-        TRow{"IndexCalled", "thing.Item[3] = 'x'; thing.Value = thing.Item(3) .. thing:Item(3)", "xx"},
-        TRow{"IndexKept", "local i = thing.Item; i.a = 'x'; thing.Value = i.a", "x"},
-        TRow{"TwoIndices", "thing.Cell[1]['b'] = 'x'; thing.Value = thing.Cell[1].b .. thing.Cell(1, 'b')",
-             "xx"},
-        TRow{"AnyIndices", "thing.Any[1] = 'x'; thing.Value = thing.Any(1) .. tostring(thing.Any(1, 2))",
-             "xnil"},
-        TRow{"SameHandle", "thing.Value = tostring(thing.Itself == thing and thing.Child == thing.Child)",
-             "true"},
-        TRow{"OtherHandle", "thing.Value = tostring(thing.Child == thing)", "false"},
-        TRow{"ObjectAsArgument", "thing.Value = tostring(thing:Echo(thing) == thing)", "true"},
-        TRow{"Text", "thing.Value = tostring(thing)", "TThing"},
-        TRow{"LongTextOutsideAscii",
-             "local s = ('Ж€😀'):rep(1000); thing.Value = tostring(thing:Echo(s) == s)", "true"}),
-    NameOf);
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, ScriptReads,
-    testing::Values(TRow{"Integer", "thing.Value = thing:KindOf(2147483647)", "Integer"},
-                    TRow{"Int64", "thing.Value = thing:KindOf(2147483648)", "Int64"},
-                    TRow{"Float", "thing.Value = thing:KindOf(1.0)", "Float"},
-                    TRow{"Boolean", "thing.Value = thing:KindOf(false)", "Boolean"},
-                    TRow{"String", "thing.Value = thing:KindOf('')", "String"},
-                    TRow{"Object", "thing.Value = thing:KindOf(thing)", "Object"},
-                    TRow{"Nil", "thing.Value = thing:KindOf(nil)", "Null"},
-                    TRow{"FloatStaysOne", "thing.Value = math.type(thing:Echo(1.0))", "float"},
-                    TRow{"LargeInteger", "thing.Value = math.type(thing:Special(9)) .. thing:Special(9)",
-                         "integer1099511627776"},
-                    TRow{"DateTime", "thing.Value = thing:Special(0)", "2023-03-15 12:00:00"},
-                    TRow{"NullObject", "thing.Value = tostring(thing:Special(1))", "nil"},
-                    TRow{"WordBool", "thing.Value = tostring(thing:Special(2))", "true"},
-                    TRow{"Character", "thing.Value = thing:Special(3)", "ж"},
-                    TRow{"TextWithZero", "thing.Value = tostring(thing:Echo('a\\0b') == 'a\\0b')", "true"}),
-    NameOf);
-
-class ScriptFails : public LuaObjects {};
-TEST_P(ScriptFails, WithTheReason) {
-    EXPECT_EQ(Error(GetParam().Script), std::string("test.lua:1: ") + GetParam().Expected);
+TEST_F(LuaObjects, WhatScriptsAreRefused) {
+    const TRow Rows[] = {
+        {"local x = thing.Wieght", "class TThing has no property \"Wieght\"; is it Weight?"},
+        {"thing.Nothing = 1", "class TThing has no property \"Nothing\""},
+        {"thing:Hidden()", "class TThing has no property \"Hidden\""},
+        {"local x = thing[1]", "an object of class TThing has names, no element [number]"},
+        {"thing.Fixed = 1", "Property 'Fixed' of class 'TThing' is read-only"},
+        {"thing.Size = 1", "Property 'Size' of class 'TThing' is read-only"},
+        {"thing.Echo = 1", "Echo of class TThing is called, not written"},
+        {"thing.Item = 1", "Item of class TThing is written with an index: object.Item[...] = value"},
+        {"thing:Echo(thing.Item)", "argument 1 of TThing.Echo: Item wants an index: object.Item[...]"},
+        {"thing.Cell[1] = 2", "Cell of class TThing wants 2 indices"},
+        {"thing.DropChild()",
+         "DropChild is called with a colon on an object of class TThing: object:DropChild(...)"},
+        {"thing.Echo('x')", "Echo is called with a colon on an object of class TThing: object:Echo(...)"},
+        {"thing:Echo(1, 2)",
+         "Invalid number of arguments for function 'Echo' of class 'TThing': 2 given, 1 wanted"},
+        {"thing:Twice()", "Invalid number of arguments for method 'Twice' of class 'TThing'"},
+        {"thing:GiveOut(1)",
+         "Var parameters not supported. Class 'TThing', method 'GiveOut', parameter 0(zero based) 'Out'"},
+        {"thing:Fail()", "сбой"},
+        {"zu.create('TThnig')", "unknown class \"TThnig\"; is it TThing?"},
+        {"zu.create('Document')", "unknown class \"Document\"; there are TThing"},
+        {"zu.create('tfixed')", "objects of class TFixed cannot be made by scripts"},
+        {"thing.Value = {}", "value of TThing.Value: a table cannot be given"},
+        {"thing:Echo(print)", "argument 1 of TThing.Echo: a function cannot be given"},
+        {"thing:Count('x', 'ab\\xFFc')", "argument 2 of TThing.Count: malformed UTF-8 at byte 3"},
+        {"thing.Item.x = '\\xC0\\x80'", "value of TThing.Item: malformed UTF-8 at byte 1"},
+        {"thing.Cell[1]['\\x80'] = 1", "argument 2 of TThing.Cell: malformed UTF-8 at byte 1"},
+        {"local x = thing['\\xED\\xA0\\x80']", "name of a property: malformed UTF-8 at byte 1"},
+        {"thing:Special(4)", "value of TThing.Special: unpaired surrogate at position 1"},
+    };
+    for (const auto& [Script, Expected] : Rows)
+        EXPECT_EQ(Error(Script), std::string("test.lua:1: ") + Expected) << Script;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Names, ScriptFails,
-    testing::Values(
-        TRow{"UnknownName", "local x = thing.Wieght",
-             "class TThing has no property \"Wieght\"; is it Weight?"},
-        TRow{"UnknownNameWritten", "thing.Nothing = 1", "class TThing has no property \"Nothing\""},
-        TRow{"MethodThatIsNotPublished", "thing:Hidden()", "class TThing has no property \"Hidden\""},
-        TRow{"NumberAsName", "local x = thing[1]",
-             "an object of class TThing has names, no element [number]"},
-        TRow{"ReadOnly", "thing.Fixed = 1", "Property 'Fixed' of class 'TThing' is read-only"},
-        TRow{"ReadOnlyPublished", "thing.Size = 1", "Property 'Size' of class 'TThing' is read-only"},
-        TRow{"FunctionWritten", "thing.Echo = 1", "Echo of class TThing is called, not written"},
-        TRow{"IndexMissing", "thing.Item = 1",
-             "Item of class TThing is written with an index: object.Item[...] = value"},
-        TRow{"IndexMissingInArgument", "thing:Echo(thing.Item)",
-             "argument 1 of TThing.Echo: Item wants an index: object.Item[...]"},
-        TRow{"SecondIndexMissing", "thing.Cell[1] = 2", "Cell of class TThing wants 2 indices"},
-        TRow{"Dot", "thing.DropChild()",
-             "DropChild is called with a colon on an object of class TThing: object:DropChild(...)"},
-        TRow{"DotWithArgument", "thing.Echo('x')",
-             "Echo is called with a colon on an object of class TThing: object:Echo(...)"},
-        TRow{"TooManyArguments", "thing:Echo(1, 2)",
-             "Invalid number of arguments for function 'Echo' of class 'TThing': 2 given, 1 wanted"},
-        TRow{"MethodArguments", "thing:Twice()",
-             "Invalid number of arguments for method 'Twice' of class 'TThing'"},
-        TRow{"ResultParameter", "thing:GiveOut(1)",
-             "Var parameters not supported. Class 'TThing', method 'GiveOut', parameter 0(zero based) 'Out'"},
-        TRow{"ErrorOfTheObject", "thing:Fail()", "сбой"},
-        TRow{"UnknownClass", "zu.create('TThnig')", "unknown class \"TThnig\"; is it TThing?"},
-        TRow{"ClassFarFromAny", "zu.create('Document')", "unknown class \"Document\"; there are TThing"},
-        TRow{"ClassNotCreatable", "zu.create('tfixed')",
-             "objects of class TFixed cannot be made by scripts"}),
-    NameOf);
-
-INSTANTIATE_TEST_SUITE_P(Values, ScriptFails,
-                         testing::Values(TRow{"Table", "thing.Value = {}",
-                                              "value of TThing.Value: a table cannot be given"},
-                                         TRow{"FunctionAsArgument", "thing:Echo(print)",
-                                              "argument 1 of TThing.Echo: a function cannot be given"},
-                                         TRow{"MalformedArgument", "thing:Count('x', 'ab\\xFFc')",
-                                              "argument 2 of TThing.Count: malformed UTF-8 at byte 3"},
-                                         TRow{"MalformedValue", "thing.Item.x = '\\xC0\\x80'",
-                                              "value of TThing.Item: malformed UTF-8 at byte 1"},
-                                         TRow{"MalformedIndex", "thing.Cell[1]['\\x80'] = 1",
-                                              "argument 2 of TThing.Cell: malformed UTF-8 at byte 1"},
-                                         TRow{"MalformedName", "local x = thing['\\xED\\xA0\\x80']",
-                                              "name of a property: malformed UTF-8 at byte 1"},
-                                         TRow{"UnpairedSurrogate", "thing:Special(4)",
-                                              "value of TThing.Special: unpaired surrogate at position 1"}),
-                         NameOf);
 
 // ---- lifetimes
 
-class LuaLifetime : public LuaTest {
-protected:
-    LuaLifetime() { Start(); }
-};
+using LuaLifetime = LuaObjects;
 
 TEST_F(LuaLifetime, CreatedObjectDiesWithItsHandle) {
     EXPECT_EQ(Result("local t = zu.create('TThing'); t.Value = 'own'; thing.Value = t.Value"), "own");

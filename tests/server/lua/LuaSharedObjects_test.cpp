@@ -150,22 +150,6 @@ public:
     static inline int Living = 0;
 };
 
-TEST_F(LuaThreadData, WhatScriptsSee) {
-    TZUThreadDataInterface& Data = *ZUThreadDataContainer->CurrentData();
-    Data.Params.AddParam(u"Department", u"7");
-    Data.SetIRegObject(u"Order", new TOrder, 0);
-    EXPECT_EQ(Result("thing.Value = tostring(ThreadData.ORDER)"), "TIRegObject");
-    EXPECT_EQ(Result("thing.Value = tostring(ThreadData.Nobody)"), "nil");
-    EXPECT_EQ(Error("ThreadData.Nobody = 1"), "no error");
-    EXPECT_EQ(Error("ThreadData.department = 1"),
-              "test.lua:1: You cannot change the value of the static param department.");
-    EXPECT_EQ(Error("ThreadData.Order = nil"), "test.lua:1: You cannot change static object Order.");
-    EXPECT_EQ(Error("kept = ThreadData.Order"), "no error");
-    Data.Clear();
-    EXPECT_EQ(TOrder::Living, 0);
-    EXPECT_EQ(Result("thing.Value = tostring(kept)"), "TIRegObject (gone)");
-}
-
 TEST_F(LuaThreadData, ASessionHasItsOwnAndItIsReleased) {
     ZUThreadDataContainer->CurrentData()->SetIRegObject(u"Order", new TOrder, 0);
     Engine->SetGlobal("publish", [this]() -> TObject* {
@@ -181,10 +165,10 @@ TEST_F(LuaThreadData, ASessionHasItsOwnAndItIsReleased) {
         thing.Value = seen .. tostring(ThreadData.Order) .. tostring(ThreadData.Inner) .. tostring(kept))"),
               "nilTIRegObjectTIRegObjectnilTIRegObject (gone)");
     EXPECT_EQ(TOrder::Living, 1);
-}
-
-TEST_F(LuaThreadData, IsNilWithoutTheContainer) {
+    EXPECT_EQ(Error("ThreadData.Nobody = 1"), "no error");
+    EXPECT_EQ(Error("ThreadData.Order = nil"), "test.lua:1: You cannot change static object Order.");
     ZUThreadDataContainer.reset();
+    EXPECT_EQ(TOrder::Living, 0);
     EXPECT_EQ(Result("thing.Value = tostring(ThreadData.Order)"), "nil");
 }
 

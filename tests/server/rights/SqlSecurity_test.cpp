@@ -1,11 +1,11 @@
 #include "host/Services.h"
 #include "server/lua/LuaEngine.h"
-#include "server/records/SqlUserTable.h"
 #include "server/rights/Profiles.h"
 #include "server/rights/RecordFilter.h"
 #include "server/rights/SqlSecurity.h"
 #include "server/rights/Users.h"
 #include "server/sql/Schema.h"
+#include "tests/server/rights/TablesOfDatabase.h"
 #include "tests/server/sql/TestDatabases.h"
 #include "tests/support/MemoryTable.h"
 #include "tests/support/TestClock.h"
@@ -211,18 +211,6 @@ TEST_P(Rights, ProfilesAreKeptWithTheirLines) {
     EXPECT_THROW(FProfiles.Grant(u"Clerks", {u"", TRecordRight::Edit, u""}), ERightsError);
 }
 
-class TTables : public TSimpleApplicationManager {
-public:
-    explicit TTables(TDatabaseOfThread Database)
-        : FDatabase(std::move(Database)) {}
-    std::unique_ptr<TUserTable> GetTable(std::u16string_view Name) override {
-        return MakeUserTable(Name, FDatabase);
-    }
-
-private:
-    TDatabaseOfThread FDatabase;
-};
-
 TEST_P(Rights, AScriptAsksWhatItsUserMay) {
     Exec(Db(), u"CREATE TABLE Orders (ID INTEGER PRIMARY KEY, Department TEXT)");
     Exec(Db(), u"INSERT INTO Orders VALUES (1, 'Sales'), (2, 'IT')");
@@ -234,7 +222,7 @@ TEST_P(Rights, AScriptAsksWhatItsUserMay) {
     AddUser(u"root", u"", true);
     TDatabasePool Pool(Url()); // scripts have a thread of their own
     const TDatabaseOfThread Database = [&Pool] { return &Pool.Get(); };
-    SetServices({.ApplicationManager = std::make_shared<TTables>(Database),
+    SetServices({.ApplicationManager = std::make_shared<TTablesOfDatabase>(Database),
                  .Localizer = nullptr,
                  .Logger = nullptr,
                  .Security = std::make_shared<TSqlSecurityManager>(Database)});

@@ -4,12 +4,12 @@
 #include "host/Session.h"
 #include "host/ThreadContainer.h"
 #include "recordlock/Zurecblk.h"
-#include "server/records/SqlUserTable.h"
 #include "server/rights/Profiles.h"
 #include "server/rights/RecordFilter.h"
 #include "server/rights/SqlSecurity.h"
 #include "server/rights/Users.h"
 #include "server/sql/Schema.h"
+#include "tests/server/rights/TablesOfDatabase.h"
 #include "tests/server/sql/TestDatabases.h"
 #include "tests/support/Raised.h"
 
@@ -220,20 +220,6 @@ TEST_P(StoredValues, TakesAndCommitsAskTheDatabaseSeldom) {
     EXPECT_EQ(Record->Field(u"T"), TKXVariant(u"marked"));
 }
 
-class TThings : public TSimpleApplicationManager {
-public:
-    explicit TThings(TDatabaseOfThread Database)
-        : FDatabase(std::move(Database)) {}
-    std::unique_ptr<TUserTable> GetTable(std::u16string_view Name) override {
-        return MakeUserTable(Name, FDatabase);
-    }
-
-private:
-    TDatabaseOfThread FDatabase;
-};
-
-// The same through the record blocker: 402 for what the database made of the record, 301 and 303 inside a
-// transaction.
 TEST_P(StoredValues, TheRecordBlockerAsksOnceMore) {
     MakeTable();
     UpgradeSchema(Db());
@@ -241,7 +227,7 @@ TEST_P(StoredValues, TheRecordBlockerAsksOnceMore) {
     TProfiles(Database).Grant(u"Clerks", {u"Things", TRecordRight::Edit, u"G IS NULL OR G <> 6"});
     TUsers(Database, platform::SystemClock(), THashCost::Least())
         .Add(u"anna", u"correct horse", u"Clerks", false);
-    TZURecordBlocker Blocker{TServices{.ApplicationManager = std::make_shared<TThings>(Database),
+    TZURecordBlocker Blocker{TServices{.ApplicationManager = std::make_shared<TTablesOfDatabase>(Database),
                                        .Localizer = nullptr,
                                        .Logger = nullptr,
                                        .Security = std::make_shared<TSqlSecurityManager>(Database)}};
