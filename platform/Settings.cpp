@@ -3,8 +3,6 @@
 #include "platform/Text.h"
 #include "platform/TextTools.h"
 
-#include <algorithm>
-
 namespace zutools::platform {
 
 namespace {
@@ -29,9 +27,12 @@ TSettingsError::TSettingsError(std::u16string Message)
 std::u16string SettingsRefusal(std::u16string_view Section, std::u16string_view Key,
                                std::u16string_view Value) {
     for (const std::u16string_view Text : {Section, Key, Value}) {
-        if (Text.find_first_of(std::u16string_view(u"\r\n\0", 3)) != Text.npos)
-            return u"a line break or NUL cannot be kept in settings";
-        const bool HasSurrogates = std::any_of(Text.begin(), Text.end(), IsSurrogate);
+        bool HasSurrogates = false;
+        for (const char16_t Unit : Text) {
+            if (Unit == u'\n' || Unit == u'\r' || Unit == u'\0')
+                return u"a line break or NUL cannot be kept in settings";
+            HasSurrogates |= IsSurrogate(Unit);
+        }
         if (HasSurrogates && Utf16ToUtf8Strict(Text).Error) return u"half a surrogate pair is no text";
     }
     if (std::u16string Reason = NameRefusal(Section, u"section"); !Reason.empty()) return Reason;

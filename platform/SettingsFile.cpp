@@ -46,12 +46,21 @@ std::unique_ptr<TSettings> MakeMemorySettings() {
     return std::make_unique<TMemorySettings>();
 }
 
-TSettingsText ReadSettingsText(std::u16string_view Path) {
-    if (!FileExists(Path)) return TSettingsText();
+namespace {
+
+// Nothing when the file is not there.
+std::string ReadBytes(std::u16string_view Path) {
+    if (!FileExists(Path)) return {};
     TReadFile File(Path);
     if (File.Size() > SizeLimit)
         throw TSettingsError(u"Settings file \"" + std::u16string(Path) + u"\" is larger than 64 MiB");
-    return TSettingsText(File.ReadAll());
+    return File.ReadAll();
+}
+
+} // namespace
+
+TSettingsText ReadSettingsText(std::u16string_view Path) {
+    return TSettingsText(ReadBytes(Path));
 }
 
 bool TSettingsFile::TNameLess::operator()(const std::u16string& Left, const std::u16string& Right) const {
@@ -61,13 +70,21 @@ bool TSettingsFile::TNameLess::operator()(const std::u16string& Left, const std:
 
 TSettingsFile::TSettingsFile(std::u16string_view Path, TSettingsNotice Tell)
     : FPath(Path)
-    , FTell(std::move(Tell))
-    , FText(Load()) {}
+    , FTell(std::move(Tell)) {
+    Take(ReadBytes(FPath));
+}
 
-TSettingsText TSettingsFile::Load() const {
-    TSettingsText Text = ReadSettingsText(FPath);
-    const std::u16string_view Damage = Text.Damage();
-    return Damage.empty() ? std::move(Text) : Repaired(Damage);
+void TSettingsFile::Refresh() {
+    if (std::string Bytes = ReadBytes(FPath); Bytes != FBytes) Take(std::move(Bytes));
+}
+
+void TSettingsFile::Take(std::string Bytes) {
+    FText = TSettingsText(Bytes);
+    FBytes = std::move(Bytes);
+    if (const std::u16string_view Damage = FText.Damage(); !Damage.empty()) {
+        FText = Repaired(Damage);
+        FBytes = FText.Bytes();
+    }
 }
 
 TSettingsText TSettingsFile::Repaired(std::u16string_view Damage) const {
@@ -156,12 +173,11 @@ std::vector<std::u16string> TSettingsFile::Keys(std::u16string_view Section) con
 void TSettingsFile::Flush() {
     if (FChanges.empty()) return;
     const TFileLock Lock(FPath, LockLimit);
-    TSettingsText Text = Load();
-    const std::string Before = Text.Bytes();
-    Apply(Text);
-    if (const std::string After = Text.Bytes(); After != Before)
-        ReplaceWholeFile(FPath, After, BackupOf(FPath));
-    FText = std::move(Text);
+    Refresh();
+    Apply(FText); // once more in another try: the changes stay until they are kept
+    std::string Bytes = FText.Bytes();
+    if (Bytes != FBytes) ReplaceWholeFile(FPath, Bytes, BackupOf(FPath));
+    FBytes = std::move(Bytes);
     FChanges.clear();
 }
 

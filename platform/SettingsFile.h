@@ -29,7 +29,7 @@ public:
     [[nodiscard]] std::vector<std::u16string> Sections() const override;
     [[nodiscard]] std::vector<std::u16string> Keys(std::u16string_view Section) const override;
 
-    void Refresh() override { FText = Load(); }
+    void Refresh() override;
     /// Writes the file once, if anything differs; waits for another program's change for at most two seconds.
     void Flush() override;
 
@@ -43,13 +43,14 @@ private:
         std::map<std::u16string, std::optional<std::u16string>, TNameLess> Keys; // no value: erased
         [[nodiscard]] bool Writes(const std::u16string& Key) const;
     };
-    [[nodiscard]] TSettingsText Load() const;
+    void Take(std::string Bytes);
     [[nodiscard]] TSettingsText Repaired(std::u16string_view Damage) const;
     void Apply(TSettingsText& Text) const;
 
     std::u16string FPath;
     TSettingsNotice FTell;
-    TSettingsText FText; // as it was read or written last
+    std::string FBytes;  // of the file, as it was read or written last
+    TSettingsText FText; // of these bytes, or with changes that could not be kept yet
     std::map<std::u16string, TChanges, TNameLess> FChanges;
 };
 

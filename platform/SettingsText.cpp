@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
+#include <cstring>
 
 namespace zutools::platform {
 
@@ -25,13 +25,26 @@ constexpr std::u16string_view SecondKey = u"a key of this name stands above: onl
 constexpr std::u16string_view NoText = u"bytes that are no text in the file's encoding";
 
 bool IsBlank(char Byte) {
-    return Byte == ' ' || Byte == '\t' || Byte == '\r' || Byte == '\n' || Byte == '\v' || Byte == '\f';
+    return Byte == ' ' || (Byte >= '\t' && Byte <= '\r');
 }
 
-std::uint32_t HashOf(std::uint32_t Section, std::string_view Key) {
-    std::uint32_t Hash = 2166136261U ^ (Section * 0x9E3779B1U);
-    for (const char Byte : Key) Hash = (Hash ^ static_cast<unsigned char>(LowerAscii(Byte))) * 16777619U;
-    return Hash ^ (Hash >> 15);
+// Names that differ in the case of ASCII letters have one hash.
+std::uint32_t HashOfName(std::uint32_t Section, std::string_view Name) {
+    constexpr std::uint64_t Multiplier = 0x9E3779B97F4A7C15U, SmallLetters = 0x2020202020202020U;
+    std::uint64_t Hash = (std::uint64_t{Section} + 1) * Multiplier;
+    while (!Name.empty()) {
+        std::uint64_t Bytes = 0;
+        const std::size_t Size = std::min(Name.size(), sizeof Bytes);
+        std::memcpy(&Bytes, Name.data(), Size);
+        Hash = (Hash ^ (Bytes | SmallLetters)) * Multiplier;
+        Hash ^= Hash >> 32;
+        Name.remove_prefix(Size);
+    }
+    return static_cast<std::uint32_t>(Hash);
+}
+
+bool SameName(std::string_view Left, std::string_view Right) {
+    return Left == Right || EqualAsciiNoCase(Left, Right);
 }
 
 std::uint32_t ToOffset(std::size_t Offset) {
@@ -111,6 +124,13 @@ bool IsAscii(std::u16string_view Text) {
     return std::all_of(Text.begin(), Text.end(), [](char16_t Unit) { return Unit < 0x80; });
 }
 
+bool IsAscii(std::string_view Text) {
+    // Without a way out of the loop, so that it takes many bytes at a time.
+    unsigned char All = 0;
+    for (const char Byte : Text) All |= static_cast<unsigned char>(Byte);
+    return All < 0x80;
+}
+
 bool HasEqualQuotes(std::string_view Value) {
     return Value.size() >= 2 && Value.front() == Value.back() &&
            (Value.front() == '"' || Value.front() == '\'');
@@ -144,32 +164,42 @@ void TSettingsText::Load(std::string Bytes) {
         FTexts.push_back(std::move(Bytes));
     }
     const std::string& Text = FTexts.front();
-    FAscii =
-        std::all_of(Text.begin(), Text.end(), [](char Byte) { return static_cast<signed char>(Byte) >= 0; });
+    FAscii = IsAscii(std::string_view(Text));
     if (FEncoding == TEncoding::Utf8 && !FAscii && Utf8ToUtf16Strict(Text).Error) FEncoding = TEncoding::Ansi;
     Parse();
 }
 
+// Splits the text into lines, and takes in those that begin a section.
 void TSettingsText::Parse() {
     const std::string_view Text = FTexts.front();
     const auto LineCount = static_cast<std::size_t>(std::count(Text.begin(), Text.end(), '\n')) + 1;
     FLines.clear();
     FOrder.clear();
-    FSectionByName.clear();
     FLastSection.reset();
     FLines.reserve(LineCount);
     FOrder.reserve(LineCount);
-    FSections.assign(1, 0);
-    FKeys.assign(std::bit_ceil(LineCount * 2), 0);
-    FKeyCount = 0;
+    FSections.assign(1, {});
+    FNames.assign(64, {});
+    FNameCount = 0;
     for (std::size_t At = 0; At < Text.size();) {
         const std::size_t End = std::min(Text.find('\n', At), Text.size() - 1) + 1;
         const auto Id = static_cast<TLineId>(FLines.size());
-        FLines.push_back(Parsed(Text.substr(At, End - At)));
+        TLine& Line = FLines.emplace_back();
+        Line.Text = Text.substr(At, End - At);
+        Line.Section = ToOffset(FSections.size() - 1);
+        Line.Kind = TKind::Unread;
         FOrder.push_back(Id);
-        Index(Id);
+        std::size_t Begin = At;
+        while (Begin < End && IsBlank(Text[Begin])) ++Begin;
+        if (Begin < End && Text[Begin] == '[') {
+            const std::uint32_t Section = Line.Section;
+            Line = Parsed(Line.Text);
+            Line.Section = Section;
+            if (Line.Kind == TKind::Section) EnterSection(Id);
+        }
         At = End;
     }
+    FLoaded = ToOffset(FLines.size());
 }
 
 TSettingsText::TLine TSettingsText::Parsed(std::string_view Text) {
@@ -207,60 +237,107 @@ TSettingsText::TLine TSettingsText::Parsed(std::string_view Text) {
     return Line;
 }
 
-// Enters a line behind all others: which section it stands in, and whether its name is the first of its kind.
-void TSettingsText::Index(TLineId Id) {
-    TLine& Line = FLines[Id];
-    if (Line.Kind == TKind::Section) {
-        FLastSection.reset();
-        FSections.push_back(Id);
-        FSectionByName.try_emplace(LowerAsciiText(std::string(Line.Name())), ToOffset(FSections.size() - 1));
+void TSettingsText::ReadSection(std::uint32_t Section) const {
+    TSection& Known = FSections[Section];
+    if (std::exchange(Known.Read, true)) return;
+    const TLineId Begin = Section == 0 ? 0 : Known.Header + 1;
+    const TLineId End =
+        Section + 1 < FSections.size() ? std::min(FSections[Section + 1].Header, FLoaded) : FLoaded;
+    for (TLineId Id = Begin; Id < End; ++Id) {
+        TLine& Line = FLines[Id];
+        if (Line.Kind != TKind::Unread) continue;
+        Line = Parsed(Line.Text);
+        Line.Section = Section;
+        if (Line.Kind == TKind::Key && Section != 0) Enter(Id);
     }
-    Line.Section = ToOffset(FSections.size() - 1);
-    if (Line.Kind == TKind::Key && Line.Section != 0) Enter(Id);
 }
 
-// Enters a key that stands among FOrder into the table, unless one of its name is there.
-void TSettingsText::Enter(TLineId Id) {
-    if (FKeyCount * 2 >= FKeys.size()) {
-        Reindex(); // enters this one too
-        return;
-    }
+void TSettingsText::ReadAllSections() const {
+    for (std::uint32_t Section = 0; Section < FSections.size(); ++Section) ReadSection(Section);
+}
+
+// Enters the header of a section behind all others.
+void TSettingsText::EnterSection(TLineId Id) {
+    FLastSection.reset();
+    FLines[Id].Section = ToOffset(FSections.size());
+    FSections.push_back({.Header = Id});
+    Enter(Id);
+}
+
+// Sections stand in the table as names in no section.
+std::uint32_t TSettingsText::HashOf(const TLine& Line) {
+    return HashOfName(Line.Kind == TKind::Section ? 0 : Line.Section, Line.Name());
+}
+
+// Enters a section or key, unless one of its name is there.
+void TSettingsText::Enter(TLineId Id) const {
+    if ((FNameCount + 1) * 4 > FNames.size() * 3) Grow();
     const TLine& Line = FLines[Id];
-    for (std::size_t Place = HashOf(Line.Section, Line.Name());; ++Place) {
-        TLineId& Known = FKeys[Place & (FKeys.size() - 1)];
-        if (Known == 0) {
-            Known = Id + 1;
-            ++FKeyCount;
+    const std::uint32_t Hash = HashOf(Line);
+    for (std::size_t Place = Hash;; ++Place) {
+        TName& Known = FNames[Place & (FNames.size() - 1)];
+        if (Known.Line == 0) {
+            Known = {Hash, Id + 1};
+            ++FNameCount;
             return;
         }
-        const TLine& Other = FLines[Known - 1];
-        if (Other.Section == Line.Section && EqualAsciiNoCase(Other.Name(), Line.Name())) return;
+        if (Known.Hash != Hash) continue;
+        const TLine& Other = FLines[Known.Line - 1];
+        if (Other.Kind == Line.Kind && (Line.Kind == TKind::Section || Other.Section == Line.Section) &&
+            SameName(Other.Name(), Line.Name()))
+            return;
     }
 }
 
+void TSettingsText::Grow() const {
+    const std::vector<TName> Old = std::exchange(FNames, std::vector<TName>(FNames.size() * 4));
+    for (const TName& Name : Old) {
+        if (Name.Line == 0) continue;
+        std::size_t Place = Name.Hash;
+        while (FNames[Place & (FNames.size() - 1)].Line != 0) ++Place;
+        FNames[Place & (FNames.size() - 1)] = Name;
+    }
+}
+
+// After lines were erased: later ones of their names may be the first now.
 void TSettingsText::Reindex() {
     FLastSection.reset();
-    FSectionByName.clear();
-    FSections.assign(1, 0);
-    FKeys.assign(std::bit_ceil((FOrder.size() + 1) * 4), 0);
-    FKeyCount = 0;
-    for (const TLineId Id : FOrder) Index(Id);
+    FSections.assign(1, {.Read = true});
+    FNames.assign(FNames.size(), {});
+    FNameCount = 0;
+    for (const TLineId Id : FOrder) {
+        if (FLines[Id].Kind == TKind::Section) {
+            EnterSection(Id);
+            FSections.back().Read = true;
+            continue;
+        }
+        FLines[Id].Section = ToOffset(FSections.size() - 1);
+        if (FLines[Id].Kind == TKind::Key && FLines[Id].Section != 0) Enter(Id);
+    }
+}
+
+template <class TIs>
+std::optional<TSettingsText::TLineId> TSettingsText::FindLine(std::uint32_t Hash, TIs Is) const {
+    for (std::size_t Place = Hash;; ++Place) {
+        const TName& Known = FNames[Place & (FNames.size() - 1)];
+        if (Known.Line == 0) return std::nullopt;
+        if (Known.Hash == Hash && Is(FLines[Known.Line - 1])) return Known.Line - 1;
+    }
 }
 
 std::optional<std::uint32_t> TSettingsText::FindSection(std::string_view Name) const {
-    const auto Found = FSectionByName.find(LowerAsciiText(std::string(Name)));
-    if (Found == FSectionByName.end()) return std::nullopt;
-    return Found->second;
+    const std::optional<TLineId> Id = FindLine(HashOfName(0, Name), [Name](const TLine& Line) {
+        return Line.Kind == TKind::Section && SameName(Line.Name(), Name);
+    });
+    return Id ? std::optional(FLines[*Id].Section) : std::nullopt;
 }
 
 std::optional<TSettingsText::TLineId> TSettingsText::FindKey(std::uint32_t Section,
                                                              std::string_view Key) const {
-    for (std::size_t Place = HashOf(Section, Key);; ++Place) {
-        const TLineId Known = FKeys[Place & (FKeys.size() - 1)];
-        if (Known == 0) return std::nullopt;
-        const TLine& Line = FLines[Known - 1];
-        if (Line.Section == Section && EqualAsciiNoCase(Line.Name(), Key)) return Known - 1;
-    }
+    ReadSection(Section);
+    return FindLine(HashOfName(Section, Key), [Section, Key](const TLine& Line) {
+        return Line.Kind == TKind::Key && Line.Section == Section && SameName(Line.Name(), Key);
+    });
 }
 
 std::optional<std::uint32_t> TSettingsText::SectionOf(std::u16string_view Name) const {
@@ -287,6 +364,12 @@ std::optional<TSettingsText::TLineId> TSettingsText::Find(std::u16string_view Se
 }
 
 std::optional<std::string> TSettingsText::Encoded(std::u16string_view Text) const {
+    if (IsAscii(Text)) {
+        std::string Bytes(Text.size(), '\0');
+        std::transform(Text.begin(), Text.end(), Bytes.begin(),
+                       [](char16_t Unit) { return static_cast<char>(Unit); });
+        return Bytes;
+    }
     TConversion<std::string> Bytes =
         FEncoding == TEncoding::Ansi ? Utf16ToCodePage(Text, AnsiCodePage()) : Utf16ToUtf8Strict(Text);
     if (Bytes.Error) return std::nullopt;
@@ -294,6 +377,7 @@ std::optional<std::string> TSettingsText::Encoded(std::u16string_view Text) cons
 }
 
 std::optional<std::u16string> TSettingsText::Decoded(std::string_view Bytes) const {
+    if (FAscii) return std::u16string(Bytes.begin(), Bytes.end());
     TConversion<std::u16string> Text =
         FEncoding == TEncoding::Ansi ? CodePageToUtf16(Bytes, AnsiCodePage()) : Utf8ToUtf16Strict(Bytes);
     if (Text.Error) return std::nullopt;
@@ -305,7 +389,18 @@ std::string TSettingsText::Bytes() const {
     std::size_t Size = 0;
     for (const TLineId Id : FOrder) Size += FLines[Id].Text.size();
     Text.reserve(Size);
-    for (const TLineId Id : FOrder) Text += FLines[Id].Text;
+    // Lines that lie side by side go together.
+    std::string_view Run;
+    for (const TLineId Id : FOrder) {
+        const std::string_view Line = FLines[Id].Text;
+        if (Run.data() + Run.size() == Line.data()) {
+            Run = {Run.data(), Run.size() + Line.size()};
+            continue;
+        }
+        Text += Run;
+        Run = Line;
+    }
+    Text += Run;
     switch (FEncoding) {
     case TEncoding::Utf8:
     case TEncoding::Ansi:
@@ -326,8 +421,11 @@ std::string TSettingsText::Bytes() const {
 std::optional<std::u16string> TSettingsText::Read(std::u16string_view Section,
                                                   std::u16string_view Key) const {
     const std::optional<TLineId> Id = Find(Section, Key);
-    if (!Id) return std::nullopt;
-    std::string_view Value = FLines[*Id].Value();
+    return Id ? ValueOf(*Id) : std::nullopt;
+}
+
+std::optional<std::u16string> TSettingsText::ValueOf(TLineId Id) const {
+    std::string_view Value = FLines[Id].Value();
     if (HasEqualQuotes(Value)) Value = Value.substr(1, Value.size() - 2);
     return Decoded(Value);
 }
@@ -335,7 +433,7 @@ std::optional<std::u16string> TSettingsText::Read(std::u16string_view Section,
 std::vector<std::u16string> TSettingsText::Sections() const {
     std::vector<std::u16string> Names;
     for (std::uint32_t Section = 1; Section < FSections.size(); ++Section) {
-        const std::string_view Name = FLines[FSections[Section]].Name();
+        const std::string_view Name = FLines[FSections[Section].Header].Name();
         if (FindSection(Name) != Section) continue;
         if (std::optional<std::u16string> Text = Decoded(Name)) Names.push_back(std::move(*Text));
     }
@@ -346,6 +444,7 @@ std::vector<std::u16string> TSettingsText::Keys(std::u16string_view Section) con
     std::vector<std::u16string> Names;
     const std::optional<std::uint32_t> Found = SectionOf(Section);
     if (!Found) return Names;
+    ReadSection(*Found);
     for (const TLineId Id : FOrder) {
         const TLine& Line = FLines[Id];
         if (Line.Kind != TKind::Key || Line.Section != *Found || FindKey(*Found, Line.Name()) != Id) continue;
@@ -358,6 +457,7 @@ std::vector<std::u16string> TSettingsText::Keys(std::u16string_view Section) con
 
 template <class TPredicate>
 void TSettingsText::EraseLines(TPredicate Erased) {
+    ReadAllSections(); // of the lines as they were loaded
     if (std::erase_if(FOrder, [this, &Erased](TLineId Id) { return Erased(FLines[Id]); }) != 0) Reindex();
 }
 
@@ -376,7 +476,7 @@ void TSettingsText::EraseSection(std::u16string_view Section) {
     const std::optional<std::string> Name = Encoded(Section);
     if (!Name || !FindSection(*Name)) return;
     EraseLines([this, &Name](const TLine& Line) {
-        return Line.Section != 0 && EqualAsciiNoCase(FLines[FSections[Line.Section]].Name(), *Name);
+        return Line.Section != 0 && SameName(FLines[FSections[Line.Section].Header].Name(), *Name);
     });
 }
 
@@ -385,11 +485,15 @@ void TSettingsText::Write(std::u16string_view Section, std::u16string_view Key, 
         std::u16string Message = u"Cannot keep [";
         throw TSettingsError(Message.append(Section).append(u"] ").append(Key).append(u": ").append(Reason));
     }
-    if (Read(Section, Key) == Value) return;
-    std::optional<std::string> SectionName = Encoded(Section), KeyName = Encoded(Key), Text = Encoded(Value);
+    const std::optional<TLineId> Present = Find(Section, Key);
+    if (Present && ValueOf(*Present) == Value) return;
     // A file without a mark must not turn from ASCII into something that others would have to guess.
     const bool NeedsMark =
         FEncoding == TEncoding::Utf8 && FAscii && !(IsAscii(Section) && IsAscii(Key) && IsAscii(Value));
+    if (Present && !NeedsMark) {
+        if (const std::optional<std::string> Text = Encoded(Value)) return SetValue(*Present, Quoted(*Text));
+    }
+    std::optional<std::string> SectionName = Encoded(Section), KeyName = Encoded(Key), Text = Encoded(Value);
     if (!SectionName || !KeyName || !Text || NeedsMark) {
         ToMarkedUtf8();
         SectionName = Encoded(Section);
@@ -407,16 +511,26 @@ void TSettingsText::Write(std::u16string_view Section, std::u16string_view Key, 
         InsertKey(*Known, *KeyName + '=' + Kept);
         return;
     }
-    const TLine& Line = FLines[*Id];
-    Replace(*Id, std::string(Line.Text.substr(0, Line.ValueBegin)) + Kept +
-                     std::string(Line.Text.substr(Line.ValueEnd)));
+    SetValue(*Id, Kept);
 }
 
-void TSettingsText::Replace(TLineId Id, std::string Text) {
+// `Value` in the place of the key's, as it shall stand in the file.
+void TSettingsText::SetValue(TLineId Id, std::string_view Value) {
+    FAscii = FAscii && IsAscii(Value);
+    TLine& Line = FLines[Id];
+    std::string& Text = FTexts.emplace_back();
+    Text.reserve(Line.Text.size() + Value.size());
+    Text.append(Line.Text.substr(0, Line.ValueBegin)).append(Value).append(Line.Text.substr(Line.ValueEnd));
+    Line.Text = Text;
+    Line.ValueEnd = Line.ValueBegin + ToOffset(Value.size());
+}
+
+// A new line, of no section yet, and not among FOrder.
+TSettingsText::TLineId TSettingsText::AddLine(std::string Text) {
+    FAscii = FAscii && IsAscii(std::string_view(Text));
     FTexts.push_back(std::move(Text));
-    const std::uint32_t Section = FLines[Id].Section;
-    FLines[Id] = Parsed(FTexts.back());
-    FLines[Id].Section = Section;
+    FLines.push_back(Parsed(FTexts.back()));
+    return static_cast<TLineId>(FLines.size() - 1);
 }
 
 std::string TSettingsText::NewLine() const {
@@ -430,8 +544,10 @@ std::string TSettingsText::NewLine() const {
 
 void TSettingsText::EndLastLine() {
     if (FOrder.empty()) return;
-    const TLineId Last = FOrder.back();
-    if (!FLines[Last].Text.ends_with('\n')) Replace(Last, std::string(FLines[Last].Text) + NewLine());
+    TLine& Last = FLines[FOrder.back()];
+    if (Last.Text.ends_with('\n')) return;
+    FTexts.push_back(std::string(Last.Text) + NewLine());
+    Last.Text = FTexts.back(); // its parts are where they were
 }
 
 // Behind the last line of the section that says something: comments in front of the next one stay with it.
@@ -442,10 +558,8 @@ void TSettingsText::InsertKey(std::uint32_t Section, std::string Line) {
     });
     const auto Place = Last.base() - FOrder.begin();
     if (Last == FOrder.rbegin()) EndLastLine();
-    const auto Id = static_cast<TLineId>(FLines.size());
-    FTexts.push_back(std::move(Line.append(NewLine())));
-    FLines.push_back(Parsed(FTexts.back()));
-    FLines.back().Section = Section;
+    const TLineId Id = AddLine(std::move(Line.append(NewLine())));
+    FLines[Id].Section = Section;
     FOrder.insert(FOrder.begin() + Place, Id);
     Enter(Id);
 }
@@ -453,14 +567,14 @@ void TSettingsText::InsertKey(std::uint32_t Section, std::string Line) {
 void TSettingsText::AppendSection(std::string_view Name, std::string_view Line) {
     const std::string End = NewLine();
     EndLastLine();
-    std::array Lines{"[" + std::string(Name) + "]" + End, std::string(Line) + End};
-    for (std::string& Text : Lines) {
-        const auto Id = static_cast<TLineId>(FLines.size());
-        FTexts.push_back(std::move(Text));
-        FLines.push_back(Parsed(FTexts.back()));
-        FOrder.push_back(Id);
-        Index(Id);
-    }
+    const TLineId Header = AddLine("[" + std::string(Name) + "]" + End);
+    FOrder.push_back(Header);
+    EnterSection(Header);
+    FSections.back().Read = true;
+    const TLineId Key = AddLine(std::string(Line) + End);
+    FOrder.push_back(Key);
+    FLines[Key].Section = FLines[Header].Section;
+    Enter(Key);
 }
 
 void TSettingsText::ToMarkedUtf8() {
@@ -480,6 +594,7 @@ void TSettingsText::ToMarkedUtf8() {
 // ---- what is wrong with a file
 
 std::vector<TSettingsFault> TSettingsText::Faults() const {
+    ReadAllSections();
     std::vector<TSettingsFault> Found;
     for (std::size_t Place = 0; Place < FOrder.size(); ++Place) {
         if (const std::u16string_view Reason = FaultOf(FOrder[Place]); !Reason.empty())
@@ -492,6 +607,7 @@ std::u16string_view TSettingsText::FaultOf(TLineId Id) const {
     const TLine& Line = FLines[Id];
     if (!Decoded(Line.Text)) return NoText;
     switch (Line.Kind) {
+    case TKind::Unread:
     case TKind::Blank:
     case TKind::Comment:
         return {};
@@ -500,7 +616,7 @@ std::u16string_view TSettingsText::FaultOf(TLineId Id) const {
         return Line.Text[Begin] == '[' ? OpenSection : Line.Text[Begin] == '=' ? EmptyKey : NoKey;
     }
     case TKind::Section:
-        return FSections[*FindSection(Line.Name())] == Id ? std::u16string_view() : SecondSection;
+        return FSections[*FindSection(Line.Name())].Header == Id ? std::u16string_view() : SecondSection;
     case TKind::Key:
         break;
     }
@@ -511,9 +627,7 @@ std::u16string_view TSettingsText::FaultOf(TLineId Id) const {
 
 std::u16string_view TSettingsText::Damage() const {
     if (!FTail.empty()) return u"it ends within a character";
-    const bool HasNul = std::any_of(FOrder.begin(), FOrder.end(), [this](TLineId Id) {
-        return FLines[Id].Text.find('\0') != std::string_view::npos;
-    });
+    const bool HasNul = FTexts.front().find('\0') != std::string::npos;
     return HasNul ? std::u16string_view(u"it holds NUL characters") : std::u16string_view();
 }
 

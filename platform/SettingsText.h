@@ -15,7 +15,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -53,13 +52,13 @@ public:
     /// Every line that is not blank and says nothing: in file order.
     [[nodiscard]] std::vector<TSettingsFault> Faults() const;
 
-    /// Why these bytes were not left by a whole save (NUL characters, half a character); empty when they may
-    /// be good.
+    /// Why the bytes that it was made of were not left by a whole save (NUL characters, half a character);
+    /// empty when they may be good.
     [[nodiscard]] std::u16string_view Damage() const;
 
 private:
     enum class TEncoding : std::uint8_t { Ansi, Utf8, Utf8Marked, Utf16Le, Utf16Be };
-    enum class TKind : std::uint8_t { Blank, Comment, Section, Key, Unknown };
+    enum class TKind : std::uint8_t { Unread, Blank, Comment, Section, Key, Unknown };
     // Offsets are within `Text`. A section has a name, a key has both.
     struct TLine {
         std::string_view Text; // with its line end; in FTexts
@@ -72,24 +71,36 @@ private:
         }
     };
     using TLineId = std::uint32_t;
+    struct TSection {
+        TLineId Header = 0;
+        bool Read = false; // whether its lines are, and its keys in FNames
+    };
 
     void Load(std::string Bytes);
     void Parse();
     [[nodiscard]] static TLine Parsed(std::string_view Text);
-    void Index(TLineId Id);
-    void Enter(TLineId Id);
+    void ReadSection(std::uint32_t Section) const;
+    void ReadAllSections() const;
+    void EnterSection(TLineId Id);
+    void Enter(TLineId Id) const;
+    void Grow() const;
     void Reindex();
+    [[nodiscard]] static std::uint32_t HashOf(const TLine& Line);
     [[nodiscard]] std::optional<std::uint32_t> FindSection(std::string_view Name) const;
     [[nodiscard]] std::optional<std::uint32_t> SectionOf(std::u16string_view Name) const;
     [[nodiscard]] std::optional<TLineId> FindKey(std::uint32_t Section, std::string_view Key) const;
     [[nodiscard]] std::optional<TLineId> Find(std::u16string_view Section, std::u16string_view Key) const;
+    template <class TIs>
+    [[nodiscard]] std::optional<TLineId> FindLine(std::uint32_t Hash, TIs Is) const;
+    [[nodiscard]] std::optional<std::u16string> ValueOf(TLineId Id) const;
     [[nodiscard]] std::optional<std::string> Encoded(std::u16string_view Text) const;
     [[nodiscard]] std::optional<std::u16string> Decoded(std::string_view Bytes) const;
     [[nodiscard]] std::string NewLine() const;
     [[nodiscard]] std::u16string_view FaultOf(TLineId Id) const;
     void ToMarkedUtf8();
     void EndLastLine();
-    void Replace(TLineId Id, std::string Text);
+    void SetValue(TLineId Id, std::string_view Value);
+    TLineId AddLine(std::string Text);
     void InsertKey(std::uint32_t Section, std::string Line);
     void AppendSection(std::string_view Name, std::string_view Line);
     template <class TPredicate>
@@ -98,13 +109,17 @@ private:
     // The text as it was loaded, without the mark (UTF-16 as UTF-8 that may hold lone surrogates), and behind
     // it the text of each changed line. A deque, since lines look into its strings.
     std::deque<std::string> FTexts;
-    std::vector<TLine> FLines;      // by id; erased ones stay
-    std::vector<TLineId> FOrder;    // the lines of the file
-    std::vector<TLineId> FSections; // the header of each section; the first stands for none
-    std::unordered_map<std::string, std::uint32_t> FSectionByName; // by the name in lower case
-    std::vector<TLineId>
-        FKeys; // hash table, a power of two: id + 1 of the first line of each key, 0 for none
-    std::size_t FKeyCount = 0;
+    // A section's lines are read when somebody asks for one of its keys: a form asks for one section.
+    mutable std::vector<TLine> FLines;       // by id; erased ones stay
+    std::vector<TLineId> FOrder;             // the lines of the file
+    TLineId FLoaded = 0;                     // that many were loaded, in order; the others were added
+    mutable std::vector<TSection> FSections; // the first stands for the lines before any
+    struct TName {
+        std::uint32_t Hash = 0;
+        TLineId Line = 0; // its id + 1; 0 for an empty place
+    };
+    mutable std::vector<TName> FNames; // hash table, a power of two: the first line of each section and key
+    mutable std::size_t FNameCount = 0;
     // The section that was asked for last: a form asks for one only. None when sections may have changed.
     mutable std::optional<std::pair<std::u16string, std::optional<std::uint32_t>>> FLastSection;
     std::string FTail; // half a UTF-16 unit at the end
