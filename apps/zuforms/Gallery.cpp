@@ -2,7 +2,7 @@
 
 #include "apps/zuforms/EventLog.h"
 #include "apps/zuforms/Inspector.h"
-// STORE#include "controls/QtFormStorage.h"
+#include "controls/QtFormStorage.h"
 
 #include <QFontDatabase>
 #include <QHBoxLayout>
@@ -58,7 +58,11 @@ TGallery::TGallery(const QString& Store) {
     });
     FList->setCurrentRow(0);
     resize(sizeHint().expandedTo(QSize(fontMetrics().averageCharWidth() * 110, fontMetrics().height() * 36)));
-    static_cast<void>(Store);
+    if (Store.isEmpty()) return;
+    auto* Storage =
+        new TQtFormStorage(this, {QStringLiteral("Outer.Sizes"), QStringLiteral("Panels.currentRow"),
+                                  QStringLiteral("Tabs.currentIndex")});
+    Storage->SetIniFileName(Store);
 }
 
 void TGallery::Open(const TPanel& Panel) {

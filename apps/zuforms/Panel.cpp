@@ -20,6 +20,15 @@ Dlg.SetIcon(TZUDlg::icConfirmation);
 if (Dlg.Show() == 0) Save();
 )",
            MakeMessagePanel},
+    TPanel{"path", "TZUFPChooser",
+           QT_TRANSLATE_NOOP("zuforms", "A field for the path of a file or a folder, with earlier paths."),
+           R"(TZUFPChooser File(this);
+File.SetInfoText("&File to import:");
+File.SetHistoryList(Earlier);
+File.SetObjectType(TZUFPChooser::otFile);
+connect(&File, &TZUFPChooser::onChange, this, &TForm::Check);
+)",
+           MakePathPanel},
     TPanel{"progress", "TZUProgress",
            QT_TRANSLATE_NOOP("zuforms", "How far work is, as a cylinder that fills, with the time left."),
            R"(TZUProgress Progress(this);

@@ -38,6 +38,7 @@ struct TPanel {
 [[nodiscard]] const TPanel* FindPanel(const QString& Name);
 
 TShown MakeMessagePanel(QWidget* Parent);
+TShown MakePathPanel(QWidget* Parent);
 TShown MakeProgressPanel(QWidget* Parent);
 TShown MakeWavePanel(QWidget* Parent);
 

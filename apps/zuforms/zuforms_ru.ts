@@ -151,5 +151,29 @@
         <source>&amp;Events</source>
         <translation>С&amp;обытия</translation>
     </message>
+    <message>
+        <source>A field for the path of a file or a folder, with earlier paths.</source>
+        <translation>Поле для пути к файлу или папке, с прежними путями.</translation>
+    </message>
+    <message>
+        <source>&amp;File to import:</source>
+        <translation>&amp;Файл для загрузки:</translation>
+    </message>
+    <message>
+        <source>A file</source>
+        <translation>Файл</translation>
+    </message>
+    <message>
+        <source>A folder</source>
+        <translation>Папка</translation>
+    </message>
+    <message>
+        <source>Label at the left</source>
+        <translation>Подпись слева</translation>
+    </message>
+    <message>
+        <source>Label above</source>
+        <translation>Подпись сверху</translation>
+    </message>
 </context>
 </TS>

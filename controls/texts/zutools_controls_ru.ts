@@ -27,4 +27,77 @@
         <translation>осталось около %1 ч</translation>
     </message>
 </context>
+<context>
+    <name>zutools::TFolderTree</name>
+    <message>
+        <source>%1 (reading …)</source>
+        <translation>%1 (чтение …)</translation>
+    </message>
+    <message>
+        <source>Templates</source>
+        <translation>Шаблоны</translation>
+    </message>
+    <message>
+        <source>Startup</source>
+        <translation>Автозагрузка</translation>
+    </message>
+    <message>
+        <source>Folders</source>
+        <translation>Папки</translation>
+    </message>
+    <message>
+        <source>Reading folders</source>
+        <translation>Чтение папок</translation>
+    </message>
+    <message>
+        <source>Path</source>
+        <translation>Путь</translation>
+    </message>
+    <message>
+        <source>Show &amp;hidden folders</source>
+        <translation>Показать &amp;скрытые папки</translation>
+    </message>
+    <message>
+        <source>&amp;New folder …</source>
+        <translation>&amp;Новая папка …</translation>
+    </message>
+    <message>
+        <source>New folder</source>
+        <translation>Новая папка</translation>
+    </message>
+    <message>
+        <source>Name of the folder in %1:</source>
+        <translation>Имя папки в %1:</translation>
+    </message>
+    <message>
+        <source>There is no folder %1.</source>
+        <translation>Папки %1 нет.</translation>
+    </message>
+    <message>
+        <source>The folder %1 could not be made in %2.</source>
+        <translation>Папку %1 не удалось создать в %2.</translation>
+    </message>
+</context>
+<context>
+    <name>zutools::TZUFPChooserEdit</name>
+    <message>
+        <source>%1 is not there now</source>
+        <translation>%1: сейчас нет</translation>
+    </message>
+</context>
+<context>
+    <name>zutools::TZUFPChooser</name>
+    <message>
+        <source>Choose</source>
+        <translation>Выбрать</translation>
+    </message>
+    <message>
+        <source>Choose a folder</source>
+        <translation>Выбрать папку</translation>
+    </message>
+    <message>
+        <source>Choose a file</source>
+        <translation>Выбрать файл</translation>
+    </message>
+</context>
 </TS>
