@@ -79,6 +79,9 @@ public:
     virtual void Request(const std::string& RequestMsg, std::string& AnswerMsg);
     virtual void Request(const TBytes& RequestMsg, TBytes& AnswerMsg);
 
+    /// Bytes of the answer that have come in the exchange under way, or else in the last one. Any thread.
+    [[nodiscard]] std::int64_t Received() const { return FReceived; }
+
     /// Closes the pipe; nothing happens when it is not open.
     virtual void Close();
     [[nodiscard]] virtual bool Connected() const;
@@ -99,6 +102,7 @@ private:
     std::int32_t FAnswerWaitTimeout = 0;
     std::unique_ptr<platform::TPipeOperation> FOverlapped; // only while FAnswerWaitTimeout > 0
     std::int32_t FBuffSize = 1024;
+    std::atomic<std::int64_t> FReceived = 0;
 };
 
 /// Called for every request with an empty answer to fill, on several threads at once. An exception, or an

@@ -74,19 +74,21 @@ struct TNamedPipeClient::TExchange {
     /// So many bytes came into the room; the rest of it goes.
     void Keep(std::size_t Bytes) {
         Received += static_cast<std::int64_t>(Bytes);
+        Shown.store(Received, std::memory_order_relaxed);
         if (Room > Received) static_cast<void>(Grow(Answer, static_cast<std::int32_t>(Received - Room)));
         Room = Received;
     }
 
     void* Answer;
     TGrowDataFunc Grow;
-    std::int64_t Start = 0;        // counter at the beginning; 0 without a limit
-    std::int64_t TransactTime = 0; // microseconds
-    std::int64_t LoopTime = 0;     // microseconds of the reads after the transaction
-    std::int64_t Received = 0;     // bytes of the payload
-    std::int64_t Room = 0;         // bytes of the answer; more than Received while a read goes on
-    std::int64_t Expected = 0;     // bytes of the payload, as its head tells
-    bool Reading = false;          // past the transaction
+    std::atomic<std::int64_t>& Shown; // Received, for other threads
+    std::int64_t Start = 0;           // counter at the beginning; 0 without a limit
+    std::int64_t TransactTime = 0;    // microseconds
+    std::int64_t LoopTime = 0;        // microseconds of the reads after the transaction
+    std::int64_t Received = 0;        // bytes of the payload
+    std::int64_t Room = 0;            // bytes of the answer; more than Received while a read goes on
+    std::int64_t Expected = 0;        // bytes of the payload, as its head tells
+    bool Reading = false;             // past the transaction
     bool Done = false;
 };
 
@@ -163,7 +165,8 @@ void TNamedPipeClient::ProcessRequest(const void* Request, void* Answer, std::in
     // The head of the answer tells where the rest should go, so only the first bytes come into a buffer;
     // everything else is read into the answer itself.
     std::array<std::byte, 4096> Buffer;
-    TExchange Exchange{Answer, Grow};
+    TExchange Exchange{Answer, Grow, FReceived};
+    FReceived.store(0, std::memory_order_relaxed);
     try {
         const std::size_t Size = static_cast<std::size_t>(std::max(FBuffSize, 0));
         Transact(Exchange, {static_cast<const std::byte*>(Request), static_cast<std::size_t>(RequestLength)},

@@ -54,8 +54,7 @@ int CallPipe(const TOptions& Options, const TArguments& Names) {
     const std::string Request = Names[1] == "-" ? ReadInput() : Names[1];
     if (Request.empty()) throw EUsage("the request is empty, and an empty one is never sent");
 
-    TCountingPipes Pipes;
-    TNamedPipeClient Client(Pipes);
+    TNamedPipeClient Client;
     Client.PipeName = Text(Names[0]);
     Client.Timeout = Options.Timeout;
     Client.SetBuffSize(Options.Buffer);
@@ -64,7 +63,7 @@ int CallPipe(const TOptions& Options, const TArguments& Names) {
     Client.Timeout = 1; // after a failure it comes back for a next request, which there is not
     std::string Answer;
     {
-        const TPipeProgress Progress(Pipes);
+        const TPipeProgress Progress(Client);
         Client.Request(Request, Answer);
     }
     WriteOut(std::string_view(Answer));

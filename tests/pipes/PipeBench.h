@@ -61,6 +61,12 @@ inline void Connect(TNamedPipeClient& Client) {
     }
 }
 
+[[nodiscard]] inline std::string AnswerOf(TNamedPipeClient& Client, const std::string& Request) {
+    std::string Answer;
+    Client.Request(Request, Answer);
+    return Answer;
+}
+
 /// Sets the limit of an open client. On Windows the server may be between two instances when it comes back.
 inline void SetLimit(TNamedPipeClient& Client, std::int32_t Milliseconds) {
     try {
