@@ -10,6 +10,16 @@ namespace zutools::zuforms {
 namespace {
 
 constexpr std::array AllPanels{
+    TPanel{"logfile", "TZUFilePathChoser",
+           QT_TRANSLATE_NOOP("zuforms",
+                             "The path of a log file with macros, a limit of its size, a logger's settings."),
+           R"(CorrectPath = ValueOfMacro; // QString ValueOfMacro(const QString& Macro), once in the program
+
+TZUFilePathChoser LogFile(this);
+LogFile.EditTracer(Loger, true);
+if (Dialog.exec() == QDialog::Accepted) LogFile.CommitTracer(Loger, true);
+)",
+           MakeLogFilePanel},
     TPanel{"message", "TZUDlg",
            QT_TRANSLATE_NOOP("zuforms", "A message box with captions of one's own; Ctrl+C copies its text."),
            R"(TZUDlg Dlg(this);

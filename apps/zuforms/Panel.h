@@ -37,6 +37,7 @@ struct TPanel {
 /// Null when no panel has that name.
 [[nodiscard]] const TPanel* FindPanel(const QString& Name);
 
+TShown MakeLogFilePanel(QWidget* Parent);
 TShown MakeMessagePanel(QWidget* Parent);
 TShown MakePathPanel(QWidget* Parent);
 TShown MakeProgressPanel(QWidget* Parent);

@@ -175,5 +175,25 @@
         <source>Label above</source>
         <translation>Подпись сверху</translation>
     </message>
+    <message>
+        <source>The path of a log file with macros, a limit of its size, a logger&#x27;s settings.</source>
+        <translation>Путь к файлу журнала с макросами, ограничение размера, параметры журнала.</translation>
+    </message>
+    <message>
+        <source>With logging</source>
+        <translation>С журналом</translation>
+    </message>
+    <message>
+        <source>Without logging</source>
+        <translation>Без журнала</translation>
+    </message>
+    <message>
+        <source>Drop-down</source>
+        <translation>Список</translation>
+    </message>
+    <message>
+        <source>A wrong macro</source>
+        <translation>Неверный макрос</translation>
+    </message>
 </context>
 </TS>

@@ -100,4 +100,27 @@
         <translation>Выбрать файл</translation>
     </message>
 </context>
+<context>
+    <name>zutools::TZUFilePathChoser</name>
+    <message>
+        <source>Path of the file</source>
+        <translation>Путь к файлу</translation>
+    </message>
+    <message>
+        <source>Choose the file</source>
+        <translation>Выбрать файл</translation>
+    </message>
+    <message>
+        <source>Unit of the size</source>
+        <translation>Единица размера</translation>
+    </message>
+    <message>
+        <source>Character %1: the macro &quot;%2&quot; has no &quot;%&quot; at its end</source>
+        <translation>Символ %1: у макроса «%2» нет знака «%» в конце</translation>
+    </message>
+    <message>
+        <source>Character %1: no macro is called &quot;%2&quot;</source>
+        <translation>Символ %1: макроса «%2» нет</translation>
+    </message>
+</context>
 </TS>
