@@ -1,0 +1,44 @@
+#include "platform/Html.h"
+
+#include "platform/win32/AutomationValues.h"
+
+#include <mshtml.h>
+
+namespace zutools::platform {
+
+namespace {
+
+void Check(HRESULT Code) {
+    if (FAILED(Code))
+        throw TAutomationFailure(u"Cannot read the HTML document: " + AutomationErrorText(Code));
+}
+
+} // namespace
+
+TAutomationPtr ParseHtml(std::u16string_view Text, const THtmlLimits& Limits) {
+    if (Text.size() > Limits.Bytes) {
+        throw TAutomationFailure(u"Cannot read the HTML document: it has more than " +
+                                 Utf8ToUtf16(std::to_string(Limits.Bytes)) + u" characters");
+    }
+    const TAutomationPtr Object = CreateAutomationObject(u"htmlfile");
+    const TComPtr<IDispatch> Dispatch = ToDispatch(Object);
+    TComPtr<IHTMLDocument2> Document;
+    Check(Dispatch->QueryInterface(IID_IHTMLDocument2, reinterpret_cast<void**>(Document.Place())));
+    // Design mode: the page is only looked at, so none of its scripts may run.
+    Check(Document->put_designMode(TBstr(u"on").Get()));
+    SAFEARRAY* const Pieces = SafeArrayCreateVector(VT_VARIANT, 0, 1);
+    if (Pieces == nullptr) Check(E_OUTOFMEMORY);
+    VARIANT* Piece = nullptr;
+    HRESULT Code = SafeArrayAccessData(Pieces, reinterpret_cast<void**>(&Piece));
+    if (SUCCEEDED(Code)) {
+        ToVariant(TAutomationValue(Text), *Piece);
+        SafeArrayUnaccessData(Pieces);
+        Code = Document->write(Pieces);
+    }
+    SafeArrayDestroy(Pieces);
+    Check(Code);
+    Check(Document->close());
+    return Object;
+}
+
+} // namespace zutools::platform
