@@ -24,13 +24,13 @@ struct THtmlOption {
 
 /// A control that takes part in a form's submission, as the page's object model tells it.
 struct THtmlControl {
-    std::u16string Name;                // the attribute; may be empty
-    std::u16string Type;                // of inputs as HtmlInputType, "textarea", "select"
-    std::u16string Value;               // of inputs and text areas
-    bool Checked = false;               // of check boxes and radio buttons
-    bool Disabled = false;              // itself or by a field set around it
-    std::vector<THtmlOption> Options{}; // of selections
-    std::u16string DirectionName{};     // what the direction of its text is sent as; empty: it is not
+    std::u16string Name;                           // the attribute; may be empty
+    std::u16string Type;                           // of inputs as HtmlInputType, "textarea", "select"
+    std::u16string Value;                          // of inputs and text areas
+    bool Checked = false;                          // of check boxes and radio buttons
+    bool Disabled = false;                         // itself or by a field set around it
+    std::vector<THtmlOption> Options{};            // of selections
+    std::optional<std::u16string> DirectionName{}; // what the direction of its text is sent as; may be empty
     bool RightToLeft = false;
 };
 

@@ -204,12 +204,17 @@ std::u16string OnlyIf(std::u16string Value, TTake Take) {
     return Value;
 }
 
+// "#rgb", "#rrggbb", both also with an opacity, which is dropped.
 std::u16string ColourValue(const std::u16string& Value) {
-    const std::u16string_view Text = Value;
-    const bool IsColour =
-        Text.size() == 7 && Text.front() == u'#' &&
-        std::all_of(Text.begin() + 1, Text.end(), [](char16_t C) { return HexValue(C) >= 0; });
-    return IsColour ? LowerAsciiText(Value) : u"#000000";
+    constexpr std::u16string_view Black = u"#000000";
+    const std::u16string_view Text = TrimHtmlBlanks(Value);
+    if (!Text.starts_with(u'#') ||
+        !std::all_of(Text.begin() + 1, Text.end(), [](char16_t C) { return HexValue(C) >= 0; }))
+        return std::u16string(Black);
+    std::u16string Colour = LowerAsciiText(std::u16string(Text.substr(0, Black.size())));
+    if (Text.size() == 7 || Text.size() == 9) return Colour;
+    if (Text.size() != 4 && Text.size() != 5) return std::u16string(Black);
+    return {u'#', Colour[1], Colour[1], Colour[2], Colour[2], Colour[3], Colour[3]};
 }
 
 std::u16string MailValue(const std::u16string& Value, bool Multiple) {

@@ -248,6 +248,14 @@ constexpr TMember<TElement> ElementTable[] = {
      [](const TElement& Self, TArgs) {
          return Answer(CollectionObject(Self.Tree, ChildElements(Self.Node)));
      }},
+    {u"contains", true, nullptr,
+     [](const TElement& Self, TArgs Args) {
+         if (Args.size() != 1) return AutomationRefusal(AutomationCode::BadArgumentCount);
+         const auto* const Other = dynamic_cast<const TElement*>(Args[0].Object().get());
+         const GumboNode* Node = Other != nullptr ? &Other->Node : nullptr;
+         while (Node != nullptr && Node != &Self.Node) Node = Node->parent;
+         return Answer(Node != nullptr);
+     }},
     {u"getAttribute", true, nullptr,
      [](const TElement& Self, TArgs Args) {
          if (Args.size() != 1) return AutomationRefusal(AutomationCode::BadArgumentCount);

@@ -1,5 +1,6 @@
 #include "platform/Html.h"
 
+#include "platform/ThreadStart.h"
 #include "platform/win32/AutomationValues.h"
 
 #include <mshtml.h>
@@ -7,6 +8,9 @@
 namespace zutools::platform {
 
 namespace {
+
+// MinGW's import libraries lack it.
+constexpr CLSID HtmlDocument = {0x25336920, 0x03f9, 0x11cf, {0x8f, 0xd0, 0x00, 0xaa, 0x00, 0x68, 0x6f, 0x13}};
 
 void Check(HRESULT Code) {
     if (FAILED(Code))
@@ -20,10 +24,11 @@ TAutomationPtr ParseHtml(std::u16string_view Text, const THtmlLimits& Limits) {
         throw TAutomationFailure(u"Cannot read the HTML document: it has more than " +
                                  Utf8ToUtf16(std::to_string(Limits.Bytes)) + u" characters");
     }
-    const TAutomationPtr Object = CreateAutomationObject(u"htmlfile");
-    const TComPtr<IDispatch> Dispatch = ToDispatch(Object);
+    const TThreadStart Model("automation"); // until the object below keeps it
     TComPtr<IHTMLDocument2> Document;
-    Check(Dispatch->QueryInterface(IID_IHTMLDocument2, reinterpret_cast<void**>(Document.Place())));
+    Check(CoCreateInstance(HtmlDocument, nullptr, CLSCTX_INPROC_SERVER, IID_IHTMLDocument2,
+                           reinterpret_cast<void**>(Document.Place())));
+    const TAutomationPtr Object = FromDispatch(TComPtr<IDispatch>(TComPtr(Document).Release()));
     // Design mode: the page is only looked at, so none of its scripts may run.
     Check(Document->put_designMode(TBstr(u"on").Get()));
     SAFEARRAY* const Pieces = SafeArrayCreateVector(VT_VARIANT, 0, 1);

@@ -209,6 +209,7 @@ void OpenZu(lua_State* L) {
     lua_setfield(L, -2, "blocks");
     PushPipeClient(L);
     lua_setfield(L, -2, "pipe_client");
+    AddAutomation(L);
     StateOf(L).Modules.AddLibrary(L, "zu");
 }
 

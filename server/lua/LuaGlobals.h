@@ -14,6 +14,8 @@ void OpenDatabase(lua_State* L);
 void PushBlocks(lua_State* L);
 /// Leaves `zu.pipe_client` on the stack: a client of a named pipe.
 void PushPipeClient(lua_State* L);
+/// Adds `html`, `com` and `automation` to the table on the stack.
+void AddAutomation(lua_State* L);
 /// `session`: signing in and out, for engines of pages.
 void OpenSession(lua_State* L);
 /// Pushes an object named `Name` in messages whose names `Read` gives; `Write` may be null for one that is
