@@ -4,6 +4,7 @@
 #include "apps/zuhost/Library.h"
 
 #include "host/ScriptObjects.h"
+#include "server/lua/LuaLibraryNames.h"
 
 #include <algorithm>
 
@@ -13,7 +14,8 @@ namespace {
 
 constexpr const char* Footer =
     R"(Lists every class that scripts can reach: its registered names in the order of
-their registration, then its published properties and methods. An indexed
+their registration, then its published properties and methods; then the
+functions for documents and automation objects. An indexed
 property is read and written as object.Tag["X"], functions and procedures are
 called as object:BuildTemplate().
 
@@ -143,6 +145,18 @@ struct TEntry {
     return Result;
 }
 
+[[nodiscard]] std::u16string Functions(bool Markdown) {
+    std::u16string Result = Markdown ? u"## Functions\n\n`zu.automation` is told in automation.md.\n\n"
+                                       u"| Name | Arguments | What it is |\n|---|---|---|\n"
+                                     : u"Functions\n";
+    for (const server::TLibraryName& Each : server::AutomationNames()) {
+        const std::u16string Name(Each.Name), Arguments(Each.Arguments), Help(Each.Help);
+        Result += Markdown ? u"| `" + Name + u"` | " + Arguments + u" | " + Help + u" |\n"
+                           : u"  " + Name + u"(" + Arguments + u")  " + Help + u"\n";
+    }
+    return Result;
+}
+
 int PrintReference(bool Markdown) {
     const TLibrary Library({}, {});
     const std::vector<const TClassInfo*> Classes = ScriptRegistry().Classes();
@@ -159,6 +173,7 @@ int PrintReference(bool Markdown) {
         const TClassInfo* const Base = KnownBase(*Class, Classes);
         WriteOut(Markdown ? MarkdownClass(*Class, Base) : PlainClass(*Class, Base));
     }
+    WriteOut(u"\n" + Functions(Markdown));
     return ExitGood;
 }
 

@@ -47,7 +47,17 @@ void RefuseInModules(lua_State* L, std::u16string_view Function) {
 
 /// (text)
 int Html(lua_State* L) {
-    PushAutomation(L, platform::ParseHtml(TextArgument(L, 1, u"zu.html")));
+    const std::u16string Text = TextArgument(L, 1, u"zu.html");
+    platform::THtmlLimits Limits;
+    if (StateOf(L).Options.Sandboxed) { // a page must not hold up or fill the host
+        Limits.Bytes = 1024 * 1024;
+        Limits.Memory = 64 * 1024 * 1024;
+        Limits.Milliseconds = 1000;
+    }
+    PushAutomation(L, platform::ParseHtml(Text, Limits));
+    // The tree is out of the collector's sight: let it work as if so many kilobytes were taken.
+    constexpr std::size_t Share = 64;
+    lua_gc(L, LUA_GCSTEP, static_cast<int>(Text.size() / Share) + 1);
     return 1;
 }
 

@@ -4,7 +4,7 @@
 Starts `zuhost serve` on a copy of examples/orders with a fresh database and a free port, drives headless Chromium
 through it, and stops it again. Every test prints a line; the last line counts them.
 
-    run.py --zuhost PATH [--only WORD]
+    run.py --zuhost PATH [--only WORD] [--forms 400]
 """
 
 import argparse
@@ -18,7 +18,10 @@ import urllib.request
 from selenium.webdriver.common.by import By
 
 import blocking
+import forms
 from application import Page, Server, expect, new_browser
+
+PAGES_WITH_FORMS = 400  # --forms
 
 
 def number_of(money):
@@ -197,6 +200,12 @@ def test_filters_are_tried_and_changed_while_requests_run(page):
     expect("Запрос не принят" in page.one("h1").text, "the first filter is back")
 
 
+def test_forms_are_read_as_the_browser_reads_them(page):
+    count, skipped, wrong = forms.compare(page.server.zuhost, page.browser, PAGES_WITH_FORMS, seed=1)
+    print(f"        {count} forms compared, {skipped} pages with what browsers treat otherwise left out")
+    expect(wrong == 0, f"{wrong} pages whose forms Chromium reads otherwise")
+
+
 def test_bad_requests_do_not_stop_the_service(page):
     for path, status in (("/nowhere", 404), ("/static/../orders.toml", 404), ("/static/%2e%2e/orders.toml", 404),
                          ("/orders?q=%FF%FE", 400), ("/orders?q=%00", 400)):
@@ -215,7 +224,9 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--zuhost", required=True)
     parser.add_argument("--only", default="")
+    parser.add_argument("--forms", type=int, default=PAGES_WITH_FORMS, help="pages with forms to compare (400)")
     options = parser.parse_args()
+    globals()["PAGES_WITH_FORMS"] = options.forms
     passed = failed = 0
 
     def run(name, test, *arguments):

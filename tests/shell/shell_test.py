@@ -624,7 +624,13 @@ class HelperTest(Shell):
 
 class GuideTest(Shell):
     def test_examples_of_the_guide_give_what_it_shows(self):
-        guide = (REPOSITORY / "docs/zuhost.md").read_text()
+        self.run_examples("docs/zuhost.md", 7)
+
+    def test_examples_of_automation_give_what_they_show(self):
+        self.run_examples("docs/automation.md", 4)
+
+    def run_examples(self, page, least):
+        guide = (REPOSITORY / page).read_text()
         (self.folder / "bin").mkdir()
         os.symlink(ZUHOST, self.folder / "bin/zuhost")
         environment = dict(os.environ, PATH=f"{self.folder}/bin:{os.environ['PATH']}")
@@ -643,7 +649,7 @@ class GuideTest(Shell):
                                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
                     self.assertEqual(result.stdout.decode(), expected)
                     commands += 1
-        self.assertGreaterEqual(commands, 7)
+        self.assertGreaterEqual(commands, least)
 
 
 class ServeTest(Shell):
