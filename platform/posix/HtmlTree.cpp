@@ -182,7 +182,7 @@ THtmlTree::~THtmlTree() = default;
 
 void THtmlTree::List(int MaxDepth) {
     Walk(*FDocument, [&](const GumboNode& Node, int Depth) {
-        if (Node.type != GUMBO_NODE_ELEMENT) return;
+        if (Node.type != GUMBO_NODE_ELEMENT && Node.type != GUMBO_NODE_TEMPLATE) return;
         if (Depth > MaxDepth)
             Refuse("Cannot read the HTML document: elements are nested more than ", MaxDepth, " deep");
         // What gumbo makes of <isindex>, which browsers no longer know.

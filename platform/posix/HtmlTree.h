@@ -27,7 +27,7 @@ public:
 
     using TNodes = std::vector<const GumboNode*>;
 
-    /// All elements in the page's order, without what stands in templates.
+    /// All elements in the page's order, templates without what stands in them.
     [[nodiscard]] const TNodes& Elements() const { return FElements; }
     [[nodiscard]] const TNodes& Forms() const { return FForms; }
     /// Those with such a name or id, in the page's order.

@@ -1,6 +1,7 @@
 // Documents, automation objects, and recordings of them, in scripts.
 #include "tests/server/lua/Things.h"
 
+#include "platform/Text.h"
 #include "tests/support/TempFolder.h"
 
 namespace zutools::server::tests {
