@@ -180,7 +180,8 @@ bool TakeTime(TReader& Text, std::u16string* Shortest = nullptr) {
         if (*Second != 0 || Thousandths != 0) Short.append(u":").append(FromSeconds.substr(0, 2));
         if (Thousandths != 0) {
             Short += u'.';
-            for (const int Place : {100, 10, 1}) Short += static_cast<char16_t>(u'0' + Thousandths / Place % 10);
+            for (const int Place : {100, 10, 1})
+                Short += static_cast<char16_t>(u'0' + Thousandths / Place % 10);
             while (Short.back() == u'0') Short.pop_back();
         }
     }
