@@ -5,9 +5,10 @@
 #include "apps/zuhost/DatabaseManager.h"
 #include "apps/zuhost/HelperProcess.h"
 #include "apps/zuhost/Library.h"
+#include "apps/zuhost/Reload.h"
 #include "apps/zuhost/ServeChecks.h"
+#include "apps/zuhost/ServiceSignals.h"
 #include "apps/zuhost/SetupUsers.h"
-#include "apps/zuhost/StopSignals.h"
 #include "checking/Chekprms.h"
 #include "checking/Dbchprms.h"
 #include "checking/Presets.h"
@@ -34,6 +35,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -46,9 +48,10 @@ using namespace zutools::server;
 
 constexpr const char* Footer =
     R"(Answers web requests with the script modules that the configuration names, until
-it is interrupted (Ctrl+C) or told to end (SIGTERM); requests that have arrived
-are finished. The log goes to standard error unless the configuration names a
-file.
+it is interrupted (Ctrl+C) or told to end (SIGTERM, SIGQUIT); requests that have
+arrived are finished, a second signal ends it at once. SIGHUP reads configuration,
+languages and templates anew, SIGUSR1 reopens the log, which goes to standard
+error unless the configuration names a file.
 
 Examples:
   zuhost serve --config orders.toml
@@ -184,8 +187,40 @@ std::chrono::seconds SweepPause(std::chrono::seconds Idle) {
     return std::clamp(Idle / 4, std::chrono::seconds(1), std::chrono::seconds(15));
 }
 
-void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
-    const TStopSignals Signals;
+/// The configuration as its file says now, with what the command line says.
+using TConfigReader = std::function<TWebConfig()>;
+
+/// What a stop leaves for the last words, beyond the time of pages.
+constexpr std::chrono::milliseconds LastWords{250};
+
+void WaitForStop(const TServiceSignals& Signals, const TConfigReader& Read, TLiveConfig& Live,
+                 const TServices& Services, TDatabaseManager& Manager, TWebServer& Server,
+                 TSpdLogger& Logger) {
+    while (true) {
+        switch (Signals.Wait(SweepPause(Live.Get()->Session.Idle))) {
+        case TServiceSignals::TAsked::Stop:
+            return Signals.EndWithin(std::chrono::seconds(Live.Get()->Limits.StopSeconds) + LastWords);
+        case TServiceSignals::TAsked::Reload:
+            ReloadService(Read, Live, Services, Server, Logger);
+            Manager.ReleaseThread();
+            break;
+        case TServiceSignals::TAsked::ReopenLog:
+            ReopenLog(Live.Get()->Log, Logger);
+            break;
+        case TServiceSignals::TAsked::Unknown:
+            Logger.Log(TLogLevel::Info, u"SIGUSR2 came, for which nothing is to be done");
+            break;
+        case TServiceSignals::TAsked::Nothing:
+            Server.SweepSessions();
+            break;
+        }
+    }
+}
+
+void Serve(const TConfigReader& Read, std::u16string_view ConfigFile) {
+    const TServiceSignals Signals;
+    const TWebConfig Config = Read();
+    const auto Live = std::make_shared<TLiveConfig>(Config);
     const auto Logger = std::make_shared<TSpdLogger>(Config.Log.Level, Config.Log.File,
                                                      Config.Log.Json ? TLogFormat::Json : TLogFormat::Text);
     const auto Manager =
@@ -203,8 +238,8 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
 
     TWebServerHooks Hooks;
     if (!Config.Filter.empty()) Hooks.Filters.push_back(MakeValueFilter(*ParamsChecker, *Services.Localizer));
-    Hooks.MakeRunner = [Config, Services, Manager] {
-        return std::make_unique<TLuaModuleRunner>(LuaOptions(Config, Services, *Manager));
+    Hooks.MakeRunner = [Live, Services, Manager] {
+        return std::make_unique<TLuaModuleRunner>(LuaOptions(*Live->Get(), Services, *Manager));
     };
     Hooks.SessionEnded = [](const TSessionState& Session) { ZURecordBlocker->DoneBySID(Session.SID); };
     Hooks.Available = [Watch] { return Watch->IsThere(); };
@@ -212,25 +247,22 @@ void Serve(TWebConfig Config, std::u16string_view ConfigFile) {
     Hooks.HoldsSomething = [](std::u16string_view SID) { return ZURecordBlocker->HasBlocks(SID); };
     AddUsers(Hooks, Config, Manager);
     Hooks.Security = Services.Security;
-    const TAdminConfig AdminConfig = Config.Admin;
-    const std::vector<THelperConfig> HelperConfigs = Config.Helpers;
-    const std::chrono::seconds Pause = SweepPause(Config.Session.Idle);
-    TWebServer Server(std::move(Config), std::move(Hooks), *Logger, *Services.Localizer);
+    TWebServer Server(Config, std::move(Hooks), *Logger, *Services.Localizer);
     Server.Start();
     std::vector<std::unique_ptr<THelperProcess>> Helpers;
-    for (const THelperConfig& Each : HelperConfigs)
+    for (const THelperConfig& Each : Config.Helpers)
         Helpers.push_back(std::make_unique<THelperProcess>(Each, *Logger));
-    auto Admin = StartAdmin(AdminConfig, ConfigFile, Server, *Logger);
-    const auto Http = StartAdminHttp(AdminConfig, Server, *Logger);
+    auto Admin = StartAdmin(Config.Admin, ConfigFile, Server, *Logger);
+    const auto Http = StartAdminHttp(Config.Admin, Server, *Logger);
     Complain(u"serving on " + Text(Server.Url()));
-    Signals.Wait(Pause, [&Server] { Server.SweepSessions(); });
-    Admin.reset();
+    WaitForStop(Signals, Read, *Live, Services, *Manager, Server, *Logger);
 
     if (!Server.Stop()) {
         // A module that does not end cannot be taken off its thread: the process takes it along.
         Logger->Log(TLogLevel::Warning, u"stopped while a page was still being made");
         std::_Exit(0);
     }
+    Admin.reset();
     Logger->Log(TLogLevel::Info, u"stopped");
 }
 

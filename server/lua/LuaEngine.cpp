@@ -95,6 +95,7 @@ void Run(TLuaEngine::TImpl& State, std::string_view Script, bool FreshGlobals, c
     if (Failed) Error = MakeError(State, Status, Script);
     lua_settop(L, 0);
     State.Modules.EndRun(L);
+    if (State.Options.Sandboxed) State.Objects.EndOwned(L); // nothing of the run stays
     if (!Failed) return;
     if (!State.Limits.Passed().empty())
         lua_gc(L, LUA_GCCOLLECT); // the next run begins with what this one held
@@ -176,7 +177,8 @@ TLuaEngine::TLuaEngine(TLuaOptions Options)
     Do(State, [&](lua_State* L) {
         State.Objects.Open(L);
         State.Modules.Open(L, State.Options.Sandboxed);
-        if (State.Limits.Any()) GuardLibraries(L, State.Modules);
+        if (State.Limits.Any() || State.Options.Sandboxed) GuardLibraries(L, State.Modules);
+        if (State.Options.Sandboxed) BoundLibraries(L, State.Modules);
         if (!State.Options.Sandboxed && !State.Options.ModuleDirectory.empty()) {
             AddModuleDirectory(L, platform::Utf16ToUtf8(State.Options.ModuleDirectory));
         }

@@ -52,11 +52,12 @@ struct TLuaOptions {
     /// Where `require` looks; empty means nowhere when sandboxed, and Lua's own places otherwise.
     std::u16string ModuleDirectory;
     /// Virtual machine instructions a run may take, rounded up to a thousand; 0 means no limit. Passing it is
-    /// a script error that the script cannot go on from. Time spent inside one library function is not
-    /// counted.
+    /// a script error that the script cannot go on from. When sandboxed, the work of library functions that
+    /// has no other bound counts too. The time of the thread's work (host/WorkClock.h) ends a run likewise.
     std::uint64_t InstructionLimit = 0;
     /// Bytes the state may hold; 0 means no limit. Passing it is a script error that the script cannot go on
-    /// from. The library's objects that scripts made are not counted.
+    /// from. The texts of templates that scripts made count; when sandboxed, the library's objects that a run
+    /// made end with it.
     std::size_t MemoryLimit = 0;
     /// Who may do what, and where `print` of web modules goes; those of the process when not given.
     TServices Services = zutools::Services();

@@ -6,6 +6,7 @@
 #include "host/Session.h"
 #include "host/StringHelpers.h"
 #include "host/ThreadContainer.h"
+#include "host/WorkClock.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
 #include "server/lua/Escape.h"
@@ -140,7 +141,8 @@ int AsSession(lua_State* L) {
 
     int Status = LUA_OK;
     std::exception_ptr Failure;
-    std::thread([&] {
+    std::thread([&, Clock = CurrentWorkClock()] {
+        const TWorkClockScope Scope(Clock);
         try {
             Status = RunSession(L, ArgCount, std::move(Session));
         } catch (const std::exception&) {

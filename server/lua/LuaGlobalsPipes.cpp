@@ -2,12 +2,14 @@
 
 #include "host/Exception.h"
 #include "host/Format.h"
+#include "host/WorkClock.h"
 #include "pipes/Namepipe.h"
 #include "platform/Text.h"
 #include "server/lua/LuaGlobals.h"
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
 
+#include <algorithm>
 #include <limits>
 #include <new>
 
@@ -25,10 +27,25 @@ TNamedPipeClient& ClientAt(lua_State* L, int Index) {
     return *static_cast<TNamedPipeClient*>(Data);
 }
 
+/// An answer is waited for no longer than the work that wants it may take.
+void KeepTime(TNamedPipeClient& Client) {
+    const TWorkClock* const Clock = CurrentWorkClock();
+    if (Clock == nullptr || Clock->Deadline == std::chrono::steady_clock::time_point::max()) return;
+    const auto Left = std::chrono::duration_cast<std::chrono::milliseconds>(Clock->Deadline -
+                                                                            std::chrono::steady_clock::now());
+    const auto Most = static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(Left.count(), 1, std::numeric_limits<std::int32_t>::max()));
+    constexpr std::int32_t Slack = 1000; // a change connects anew
+    const std::int32_t Set = Client.AnswerWaitTimeout();
+    if (Set == 0 || Set - Slack > Most) Client.SetAnswerWaitTimeout(Most);
+    Client.Timeout = std::min(Client.Timeout, Most);
+}
+
 /// (client, text)
 int Request(lua_State* L) {
     TNamedPipeClient& Client = ClientAt(L, 1);
     luaL_checktype(L, 2, LUA_TSTRING);
+    KeepTime(Client);
     if (!Client.Connected()) Client.Establish();
     std::string Answer;
     Client.Request(std::string(StringAt(L, 2)), Answer);

@@ -1,8 +1,11 @@
 #include "server/lua/LuaLimits.h"
 
+#include "host/WorkClock.h"
 #include "server/lua/LuaState.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 namespace zutools::server {
 
@@ -14,11 +17,12 @@ void TLuaLimits::Watch(lua_State* L) {
 
 void TLuaLimits::Start(lua_State* L) {
     FTaken = 0;
-    FInstructionsPassed = FMemoryPassed = FIsDenied = false;
-    if (Any()) lua_sethook(L, Hook, LUA_MASKCOUNT, Step);
+    FInstructionsPassed = FMemoryPassed = FTimePassed = FIsDenied = false;
+    if (Any() || CurrentWorkClock() != nullptr) lua_sethook(L, Hook, LUA_MASKCOUNT, Step);
 }
 
 std::string TLuaLimits::Passed() const {
+    if (FTimePassed) return "the time of the page is over";
     if (FInstructionsPassed) {
         return "the script took more than " + std::to_string(FInstructions) + " instructions";
     }
@@ -54,19 +58,56 @@ bool TLuaLimits::Admit(TRequest Request, std::size_t Growth) {
     return Fits;
 }
 
-void TLuaLimits::Hook(lua_State* L, lua_Debug*) {
-    TLuaLimits& Limits = StateOf(L).Limits;
-    Limits.FTaken += Step;
-    if (Limits.FInstructions != 0 && Limits.FTaken > Limits.FInstructions) Limits.FInstructionsPassed = true;
-    if (!Limits.FInstructionsPassed && !Limits.FMemoryPassed && !Limits.FIsDenied) return;
-    lua_sethook(L, Hook, LUA_MASKCOUNT, 1);
+bool TLuaLimits::Take(std::uint64_t Instructions) {
+    FTaken += Instructions;
+    if (FInstructions != 0 && FTaken > FInstructions) FInstructionsPassed = true;
+    if (!FTimePassed && WorkMustEnd()) FTimePassed = true;
+    return FInstructionsPassed || FTimePassed || FMemoryPassed || FIsDenied;
+}
+
+void TLuaLimits::Raise(lua_State* L, int Level) const {
+    lua_sethook(L, Hook, LUA_MASKCOUNT, 1); // and again at once, whoever caught it
     {
-        const std::string Text = Limits.Passed();
-        luaL_where(L, 0); // a hook has no level of its own
+        const std::string Text = Passed();
+        luaL_where(L, Level);
+        for (int Above = 1; lua_rawlen(L, -1) == 0 && Above < 10; ++Above) { // C functions have no place
+            lua_pop(L, 1);
+            luaL_where(L, Level + Above);
+        }
         lua_pushlstring(L, Text.data(), Text.size());
     }
     lua_concat(L, 2);
     lua_error(L);
+    std::abort(); // not reached
+}
+
+void TLuaLimits::Work(lua_State* L, std::uint64_t Instructions) {
+    if (Take(Instructions)) Raise(L, 1);
+}
+
+void TLuaLimits::Hold(lua_State* L, std::size_t Before, std::size_t Now) {
+    FUsed += Now - Before; // wraps round when it shrinks
+    if (Now <= Before) return;
+    if (FBytes != 0 && FUsed > FBytes) {
+        lua_gc(L, LUA_GCCOLLECT);
+        if (FUsed > FBytes) FMemoryPassed = true;
+        return Work(L, 0);
+    }
+    PassOn(L, Now - Before);
+}
+
+void TLuaLimits::PassOn(lua_State* L, std::size_t Bytes) {
+    constexpr std::size_t Enough = 1 << 20;
+    FPassedOn += Bytes;
+    if (FPassedOn < Enough) return;
+    // As if the script had made so much garbage itself.
+    lua_gc(L, LUA_GCSTEP,
+           static_cast<int>(std::min<std::size_t>(std::exchange(FPassedOn, 0) / 1024, 1 << 20)));
+}
+
+void TLuaLimits::Hook(lua_State* L, lua_Debug*) {
+    const TLuaLimits& Limits = StateOf(L).Limits;
+    if (StateOf(L).Limits.Take(Step)) Limits.Raise(L, 0); // a hook has no level of its own
 }
 
 } // namespace zutools::server

@@ -7,6 +7,7 @@
 #include "server/lua/LuaNames.h"
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
+#include "templates/Ltemplt.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -28,6 +29,7 @@ struct THandle {
     const void* Tag = &TagByte;
     TObjectRef Object;
     std::unique_ptr<TObject> Owned;
+    std::size_t Weight = 0;            // bytes that it was last seen to hold
     std::shared_ptr<const void> Alive; // of an object that several threads hold: its memory
     TClassCache* Class = nullptr;
     mutable TClassCache* Published = nullptr; // with the class that was last found behind a published object
@@ -166,6 +168,33 @@ private:
     std::size_t FCount = 0;
 };
 
+// ---- weight
+
+/// The texts among values that an object may keep.
+void PassOn(lua_State* L, int First, int Last) {
+    std::size_t Bytes = 0;
+    for (int I = First; I <= Last; ++I)
+        if (lua_type(L, I) == LUA_TSTRING) Bytes += lua_rawlen(L, I);
+    StateOf(L).Limits.PassOn(L, Bytes);
+}
+
+/// Tells the limits what the object at the place holds, if the script owns it: of templates the text.
+void Weigh(lua_State* L, int Index) {
+    THandle* const Handle = UserdataAt<THandle>(L, Index);
+    if (Handle == nullptr || !Handle->Owned) return;
+    const auto* const Template = dynamic_cast<const TTemplate*>(Handle->Owned.get());
+    if (Template == nullptr) return;
+    const std::size_t Now = Template->FullBody().size() * sizeof(char16_t);
+    if (Now != Handle->Weight) StateOf(L).Limits.Hold(L, std::exchange(Handle->Weight, Now), Now);
+}
+
+void EndOwned(lua_State* L, THandle& Handle) {
+    if (!Handle.Owned) return;
+    StateOf(L).Objects.Owning.erase(&Handle);
+    StateOf(L).Limits.Release(std::exchange(Handle.Weight, 0));
+    Handle.Owned.reset();
+}
+
 // ---- calls
 
 [[noreturn]] void FailNoColon(std::u16string_view Name, std::u16string_view ClassName) {
@@ -213,6 +242,13 @@ int CallHook(lua_State* L) {
     }
     PushVariant(L, Result, 1, Place);
     return 1;
+}
+
+int CallAndWeigh(lua_State* L) {
+    PassOn(L, 2, lua_gettop(L));
+    const int Results = CallMember(L);
+    Weigh(L, 1);
+    return Results;
 }
 
 // ---- object.Name
@@ -325,11 +361,18 @@ int WriteName(lua_State* L) {
     return 0;
 }
 
+int WriteAndWeigh(lua_State* L) {
+    PassOn(L, 3, 3);
+    WriteName(L);
+    Weigh(L, 1);
+    return 0;
+}
+
 int CollectHandle(lua_State* L) {
     THandle* const Handle = UserdataAt<THandle>(L, 1);
     if (Handle == nullptr) return 0;
     // Not destroyed: another finaliser may still look at it, and must find it gone.
-    Handle->Owned.reset();
+    EndOwned(L, *Handle);
     Handle->Object = {};
     Handle->Alive.reset();
     return 0;
@@ -436,6 +479,7 @@ int WriteIndex(lua_State* L) {
     AddEarlier(L, Indexed, Args);
     Args.Add(L, 2, PlaceOf(*Target.Entry, Indexed.Depth + 1));
     const TKXVariant Value = ToVariant(L, 3, PlaceOf(*Target.Entry));
+    PassOn(L, 3, 3);
     Target.Entry->Member.Write(*Target.Object, Args, Value);
     return 0;
 }
@@ -479,7 +523,7 @@ void NewMetatable(lua_State* L, std::u16string_view Name) {
 
 void SetObjectFunctions(lua_State* L) {
     SetFunction(L, "__index", Border<ReadName>);
-    SetFunction(L, "__newindex", Border<WriteName>);
+    SetFunction(L, "__newindex", Border<WriteAndWeigh>);
     SetFunction(L, "__tostring", Border<DescribeObject>);
 }
 
@@ -521,6 +565,10 @@ TClassCache& TObjectBridge::ClassOf(lua_State* L, const TClassInfo& Info, const 
     lua_createtable(L, 0, 8);
     Class.Names = luaL_ref(L, LUA_REGISTRYINDEX);
     return Class;
+}
+
+void TObjectBridge::EndOwned(lua_State* L) {
+    while (!Owning.empty()) server::EndOwned(L, *static_cast<THandle*>(*Owning.begin()));
 }
 
 TEntry TObjectBridge::Resolve(const TClassCache& Class, std::u16string Name) const {
@@ -570,7 +618,7 @@ void TObjectBridge::PushMeaning(lua_State* L, TClassCache& Class, int Key) {
         FScratch = std::move(Fresh);
     }
     lua_pushlightuserdata(L, const_cast<TEntry*>(Entry));
-    if (IsCall) lua_pushcclosure(L, Border<CallMember>, 1);
+    if (IsCall) lua_pushcclosure(L, Border<CallAndWeigh>, 1);
     if (Keep) {
         lua_pushvalue(L, Key);
         lua_pushvalue(L, -2);
@@ -618,7 +666,9 @@ void PushObject(lua_State* L, TObject& Object, int Owner) {
 }
 
 void PushOwned(lua_State* L, std::unique_ptr<TObject> Object) {
-    NewHandle(L, *Object).Owned = std::move(Object);
+    THandle& Handle = NewHandle(L, *Object);
+    StateOf(L).Objects.Owning.insert(&Handle);
+    Handle.Owned = std::move(Object);
 }
 
 void PushPublished(lua_State* L, TObject& Object, bool ReadOnly) {

@@ -17,6 +17,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 
 namespace zutools::server {
@@ -67,6 +68,10 @@ public:
     /// lives until the next call. @throws EIObjectError when the key is no name.
     void PushMeaning(lua_State* L, TClassCache& Class, int Key);
 
+    /// Ends the objects that scripts own; their handles stay, as those of objects that are gone.
+    void EndOwned(lua_State* L);
+
+    std::unordered_set<void*> Owning;                                      // the handles of such objects
     std::map<std::string, std::function<TObject*()>, std::less<>> Dynamic; // by global; entries stay
     int Handles = LUA_NOREF;                                               // weak: address to handle
     int DynamicMetatable = LUA_NOREF;

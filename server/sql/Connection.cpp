@@ -166,6 +166,7 @@ void TSqlDatabase::TConnection::Rollback() {
     const bool Ended = FTransaction == TTransactionState::Ended || FLost;
     FTransaction = TTransactionState::None;
     if (Ended) return;
+    const TWorkClockScope ToTheEnd(nullptr); // whatever the time is
     try {
         FLink->Rollback();
     } catch (const EDatabaseError& Error) {

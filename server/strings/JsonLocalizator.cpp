@@ -42,30 +42,49 @@ constexpr std::u16string_view Suffix = u".json";
 } // namespace
 
 TJsonLocalizator::TJsonLocalizator(std::u16string_view Directory) {
+    TLanguages Languages;
     for (const std::u16string& Name : platform::ListFiles(Directory)) {
         if (!IsLanguageFile(Name)) continue;
         const std::u16string Path = platform::JoinPath(Directory, Name);
         std::u16string ID = Name.substr(0, Name.size() - Suffix.size());
-        if (const TLanguage* Other = FindLanguage(ID)) {
+        if (const TLanguage* Other = FindLanguage(Languages, ID)) {
             throw ELanguageFile(Path + u": the language has a file of its own already: " + Other->ID +
                                 std::u16string(Suffix));
         }
-        FLanguages.push_back({std::move(ID), ReadLanguageFile(Path)});
+        Languages.push_back({std::move(ID), ReadLanguageFile(Path)});
     }
-    if (FLanguages.empty()) {
+    if (Languages.empty()) {
         throw ELanguageFile(std::u16string(Directory) +
                             u": no language file (<language>.json) in this folder");
     }
+    FLanguages = std::make_shared<const TLanguages>(std::move(Languages));
+}
+
+void TJsonLocalizator::TakeOver(TJsonLocalizator&& Fresh) noexcept {
+    std::shared_ptr<const TLanguages> Texts = Fresh.Texts(); // the old ones go without the lock
+    const std::lock_guard Guard(FMutex);
+    FLanguages.swap(Texts);
+}
+
+std::shared_ptr<const TJsonLocalizator::TLanguages> TJsonLocalizator::Texts() const {
+    const std::lock_guard Guard(FMutex);
+    return FLanguages;
 }
 
 std::u16string TJsonLocalizator::GetString(std::u16string_view Key, std::u16string_view LanguageID) {
-    const std::u16string* Text = Find(Key, LanguageID);
+    const auto Languages = Texts();
+    const std::u16string* Text = FindIn(*Languages, Key, LanguageID);
     return Text != nullptr ? *Text : std::u16string(Key);
 }
 
 const std::u16string* TJsonLocalizator::Find(std::u16string_view Key, std::u16string_view LanguageID) const {
+    return FindIn(*Texts(), Key, LanguageID);
+}
+
+const std::u16string* TJsonLocalizator::FindIn(const TLanguages& Languages, std::u16string_view Key,
+                                               std::u16string_view LanguageID) {
     for (; !LanguageID.empty(); LanguageID = FallBack(LanguageID)) {
-        const TLanguage* Language = FindLanguage(LanguageID);
+        const TLanguage* Language = FindLanguage(Languages, LanguageID);
         if (Language == nullptr) continue;
         const auto Found = Language->Texts.find(Key);
         if (Found != Language->Texts.end()) return &Found->second;
@@ -74,23 +93,26 @@ const std::u16string* TJsonLocalizator::Find(std::u16string_view Key, std::u16st
 }
 
 bool TJsonLocalizator::HasLanguage(std::u16string_view LanguageID) const {
+    const auto Languages = Texts();
     for (; !LanguageID.empty(); LanguageID = FallBack(LanguageID)) {
-        if (FindLanguage(LanguageID) != nullptr) return true;
+        if (FindLanguage(*Languages, LanguageID) != nullptr) return true;
     }
     return false;
 }
 
 std::vector<std::u16string> TJsonLocalizator::Languages() const {
     std::vector<std::u16string> Result;
-    for (const TLanguage& Language : FLanguages) Result.push_back(Language.ID);
+    const auto Known = Texts();
+    for (const TLanguage& Language : *Known) Result.push_back(Language.ID);
     return Result;
 }
 
-const TJsonLocalizator::TLanguage* TJsonLocalizator::FindLanguage(std::u16string_view ID) const {
-    const auto Found = std::find_if(FLanguages.begin(), FLanguages.end(), [ID](const TLanguage& Language) {
+const TJsonLocalizator::TLanguage* TJsonLocalizator::FindLanguage(const TLanguages& Languages,
+                                                                  std::u16string_view ID) {
+    const auto Found = std::find_if(Languages.begin(), Languages.end(), [ID](const TLanguage& Language) {
         return SameLanguage(Language.ID, ID);
     });
-    return Found != FLanguages.end() ? &*Found : nullptr;
+    return Found != Languages.end() ? &*Found : nullptr;
 }
 
 } // namespace zutools::server

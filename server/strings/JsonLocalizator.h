@@ -1,8 +1,8 @@
 // The language files of a folder: one <language>.json a language, an object from key to text.
 //
 // The host makes one at its start and hands it over as the localizer; templates ask it for every "{{key}}"
-// while they load. Immutable after construction, so any thread may ask at any time without a lock. It never
-// writes a file and does not notice that one changed.
+// while they load. Any thread may ask at any time. It never writes a file, and notices that one changed when
+// it takes over another that was made anew.
 //
 //     auto Strings = std::make_shared<TJsonLocalizator>(u"strings"); // strings/en.json, strings/ru.json
 //     SetServices({nullptr, Strings, nullptr});
@@ -13,6 +13,8 @@
 #include "server/strings/LanguageFile.h"
 
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,7 +40,10 @@ public:
     /// language.
     [[nodiscard]] std::u16string GetString(std::u16string_view Key, std::u16string_view LanguageID) override;
 
-    /// The same without a copy; null instead of the key.
+    /// From now on it says what `Fresh` does, all at once. Any thread.
+    void TakeOver(TJsonLocalizator&& Fresh) noexcept;
+
+    /// The same without a copy; null instead of the key. Good until the next TakeOver.
     [[nodiscard]] const std::u16string* Find(std::u16string_view Key, std::u16string_view LanguageID) const;
 
     /// Whether a file answers for the language, by itself or by falling back.
@@ -52,9 +57,14 @@ private:
         std::u16string ID; // as the file is named
         TLanguageTexts Texts;
     };
-    [[nodiscard]] const TLanguage* FindLanguage(std::u16string_view ID) const;
+    using TLanguages = std::vector<TLanguage>;
+    [[nodiscard]] std::shared_ptr<const TLanguages> Texts() const;
+    [[nodiscard]] static const TLanguage* FindLanguage(const TLanguages& Languages, std::u16string_view ID);
+    [[nodiscard]] static const std::u16string* FindIn(const TLanguages& Languages, std::u16string_view Key,
+                                                      std::u16string_view LanguageID);
 
-    std::vector<TLanguage> FLanguages;
+    mutable std::mutex FMutex;
+    std::shared_ptr<const TLanguages> FLanguages; // guarded by FMutex; never null
 };
 
 } // namespace zutools::server

@@ -348,6 +348,7 @@ void ReadLimits(TSection Section, TLimitsConfig& Limits) {
     Section.Integer("header_seconds", Limits.HeaderSeconds, 1, 3600);
     Section.Integer("body_seconds", Limits.BodySeconds, 1, 24 * 3600);
     Section.Integer("idle_seconds", Limits.IdleSeconds, 1, 3600);
+    Section.Integer("page_seconds", Limits.PageSeconds, 0, 86'400);
     Section.Integer("stop_seconds", Limits.StopSeconds, 0, 3600);
     Section.Finish();
 }

@@ -55,6 +55,7 @@ struct TLimitsConfig {
     unsigned HeaderSeconds = 10;          // for the head of a request, however slowly it comes
     unsigned BodySeconds = 60;            // for its body
     unsigned IdleSeconds = 30;            // a connection on which nothing moves is closed
+    unsigned PageSeconds = 30;            // that a page may take; 0 means no limit
     unsigned StopSeconds = 10;            // what running requests get when the service stops
     friend bool operator==(const TLimitsConfig&, const TLimitsConfig&) = default;
 };

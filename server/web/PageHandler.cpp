@@ -1,7 +1,9 @@
 #include "server/web/PageHandler.h"
 
 #include "host/Exception.h"
+#include "host/Format.h"
 #include "host/Security.h"
+#include "host/WorkClock.h"
 #include "platform/Random.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
@@ -227,9 +229,13 @@ std::optional<TReply> TPageHandler::Barred(const TRoute& Route, const TRawReques
 TReply TPageHandler::Failed(const TRoute& Route, std::u16string_view LanguageID,
                             std::u16string_view What) const {
     const std::u16string Id = FailureId();
-    FLogger.Log(TLogLevel::Error,
-                u"page error " + Id + u" in " + Route.Module + u": " + std::u16string(What));
-    return ErrorReply(500, FLocalizer, LanguageID, Id);
+    std::u16string Line = u"page error " + Id + u" in " + Route.Module + u": ";
+    const bool Stopped = WorkMustEnd();
+    if (Stopped)
+        Line += Format(u"stopped, a page may take %d seconds (limits.page_seconds); it was at: ",
+                       {static_cast<std::int64_t>(FConfig.Limits.PageSeconds)});
+    FLogger.Log(TLogLevel::Error, Line + std::u16string(What));
+    return ErrorReply(Stopped ? 503 : 500, FLocalizer, LanguageID, Id);
 }
 
 TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWebRequest& Request,

@@ -1,5 +1,6 @@
 #include "server/web/Server.h"
 
+#include "host/WorkClock.h"
 #include "platform/File.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
@@ -30,6 +31,7 @@
 #include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -40,6 +42,11 @@ namespace zutools::server {
 namespace {
 
 using TMoment = std::chrono::steady_clock::time_point;
+
+/// How long a page that was told to end may still take before its worker is given up, and how often that is
+/// looked at.
+constexpr std::chrono::seconds AfterDeadline{2};
+constexpr std::chrono::milliseconds BetweenLooks{250};
 
 /// Bytes of a body that is too large read away, so that the client gets to see the answer; after that it is
 /// cut off.
@@ -59,6 +66,18 @@ struct TWire {
     std::string Address;
 };
 
+/// What requests are answered by: read anew as a whole, while those before go on with theirs.
+struct TSite {
+    TSite(TWebConfig Settings, TSessions& Sessions, TAddressGate& Gate, TLogger& Logger,
+          TLocalizatorTable& Localizer, const TPageHooks& Hooks)
+        : Config(std::move(Settings))
+        , Static(Config.Static)
+        , Handler(Config, Sessions, Gate, Logger, Localizer, Hooks) {}
+    const TWebConfig Config;
+    const TStaticFiles Static;
+    const TPageHandler Handler;
+};
+
 /// One request on its way. The network library holds it until the answer is sent, a worker while the page
 /// runs.
 struct TExchange {
@@ -71,7 +90,8 @@ struct TExchange {
     const char* TargetAt = nullptr; // where it stands in the library's buffer
     std::string Target;             // as sent
     TRawRequest Raw;
-    const TRoute* Route = nullptr;
+    std::shared_ptr<const TSite> Site; // from its headers on
+    const TRoute* Route = nullptr;     // of the site
     std::unique_ptr<TMultipartReader> Multipart;
     std::size_t Received = 0;
     bool HeadersRead = false;
@@ -84,6 +104,7 @@ struct TExchange {
     std::uint64_t SentBytes = 0;
     std::uint64_t AckedBefore = 0; // bytes of the connection, when the answer is a large one
 
+    TWorkClock Clock; // of its page; the deadline is the worker's
     // Guarded by the server's lock once a worker has it.
     bool Answered = false;
     TReply Reply;
@@ -205,7 +226,6 @@ struct TWebServer::TImpl {
         : Config(std::move(Settings))
         , Logger(Log)
         , Localizer(Texts)
-        , Static(Config.Static)
         , Hooks(std::move(AHooks))
         , Connections({Config.Limits.Connections, Config.Limits.ConnectionsPerAddress,
                        std::chrono::seconds(Config.Limits.HeaderSeconds),
@@ -216,7 +236,7 @@ struct TWebServer::TImpl {
         , Sessions({Config.Session.Idle, Config.Session.Count, Config.Session.Longest}, Hooks.Clock,
                    GuardedHook(Hooks.SessionEnded, Log),
                    [this](const TSessionState& State) { Ends->Add(State); })
-        , Handler(Config, Sessions, Gate, Logger, Localizer, Hooks)
+        , Latest(MakeSite(Config))
         , Later(std::in_place)
         , Ends(std::in_place, GuardedHook(Hooks.SessionEnded, Log), Hooks.SweepThreadEnd)
         , Pool(std::in_place, Config.Limits.Threads, Config.Limits.Queue, Hooks.MakeRunner) {}
@@ -226,6 +246,9 @@ struct TWebServer::TImpl {
     void Start();
     bool Stop();
     void Sweep();
+    void Reload(TWebConfig Fresh);
+    [[nodiscard]] std::shared_ptr<const TSite> MakeSite(TWebConfig Settings);
+    [[nodiscard]] std::shared_ptr<const TSite> CurrentSite();
 
     // On the network threads.
     MHD_Result Access(const char* Method, const char* Version, const char* Data, std::size_t* Size,
@@ -245,18 +268,18 @@ struct TWebServer::TImpl {
 
     // On a worker.
     void RunPage(const TExchangePtr& Exchange, TWorker& Worker);
+    // On the thread of Later.
+    void LookAtPages();
 
     const TWebConfig Config;
     TLogger& Logger;
     TLocalizatorTable& Localizer;
-    const TStaticFiles Static;
     const TWebServerHooks Hooks;
     std::atomic<bool> Available = true; // what Hooks.Available said last
     TRequestCounts Counts;
     TConnections Connections;
     TAddressGate Gate;
     TSessions Sessions;
-    const TPageHandler Handler;
 
     MHD_Daemon* Daemon = nullptr;
     std::uint16_t BoundTo = 0;
@@ -264,10 +287,12 @@ struct TWebServer::TImpl {
     // Guarded by Mutex.
     std::mutex Mutex;
     std::condition_variable Finished;
+    std::shared_ptr<const TSite> Latest;
     std::set<TExchangePtr> Suspended; // their pages wait or run
-    std::size_t Pending = 0;          // requests that arrived whole and are not answered to the end
-    bool Stopping = false;            // new requests are turned away
-    bool Closed = false;              // nothing is suspended any more
+    std::map<TExchangePtr, TWorker*> Running;
+    std::size_t Pending = 0; // requests that arrived whole and are not answered to the end
+    bool Stopping = false;   // new requests are turned away
+    bool Closed = false;     // nothing is suspended any more
 
     // Last: their threads use everything above.
     std::optional<TLater> Later;
@@ -367,26 +392,34 @@ void TWebServer::TImpl::Start() {
     Connections.StartSweeping([this] {
         if (Hooks.Available) Available = Hooks.Available();
     });
+    LookAtPages();
 }
 
 bool TWebServer::TImpl::Stop() {
-    const TMoment Deadline =
-        std::chrono::steady_clock::now() + std::chrono::seconds(Config.Limits.StopSeconds);
+    const std::chrono::milliseconds Time = std::chrono::seconds(CurrentSite()->Config.Limits.StopSeconds);
+    const TMoment Deadline = std::chrono::steady_clock::now() + Time;
+    // What is left for pages that are stopped, and for telling those who wait.
+    const auto Rest = std::min<std::chrono::milliseconds>(std::chrono::seconds(1), Time / 4);
     if (Daemon != nullptr) {
         std::set<TExchangePtr> Late;
         {
             std::unique_lock Guard(Mutex);
             // New connections are still taken, and told: MHD_quiesce_daemon races with its own epoll threads.
             Stopping = true;
-            Finished.wait_until(Guard, Deadline, [this] { return Pending == 0; });
+            Finished.wait_until(Guard, Deadline - Rest, [this] { return Pending == 0; });
             Closed = true;
             Late.swap(Suspended);
+            for (const auto& [Exchange, Worker] : Running) Exchange->Clock.Stopped = true;
             for (const TExchangePtr& Exchange : Late) {
                 if (!Exchange->Answered) // else its answer is only held back
                     SetReply(*Exchange, ErrorReply(503, Localizer, Config.DefaultLanguage));
             }
         }
         for (const TExchangePtr& Exchange : Late) MHD_resume_connection(&Exchange->Connection);
+        {
+            std::unique_lock Guard(Mutex);
+            Finished.wait_until(Guard, Deadline, [this] { return Pending == 0; });
+        }
         MHD_stop_daemon(std::exchange(Daemon, nullptr));
     }
     return Pool->Close(Deadline);
@@ -399,7 +432,7 @@ std::unique_ptr<TWire> TWebServer::TImpl::Welcome(MHD_Connection& Connection) {
     Wire->Socket = SocketOf(Connection);
     Wire->Address = RemoteAddressOf(Connection);
     // A proxy brings many clients along.
-    const bool Limited = !IsTrusted(Config.Proxy, Wire->Address);
+    const bool Limited = !IsTrusted(CurrentSite()->Config.Proxy, Wire->Address);
     Wire->Place = Connections.Open(Wire->Socket, Wire->Address, Limited, std::chrono::steady_clock::now());
     return Wire;
 }
@@ -407,6 +440,25 @@ std::unique_ptr<TWire> TWebServer::TImpl::Welcome(MHD_Connection& Connection) {
 void TWebServer::TImpl::Enter(TExchange& Exchange, TConnectionPhase Phase) {
     TWire* const Wire = WireOf(Exchange.Connection);
     if (Wire != nullptr) Connections.Enter(Wire->Place, Phase, std::chrono::steady_clock::now());
+}
+
+std::shared_ptr<const TSite> TWebServer::TImpl::MakeSite(TWebConfig Settings) {
+    return std::make_shared<const TSite>(std::move(Settings), Sessions, Gate, Logger, Localizer, Hooks);
+}
+
+std::shared_ptr<const TSite> TWebServer::TImpl::CurrentSite() {
+    const std::lock_guard Guard(Mutex);
+    return Latest;
+}
+
+void TWebServer::TImpl::Reload(TWebConfig Fresh) {
+    Sessions.SetLimits({Fresh.Session.Idle, Fresh.Session.Count, Fresh.Session.Longest});
+    auto Next = MakeSite(std::move(Fresh));
+    {
+        const std::lock_guard Guard(Mutex);
+        Latest.swap(Next);
+    }
+    Pool->DropRunners();
 }
 
 void TWebServer::TImpl::Sweep() {
@@ -438,16 +490,18 @@ MHD_Result TWebServer::TImpl::Access(const char* Method, const char* Version, co
 }
 
 MHD_Result TWebServer::TImpl::BeginRequest(const char* Method, const char* Version, TExchange& Exchange) {
+    Exchange.Site = CurrentSite();
     Exchange.HeadersRead = true;
     Exchange.Raw.Method = Method;
     if (const TWire* const Wire = WireOf(Exchange.Connection)) Exchange.Raw.RemoteAddress = Wire->Address;
     const TFraming Framing = ReadHead(Exchange, Method, Version);
-    if (!Config.Proxy.Trusted.empty()) {
-        TClient Client = FindClient(Config.Proxy, Exchange.Raw.RemoteAddress, Exchange.Raw.Headers);
+    const TSite& Site = *Exchange.Site;
+    if (!Site.Config.Proxy.Trusted.empty()) {
+        TClient Client = FindClient(Site.Config.Proxy, Exchange.Raw.RemoteAddress, Exchange.Raw.Headers);
         Exchange.Raw.RemoteAddress = std::move(Client.Address);
         Exchange.Raw.Https = Client.Https;
     }
-    Exchange.LanguageID = Handler.LanguageWithoutSession(Exchange.Raw);
+    Exchange.LanguageID = Site.Handler.LanguageWithoutSession(Exchange.Raw);
     if (const std::string_view Fault = Framing.Fault(); !Fault.empty()) {
         Logger.Log(TLogLevel::Warning, u"request refused, its end is in doubt: " +
                                            platform::Utf8ToUtf16(Fault) + u", from " +
@@ -462,10 +516,10 @@ MHD_Result TWebServer::TImpl::BeginRequest(const char* Method, const char* Versi
 
     // A client that asks first, or sends more than will be read away, is answered before its body.
     const auto Length = ContentLength(Exchange.Connection);
-    if (Length && *Length > Config.Limits.BodyBytes) {
+    if (Length && *Length > Site.Config.Limits.BodyBytes) {
         Refuse(Exchange, 413);
         if (!HeaderOf(Exchange.Connection, "Expect").empty() ||
-            *Length > Config.Limits.BodyBytes + DrainBytes) {
+            *Length > Site.Config.Limits.BodyBytes + DrainBytes) {
             Exchange.Reply.Close = true;
             return Send(Exchange);
         }
@@ -482,17 +536,18 @@ void TWebServer::TImpl::Route(TExchange& Exchange) {
     Raw.Query = Target->Query;
 
     const bool Reads = Raw.Method == "GET" || Raw.Method == "HEAD";
-    Exchange.Route = FindRoute(Config.Routes, Raw.Path);
-    const bool IsStatic = Exchange.Route == nullptr && Static.Covers(Raw.Path);
+    const TSite& Site = *Exchange.Site;
+    Exchange.Route = FindRoute(Site.Config.Routes, Raw.Path);
+    const bool IsStatic = Exchange.Route == nullptr && Site.Static.Covers(Raw.Path);
     if (!Reads && (Raw.Method != "POST" || IsStatic)) {
         Refuse(Exchange, 405);
         Exchange.Reply.Headers.emplace_back("Allow", IsStatic ? "GET, HEAD" : "GET, HEAD, POST");
     } else if (IsStatic) {
         const auto Header = [&](const char* Name) { return HeaderOf(Exchange.Connection, Name); };
         const bool Whole = Raw.Method == "HEAD";
-        auto Reply = Static.Find(Raw.Path, {Header("If-None-Match"), Header("If-Modified-Since"),
-                                            Header("Accept-Encoding"), Whole ? "" : Header("Range"),
-                                            Header("If-Range")});
+        auto Reply = Site.Static.Find(Raw.Path, {Header("If-None-Match"), Header("If-Modified-Since"),
+                                                 Header("Accept-Encoding"), Whole ? "" : Header("Range"),
+                                                 Header("If-Range")});
         if (!Reply) return Refuse(Exchange, 404);
         SetReply(Exchange, std::move(*Reply));
     } else if (Exchange.Route == nullptr) {
@@ -512,8 +567,9 @@ void TWebServer::TImpl::BeginBody(TExchange& Exchange) {
 
 MHD_Result TWebServer::TImpl::TakeBody(TExchange& Exchange, std::string_view Bytes) {
     Exchange.Received += Bytes.size();
-    if (Exchange.Received > Config.Limits.BodyBytes) {
-        if (Exchange.Received > Config.Limits.BodyBytes + DrainBytes) return MHD_NO;
+    const std::size_t BodyBytes = Exchange.Site->Config.Limits.BodyBytes;
+    if (Exchange.Received > BodyBytes) {
+        if (Exchange.Received > BodyBytes + DrainBytes) return MHD_NO;
         Refuse(Exchange, 413);
     }
     if (Exchange.Answered) {
@@ -580,16 +636,31 @@ void TWebServer::TImpl::Suspend(const TExchangePtr& Exchange) {
 }
 
 void TWebServer::TImpl::RunPage(const TExchangePtr& Exchange, TWorker& Worker) {
-    TPageResult Result;
-    try {
-        Result = Handler.Handle(Exchange->Raw, *Exchange->Route, Worker);
-        Compress(Result.Reply, RawHeader(Exchange->Raw, "Accept-Encoding"));
-    } catch (const std::exception& Error) {
-        Logger.Log(TLogLevel::Error, u"page failed: " + platform::Utf8ToUtf16(Error.what()));
-        Result.Reply = ErrorReply(500, Localizer, Config.DefaultLanguage);
+    TWorkClock& Clock = Exchange->Clock;
+    const TSite& Site = *Exchange->Site;
+    const unsigned PageSeconds = Site.Config.Limits.PageSeconds;
+    {
+        const std::lock_guard Guard(Mutex);
+        if (!Suspended.contains(Exchange)) return; // the server stopped and answered by itself
+        if (PageSeconds != 0)
+            Clock.Deadline = std::chrono::steady_clock::now() + std::chrono::seconds(PageSeconds);
+        Running.emplace(Exchange, &Worker);
     }
+    TPageResult Result;
+    {
+        const TWorkClockScope Scope(&Clock);
+        try {
+            Result = Site.Handler.Handle(Exchange->Raw, *Exchange->Route, Worker);
+            Compress(Result.Reply, RawHeader(Exchange->Raw, "Accept-Encoding"));
+        } catch (const std::exception& Error) {
+            Logger.Log(TLogLevel::Error, u"page failed: " + platform::Utf8ToUtf16(Error.what()));
+            Result.Reply = ErrorReply(500, Localizer, Exchange->LanguageID);
+        }
+    }
+    if (Clock.IsOver()) Worker.DropRunner(); // what was stopped half-way is not used again
     const std::lock_guard Guard(Mutex);
-    if (Suspended.erase(Exchange) == 0) return; // the server stopped and answered by itself
+    Running.erase(Exchange);
+    if (Suspended.erase(Exchange) == 0) return; // answered without it
     Exchange->SID = std::move(Result.SID);
     Exchange->User = std::move(Result.User);
     if (!Result.LanguageID.empty()) Exchange->LanguageID = std::move(Result.LanguageID);
@@ -601,6 +672,33 @@ void TWebServer::TImpl::RunPage(const TExchangePtr& Exchange, TWorker& Worker) {
         const std::lock_guard Again(Mutex);
         if (Suspended.erase(Exchange) != 0) MHD_resume_connection(&Exchange->Connection);
     });
+}
+
+/// Pages that do not come back by themselves soon after their time are answered without them, and their
+/// workers replaced.
+void TWebServer::TImpl::LookAtPages() {
+    std::vector<std::pair<TExchangePtr, TWorker*>> Lost;
+    {
+        const std::lock_guard Guard(Mutex);
+        const TMoment Now = std::chrono::steady_clock::now();
+        for (auto Page = Running.begin(); Page != Running.end();) {
+            const auto Each = Page++;
+            if (Each->first->Clock.Deadline > Now - AfterDeadline) continue;
+            Lost.emplace_back(*Each);
+            Running.erase(Each);
+        }
+    }
+    for (const auto& [Exchange, Worker] : Lost) {
+        const bool Replaced = Pool->Replace(*Worker);
+        Logger.Log(TLogLevel::Error, u"page in " + Exchange->Route->Module +
+                                         u" does not end though its time is over; its worker is " +
+                                         (Replaced ? u"replaced" : u"lost"));
+        const std::lock_guard Guard(Mutex);
+        if (Suspended.erase(Exchange) == 0) continue;
+        Refuse(*Exchange, 503);
+        MHD_resume_connection(&Exchange->Connection);
+    }
+    Later->At(std::chrono::steady_clock::now() + BetweenLooks, [this] { LookAtPages(); });
 }
 
 MHD_Result TWebServer::TImpl::Send(TExchange& Exchange) {
@@ -615,8 +713,9 @@ MHD_Result TWebServer::TImpl::Send(TExchange& Exchange) {
         HasPolicy = HasPolicy || MediaType(Name) == "content-security-policy";
     }
     if (!Reply.ContentType.empty()) AddHeader(*Response, "Content-Type", Reply.ContentType);
-    if (!HasPolicy && !Config.ContentSecurityPolicy.empty()) {
-        AddHeader(*Response, "Content-Security-Policy", Config.ContentSecurityPolicy);
+    const std::string& Policy = Exchange.Site->Config.ContentSecurityPolicy;
+    if (!HasPolicy && !Policy.empty()) {
+        AddHeader(*Response, "Content-Security-Policy", Policy);
     }
     AddHeader(*Response, "X-Content-Type-Options", "nosniff");
     AddHeader(*Response, "X-Frame-Options", "SAMEORIGIN");
@@ -720,6 +819,10 @@ std::string TWebServer::MetricsText() const {
            Gauge("zuhost_workers_busy", "Workers that make a page.", Pool.Running) +
            Gauge("zuhost_workers", "Workers.", Pool.Threads) +
            Gauge("zuhost_sessions", "Sessions that are kept.", FImpl->Sessions.Count());
+}
+
+void TWebServer::Reload(TWebConfig Config) {
+    FImpl->Reload(std::move(Config));
 }
 
 void TWebServer::SweepSessions() {

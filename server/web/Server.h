@@ -66,6 +66,10 @@ public:
     /// Requests, connections, queue, workers and sessions in the text form of Prometheus.
     [[nodiscard]] std::string MetricsText() const;
 
+    /// Answers requests by this configuration from now on; those that have begun go on by theirs. Address,
+    /// port, and the limits of connections, threads and queue stay as they were. Any thread.
+    void Reload(TWebConfig Config);
+
     /// Ends sessions that were idle for too long, are too old or whose users are gone, on a thread of its
     /// own; pages end the first, this is for times without any. Returns at once. Any thread, as the next
     /// ones.

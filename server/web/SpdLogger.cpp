@@ -57,23 +57,43 @@ std::shared_ptr<spdlog::sinks::sink> MakeSink(std::u16string_view File) {
 
 } // namespace
 
+struct TSpdLogger::TOutput {
+    TOutput(TLogLevel Level, std::u16string_view File, TLogFormat AFormat)
+        : Format(AFormat)
+        , Logger("zuhost", MakeSink(File)) {
+        Logger.set_pattern(Format == TLogFormat::Json ? R"({"time":"%Y-%m-%dT%H:%M:%S.%e%z","level":"%l",%v})"
+                                                      : "%Y-%m-%dT%H:%M:%S.%e%z %l %v");
+        Logger.set_level(SpdLevel(Level));
+        // A crash must not eat the lines that explain it; a request is cheap to flush beside a page.
+        Logger.flush_on(spdlog::level::info);
+    }
+    const TLogFormat Format;
+    spdlog::logger Logger;
+};
+
 TSpdLogger::TSpdLogger(TLogLevel Level, std::u16string_view File, TLogFormat Format)
-    : FFormat(Format)
-    , FLogger(std::make_unique<spdlog::logger>("zuhost", MakeSink(File))) {
-    FLogger->set_pattern(Format == TLogFormat::Json ? R"({"time":"%Y-%m-%dT%H:%M:%S.%e%z","level":"%l",%v})"
-                                                    : "%Y-%m-%dT%H:%M:%S.%e%z %l %v");
-    FLogger->set_level(SpdLevel(Level));
-    // A crash must not eat the lines that explain it; a request is cheap to flush beside a page.
-    FLogger->flush_on(spdlog::level::info);
-}
+    : FOutput(std::make_shared<TOutput>(Level, File, Format)) {}
 
 TSpdLogger::~TSpdLogger() = default;
 
+void TSpdLogger::Reopen(TLogLevel Level, std::u16string_view File, TLogFormat Format) {
+    auto Fresh = std::make_shared<TOutput>(Level, File, Format); // the old one is closed without the lock
+    const std::lock_guard Guard(FMutex);
+    FOutput.swap(Fresh);
+}
+
+std::shared_ptr<TSpdLogger::TOutput> TSpdLogger::Output() const {
+    const std::lock_guard Guard(FMutex);
+    return FOutput;
+}
+
 void TSpdLogger::Log(TLogLevel Level, std::u16string_view Text) noexcept {
     try {
-        if (!FLogger->should_log(SpdLevel(Level))) return;
+        const auto To = Output();
+        if (!To->Logger.should_log(SpdLevel(Level))) return;
         const std::string Line = platform::Utf16ToUtf8(OneLine(Text));
-        FLogger->log(SpdLevel(Level), FFormat == TLogFormat::Json ? "\"message\":" + JsonText(Line) : Line);
+        To->Logger.log(SpdLevel(Level),
+                       To->Format == TLogFormat::Json ? "\"message\":" + JsonText(Line) : Line);
     } catch (const std::exception&) {
         // Out of memory: losing the line is better than ending the page.
     }
@@ -81,9 +101,10 @@ void TSpdLogger::Log(TLogLevel Level, std::u16string_view Text) noexcept {
 
 void TSpdLogger::LogAccess(const TAccess& Access) noexcept {
     try {
-        if (!FLogger->should_log(spdlog::level::info)) return;
-        FLogger->log(spdlog::level::info,
-                     FFormat == TLogFormat::Json ? AccessJson(Access) : AccessText(Access));
+        const auto To = Output();
+        if (!To->Logger.should_log(spdlog::level::info)) return;
+        To->Logger.log(spdlog::level::info,
+                       To->Format == TLogFormat::Json ? AccessJson(Access) : AccessText(Access));
     } catch (const std::exception&) {
         // As above.
     }

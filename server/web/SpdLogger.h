@@ -6,11 +6,8 @@
 #include "server/web/AccessLog.h"
 
 #include <memory>
+#include <mutex>
 #include <string_view>
-
-namespace spdlog {
-class logger;
-}
 
 namespace zutools::server {
 
@@ -29,13 +26,20 @@ public:
     TSpdLogger(TLogLevel Level, std::u16string_view File, TLogFormat Format = TLogFormat::Text);
     ~TSpdLogger() override;
 
+    /// Goes on in that file, or in the same one made anew after somebody moved it away. What is being written
+    /// meanwhile goes to either. @throws as the constructor; then everything stays as it was.
+    void Reopen(TLogLevel Level, std::u16string_view File, TLogFormat Format);
+
     void Log(TLogLevel Level, std::u16string_view Text) noexcept override;
     /// A request, at level info.
     void LogAccess(const TAccess& Access) noexcept;
 
 private:
-    const TLogFormat FFormat;
-    std::unique_ptr<spdlog::logger> FLogger;
+    struct TOutput;
+    [[nodiscard]] std::shared_ptr<TOutput> Output() const;
+
+    mutable std::mutex FMutex;
+    std::shared_ptr<TOutput> FOutput; // guarded by FMutex; never null
 };
 
 } // namespace zutools::server

@@ -3,6 +3,9 @@
 #include "core/Lthdata.h"
 #include "host/ThreadContainer.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace zutools::server {
 
 TModuleRunner& TWorker::Runner() {
@@ -11,14 +14,40 @@ TModuleRunner& TWorker::Runner() {
 }
 
 TWorkerPool::TWorkerPool(unsigned Threads, std::size_t QueueLimit, TModuleRunnerFactory Factory)
-    : FQueueLimit(QueueLimit)
+    : FSize(Threads)
+    , FQueueLimit(QueueLimit)
     , FFactory(std::move(Factory)) {
-    for (unsigned Index = 0; Index < Threads; ++Index) FThreads.emplace_back([this] { Work(); });
+    const std::lock_guard Guard(FMutex);
+    for (unsigned Index = 0; Index < Threads; ++Index) Add();
 }
 
 TWorkerPool::~TWorkerPool() {
     Close({});
-    for (std::thread& Thread : FThreads) Thread.join();
+    for (TMember& Member : FMembers) Member.Thread.join();
+}
+
+void TWorkerPool::Add() {
+    TMember& Member = FMembers.emplace_back(FFactory);
+    Member.Thread = std::thread([this, &Member] { Work(Member); });
+}
+
+bool TWorkerPool::Replace(const TWorker& Worker) {
+    constexpr unsigned MostLost = 4; // for each that serves
+    std::list<TMember> Gone;         // joined without the lock
+    {
+        const std::lock_guard Guard(FMutex);
+        for (auto Next = FMembers.begin(); Next != FMembers.end();) {
+            const auto Member = Next++;
+            if (Member->State == TMember::Gone) Gone.splice(Gone.end(), FMembers, Member);
+        }
+        const auto Found =
+            std::ranges::find_if(FMembers, [&](const TMember& Member) { return &Member.Worker == &Worker; });
+        if (FClosed || Found == FMembers.end() || FMembers.size() >= FSize * (MostLost + 1)) return false;
+        Found->State = TMember::Lost;
+        Add();
+    }
+    for (TMember& Member : Gone) Member.Thread.join();
+    return true;
 }
 
 bool TWorkerPool::TrySubmit(TJob Job) {
@@ -29,6 +58,11 @@ bool TWorkerPool::TrySubmit(TJob Job) {
     }
     FChanged.notify_one();
     return true;
+}
+
+void TWorkerPool::DropRunners() {
+    const std::lock_guard Guard(FMutex);
+    ++FGeneration;
 }
 
 bool TWorkerPool::Close(std::chrono::steady_clock::time_point Deadline) {
@@ -42,30 +76,35 @@ bool TWorkerPool::Close(std::chrono::steady_clock::time_point Deadline) {
 
 TWorkerPool::TState TWorkerPool::State() const {
     const std::lock_guard Guard(FMutex);
-    return {FQueue.size(), FRunning, FThreads.size()};
+    const auto Lost =
+        std::ranges::count_if(FMembers, [](const TMember& Member) { return Member.State == TMember::Lost; });
+    return {FQueue.size(), FRunning - static_cast<std::size_t>(Lost), FSize};
 }
 
-void TWorkerPool::Work() {
-    {
-        TWorker Worker(FFactory);
-        std::unique_lock Guard(FMutex);
-        while (true) {
-            FChanged.wait(Guard, [this] { return FClosed || !FQueue.empty(); });
-            if (FClosed) break;
-            TJob Job = std::move(FQueue.front());
-            FQueue.pop_front();
-            ++FRunning;
-            Guard.unlock();
-            Job(Worker);
-            Job = nullptr;
-            Guard.lock();
-            --FRunning;
-            if (FClosed) FChanged.notify_all();
-        }
+void TWorkerPool::Work(TMember& Member) {
+    std::unique_lock Guard(FMutex);
+    while (Member.State == TMember::Serves) {
+        FChanged.wait(Guard, [this] { return FClosed || !FQueue.empty(); });
+        if (FClosed) break;
+        TJob Job = std::move(FQueue.front());
+        FQueue.pop_front();
+        ++FRunning;
+        const bool Stale = std::exchange(Member.Generation, FGeneration) != FGeneration;
+        Guard.unlock();
+        if (Stale) Member.Worker.DropRunner();
+        Job(Member.Worker);
+        Job = nullptr;
+        Guard.lock();
+        --FRunning;
+        if (FClosed) FChanged.notify_all();
     }
+    Guard.unlock();
+    Member.Worker.DropRunner();
     // After the runner: its scripts may have used what the thread keeps.
     ReleaseCurrentThreadData();
     ThreadObjects().Clear();
+    Guard.lock();
+    Member.State = TMember::Gone;
 }
 
 } // namespace zutools::server

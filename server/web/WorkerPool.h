@@ -9,10 +9,10 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 namespace zutools::server {
 
@@ -24,6 +24,8 @@ public:
     /// The thread's runner, made at the first call. @throws what the factory raises; the next call tries
     /// again.
     [[nodiscard]] TModuleRunner& Runner();
+    /// The runner is not used again: the next call of Runner makes another one.
+    void DropRunner() { FRunner.reset(); }
 
 private:
     const TModuleRunnerFactory& FFactory;
@@ -43,6 +45,11 @@ public:
 
     /// False when the queue is full or the pool closed.
     [[nodiscard]] bool TrySubmit(TJob Job);
+    /// A new thread takes the place of this one, whose job does not come back; it ends when it does. False
+    /// when too many threads are lost already.
+    bool Replace(const TWorker& Worker);
+    /// Each thread makes itself another runner before its next job.
+    void DropRunners();
     /// Takes no more jobs, drops those that have not begun, and waits until `Deadline` for those that run.
     /// True when none is running any more.
     bool Close(std::chrono::steady_clock::time_point Deadline);
@@ -55,8 +62,18 @@ public:
     [[nodiscard]] TState State() const;
 
 private:
-    void Work();
+    struct TMember {
+        explicit TMember(const TModuleRunnerFactory& Factory)
+            : Worker(Factory) {}
+        TWorker Worker;
+        enum { Serves, Lost, Gone } State = Serves; // guarded by FMutex
+        unsigned Generation = 0;                    // of its runner
+        std::thread Thread;
+    };
+    void Add();
+    void Work(TMember& Member);
 
+    const unsigned FSize;
     const std::size_t FQueueLimit;
     const TModuleRunnerFactory FFactory;
 
@@ -65,9 +82,9 @@ private:
     std::condition_variable FChanged;
     std::deque<TJob> FQueue;
     std::size_t FRunning = 0;
+    unsigned FGeneration = 0;
     bool FClosed = false;
-
-    std::vector<std::thread> FThreads; // last: they use everything above
+    std::list<TMember> FMembers; // last: their threads use everything above
 };
 
 } // namespace zutools::server

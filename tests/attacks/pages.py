@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Pages that reach for what is not theirs, or never come back."""
 
+import os
 import unittest
 
 from service import ServiceTest
@@ -48,6 +49,43 @@ class FilesTest(ServiceTest):
             self.assertEqual(answer.status, expected[0], target)
             if expected[1]:
                 self.assertEqual(answer.body, expected[1])
+
+
+class StuckTest(ServiceTest):
+    """Pages that never come back cost themselves only."""
+    config = "[limits]\npage_seconds = 1\nthreads = 4\ninstructions = 0\n"
+    modules = {
+        "good.lua": 'response:Write("good")',
+        "loop.lua": "while true do pcall(function() while true do end end) end",
+        "move.lua": "table.move({}, 1, 1 << 62, 2)",
+        "rep.lua": 'local s = ("a"):rep(4000)\ns:find(".-.-.-.-.-b")',
+        "sql.lua": 'db.select("WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n) SELECT x FROM n WHERE x < 0")',
+        "session.lua": "zu.as_session('s', 'u', function() while true do end end)",
+        "pipe.lua": 'zu.pipe_client{ name = "nobody-answers", timeout = 0, answer_timeout = 0 }:request("x")',
+    }
+
+    def test_stuck_pages_are_stopped_and_named(self):
+        self.start()
+        stuck = [name for name in self.modules if name not in ("good.lua", "pipe.lua")]
+        answers = self.at_once(2 * len(stuck), lambda number: self.ask("/" + stuck[number % len(stuck)][:-4]))
+        self.assertEqual({answer.status for answer in answers}, {503})
+        for name in stuck:
+            self.assertRegex(self.log, rf"page error \w+ in {name}: stopped, a page may take 1 seconds "
+                                       rf"\(limits.page_seconds\); it was at: .*{name}:\d")
+        for answer in self.at_once(8, lambda number: self.ask("/good")):
+            self.assertEqual(answer.body, "good")
+
+    def test_a_worker_that_does_not_come_back_is_replaced(self):
+        # A module that is a pipe which nobody writes to: reading it waits for ever, outside of Lua.
+        (self.folder / "modules" / "sub").mkdir()
+        os.mkfifo(self.folder / "modules" / "sub" / "never.lua")
+        (self.folder / "modules" / "wait.lua").write_text('require "sub.never"')
+        self.write_config()
+        self.start()
+        answers = self.at_once(8, lambda number: self.ask("/wait"))
+        self.assertEqual({answer.status for answer in answers}, {503})
+        self.wait_for_log(r"page in wait.lua does not end though its time is over; its worker is replaced")
+        self.assertEqual(self.ask("/good").body, "good")
 
 
 if __name__ == "__main__":

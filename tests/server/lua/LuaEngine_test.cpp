@@ -2,10 +2,12 @@
 
 #include "host/Session.h"
 #include "host/ThreadContainer.h"
+#include "host/WorkClock.h"
 #include "platform/File.h"
 #include "platform/Text.h"
 #include "tests/support/TempFolder.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <thread>
@@ -356,7 +358,18 @@ TEST_F(LuaLimits, InstructionsOfAnyLoop) {
           "local c <close> = setmetatable({}, mt) while true do end end) coroutine.resume(c) "
           "coroutine.close(c)",
           "local t = setmetatable({}, {__index = function(t) return t.x end}) while true do pcall(function() "
-          "return t.x end) end"}) {
+          "return t.x end) end",
+          // Inside functions of the libraries, which would never come back.
+          "table.move({}, 1, 1 << 62, 2)", "table.move({}, 1, 1 << 62, 2, {})",
+          "local huge = setmetatable({}, {__len = function() return 1 << 62 end}) table.insert(huge, 1, 1)",
+          "local huge = setmetatable({}, {__len = function() return 1 << 62 end}) table.remove(huge, 1)",
+          "local huge = setmetatable({}, {__len = function() return 1 << 30 end}) table.sort(huge, "
+          "math.type)",
+          "table.concat(setmetatable({}, {__index = table.concat}), '', 1, 1 << 62)",
+          "local s = ('a'):rep(3000) s:find('.-.-.-.-b')", "local s = ('a'):rep(3000) s:match('a*a*a*a*b')",
+          "local s = ('a'):rep(3000) for x in s:gmatch('a-a-a-a-b') do end",
+          "local s = ('a'):rep(3000) s:gsub('(.*)(.*)(.*)%1%2b', '')",
+          "local s = ('('):rep(20000) s:gsub('%b()', '')", "while true do pcall(collectgarbage) end"}) {
         const std::string Message = Error(Script);
         EXPECT_THAT(Message, StartsWith("test.lua:")) << Script;
         EXPECT_THAT(Message, HasSubstr(Expected)) << Script;
@@ -400,6 +413,85 @@ TEST_F(LuaLimits, GuardedFunctionsWorkAsLuasOwn) {
     EXPECT_EQ(Result("local c = coroutine.create(coroutine.yield) coroutine.resume(c) "
                      "thing.Value = tostring(coroutine.close(c)) .. coroutine.status(c)"),
               "truedead");
+}
+
+TEST_F(LuaLimits, BoundedFunctionsDoWhatLuasOwnDo) {
+    // The same calls in an engine without and one with them: results and errors are the same to the letter.
+    constexpr std::string_view Script = R"(
+        math.randomseed(7)
+        local out = {}
+        local function note(f, ...)
+            local r = table.pack(pcall(f, ...))
+            for i = 1, r.n do r[i] = tostring(r[i]) end
+            out[#out + 1] = table.concat(r, ',')
+        end
+        local function pick(list) return list[math.random(#list)] end
+        local function text(pieces, most)
+            local t = {}
+            for i = 1, math.random(0, most) do t[i] = pick(pieces) end
+            return table.concat(t)
+        end
+        local letters = {'a', 'b', 'ab', '(', ')', ' ', '.', '\0', '1', '%', '\xe4', 'B'}
+        local items = {'a', 'b', '.', '%a', '%A', '%d', '%s', '%%', '[ab]', '[^a]', '[%a%-]', '[a-c]', '[]]', '[^]]',
+            '(', ')', '()', '%1', '%2', '%b()', '%f[%a]', '$', '^', '*', '+', '-', '?', '%', '[', '%f', '%b', '%z', '\0'}
+        local repl = {'', 'x', '%0', '%1%%', '%2', '%', '<%1>', function(a) return a ~= 'a' and a or nil end,
+            {a = 'A', b = false, [' '] = 7}, 5}
+        for i = 1, 6000 do
+            local s, p = text(letters, 8), text(items, 6)
+            local init = math.random(-9, 9)
+            note(string.find, s, p, init) note(string.match, s, p, init) note(string.find, s, p, init, true)
+            note(string.gsub, s, p, pick(repl), pick{nil, 0, 1, 2, 9})
+            note(function()
+                local all = {}
+                for a, b in s:gmatch(p, init) do all[#all + 1] = tostring(a) .. '/' .. tostring(b) end
+                return table.concat(all, ';')
+            end)
+        end
+        note(string.find, 'x', ('x?'):rep(300)) note(string.find, ('x'):rep(300), ('x?'):rep(300))
+        note(string.match, 'x', ('()'):rep(33)) note(string.gsub, 'x', 'x', true) note(string.gsub, 'x', 'x')
+        note(string.gsub, 'x', 'x', function() return {} end) note(string.find) note(string.match, 'x')
+        note(string.gsub, 'x', '()', '%1') note(string.rep, 'ab', 3, '-') note(string.rep, '', 9) note(string.rep, 'a', 1 << 60)
+        for i = 1, 2000 do
+            local t = {}
+            for k = 1, math.random(0, 5) do t[k] = pick{1, 2, 'z', 2.5} end
+            if i % 9 == 0 then t[math.random(5)] = nil end
+            local a, b, c = math.random(-3, 7), math.random(-3, 7), math.random(-3, 7)
+            note(table.insert, t, a, 'n') note(table.remove, t, b) note(table.concat, t, '-', a, b)
+            note(table.insert, t, 'last') note(table.remove, t) note(table.concat, t)
+            note(table.move, t, a, b, c) note(table.concat, t, ';', 1, 4) note(table.sort, t)
+            note(table.move, t, a, b, c, {}) note(table.insert, t, a, b, c) note(table.concat, t, '-')
+        end
+        for _, bad in ipairs { 1, 'x', setmetatable({}, {__len = function() return 2 end, __index = function(_, k) return k end,
+                __newindex = function() end}) } do
+            for _, f in ipairs { table.insert, table.remove, table.concat, table.move, table.sort } do note(f, bad, 1, 2, 3) note(f, bad) end
+        end
+        local words = {}
+        for i = 1, 12000 do words[i] = math.random(1 << 40) end
+        table.sort(words) note(table.concat, words, ' ')
+        table.sort(words, function(x, y) return x > y end) note(table.concat, words, ' ', 1, 9)
+        note(table.sort, words, math.max)
+        thing.Value = table.concat(out, '\n'):gsub('0x%x+', 'address'):gsub('[\0-\9\11-\31\128-\255]', '?')
+    )";
+    LuaTest::Start();
+    const std::string Own = Result(Script);
+    Start(0, 0);
+    const std::string Bounded = Result(Script);
+    ASSERT_GT(Own.size(), 100'000U);
+    const auto [Left, Right] = std::ranges::mismatch(Own, Bounded);
+    EXPECT_TRUE(Own == Bounded) << "Lua's:   " << std::string(Left, std::min(Left + 200, Own.end()))
+                                << "\nbounded: " << std::string(Right, std::min(Right + 200, Bounded.end()));
+}
+
+TEST_F(LuaLimits, TheTimeOfTheWorkEndsARunThatCatchesEverything) {
+    Start(0, 0);
+    TWorkClock Clock;
+    const TWorkClockScope Scope(&Clock);
+    EXPECT_EQ(Result("thing.Value = 'in time'"), "in time");
+    std::thread Stop([&Clock] { Clock.Stopped = true; });
+    const std::string Message =
+        Error("while true do pcall(zu.as_session, 'a', 'b', function() while true do end end) end");
+    Stop.join();
+    EXPECT_THAT(Message, HasSubstr("the time of the page is over"));
 }
 
 TEST_F(LuaLimits, GarbageIsNotHeld) {

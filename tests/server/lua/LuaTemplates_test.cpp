@@ -72,6 +72,17 @@ TEST_F(LuaTemplates, PartOutlivesTheVariableButNotTheText) {
               "true");
 }
 
+TEST_F(LuaTemplates, WeighInTheCollectorAndEndWithTheRun) {
+    Start({.Sandboxed = true, .ModuleDirectory = {}, .MemoryLimit = 16 << 20});
+    // A hundred megabytes, of which little is alive at a time.
+    EXPECT_EQ(Result("local text = ('x'):rep(1 << 20) for i = 1, 50 do local t = zu.create('TTemplate') "
+                     "t.Body = text .. i end thing.Value = 'done'"),
+              "done");
+    EXPECT_THAT(Error("local text, all = ('x'):rep(1 << 20), {} for i = 1, 50 do "
+                      "all[i] = zu.create('TTemplate') all[i].Body = text end"),
+                testing::HasSubstr("not enough memory"));
+}
+
 TEST_F(LuaTemplates, CacheIsReachable) {
     EXPECT_EQ(
         Error("zu.cache.TemplateDirectory = '/etc'"),
