@@ -282,9 +282,12 @@ TJob DeclareServe(TDeclaration& Takes) {
     return [Options](const TArguments& Names) {
         RefuseNames(Names);
         const std::u16string File = Options->ConfigFile.empty() ? u"zuhost.toml" : Text(Options->ConfigFile);
-        TWebConfig Config = LoadWebConfig(File);
-        if (Options->Port) Config.Port = static_cast<std::uint16_t>(*Options->Port);
-        Serve(std::move(Config), File);
+        const TConfigReader Read = [&] {
+            TWebConfig Config = LoadWebConfig(File);
+            if (Options->Port) Config.Port = static_cast<std::uint16_t>(*Options->Port);
+            return Config;
+        };
+        Serve(Read, File);
         return ExitGood;
     };
 }

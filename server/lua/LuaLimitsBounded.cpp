@@ -179,8 +179,10 @@ int Compare(lua_State* L) {
 /// A Lua function as the order looks at the limits itself; few elements need no looks.
 int Sort(lua_State* L) {
     constexpr lua_Integer Few = 10'000;
-    const bool OfC = lua_iscfunction(L, 2) != 0;
-    if (OfC || (lua_isnoneornil(L, 2) && LengthOf(L, 1, Reads | Writes) > Few)) {
+    const lua_Integer Size = LengthOf(L, 1, Reads | Writes);
+    const bool Given = !lua_isnoneornil(L, 2);
+    if (Size > 1 && Given) luaL_checktype(L, 2, LUA_TFUNCTION);
+    if (lua_iscfunction(L, 2) != 0 || (!Given && Size > Few)) {
         lua_settop(L, 2);
         lua_pushcclosure(L, Border<Compare>, 1);
     }

@@ -241,6 +241,7 @@ TReply TPageHandler::Failed(const TRoute& Route, std::u16string_view LanguageID,
 TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWebRequest& Request,
                                TWorker& Worker) const {
     std::u16string What;
+    TWebResponse Response(std::string(RawHeader(Raw, "Host")), FConfig.Limits.ResponseBytes);
     try {
         for (const TRequestFilter& Filter : FHooks.Filters) {
             if (!Route.Filter) break;
@@ -250,13 +251,16 @@ TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWeb
                 return ErrorReply(Refusal->Status, FLocalizer, Request.Language, Refusal->Note);
             }
         }
-        TWebResponse Response(std::string(RawHeader(Raw, "Host")), FConfig.Limits.ResponseBytes);
         Worker.Runner().Run(Route.ModuleFile, Request, Response);
-        return ReplyOf(Response);
+        if (Response.Refused().Status == 0) return ReplyOf(Response);
     } catch (const EScriptError& Error) {
         What = Error.Message() + u"\n" + Error.Traceback();
     } catch (const std::exception& Error) {
         What = MessageOf(Error);
+    }
+    if (const auto& [Status, Note] = Response.Refused(); Status != 0 && !WorkMustEnd()) {
+        FLogger.Log(TLogLevel::Warning, u"request refused by " + Route.Module + u": " + Note);
+        return ErrorReply(Status, FLocalizer, Request.Language, Note);
     }
     return Failed(Route, Request.Language, What);
 }

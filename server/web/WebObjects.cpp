@@ -174,6 +174,13 @@ constexpr TScriptMember ResponseNames[] = {
             ResponseOf(Target).SetHeader(Args[0].AsString(), Args[1].AsString());
         },
         u"(name, value): a header of the answer"),
+    ScriptProcedure(
+        u"Refuse", 2,
+        [](TObject& Target, TScriptArgs Args) {
+            ResponseOf(Target).Refuse(Args[0].AsInteger(), Args[1].AsString());
+        },
+        u"(status, note): ends the page with a plain one, for requests that no page sends: status 400 to "
+        u"499"),
 };
 
 } // namespace
@@ -258,6 +265,13 @@ void TWebResponse::Redirect(std::u16string_view Url, bool Outside) {
     FStatus = 303;
     std::erase_if(FHeaders, [](const auto& Header) { return Header.first == "Location"; });
     FHeaders.emplace_back("Location", std::move(*Location));
+}
+
+void TWebResponse::Refuse(int Status, std::u16string_view Note) {
+    if (Status < 400 || Status > 499)
+        throw EIObjectError(Format(u"Refuse: %d is not between 400 and 499.", {Status}));
+    FRefused = {Status, std::u16string(Note)};
+    throw EIObjectError(u"the request was refused: " + FRefused.Note);
 }
 
 void TWebResponse::SetHeader(std::u16string_view Name, std::u16string_view Value) {

@@ -61,7 +61,7 @@ public:
 };
 
 /// Script names: Write(text), .Status, .ContentType, Redirect(url), RedirectOutside(url), SetHeader(name,
-/// value).
+/// value), Refuse(status, note).
 class TWebResponse : public TIObject {
 public:
     /// `Host` is the request's Host header; a body of more than `MaxBytes` is refused.
@@ -84,6 +84,14 @@ public:
     /// Sends the browser on with a GET (status 303). Within the same host, unless `Outside`.
     /// @throws EIObjectError for a target that leads elsewhere or is no URL.
     void Redirect(std::u16string_view Url, bool Outside);
+    /// The request asks for what no page of the application would send: ends the page, which is answered with
+    /// the status, 400 to 499, and the note on a plain page. @throws EIObjectError, always.
+    [[noreturn]] void Refuse(int Status, std::u16string_view Note);
+    struct TRefused {
+        int Status = 0; // 0: was not
+        std::u16string Note;
+    };
+    [[nodiscard]] const TRefused& Refused() const { return FRefused; }
     /// Replaces the header. @throws EIObjectError for a malformed name or value (a line break above all) and
     /// for the headers that are the server's own.
     void SetHeader(std::u16string_view Name, std::u16string_view Value);
@@ -98,6 +106,7 @@ private:
     const std::size_t FMaxBytes;
     std::string FBody;
     int FStatus = 200;
+    TRefused FRefused;
     std::string FContentType = "text/html; charset=utf-8";
     std::vector<std::pair<std::string, std::string>> FHeaders;
 };

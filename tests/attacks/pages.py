@@ -2,7 +2,10 @@
 """Pages that reach for what is not theirs, or never come back."""
 
 import os
+import re
+import shutil
 import unittest
+from pathlib import Path
 
 from service import ServiceTest
 
@@ -86,6 +89,29 @@ class StuckTest(ServiceTest):
         self.assertEqual({answer.status for answer in answers}, {503})
         self.wait_for_log(r"page in wait.lua does not end though its time is over; its worker is replaced")
         self.assertEqual(self.ask("/good").body, "good")
+
+
+class ExampleTest(ServiceTest):
+    """Requests that the example's own pages never send."""
+
+    def setUp(self):
+        super().setUp()
+        shutil.copytree(Path(__file__).parents[2] / "examples/orders", self.folder, dirs_exist_ok=True,
+                        ignore=shutil.ignore_patterns("*.db*"))
+        (self.folder / "orders.toml").rename(self.folder / "zuhost.toml")
+        toml = self.folder / "zuhost.toml"
+        toml.write_text(re.sub(r"(?m)^port = .*", "port = 0", toml.read_text()))
+
+    def test_forged_fields_and_overlong_texts_are_bad_requests(self):
+        self.start()
+        self.assertEqual(self.ask("/orders?q=" + "%25" * 2000).status, 400)
+        form = self.ask("/signin")
+        token = re.search(r'name="form_token" value="(\w+)"', form.body).group(1)
+        cookie = self.ask("/signin", {"form_token": token, "user": "anna", "password": "demo-anna"}, form.cookie).cookie
+        for forged in ({"was_status": "lent"}, {"block": "'; DROP"}, {"block": "0" * 5000}, {"id": "1 OR 1"}):
+            answer = self.ask("/order/save", {"form_token": token, "action": "save", **forged}, cookie)
+            self.assertEqual(answer.status, 400, forged)
+        self.assertNotIn(" error ", self.log)
 
 
 if __name__ == "__main__":

@@ -16,6 +16,13 @@ local fields = {
 }
 local statuses = { "new", "paid", "shipped", "closed", "cancelled" }
 
+local function is_one_of(list, text)
+  for _, item in ipairs(list) do
+    if (type(item) == "table" and item[1] or item) == text then return true end
+  end
+  return false
+end
+
 --- What came with the form: the values, and those that the record had when the user got it (`was`).
 function form.read()
   local kept = { id = page.param("id"), block = page.param("block"), values = {}, was = {} }
@@ -23,6 +30,10 @@ function form.read()
     kept.values[field.name] = page.param(field.name):gsub("\r\n?", "\n")
     kept.was[field.name] = page.param("was_" .. field.name):gsub("\r\n?", "\n")
   end
+  -- Nobody types these: what comes was filled in by us, or is forged.
+  page.expect(kept.id == "" or page.integer(kept.id), "id")
+  page.expect(kept.block:find("^%x*$") and #kept.block <= 64, "block")
+  page.expect(kept.was.status == "" or is_one_of(statuses, kept.was.status), "was_status")
   return kept
 end
 
@@ -50,13 +61,6 @@ local function is_date(text)
   if not year then return false end
   local moment = os.date("*t", os.time { year = tonumber(year), month = tonumber(month), day = tonumber(day), hour = 12 })
   return moment.month == tonumber(month) and moment.day == tonumber(day)
-end
-
-local function is_one_of(list, text)
-  for _, item in ipairs(list) do
-    if (type(item) == "table" and item[1] or item) == text then return true end
-  end
-  return false
 end
 
 local function fault(field, value, stored)

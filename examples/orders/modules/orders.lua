@@ -23,6 +23,7 @@ local function localised(sql)
 end
 
 local query = page.param("q")
+page.expect(#query <= 1000, "q")
 local sort = sortable[page.param("sort")] and page.param("sort") or "date"
 local direction = page.param("dir") == "asc" and "asc" or page.param("dir") == "desc" and "desc" or
   (sort == "date" and "desc" or "asc")

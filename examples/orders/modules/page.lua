@@ -12,6 +12,11 @@ function page.param(name)
   return request.Params.Value[name]
 end
 
+--- Ends the page with 400 unless the request is one that a page of the application could have sent.
+function page.expect(good, name)
+  if not good then response:Refuse(400, name) end
+end
+
 --- `path?name=value&...` with the pairs in order, empty values left out.
 function page.address(path, pairs_list)
   local parts = {}

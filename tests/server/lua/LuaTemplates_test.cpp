@@ -73,7 +73,10 @@ TEST_F(LuaTemplates, PartOutlivesTheVariableButNotTheText) {
 }
 
 TEST_F(LuaTemplates, WeighInTheCollectorAndEndWithTheRun) {
-    Start({.Sandboxed = true, .ModuleDirectory = {}, .MemoryLimit = 16 << 20});
+    TLuaOptions Options;
+    Options.Sandboxed = true;
+    Options.MemoryLimit = 16 << 20;
+    Start(std::move(Options));
     // A hundred megabytes, of which little is alive at a time.
     EXPECT_EQ(Result("local text = ('x'):rep(1 << 20) for i = 1, 50 do local t = zu.create('TTemplate') "
                      "t.Body = text .. i end thing.Value = 'done'"),

@@ -1,7 +1,9 @@
 // What both databases promise.
 
+#include "host/WorkClock.h"
 #include "tests/server/sql/TestDatabases.h"
 
+#include <chrono>
 #include <limits>
 #include <vector>
 
@@ -411,6 +413,22 @@ TEST_P(SqlDatabase, TransactionEndedByTheDatabaseRaisesUntilRollback) {
     Db().Rollback();
     Insert(4);
     EXPECT_EQ(Count(), 2);
+}
+
+TEST_P(SqlDatabase, TheEndOfTheWorkCancelsItsStatement) {
+    Exec(Db(), u"CREATE TABLE W (N INTEGER)");
+    constexpr std::u16string_view Endless =
+        u"WITH RECURSIVE N(X) AS (SELECT 1 UNION ALL SELECT X + 1 FROM N WHERE X > 0) SELECT COUNT(*) FROM N";
+    {
+        TTransaction Transaction(Db());
+        Exec(Db(), u"INSERT INTO W VALUES (1)");
+        TWorkClock Clock;
+        Clock.Deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+        const TWorkClockScope Scope(&Clock);
+        ExpectRefusal([&] { (void)One(Db(), Endless); }, {"the time of its page is over"});
+        ExpectRefusal([&] { Exec(Db(), u"INSERT INTO W VALUES (2)"); }, {""}); // nothing begins any more
+    }
+    EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM W").AsInteger(), 0); // rolled back, and the connection is good
 }
 
 TEST_P(SqlDatabase, BelongsToItsThread) {

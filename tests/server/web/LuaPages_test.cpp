@@ -41,6 +41,17 @@ TEST_F(LuaPagesTest, UploadedFilesByIndexAndField) {
               "2doca.txttext/plain5Ж/wE=falsefalsefalse");
 }
 
+TEST_F(LuaPagesTest, AModuleRefusesWhatNoPageWouldSend) {
+    for (const char* Script : {"response:Write('half') response:Refuse(400, 'field x')",
+                               "pcall(response.Refuse, response, 400, 'field x') response:Write('on')"}) {
+        const TReply Reply = Run(Script);
+        EXPECT_EQ(Reply.Status, 400);
+        EXPECT_THAT(Reply.Body, testing::AllOf(HasSubstr("field x"), Not(HasSubstr("half"))));
+    }
+    EXPECT_THAT(Logger.Text(), HasSubstr("request refused by page1.lua: field x"));
+    EXPECT_EQ(Run("response:Refuse(200, 'x')").Status, 500);
+}
+
 TEST_F(LuaPagesTest, TheResponseByItsNames) {
     const TReply Reply = Run(R"(
         response.Status = 404
