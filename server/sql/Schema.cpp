@@ -183,7 +183,7 @@ TSchemaLock::TSchemaLock(TSqlDatabase& Database, std::chrono::milliseconds Wait)
     }
     try {
         TSqlTimeouts Patient = FBefore;
-        Patient.Statement = std::chrono::milliseconds(0);
+        Patient.Statement = FBefore.Schema;
         FDatabase.SetTimeouts(Patient);
     } catch (...) {
         FDatabase.FConnection->UnlockSchema();

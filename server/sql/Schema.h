@@ -26,7 +26,8 @@ struct TMigration {
 [[nodiscard]] std::span<const TMigration> HostMigrations();
 
 /// What is done once for a database is done under this: one program or thread at a time holds it, on the
-/// connection that it is made with. Transactions begin and end inside it, and a statement may take its time.
+/// connection that it is made with. Transactions begin and end inside it, and a statement may take
+/// TSqlTimeouts::Schema.
 /// It holds while the connection does; a program that dies gives it back.
 class TSchemaLock {
 public:

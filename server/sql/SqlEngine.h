@@ -48,6 +48,8 @@ struct TSqlTimeouts {
     /// Servers: for the network, and beyond Statement for an answer. Who is silent longer is given up,
     /// whatever has become of it.
     TTime Network = std::chrono::seconds(10);
+    /// In place of Statement while the schema is prepared (TSchemaLock): indexes of large tables take longer.
+    TTime Schema = std::chrono::minutes(5);
 };
 
 /// Words and facts that go into statements and checks of others.

@@ -141,7 +141,7 @@ public:
     }
 
     void Close() noexcept override {
-        FInTransaction = false;
+        FInTransaction = FBeginWaits = false;
         FSchemaLock.reset();
         FRaw = nullptr;
         FDatabase.close();
@@ -154,12 +154,20 @@ public:
         Require(QStringLiteral("PRAGMA busy_timeout = %1").arg(BusyTime()));
     }
 
-    void Begin() override {
-        Require(QStringLiteral("BEGIN IMMEDIATE"));
+    void Begin() override { FBeginWaits = true; }
+
+    /// In the same turn as the first statement of a transaction: who begins and does nothing keeps nobody
+    /// else from writing.
+    void BeginIfWaiting() {
+        if (!FBeginWaits) return;
+        QSqlQuery Query = NewQuery();
+        if (!Query.exec(QStringLiteral("BEGIN IMMEDIATE"))) throw Refusal(Query.lastError());
+        FBeginWaits = false;
         FInTransaction = true;
     }
 
     void Commit() override {
+        if (std::exchange(FBeginWaits, false)) return; // nothing was done
         FInTransaction = false;
         CountRoundTrip();
         QSqlQuery Query = NewQuery();
@@ -170,6 +178,7 @@ public:
     }
 
     void Rollback() override {
+        if (std::exchange(FBeginWaits, false)) return;
         FInTransaction = false;
         Require(QStringLiteral("ROLLBACK"));
     }
@@ -344,6 +353,7 @@ private:
     TSqlTimeouts FTimeouts;
     QString FName; // of the driver's connection
     QSqlDatabase FDatabase;
+    bool FBeginWaits = false; // for the first statement
     bool FInTransaction = false;
     std::unique_ptr<QLockFile> FSchemaLock;
 };
@@ -384,6 +394,7 @@ public:
         , FQuery(Link.NewQuery()) {}
 
     void Run(std::span<const TKXVariant> Values) override {
+        FLink.BeginIfWaiting();
         if (FScan.AllColumns) {
             // Qt makes room for as many columns as the statement had when it was prepared, and writes behind
             // it when a table has got more before the first row is read. So such a statement is prepared anew

@@ -248,6 +248,7 @@ void ReadDatabase(TSection& Root, TWebConfig& Config) {
     ReadTimeout(Section, "lock_timeout", Times.Lock);
     ReadTimeout(Section, "statement_timeout", Times.Statement);
     ReadTimeout(Section, "network_timeout", Times.Network);
+    ReadTimeout(Section, "schema_timeout", Times.Schema);
     Section.Finish();
 }
 

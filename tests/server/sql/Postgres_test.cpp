@@ -1,6 +1,9 @@
 // What is PostgreSQL's own: a server that can go away, and richer types.
 
+#include "server/sql/Schema.h"
 #include "tests/server/sql/TestDatabases.h"
+
+#include <optional>
 
 #include <signal.h>
 
@@ -161,15 +164,21 @@ TEST_F(Postgres, StatementsHaveTheirTime) {
 }
 
 TEST_F(Postgres, AFrozenServerIsGivenUp) {
-    for (const bool Transaction : {false, true}) {
-        FDatabase->SetTimeouts(
-            {.Statement = std::chrono::milliseconds(50), .Network = std::chrono::milliseconds(50)});
+    enum class TIn { Nothing, Transaction, Schema };
+    for (const TIn In : {TIn::Nothing, TIn::Transaction, TIn::Schema}) {
+        constexpr std::chrono::milliseconds Short(50);
+        const std::chrono::milliseconds Statement = In == TIn::Schema ? std::chrono::hours(1) : Short;
+        FDatabase->SetTimeouts({.Statement = Statement, .Network = Short, .Schema = Short});
         const int Process = One(*FDatabase, u"SELECT pg_backend_pid()").AsInteger();
+        const bool Transaction = In == TIn::Transaction;
+        std::optional<TSchemaLock> Lock;
+        if (In == TIn::Schema) Lock.emplace(*FDatabase);
         if (Transaction) FDatabase->StartTransaction();
         ASSERT_EQ(kill(Process, SIGSTOP), 0);
         ExpectRefusal([&] { (void)One(*FDatabase, u"SELECT 1"); },
                       {"is lost", "the server gave no answer within 0.1 seconds", "Statement: SELECT 1"});
         EXPECT_EQ(kill(Process, SIGCONT), 0);
+        Lock.reset();
         if (Transaction) FDatabase->Rollback();
         FDatabase->SetTimeouts({}); // on a new connection
         EXPECT_NE(One(*FDatabase, u"SELECT pg_backend_pid()").AsInteger(), Process);
