@@ -1,14 +1,28 @@
 #include "host/Locks.h"
 
+#include "platform/ThreadStart.h"
+
 namespace zutools {
 
 void TKXThreadSafetyClass::Lock(std::u16string_view /*Name*/) const {
     const std::thread::id Caller = std::this_thread::get_id();
     if (FHolder.load(std::memory_order_relaxed) != Caller) { // only the caller itself makes these equal
-        FMutex.lock();
+        Take();
         FHolder.store(Caller, std::memory_order_relaxed);
     }
     ++FDepth;
+}
+
+/// Such a lock guards memory and is soon free again: sleeping at once and being woken costs more than most
+/// holders need.
+void TKXThreadSafetyClass::Take() const {
+    constexpr int Looks = 200; // some microseconds, about what sleeping and being woken costs
+    constexpr int Pauses = 2;  // between two looks, each of which slows the holder down
+    for (int Look = 0; Look < Looks; ++Look) {
+        if (FHolder.load(std::memory_order_relaxed) == std::thread::id() && FMutex.try_lock()) return;
+        for (int Each = 0; Each < Pauses; ++Each) platform::PauseProcessor();
+    }
+    FMutex.lock();
 }
 
 void TKXThreadSafetyClass::UnLock() const {

@@ -38,6 +38,8 @@ public:
     [[nodiscard]] TObject* Owner() const { return FOwner; }
 
 private:
+    void Take() const;
+
     TObject* FOwner = nullptr;
     mutable std::mutex FMutex;
     mutable std::atomic<std::thread::id> FHolder{}; // of no thread: free

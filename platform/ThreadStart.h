@@ -19,4 +19,14 @@ private:
     bool FHasObjects = false; // the component object model is this one's to end
 };
 
+/// A moment's rest for a thread that looks again and again for what another one is about to do: some dozens
+/// of nanoseconds.
+inline void PauseProcessor() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("isb");
+#endif
+}
+
 } // namespace zutools::platform

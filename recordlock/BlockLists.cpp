@@ -61,11 +61,7 @@ typename TChunkedList<TNamed<TItem>>::TPlace TBlockLists::FindName(const TChunke
 template <class TItem>
 void TBlockLists::EraseName(TChunkedList<TNamed<TItem>>& List, TNameMatch::TOrderKey Key,
                             const TItem& Item) noexcept {
-    auto Place = List.Find([&](const TNamed<TItem>& Entry) {
-        if (Entry.Item == &Item) return 0;
-        const int Order = Entry.Key.Compare(Key);
-        return Order != 0 ? Order : Names.Compare(NameOf(*Entry.Item), NameOf(Item));
-    });
+    auto Place = FindName(List, Key, NameOf(Item));
     // The system's order may contradict itself for strange texts: the entry must go all the same.
     if (!Place.Found || List.At(Place).Item != &Item)
         Place = List.Scan([&](const TNamed<TItem>& Entry) { return Entry.Item == &Item; });
@@ -123,7 +119,7 @@ void TBlockLists::Enter(const TAnyBlockPtr& Block, const TBlockAddress& Address,
                         const TBlockTaker& Taker, TBlockSession* Session) {
     EnterTable(*Block, Address, Spot);
     try {
-        if (Block->FSession == nullptr) EnterSession(Block, Taker, Session);
+        if (Block->FSession == nullptr) EnterSession(Block, Address.Table, Taker, Session);
     } catch (...) {
         LeaveTable(*Block);
         throw;
@@ -165,7 +161,7 @@ void TBlockLists::Set(TAnyBlock& Block, TBlockState State) noexcept {
 TBlockLists::TAnyBlockPtr TBlockLists::Remove(TAnyBlock& Block) noexcept {
     TAnyBlockPtr Owned = LeaveAll(Block);
     if (Block.FTableEntry != nullptr) LeaveTable(Block);
-    Close(Block, TBlockState::Gone);
+    Block.FState.store(TBlockState::Gone, std::memory_order_release);
     Block.FWaiters.Wake();
     return Owned;
 }
@@ -173,14 +169,8 @@ TBlockLists::TAnyBlockPtr TBlockLists::Remove(TAnyBlock& Block) noexcept {
 TBlockLists::TAnyBlockPtr TBlockLists::Release(TAnyBlock& Block) noexcept {
     if (Block.State() != TBlockState::Writing) return Remove(Block);
     TAnyBlockPtr Owned = LeaveAll(Block);
-    Close(Block, TBlockState::Leaving);
+    Block.FState.store(TBlockState::Leaving, std::memory_order_release);
     return Owned;
-}
-
-/// Nothing joins the block's history any more.
-void TBlockLists::Close(TAnyBlock& Block, TBlockState State) noexcept {
-    const std::scoped_lock Guard(Block.FMutex);
-    Block.FState.store(State, std::memory_order_release);
 }
 
 /// All lists but the table's.
@@ -213,9 +203,6 @@ void TBlockLists::DropIfEmpty(TBlockTable& Table) noexcept {
 void TBlockLists::EnterTable(TAnyBlock& Block, const TBlockAddress& Address, const TBlockSpot& Spot) {
     TBlockTable& Table = Spot.Table != nullptr ? *Spot.Table : NewTable(Address);
     try {
-        Block.FTableName = SameUnits(*Table.Name, Address.Table)
-                               ? Table.Name
-                               : std::make_shared<const std::u16string>(Address.Table);
         switch (Block.FRecAction) {
         case otTable:
             Table.Lock = &Block;
@@ -262,17 +249,28 @@ void TBlockLists::LeaveTable(TAnyBlock& Block) noexcept {
 
 // ---- by session
 
-void TBlockLists::EnterSession(const TAnyBlockPtr& Block, const TBlockTaker& Taker, TBlockSession* Session) {
+void TBlockLists::EnterSession(const TAnyBlockPtr& Block, std::u16string_view Table, const TBlockTaker& Taker,
+                               TBlockSession* Session) {
+    // Who comes for a table again gets the name for himself: threads that count references to one text wait
+    // for each other.
+    const auto IsSpelledSo = [Table](const auto& Name) { return Name && SameUnits(*Name, Table); };
+    const auto& Common = Block->FTableEntry->Name;
+    const auto Last = Session != nullptr ? Session->Table : nullptr;
+    auto Name = IsSpelledSo(Last) && Last != Common     ? Last
+                : IsSpelledSo(Common) && Last != Common ? Common
+                                                        : std::make_shared<const std::u16string>(Table);
     if (Session == nullptr || !SameUnits(Session->Owner->UserName, Taker.UserName)) {
         auto Owner = std::make_shared<const TZUBlockOwner>(
             TZUBlockOwner{std::u16string(Taker.SID), std::u16string(Taker.UserName)});
         TSessionKey Key = Taker.Key;
         Key.SID = Owner->SID; // which lives as long as the entry
         if (Session == nullptr)
-            Session = &FSessions.try_emplace(Key, TBlockSession{Owner, Key, nullptr, nullptr}).first->second;
+            Session = &FSessions.try_emplace(Key, TBlockSession{Owner, Key, nullptr, nullptr, nullptr})
+                           .first->second;
         Session->Owner = std::move(Owner);
     }
-    if (Session->Idle != nullptr) *std::exchange(Session->Idle, nullptr) = nullptr;
+    if (Session->Table != Name) Session->Table = Name;
+    Block->FTableName = std::move(Name);
     Block->FOwner = Session->Owner;
     Block->FSession = Session;
     if (Session->First) Session->First->FPreviousOfSession = Block.get();
@@ -289,13 +287,33 @@ TBlockLists::TAnyBlockPtr TBlockLists::LeaveSession(TAnyBlock& Block) noexcept {
     return Owned;
 }
 
-/// A session without blocks: takes the place of the one that has been so for longest, which is dropped.
+/// A session without blocks: takes the place of one that gave all back longer ago, which is dropped unless it
+/// has blocks again.
 void TBlockLists::Rest(TBlockSession& Session) noexcept {
+    if (Session.Idle != nullptr) return;
     TBlockSession*& Place = FIdle[FNextIdle];
     FNextIdle = (FNextIdle + 1) % FIdle.size();
-    if (Place != nullptr) FSessions.erase(FSessions.find(Place->Key));
+    if (Place != nullptr && Place->First)
+        Place->Idle = nullptr;
+    else if (Place != nullptr)
+        Drop(*Place);
     Place = &Session;
     Session.Idle = &Place;
+}
+
+void TBlockLists::Drop(TBlockSession& Session) noexcept {
+    if (Session.Idle != nullptr) *Session.Idle = nullptr;
+    FSessions.erase(FSessions.find(Session.Key));
+}
+
+void TBlockLists::EndSession(const TSessionKey& Key, std::vector<TAnyBlockPtr>& Gone) {
+    TBlockSession* const Session = FindSession(Key);
+    if (Session == nullptr) return;
+    while (Session->First) {
+        Gone.emplace_back();
+        Gone.back() = Release(*Session->First);
+    }
+    Drop(*Session);
 }
 
 } // namespace zutools

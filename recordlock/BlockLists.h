@@ -1,7 +1,8 @@
 // The blocks of one blocker, found by identifier, by table and record, and by session.
 //
-// Guarded by the blocker's lock, but for what is said to need none. Tables without blocks are dropped, and
-// sessions but for the last few. Identifiers of sessions compare exactly.
+// Guarded by the blocker's lock, but for what is said to need none. Tables without blocks are dropped. A
+// session without blocks is remembered until 16 others have none, or until it ends: its identifier may be a
+// key. Identifiers of sessions compare exactly.
 
 #pragma once
 
@@ -34,9 +35,10 @@ struct TBlockSession {
     std::shared_ptr<const TZUBlockOwner> Named; // holds the text of the key
     TSessionKey Key;
     std::shared_ptr<const TZUBlockOwner> Owner;         // of new blocks: the user's name may have changed
+    std::shared_ptr<const std::u16string> Table;        // as it spelled the one that it took last
     std::shared_ptr<TZURecordBlockerTableObject> First; // the last one taken; owns the next one, and so on
     std::size_t Visible = 0;                            // how many of them others see
-    TBlockSession** Idle = nullptr;                     // its place among the sessions without blocks
+    TBlockSession** Idle = nullptr;                     // its place among those that gave all back
 };
 
 /// An entry of a list ordered by name. The key is the beginning of the name as a number: it mostly decides,
@@ -136,6 +138,9 @@ struct TBlockLists {
     [[nodiscard]] TAnyBlockPtr Remove(TAnyBlock& Block) noexcept;
     /// Writing -> Leaving, anything else -> Gone.
     [[nodiscard]] TAnyBlockPtr Release(TAnyBlock& Block) noexcept;
+    /// Releases what a session has, from the last block to the first, and forgets its names. Without memory
+    /// it stops between two blocks.
+    void EndSession(const TSessionKey& Key, std::vector<TAnyBlockPtr>& Gone);
 
 private:
     using TTables = TChunkedList<TNamed<TBlockTable>>;
@@ -165,15 +170,16 @@ private:
     void DropIfEmpty(TBlockTable& Table) noexcept;
     void EnterTable(TAnyBlock& Block, const TBlockAddress& Address, const TBlockSpot& Spot);
     void LeaveTable(TAnyBlock& Block) noexcept;
-    void EnterSession(const TAnyBlockPtr& Block, const TBlockTaker& Taker, TBlockSession* Session);
+    void EnterSession(const TAnyBlockPtr& Block, std::u16string_view Table, const TBlockTaker& Taker,
+                      TBlockSession* Session);
     [[nodiscard]] TAnyBlockPtr LeaveSession(TAnyBlock& Block) noexcept;
     void Rest(TBlockSession& Session) noexcept;
+    void Drop(TBlockSession& Session) noexcept;
     [[nodiscard]] TAnyBlockPtr LeaveAll(TAnyBlock& Block) noexcept;
-    static void Close(TAnyBlock& Block, TBlockState State) noexcept;
 
     TTables FTables; // owns its items
     std::unordered_map<TSessionKey, TBlockSession, THash, TSame> FSessions;
-    std::array<TBlockSession*, 16> FIdle{}; // the last ones to give everything back: most come again
+    std::array<TBlockSession*, 16> FIdle{}; // some gave everything back, and mostly come again
     std::size_t FNextIdle = 0;
 };
 

@@ -40,6 +40,7 @@ private:
 
 /// Who takes a block: his session gets it.
 struct TBlockTaker : TBlockCaller {
+    TBlockTaker() {} // written out: `{}` would fill it with zeros first
     const TSessionKey Key{SID};
 };
 

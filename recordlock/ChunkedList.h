@@ -1,5 +1,7 @@
 // An ordered list in pieces of a bounded size: finding costs two binary searches over neighbouring memory,
-// inserting and erasing moves part of one piece, and a place by number is a walk over sums of pieces.
+// inserting and erasing moves part of one piece. Pieces are summed up when somebody asks for a number: who
+// enters and erases then writes to the piece alone, and threads that take turns do not wait for each other's
+// memory.
 //
 // Entries are plain data (a key and a pointer) whose order the caller's comparison tells: `Compare(Entry)` is
 // negative when the entry stands before what is looked for, zero when it is that. One thread at a time.
@@ -31,8 +33,12 @@ public:
         bool Found = false;
     };
 
-    [[nodiscard]] std::size_t Count() const { return FCount; }
-    [[nodiscard]] bool Empty() const { return FCount == 0; }
+    [[nodiscard]] std::size_t Count() const {
+        std::size_t Sum = 0;
+        for (const std::size_t Each : Groups()) Sum += Each;
+        return Sum;
+    }
+    [[nodiscard]] bool Empty() const { return FChunks.empty(); }
     [[nodiscard]] const TEntry& First() const { return FChunks.front()[0]; }
     [[nodiscard]] const TEntry& At(const TPlace& Place) const { return FChunks[Place.Chunk][Place.At]; }
 
@@ -90,24 +96,20 @@ public:
     void Insert(TPlace Place, const TEntry& Entry) {
         if (FChunks.empty()) {
             MakeRoom();
-            AddChunk(0, TChunk(1, Entry));
-            ++FCount;
-            return;
+            return AddChunk(0, TChunk(1, Entry));
         }
         if (FChunks[Place.Chunk].size() == Capacity) Split(Place);
         TChunk& Chunk = FChunks[Place.Chunk];
         if (Chunk.size() == Chunk.capacity()) Chunk.reserve(std::min(Capacity, Chunk.size() * 2 + 4));
         Chunk.insert(Chunk.begin() + static_cast<std::ptrdiff_t>(Place.At), Entry);
         if (Place.At == 0) FFirst[Place.Chunk] = Entry;
-        ++FGroups[Place.Chunk / Group];
-        ++FCount;
+        Uncount();
     }
 
     void Erase(const TPlace& Place) noexcept {
         TChunk& Chunk = FChunks[Place.Chunk];
         Chunk.erase(Chunk.begin() + static_cast<std::ptrdiff_t>(Place.At));
-        --FGroups[Place.Chunk / Group];
-        --FCount;
+        Uncount();
         if (Chunk.empty()) return DropChunk(Place.Chunk);
         if (Place.At == 0) FFirst[Place.Chunk] = Chunk[0];
         if (Chunk.size() < Capacity / 4) Merge(Place.Chunk);
@@ -116,8 +118,9 @@ public:
     /// The entry with that number from 0; it must exist.
     [[nodiscard]] const TEntry& ByNumber(std::size_t Number) const {
         std::size_t Chunk = 0;
-        for (std::size_t Each = 0; Number >= FGroups[Each]; ++Each) {
-            Number -= FGroups[Each];
+        for (const std::size_t Sum : Groups()) {
+            if (Number < Sum) break;
+            Number -= Sum;
             Chunk += Group;
         }
         for (; Number >= FChunks[Chunk].size(); ++Chunk) Number -= FChunks[Chunk].size();
@@ -144,17 +147,17 @@ private:
         };
         ForOneMore(FFirst);
         ForOneMore(FChunks);
-        ForOneMore(FGroups);
+        FGroups.reserve(FChunks.size() / Group + 1);
     }
     void AddChunk(std::size_t At, TChunk Chunk) noexcept {
         FFirst.insert(FFirst.begin() + static_cast<std::ptrdiff_t>(At), Chunk[0]);
         FChunks.insert(FChunks.begin() + static_cast<std::ptrdiff_t>(At), std::move(Chunk));
-        CountGroups(At / Group);
+        Uncount();
     }
     void DropChunk(std::size_t At) noexcept {
         FFirst.erase(FFirst.begin() + static_cast<std::ptrdiff_t>(At));
         FChunks.erase(FChunks.begin() + static_cast<std::ptrdiff_t>(At));
-        CountGroups(At / Group);
+        Uncount();
     }
     void Split(TPlace& Place) {
         // Entries that come in order fill their chunks.
@@ -184,20 +187,22 @@ private:
         }
         DropChunk(At + 1);
     }
-    void CountGroups(std::size_t From) {
-        FGroups.resize((FChunks.size() + Group - 1) / Group);
-        for (std::size_t Each = From; Each < FGroups.size(); ++Each) {
-            std::size_t Sum = 0;
-            const std::size_t End = std::min(FChunks.size(), (Each + 1) * Group);
-            for (std::size_t Chunk = Each * Group; Chunk < End; ++Chunk) Sum += FChunks[Chunk].size();
-            FGroups[Each] = Sum;
-        }
+    void Uncount() {
+        if (FCounted) FCounted = false; // written only when it is news
+    }
+    [[nodiscard]] const std::vector<std::size_t>& Groups() const {
+        if (FCounted) return FGroups;
+        FGroups.assign((FChunks.size() + Group - 1) / Group, 0); // MakeRoom has seen to the memory
+        for (std::size_t Chunk = 0; Chunk < FChunks.size(); ++Chunk)
+            FGroups[Chunk / Group] += FChunks[Chunk].size();
+        FCounted = true;
+        return FGroups;
     }
 
-    std::vector<TEntry> FFirst;  // the first entry of each chunk, side by side for the search
-    std::vector<TChunk> FChunks; // none is empty
-    std::vector<std::size_t> FGroups;
-    std::size_t FCount = 0;
+    std::vector<TEntry> FFirst;               // the first entry of each chunk, side by side for the search
+    std::vector<TChunk> FChunks;              // none is empty
+    mutable std::vector<std::size_t> FGroups; // how many entries, when counted
+    mutable bool FCounted = true;
 };
 
 } // namespace zutools

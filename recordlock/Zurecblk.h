@@ -413,7 +413,7 @@ private:
     [[nodiscard]] std::unique_ptr<TUserTable> OpenTable(const TAsked& Asked);
     /// `Known` keeps what the security manager said of the user, to be asked about the record once more.
     [[nodiscard]] TRights CheckUserRights(TZURecordBlockerObject& Block, const TUserTable& Record,
-                                          std::optional<TTableRights>& Known);
+                                          std::optional<TTableRights>* Known = nullptr);
     [[nodiscard]] TAnyBlockPtr TakeTable(std::u16string_view TableName);
 
     [[nodiscard]] std::int32_t CheckRecordInternal(TAnyBlock* Block, const TBlockCaller& Caller);
@@ -426,7 +426,8 @@ private:
     [[nodiscard]] TZUBlockInfo InfoOf(const TAnyBlock& Block) const;
     bool CopySlice(TBlockID& After, std::size_t Most, std::vector<TZUBlockInfo>& Slice) const;
 
-    const TServices FHost;
+    // Read without the lock, so not on the line of memory that everybody who takes the lock writes to.
+    alignas(64) const TServices FHost;
     const platform::TClock& FClock;
     std::atomic<std::chrono::milliseconds> FWaitLimit{std::chrono::seconds(10)};
     std::atomic<std::size_t> FMaxBlocks{1000};

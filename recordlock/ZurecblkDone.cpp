@@ -51,6 +51,7 @@ private:
         TAnyBlockPtr Owned;         // keeps it while the lock is given back, and once it is gone
         TOutcome Outcome = TOutcome::Nothing;
         bool Claimed = false;
+        bool Goes = false;
         std::optional<std::u16string> NewRecordID;
     };
 
@@ -61,6 +62,8 @@ private:
     [[nodiscard]] TOutcome CheckAndWrite(TItem& Item, TZURecordBlockerObject& Record);
     [[nodiscard]] std::optional<std::u16string> Commit(TZURecordBlockerObject& Block);
     [[nodiscard]] bool SettleOne(TItem& Item);
+    /// In the block's history. What is gone is noted without the lock: nobody finds it any more.
+    void Note(TItem& Item) const;
     void LetGo() noexcept;
 
     TZURecordBlocker& FBlocker;
@@ -147,7 +150,7 @@ TZURecordBlocker::TDone::TOutcome TZURecordBlocker::TDone::CheckAndWrite(TItem& 
     TRecordCheck Check;
     if (FFlags.CheckForRights) {
         Check = [&](const TUserTable& Row) {
-            Rights = FBlocker.CheckUserRights(Record, Row, Known);
+            Rights = FBlocker.CheckUserRights(Record, Row, &Known);
             if (Rights != TRights::Granted) throw TNotGranted();
         };
     }
@@ -223,15 +226,10 @@ bool TZURecordBlocker::TDone::SettleOne(TItem& Item) {
     TAnyBlock& Block = *Item.Block;
     const bool Written = Item.Outcome == TOutcome::Written;
     if (!Written && !Block.Held()) return false; // released meanwhile, or named twice
-    {
-        const std::scoped_lock Guard(Block.FMutex);
-        Block.FHistory.Add(FFlags.CommitChanges ? TBlockEvent::DoneCommit : TBlockEvent::Done, {},
-                           FCaller.Stack);
-        if (FFlags.CheckForRights) Block.FHistory.Add(TBlockEvent::Checked, {}, FCaller.Stack);
-        if (Item.NewRecordID)
-            static_cast<TZURecordBlockerObject&>(Block).FRecordID = std::move(*Item.NewRecordID);
-    }
-    if (IsForeign(Block)) {
+    const bool Foreign = IsForeign(Block);
+    Item.Goes = !Foreign && !FFlags.KeepInCashe && Item.Outcome != TOutcome::Failed;
+    if (!Item.Goes || FFlags.CommitChanges) Note(Item);
+    if (Foreign) {
         // Kept on purpose: 200 and not 201, so an edit block gives 200, a code without a text, and a delete
         // block the text about editing.
         FCode = 200 + Block.FRecAction;
@@ -244,13 +242,22 @@ bool TZURecordBlocker::TDone::SettleOne(TItem& Item) {
     if (Item.Outcome == TOutcome::Failed) return false;
     // Kept on purpose: a block whose commit was refused for lack of rights is given back too; its changes
     // could never be written.
-    if (!FFlags.KeepInCashe) {
+    if (Item.Goes) {
         // One that this thread is writing further up goes when that write has ended.
         const bool Mine = std::exchange(Item.Claimed, false);
         TAnyBlockPtr Gone = Mine ? FBlocker.FLists->Remove(Block) : FBlocker.FLists->Release(Block);
         if (!Item.Owned) Item.Owned = std::move(Gone);
     }
     return Item.Outcome != TOutcome::Refused;
+}
+
+void TZURecordBlocker::TDone::Note(TItem& Item) const {
+    TAnyBlock& Block = *Item.Block;
+    const std::scoped_lock Guard(Block.FMutex);
+    Block.FHistory.Add(FFlags.CommitChanges ? TBlockEvent::DoneCommit : TBlockEvent::Done, {}, FCaller.Stack);
+    if (FFlags.CheckForRights) Block.FHistory.Add(TBlockEvent::Checked, {}, FCaller.Stack);
+    if (Item.NewRecordID)
+        static_cast<TZURecordBlockerObject&>(Block).FRecordID = std::move(*Item.NewRecordID);
 }
 
 /// With the lock: what this call has claimed is held again, or gone when it was released while it was
@@ -266,6 +273,9 @@ void TZURecordBlocker::TDone::LetGo() noexcept {
 }
 
 bool TZURecordBlocker::TDone::Report(const std::u16string* IDs) {
+    if (!FFlags.CommitChanges)
+        for (TItem& Each : FItems)
+            if (Each.Goes) Note(Each);
     if (FCode == ErrorRecordNotFound && IDs != nullptr)
         FBlocker.HandleError(FCode, nullptr, nullptr, u"ID: " + IDs[FFailed - 1]);
     else if (FCode >= 0)
@@ -327,11 +337,7 @@ void TZURecordBlocker::DoneBySID(std::u16string_view SID) {
     const TSessionKey Key(Own);
     std::vector<TAnyBlockPtr> Gone; // freed without the lock
     const std::scoped_lock Guard(*this);
-    const TBlockSession* const Session = FLists->FindSession(Key); // stays: it is idle afterwards
-    while (Session != nullptr && Session->First) {
-        Gone.emplace_back();
-        Gone.back() = FLists->Release(*Session->First);
-    }
+    FLists->EndSession(Key, Gone);
 }
 
 // ---- tables

@@ -19,6 +19,10 @@ TRecordRight RightFor(TZUBlockerObjectType Action) {
 
 /// One call of GetRecord.
 struct TZURecordBlocker::TAsked {
+    TAsked(const TBlockAddress& Where, TZUBlockerObjectType What)
+        : Address(Where)
+        , Action(What) {}
+
     const TBlockAddress Address;
     const TZUBlockerObjectType Action;
     const TBlockTaker Caller;
@@ -55,7 +59,7 @@ std::shared_ptr<TZURecordBlockerObject> TZURecordBlocker::GetRecord(std::u16stri
     }
     TRecordPtr Given;
     Ask(ErrorOpenTable, nullptr, [&] {
-        TAsked Asked{FLists->AddressOf(TableName, RecordID), ActionType, {}, {}};
+        TAsked Asked(FLists->AddressOf(TableName, RecordID), ActionType);
         Given = Take(Asked);
     });
     return Given;
@@ -75,8 +79,7 @@ TZURecordBlocker::TRecordPtr TZURecordBlocker::Take(TAsked& Asked) {
     if (!Block->FTable) return nullptr;
     Block->FFields.emplace(*Block, *Block->FTable);
     if (Asked.Action != otInsert) {
-        std::optional<TTableRights> Rights;
-        if (CheckUserRights(*Block, *Block->FTable, Rights) != TRights::Granted) return nullptr;
+        if (CheckUserRights(*Block, *Block->FTable) != TRights::Granted) return nullptr;
         Block->FHistory.Add(TBlockEvent::Created, {}, Asked.Caller.Stack);
     } else { // its record ID will change
         std::u16string Text = u"GetRecord create new object TableName: ";
@@ -157,16 +160,21 @@ std::unique_ptr<TUserTable> TZURecordBlocker::OpenTable(const TAsked& Asked) {
 
 TZURecordBlocker::TRights TZURecordBlocker::CheckUserRights(TZURecordBlockerObject& Block,
                                                             const TUserTable& Record,
-                                                            std::optional<TTableRights>& Known) {
+                                                            std::optional<TTableRights>* Known) {
     if (Block.UserName().empty()) return TRights::Granted;
     bool Granted = false;
     const bool Told = Ask(ErrorRightsException, &Block, [&] {
         TSecurityManager& Manager = Security();
-        if (!Known) {
-            Known = Manager.BuildTableRightsFilter(Manager.RefreshUserInfo(Block.UserName()),
-                                                   Block.TableName(), RightFor(Block.FRecAction));
+        const auto Rights = [&] {
+            return Manager.BuildTableRightsFilter(Manager.RefreshUserInfo(Block.UserName()),
+                                                  Block.TableName(), RightFor(Block.FRecAction));
+        };
+        if (Known == nullptr) {
+            Granted = Manager.CheckRecordRights(Rights(), Record);
+            return;
         }
-        Granted = Manager.CheckRecordRights(*Known, Record);
+        if (!*Known) *Known = Rights();
+        Granted = Manager.CheckRecordRights(**Known, Record);
     });
     if (!Told) return TRights::Unknown;
     if (Granted) return TRights::Granted;

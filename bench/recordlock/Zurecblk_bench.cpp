@@ -4,8 +4,9 @@
 //
 // Times are wall times of the best of several runs. A third thread is alive throughout, as in a server.
 //
-// `Zurecblk_bench slow` measures only commits on a slow database.
-// `Zurecblk_bench only blocker 10000 300000` runs one case alone, for counting instructions.
+// `Zurecblk_bench pairs` measures only taking and giving back, `slow` only commits on a slow database.
+// `Zurecblk_bench only blocker 10000 300000 1` runs one case alone, on so many threads, for counting
+// instructions.
 
 #include "host/Security.h"
 #include "host/Session.h"
@@ -243,17 +244,21 @@ double Best(TWorld& World, std::string_view Who, std::size_t Threads) {
 }
 
 void TakeAndRelease() {
-    std::printf("take + release, ns a pair\n%9s %7s %8s %8s %8s %8s %14s\n", "live", "threads", "host",
-                "floor", "blocker", "ratio", "without host");
+    std::printf("take + release, ns of wall time a pair, the pairs of all threads counted\n"
+                "%9s %7s %8s %8s %8s %8s %14s %24s\n",
+                "live", "threads", "host", "floor", "blocker", "ratio", "without host",
+                "pairs/s against 1 thread");
     for (const std::size_t Live : {std::size_t{0}, std::size_t{10000}, std::size_t{1000000}}) {
         TWorld World;
         World.Fill(Live, true);
+        double One = 0;
         for (const std::size_t Threads : {std::size_t{1}, std::size_t{2}}) {
             const double Host = Best(World, "host", Threads);
             const double Floor = Best(World, "floor", Threads);
             const double Blocker = Best(World, "blocker", Threads);
-            std::printf("%9zu %7zu %8.0f %8.0f %8.0f %8.2f %14.2f\n", Live, Threads, Host, Floor, Blocker,
-                        Blocker / Floor, (Blocker - Host) / (Floor - Host));
+            if (Threads == 1) One = Blocker;
+            std::printf("%9zu %7zu %8.0f %8.0f %8.0f %8.2f %14.2f %24.2f\n", Live, Threads, Host, Floor,
+                        Blocker, Blocker / Floor, (Blocker - Host) / (Floor - Host), One / Blocker);
         }
     }
 }
@@ -352,11 +357,12 @@ void SlowWrites() {
 
 int main(int Count, char** Arguments) {
     using namespace zutools;
-    if (Count == 5 && std::strcmp(Arguments[1], "only") == 0) {
+    if (Count == 6 && std::strcmp(Arguments[1], "only") == 0) {
         TWorld World;
         World.Fill(std::strtoul(Arguments[3], nullptr, 10), std::strcmp(Arguments[2], "floor") == 0);
         std::printf("%.0f ns\n",
-                    Measure(1, std::strtoul(Arguments[4], nullptr, 10), TurnOf(World, Arguments[2])));
+                    Measure(std::strtoul(Arguments[5], nullptr, 10), std::strtoul(Arguments[4], nullptr, 10),
+                            TurnOf(World, Arguments[2])));
         return 0;
     }
     // A third thread, so that nothing takes the shortcuts of a process with one.
@@ -369,6 +375,8 @@ int main(int Count, char** Arguments) {
     });
     if (Count == 2 && std::strcmp(Arguments[1], "slow") == 0) {
         SlowWrites();
+    } else if (Count == 2 && std::strcmp(Arguments[1], "pairs") == 0) {
+        TakeAndRelease();
     } else {
         TakeAndRelease();
         DropAndList();

@@ -30,8 +30,9 @@ struct TNoCaseLess {
     }
 };
 
-/// What the application holds, and what it was asked.
-struct TFakeApplication {
+/// What the application holds, and what it was asked. Its tables keep it: blocks may live longer than their
+/// test.
+struct TFakeApplication : std::enable_shared_from_this<TFakeApplication> {
     using TRecords = std::map<std::u16string, std::u16string, TNoCaseLess>; // the name in each record
 
     std::map<std::u16string, TRecords, TNoCaseLess> Tables;
@@ -65,7 +66,8 @@ struct TFakeApplication {
 class TFakeTable : public TUserTable {
 public:
     TFakeTable(TFakeApplication& Application, std::u16string_view Table)
-        : FApplication(Application)
+        : FKept(Application.shared_from_this())
+        , FApplication(Application)
         , FTable(Table) {}
     ~TFakeTable() override {
         const std::scoped_lock Guard(FApplication.Mutex);
@@ -119,6 +121,7 @@ public:
     }
 
 private:
+    const std::shared_ptr<TFakeApplication> FKept;
     TFakeApplication& FApplication;
     std::u16string FTable;
     std::u16string FID;
@@ -217,7 +220,8 @@ private:
 
 /// The application and a blocker on it.
 struct TBench {
-    TFakeApplication App;
+    const std::shared_ptr<TFakeApplication> Application = std::make_shared<TFakeApplication>();
+    TFakeApplication& App = *Application;
     std::shared_ptr<TRecordingLogger> Logger = std::make_shared<TRecordingLogger>();
     TZURecordBlocker Blocker{TServices{.ApplicationManager = std::make_shared<TFakeManager>(App),
                                        .Localizer = nullptr,

@@ -91,6 +91,43 @@ TEST_F(Zurecblk, ASessionMayHaveSoManyBlocks) {
     EXPECT_NE(Blocker.GetRecord(u"Orders", u"2", otEdit), nullptr);
 }
 
+// Its names are one text for all its blocks, until they are forgotten.
+TEST_F(Zurecblk, ASessionIsRememberedUntilItEndsOrSixteenOthersCome) {
+    std::shared_ptr<TZURecordBlockerObject> Last;
+    std::vector<std::shared_ptr<TZURecordBlockerObject>> Kept; // so that no memory comes again
+    const auto IsRemembered = [&](bool GiveBack = true) {
+        const auto Block = Kept.emplace_back(Take(u"A", u"Orders", u"1", otEdit));
+        const TAs As(u"A");
+        if (GiveBack) (void)Blocker.DoneByObject(Block.get(), false, false, false);
+        const auto Before = std::exchange(Last, Block);
+        return Before != nullptr && &Before->SID() == &Block->SID();
+    };
+    auto Others = [&, Number = 0](int Count) mutable {
+        for (; Count > 0; --Count) {
+            const TAs As(u"S" + TKXVariant(++Number).AsString());
+            const auto Block = Blocker.GetRecord(u"Goods", u"a", otEdit);
+            (void)Blocker.DoneByObject(Block.get(), false, false, false);
+        }
+    };
+    EXPECT_FALSE(IsRemembered());
+    Others(15);
+    EXPECT_TRUE(IsRemembered());
+    Others(16);
+    EXPECT_FALSE(IsRemembered(false));
+    Others(40);
+    {
+        const TAs As(u"A");
+        EXPECT_TRUE(Blocker.DoneByObject(Last.get(), false, false, false)) << "it was no idle one";
+    }
+    EXPECT_TRUE(IsRemembered(false));
+    Blocker.DoneBySID(u"A");
+    EXPECT_FALSE(IsRemembered());
+    Blocker.DoneBySID(u"A");
+    EXPECT_FALSE(IsRemembered());
+    Others(40);
+    EXPECT_EQ(Blocker.Count(), 0);
+}
+
 TEST_F(Zurecblk, OnlyItsOwnSessionSetsFieldsOfABlock) {
     const auto Block = Take(u"A", u"Orders", u"1", otEdit);
     const TKXVariant New(u"forged");
@@ -261,7 +298,12 @@ TEST_F(Zurecblk, KeptOnPurpose_NoBlankBeforeActionTypeOfAReusedBlock) {
 
 TEST_F(Zurecblk, TheHistoryIsBounded) {
     const auto Block = Take(u"A", u"Orders", u"1", otEdit);
-    for (int Number = 0; Number < 250; ++Number) Block->AddToHistroy(TKXVariant(Number).AsString());
+    for (int Number = 0; Number < 250; ++Number) {
+        Block->AddToHistroy(TKXVariant(Number).AsString());
+        if (Number > 8) continue;
+        ASSERT_THAT(Block->ActionHistory(), SizeIs(Number + 2)) << "the first of all is about the taking";
+        EXPECT_EQ(Block->ActionHistory()[1], u"0\r\n");
+    }
     std::vector<std::u16string> History = Block->ActionHistory();
     ASSERT_THAT(History, SizeIs(100));
     EXPECT_EQ(History.front(), u"150\r\n");
@@ -382,17 +424,11 @@ TEST_F(Zurecblk, AReleasedBlockStaysReadable) {
 }
 
 TEST_F(Zurecblk, BlocksOutliveTheirBlocker) {
-    TFakeApplication Host; // outlives the blocks, whose tables are its
-    Host.Tables[u"Orders"] = {{u"1", u"one"}};
     std::shared_ptr<TZURecordBlockerObject> Block;
     {
-        TZURecordBlocker Short{TServices{.ApplicationManager = std::make_shared<TFakeManager>(Host),
-                                         .Localizer = nullptr,
-                                         .Logger = std::make_shared<TRecordingLogger>(),
-                                         .Security = std::make_shared<TFakeSecurity>(Host),
-                                         .Dictionary = std::make_shared<TFakeDictionary>(Host)}};
+        TBench Short;
         const TAs As(u"A");
-        Block = Short.GetRecord(u"Orders", u"1", otEdit);
+        Block = Short.Blocker.GetRecord(u"Orders", u"1", otEdit);
     }
     EXPECT_FALSE(Block->Held());
     EXPECT_EQ(Block->RecordID(), u"1");
