@@ -390,13 +390,7 @@ constexpr TMember<TDocument> DocumentTable[] = {
          if (Args.size() != 1) return AutomationRefusal(AutomationCode::BadArgumentCount);
          const auto* const Id = Args[0].As<std::u16string>();
          if (Id == nullptr) return AutomationRefusal(AutomationCode::TypeMismatch);
-         const std::string Wanted = Utf16ToUtf8(*Id);
-         const GumboNode* Found = nullptr;
-         for (const GumboNode* Each : Self.Tree->Named(Wanted)) {
-             const char* const Own = AttributeOf(*Each, "id");
-             if (Found == nullptr && Own != nullptr && Wanted == Own) Found = Each;
-         }
-         return Answer(ElementObject(Self.Tree, Found));
+         return Answer(ElementObject(Self.Tree, Self.Tree->WithId(Utf16ToUtf8(*Id))));
      }},
 };
 constexpr std::span<const TMember<TDocument>> DocumentMembers = DocumentTable;

@@ -29,6 +29,21 @@ bool IsBelow(const GumboNode& Element, GumboTag Tag) {
     return false;
 }
 
+// What is found once for an element that many controls stand in.
+template <class TFound>
+class TOnce {
+public:
+    template <class TFind>
+    const TFound& Of(const GumboNode& Element, TFind Find) {
+        const auto [Place, IsNew] = FFound.try_emplace(&Element);
+        if (IsNew) Place->second = Find(Element);
+        return Place->second;
+    }
+
+private:
+    std::unordered_map<const GumboNode*, TFound> FFound;
+};
+
 const GumboNode* FirstLegend(const GumboNode& FieldSet) {
     const GumboVector& Children = FieldSet.v.element.children;
     for (unsigned I = 0; I < Children.length; ++I) {
@@ -36,6 +51,19 @@ const GumboNode* FirstLegend(const GumboNode& FieldSet) {
         if (TagOf(Child) == GUMBO_TAG_LEGEND) return &Child;
     }
     return nullptr;
+}
+
+// The control is disabled itself or by a field set around it, in whose first legend it does not stand.
+bool IsDisabled(const GumboNode& Control, TOnce<const GumboNode*>& Legends) {
+    if (HasAttribute(Control, "disabled")) return true;
+    const GumboNode* Below = &Control;
+    for (const GumboNode* Above = Control.parent; Above != nullptr; Above = Above->parent) {
+        if (TagOf(*Above) == GUMBO_TAG_FIELDSET && HasAttribute(*Above, "disabled") &&
+            Below != Legends.Of(*Above, FirstLegend))
+            return true;
+        Below = Above;
+    }
+    return false;
 }
 
 // ---- writing direction
@@ -86,7 +114,8 @@ TDirection DirectionOfText(const GumboNode& Root) {
     return TDirection::None;
 }
 
-bool IsRightToLeft(const GumboNode& Control, std::u16string_view Type, std::u16string_view Value) {
+bool IsRightToLeft(const GumboNode& Control, std::u16string_view Type, std::u16string_view Value,
+                   TOnce<TDirection>& Directions) {
     for (const GumboNode* Element = &Control; Element != nullptr && Element->type == GUMBO_NODE_ELEMENT;
          Element = Element->parent) {
         switch (DirOf(*Element)) {
@@ -96,7 +125,7 @@ bool IsRightToLeft(const GumboNode& Control, std::u16string_view Type, std::u16s
             return true;
         case TDirAttribute::Auto:
             if (Element == &Control) return StrongDirection(Value) == TDirection::Right;
-            return DirectionOfText(*Element) == TDirection::Right;
+            return Directions.Of(*Element, DirectionOfText) == TDirection::Right;
         case TDirAttribute::Missing:
             if (Element == &Control && Type == u"tel") return false;
         }
@@ -179,18 +208,6 @@ std::u16string ValueOf(const GumboNode& Control) {
     }
 }
 
-bool IsDisabled(const GumboNode& Control) {
-    if (HasAttribute(Control, "disabled")) return true;
-    const GumboNode* Below = &Control;
-    for (const GumboNode* Above = Control.parent; Above != nullptr; Above = Above->parent) {
-        if (TagOf(*Above) == GUMBO_TAG_FIELDSET && HasAttribute(*Above, "disabled") &&
-            Below != FirstLegend(*Above))
-            return true;
-        Below = Above;
-    }
-    return false;
-}
-
 bool IsChecked(const THtmlTree& Tree, const GumboNode& Input) {
     if (!HasAttribute(Input, "checked")) return false;
     const char* const Name = AttributeOf(Input, "name");
@@ -207,6 +224,8 @@ bool IsChecked(const THtmlTree& Tree, const GumboNode& Input) {
 
 std::vector<THtmlControl> ControlsOf(const THtmlTree& Tree, const GumboNode& Form) {
     std::vector<THtmlControl> Controls;
+    TOnce<const GumboNode*> Legends;
+    TOnce<TDirection> Directions;
     // By name: which control is the last checked radio button so far; one in a data list is no control.
     std::unordered_map<std::u16string, std::optional<std::size_t>> CheckedRadios;
     for (const GumboNode* Element : Tree.Elements()) {
@@ -230,7 +249,7 @@ std::vector<THtmlControl> ControlsOf(const THtmlTree& Tree, const GumboNode& For
             Control.Type == u"button")
             continue;
         Control.Name = AttributeText(*Element, "name");
-        Control.Disabled = IsDisabled(*Element);
+        Control.Disabled = IsDisabled(*Element, Legends);
         if (Tag == GUMBO_TAG_SELECT) {
             Control.Options = OptionStates(*Element);
         } else {
@@ -240,7 +259,7 @@ std::vector<THtmlControl> ControlsOf(const THtmlTree& Tree, const GumboNode& For
             Control.Checked = HasAttribute(*Element, "checked");
         if (HasDirection(Control.Type) && HasAttribute(*Element, "dirname")) {
             Control.DirectionName = AttributeText(*Element, "dirname");
-            Control.RightToLeft = IsRightToLeft(*Element, Control.Type, Control.Value);
+            Control.RightToLeft = IsRightToLeft(*Element, Control.Type, Control.Value, Directions);
         }
         Controls.push_back(std::move(Control));
     }

@@ -9,6 +9,7 @@
 #include <csetjmp>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace zutools::platform {
 
@@ -148,13 +149,14 @@ std::vector<std::size_t> FormEnds(std::string_view Text, std::vector<TSpan> Hidd
     std::vector<std::size_t> Ends;
     auto Next = Hidden.begin();
     std::size_t HiddenTo = 0;
+    const std::size_t LastEnd = Text.rfind('>'); // a tag that does not end is none
     constexpr std::string_view Tag = "</form";
     for (std::size_t Place = Text.find("</"); Place != Text.npos; Place = Text.find("</", Place + 1)) {
         const char Behind = Place + Tag.size() < Text.size() ? Text[Place + Tag.size()] : 'x';
         if (!EqualAsciiNoCase(Text.substr(Place, Tag.size()), Tag)) continue;
         if (Behind != '>' && Behind != '/' && !IsHtmlBlank(static_cast<char16_t>(Behind))) continue;
         for (; Next != Hidden.end() && Next->Begin <= Place; ++Next) HiddenTo = std::max(HiddenTo, Next->End);
-        if (Place >= HiddenTo && Text.find('>', Place) != Text.npos) Ends.push_back(Place);
+        if (Place >= HiddenTo && LastEnd != Text.npos && Place < LastEnd) Ends.push_back(Place);
     }
     return Ends;
 }
@@ -223,30 +225,37 @@ void THtmlTree::FindSpans() {
               [](const TFormSpan& A, const TFormSpan& B) { return A.Begin < B.Begin; });
 }
 
-const THtmlTree::TNodes& THtmlTree::Named(std::string_view Name) const {
-    if (!FHasNamed) {
-        for (const GumboNode* Element : FElements) {
-            const char* const Id = AttributeOf(*Element, "id");
-            const char* const Own = AttributeOf(*Element, "name");
-            if (Id != nullptr && *Id != '\0') FNamed[Id].push_back(Element);
-            if (Own != nullptr && *Own != '\0' && (Id == nullptr || std::strcmp(Id, Own) != 0))
-                FNamed[Own].push_back(Element);
+void THtmlTree::FindNames() const {
+    if (std::exchange(FHasNames, true)) return;
+    for (const GumboNode* Element : FElements) {
+        const char* const Id = AttributeOf(*Element, "id");
+        const char* const Own = AttributeOf(*Element, "name");
+        if (Id != nullptr && *Id != '\0') {
+            FNamed[Id].push_back(Element);
+            FById.try_emplace(Id, Element);
         }
-        FHasNamed = true;
+        if (Own != nullptr && *Own != '\0' && (Id == nullptr || std::strcmp(Id, Own) != 0))
+            FNamed[Own].push_back(Element);
     }
+}
+
+const THtmlTree::TNodes& THtmlTree::Named(std::string_view Name) const {
+    FindNames();
     static const TNodes None;
     const auto Found = FNamed.find(Name);
     return Found == FNamed.end() ? None : Found->second;
 }
 
+const GumboNode* THtmlTree::WithId(std::string_view Id) const {
+    FindNames();
+    const auto Found = FById.find(Id);
+    return Found == FById.end() ? nullptr : Found->second;
+}
+
 const GumboNode* THtmlTree::OwnerOf(const GumboNode& Control) const {
     if (const char* const Id = AttributeOf(Control, "form")) {
-        for (const GumboNode* Element : Named(Id)) {
-            const char* const Own = AttributeOf(*Element, "id");
-            if (Own != nullptr && std::strcmp(Own, Id) == 0)
-                return TagOf(*Element) == GUMBO_TAG_FORM ? Element : nullptr;
-        }
-        return nullptr;
+        const GumboNode* const Element = WithId(Id);
+        return Element != nullptr && TagOf(*Element) == GUMBO_TAG_FORM ? Element : nullptr;
     }
     const std::size_t Place = Control.v.element.start_pos.offset;
     const auto Behind =

@@ -32,6 +32,8 @@ public:
     [[nodiscard]] const TNodes& Forms() const { return FForms; }
     /// Those with such a name or id, in the page's order.
     [[nodiscard]] const TNodes& Named(std::string_view Name) const;
+    /// The first with that id; null when there is none.
+    [[nodiscard]] const GumboNode* WithId(std::string_view Id) const;
     /// The form whose control an element is; null when it is none's.
     [[nodiscard]] const GumboNode* OwnerOf(const GumboNode& Control) const;
     /// The form asked for; null when there is none.
@@ -45,6 +47,7 @@ private:
     };
     void List(int MaxDepth);
     void FindSpans();
+    void FindNames() const;
 
     const std::string FText; // the tree points into it
     std::unique_ptr<TArena> FArena;
@@ -52,7 +55,8 @@ private:
     TNodes FElements, FForms;
     std::vector<TFormSpan> FSpans; // in order, none overlaps another
     mutable std::unordered_map<std::string_view, TNodes> FNamed;
-    mutable bool FHasNamed = false;
+    mutable std::unordered_map<std::string_view, const GumboNode*> FById;
+    mutable bool FHasNames = false;
 };
 
 /// The tag of an HTML element; GUMBO_TAG_UNKNOWN for anything else, svg and mathml too.
@@ -76,8 +80,6 @@ private:
 [[nodiscard]] std::u16string ValueOf(const GumboNode& Control);
 [[nodiscard]] std::vector<THtmlOption> OptionStates(const GumboNode& Select);
 [[nodiscard]] std::u16string OptionText(const GumboNode& Option);
-/// The control is disabled itself or by a field set around it.
-[[nodiscard]] bool IsDisabled(const GumboNode& Control);
 /// Whether a radio button or check box is checked: of the buttons of one name and form the last one wins.
 [[nodiscard]] bool IsChecked(const THtmlTree& Tree, const GumboNode& Input);
 [[nodiscard]] std::vector<THtmlControl> ControlsOf(const THtmlTree& Tree, const GumboNode& Form);
