@@ -49,7 +49,7 @@ TQtFormStorage::TQtFormStorage(QWidget* Form)
     TForm* const Owner = Designing || Form == nullptr ? nullptr : &QtForm(*Form->window());
     auto* const Own = new TStorage(Owner);
     FStorage = Own->Reference();
-    if (Designing) SetOptions({fpState, fpPosition});
+    if (Designing) setOptions({fpState, fpPosition});
     Own->OnSaveProperties = [this](TObject&) { Q_EMIT OnSaveProperties(); };
     Own->OnRestoreProperties = [this](TObject&) { Q_EMIT OnRestoreProperties(); };
     Own->OnNotice = [this](std::u16string_view Text) {
@@ -62,9 +62,9 @@ TQtFormStorage::TQtFormStorage(QWidget* Form)
 
 TQtFormStorage::TQtFormStorage(QWidget* Form, const QStringList& StoredProps)
     : TQtFormStorage(Form) {
-    SetStoredProps(StoredProps);
-    SetStoredPlacement(true);
-    SetActive(true);
+    setStoredProps(StoredProps);
+    setStoredPlacement(true);
+    setActive(true);
 }
 
 TQtFormStorage::~TQtFormStorage() {
@@ -81,7 +81,7 @@ QString TQtFormStorage::IniFileName() const {
     return ToText(Storage().IniFileName());
 }
 
-void TQtFormStorage::SetIniFileName(const QString& Value) {
+void TQtFormStorage::setIniFileName(const QString& Value) {
     Storage().SetIniFileName(Value.toStdU16String());
 }
 
@@ -89,7 +89,7 @@ QString TQtFormStorage::IniSection() const {
     return ToText(Storage().IniSection());
 }
 
-void TQtFormStorage::SetIniSection(const QString& Value) {
+void TQtFormStorage::setIniSection(const QString& Value) {
     Storage().SetIniSection(Value.toStdU16String());
 }
 
@@ -100,7 +100,7 @@ QStringList TQtFormStorage::StoredProps() const {
     return Entries;
 }
 
-void TQtFormStorage::SetStoredProps(const QStringList& Value) {
+void TQtFormStorage::setStoredProps(const QStringList& Value) {
     TStringList Entries;
     for (const QString& Entry : Value) Entries.Add(Entry.toStdU16String());
     Storage().SetStoredProps(Entries);
@@ -111,7 +111,7 @@ TQtFormStorage::RegistryRoot TQtFormStorage::GetRegistryRoot() const {
     return static_cast<enum RegistryRoot>(Storage().RegistryRoot());
 }
 
-void TQtFormStorage::SetRegistryRoot(enum RegistryRoot Value) {
+void TQtFormStorage::setRegistryRoot(enum RegistryRoot Value) {
     Storage().SetRegistryRoot(static_cast<TPlacementRegRoot>(Value));
 }
 
@@ -119,11 +119,11 @@ TQtFormStorage::PlacementOptions TQtFormStorage::Options() const {
     return PlacementOptions(static_cast<int>(Storage().Options().Bits()));
 }
 
-void TQtFormStorage::SetOptions(PlacementOptions Value) {
+void TQtFormStorage::setOptions(PlacementOptions Value) {
     Storage().SetOptions(TPlacementOptions(static_cast<unsigned>(Value.toInt())));
 }
 
-void TQtFormStorage::SetHost(TQtFormStorage* Value) {
+void TQtFormStorage::setHost(TQtFormStorage* Value) {
     Storage().SetHost(Value == nullptr ? nullptr : &Value->Storage());
 }
 

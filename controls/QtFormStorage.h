@@ -21,14 +21,14 @@ namespace zutools {
 class TQtFormStorage : public QWidget {
     Q_OBJECT
     // In the order and with the defaults of TKXFormStorage, which tells what they are.
-    Q_PROPERTY(QString IniFileName READ IniFileName WRITE SetIniFileName)
-    Q_PROPERTY(QString IniSection READ IniSection WRITE SetIniSection)
-    Q_PROPERTY(bool UseRegistry READ UseRegistry WRITE SetUseRegistry)
-    Q_PROPERTY(QStringList StoredProps READ StoredProps WRITE SetStoredProps)
-    Q_PROPERTY(RegistryRoot RegistryRoot READ GetRegistryRoot WRITE SetRegistryRoot)
-    Q_PROPERTY(bool StoredPlacement READ StoredPlacement WRITE SetStoredPlacement)
-    Q_PROPERTY(PlacementOptions Options READ Options WRITE SetOptions)
-    Q_PROPERTY(bool Active READ Active WRITE SetActive)
+    Q_PROPERTY(QString IniFileName READ IniFileName WRITE setIniFileName)
+    Q_PROPERTY(QString IniSection READ IniSection WRITE setIniSection)
+    Q_PROPERTY(bool UseRegistry READ UseRegistry WRITE setUseRegistry)
+    Q_PROPERTY(QStringList StoredProps READ StoredProps WRITE setStoredProps)
+    Q_PROPERTY(RegistryRoot RegistryRoot READ GetRegistryRoot WRITE setRegistryRoot)
+    Q_PROPERTY(bool StoredPlacement READ StoredPlacement WRITE setStoredPlacement)
+    Q_PROPERTY(PlacementOptions Options READ Options WRITE setOptions)
+    Q_PROPERTY(bool Active READ Active WRITE setActive)
 
 public:
     /// TPlacementRegRoot and TPlacementOption, as Designer shows them.
@@ -45,23 +45,23 @@ public:
     ~TQtFormStorage() override;
 
     [[nodiscard]] QString IniFileName() const;
-    void SetIniFileName(const QString& Value);
+    void setIniFileName(const QString& Value);
     [[nodiscard]] QString IniSection() const;
-    void SetIniSection(const QString& Value);
+    void setIniSection(const QString& Value);
     [[nodiscard]] bool UseRegistry() const { return Storage().UseRegistry(); }
-    void SetUseRegistry(bool Value) { Storage().SetUseRegistry(Value); }
+    void setUseRegistry(bool Value) { Storage().SetUseRegistry(Value); }
     [[nodiscard]] QStringList StoredProps() const;
-    void SetStoredProps(const QStringList& Value);
+    void setStoredProps(const QStringList& Value);
     [[nodiscard]] RegistryRoot GetRegistryRoot() const;
-    void SetRegistryRoot(RegistryRoot Value);
+    void setRegistryRoot(RegistryRoot Value);
     [[nodiscard]] bool StoredPlacement() const { return Storage().StoredPlacement(); }
-    void SetStoredPlacement(bool Value) { Storage().SetStoredPlacement(Value); }
+    void setStoredPlacement(bool Value) { Storage().SetStoredPlacement(Value); }
     [[nodiscard]] PlacementOptions Options() const;
-    void SetOptions(PlacementOptions Value);
+    void setOptions(PlacementOptions Value);
     [[nodiscard]] bool Active() const { return Storage().Active(); }
-    void SetActive(bool Value) { Storage().SetActive(Value); }
+    void setActive(bool Value) { Storage().SetActive(Value); }
     /// The storage whose file this one takes; null when it has its own.
-    void SetHost(TQtFormStorage* Value);
+    void setHost(TQtFormStorage* Value);
 
     /// What does the work.
     [[nodiscard]] TKXFormStorage& Storage() const;
@@ -85,5 +85,7 @@ private:
     class TStorage;
     TObjectRef FStorage; // it belongs to the form, and goes first when that is destroyed
 };
+
+Q_DECLARE_OPERATORS_FOR_FLAGS(TQtFormStorage::PlacementOptions)
 
 } // namespace zutools

@@ -3,7 +3,7 @@
 //
 //     form_program SETTINGS.ini
 //     show                     -> shown X Y WIDTH HEIGHT STATE SCREEN
-//     move X Y | resize W H | maximize | minimize | normal | fill      -> the same
+//     move X Y | resize W H | maximize | minimize | normal | fill | arrange      -> the same
 //     text NAME VALUE          -> text VALUE
 //     picture FILE.png         -> picture
 //     close                    -> closed
@@ -58,7 +58,7 @@ public:
         resize(520, 320);
         auto* const Storage = new zutools::TQtFormStorage(
             this, {"Customer.text", "City.text", "Notes.Lines", "Splitter.Sizes", "Grid.ColumnSections"});
-        Storage->SetIniFileName(File);
+        Storage->setIniFileName(File);
     }
     QLineEdit* Customer = new QLineEdit;
     QLineEdit* City = new QLineEdit;
@@ -67,7 +67,7 @@ public:
     QTableWidget* Grid = new QTableWidget(6, 3);
 };
 
-// Lets events come in until it is so.
+// Lets events come in until it is so, and then until none waits.
 bool Await(const std::function<bool()>& IsSo) {
     QElapsedTimer Timer;
     Timer.start();
@@ -75,6 +75,7 @@ bool Await(const std::function<bool()>& IsSo) {
         if (Timer.elapsed() > Limit) return false;
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 50);
     }
+    QCoreApplication::processEvents();
     return true;
 }
 
@@ -151,7 +152,10 @@ std::string Answer(TOrderForm& Form, const std::string& Line) {
     }
     if (Order == "picture") {
         Words >> Argument;
-        // The whole screen, so that the frame and the place are seen too.
+        // The whole screen, so that the frame and the place are seen too; not the blinking of the cursor.
+        Form.setFocus();
+        static_cast<void>(Await([&] { return Form.isActiveWindow(); }));
+        Form.repaint();
         const QPixmap Picture = Form.screen()->grabWindow(0);
         return Picture.save(QString::fromStdString(Argument)) ? "picture" : "no picture";
     }

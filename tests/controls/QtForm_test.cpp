@@ -7,6 +7,7 @@
 #include "host/Variant.h"
 #include "platform/SettingsFile.h"
 #include "tests/support/TempFolder.h"
+#include "ui_OrderForm.h"
 
 #include <gmock/gmock.h>
 
@@ -58,7 +59,7 @@ public:
                                       "Combo.Items", "Combo.currentIndex", "Memo.Lines", "Label.buddy",
                                       "Label.font", "Action.checked", "Splitter.Sizes", "Grid.ColumnSections",
                                       "Edit.maxLength", "Main.DockState", "Left.minimumSize", "Gone.text"});
-        Storage->SetIniFileName(QStringView(Folder.File(u"w.ini")).toString());
+        Storage->setIniFileName(QStringView(Folder.File(u"w.ini")).toString());
     }
     void closeEvent(QCloseEvent* Event) override { Event->setAccepted(Agrees); }
 
@@ -171,7 +172,7 @@ TEST_F(QtFormTest, ADialogIsKeptHoweverItIsDone) {
         auto* const Edit = new QLineEdit(&Dialog);
         Edit->setObjectName("Edit");
         auto* const Storage = new TQtFormStorage(&Dialog, {"Edit.text"});
-        Storage->SetIniFileName(QStringView(FFolder.File(u"w.ini")).toString());
+        Storage->setIniFileName(QStringView(FFolder.File(u"w.ini")).toString());
         int Saves = 0;
         QObject::connect(Storage, &TQtFormStorage::OnSaveProperties, [&Saves] { ++Saves; });
         Dialog.show();
@@ -182,6 +183,24 @@ TEST_F(QtFormTest, ADialogIsKeptHoweverItIsDone) {
         EXPECT_EQ(Saves, 1) << Number;
         EXPECT_EQ(Kept(u"Visible") + Kept(u"Edit_text"), u"1" + QString::number(Number).toStdU16String());
     }
+}
+
+TEST_F(QtFormTest, AFormOfDesignerKeepsItself) {
+    for (const bool Again : {false, true}) {
+        QDialog Dialog;
+        Ui::OrderForm Ui;
+        Ui.setupUi(&Dialog);
+        EXPECT_FALSE(Ui.FormStorage->isVisibleTo(&Dialog));
+        Ui.FormStorage->setIniFileName(QStringView(FFolder.File(u"w.ini")).toString());
+        Ui.FormStorage->setIniSection("Main");
+        Dialog.show();
+        if (Again) {
+            EXPECT_EQ(Ui.Customer->text(), "Anna");
+        }
+        Ui.Customer->setText("Anna");
+        Dialog.close();
+    }
+    EXPECT_EQ(Kept(u"Customer_text"), u"Anna");
 }
 
 TEST_F(QtFormTest, StatesAndBordersAreThoseOfTheWindow) {
@@ -203,7 +222,7 @@ TEST_F(QtFormTest, StatesAndBordersAreThoseOfTheWindow) {
         Window.showNormal();
         EXPECT_EQ(Window.pos(), QPoint(100, 50));
         EXPECT_EQ(Window.size(), QSize(600, 400));
-        Other.Storage->SetActive(false);
+        Other.Storage->setActive(false);
     }
     const struct {
         Qt::WindowFlags Flags;
@@ -238,7 +257,7 @@ TEST_F(QtFormTest, AnMdiChildIsPlacedWithinItsParent) {
         auto* const Child = new QWidget;
         Child->setObjectName("Main");
         auto* const Storage = new TQtFormStorage(Child, QStringList());
-        Storage->SetIniFileName(QStringView(FFolder.File(u"w.ini")).toString());
+        Storage->setIniFileName(QStringView(FFolder.File(u"w.ini")).toString());
         QMdiSubWindow* const Sub = Area->addSubWindow(Child);
         EXPECT_EQ(QtForm(*Child).FormStyle(), TFormStyle::fsMDIChild);
         Sub->show();
@@ -257,7 +276,7 @@ TEST_F(QtFormTest, WhatGoesWrongIsToldAndTheWindowCloses) {
     };
     {
         TWindow Window(FFolder);
-        Window.Storage->SetIniFileName(QStringView(FFolder.File(u"missing/w.ini")).toString());
+        Window.Storage->setIniFileName(QStringView(FFolder.File(u"missing/w.ini")).toString());
         Window.show();
         EXPECT_TRUE(Window.close());
     }
