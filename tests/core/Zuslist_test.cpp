@@ -431,6 +431,7 @@ TEST(SortedLists, ACallersComparisonReplacesTheirOwn) {
     EXPECT_EQ(NamesOf(List), TNames({u"c", u"b", u"a"}));
     EXPECT_EQ(List.GetParamIndex(u"b"), 1);
     EXPECT_EQ(List.GetParamIndex(u"B"), -1);
+    EXPECT_EQ(List.Value(u"b") + List.Value(u"B"), u"1");
 
     TObject Two[2];
     TZUSortedObjects Objects;
