@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <optional>
 #include <unordered_set>
 #include <utility>
 
@@ -154,12 +155,13 @@ void TScriptRegistry::UnregisterClass(const TClassInfo& Class) {
 }
 
 const TScriptMember* TScriptRegistry::Find(const TClassInfo& Class, std::u16string_view Name) const {
-    const TNameKey Key(Name);
+    std::optional<TNameKey> Key; // made when a class has names at all
     const std::shared_lock Guard(FMutex);
     for (const TClassInfo* Current = &Class;; Current = &Current->Parent()) {
         const auto Entry = FClasses.find(Current);
         if (Entry != FClasses.end()) {
-            const auto Found = Entry->second->ByName.find(Key);
+            if (!Key) Key.emplace(Name);
+            const auto Found = Entry->second->ByName.find(*Key);
             if (Found != Entry->second->ByName.end()) return Found->second;
         }
         if (Current->Parent == nullptr) return nullptr;

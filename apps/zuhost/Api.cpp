@@ -21,6 +21,7 @@ called as object:BuildTemplate().
 
 Examples:
   zuhost api
+  zuhost api --config orders.toml
   zuhost api --markdown > script-api.md)";
 
 /// One line of the reference.
@@ -157,8 +158,10 @@ struct TEntry {
     return Result;
 }
 
-int PrintReference(bool Markdown) {
-    const TLibrary Library({}, {});
+int PrintReference(bool Markdown, const std::string& ConfigFile) {
+    std::vector<server::TLibraryConfig> Added;
+    if (!ConfigFile.empty()) Added = server::LoadWebConfig(Text(ConfigFile)).Libraries;
+    const TLibrary Library({}, {}, Added);
     const std::vector<const TClassInfo*> Classes = ScriptRegistry().Classes();
     if (Markdown) {
         WriteOut(std::u16string_view(u"# Script reference\n\nWhat scripts reach by name. Made by `zuhost api "
@@ -183,9 +186,11 @@ TJob DeclareApi(TDeclaration& Takes) {
     const auto Markdown = std::make_shared<bool>(false);
     Takes.Footer(Footer);
     Takes.Flag("--markdown", *Markdown, "Print it as Markdown, as in docs/script-api.md");
-    return [Markdown](const TArguments& Names) {
+    const auto Config = std::make_shared<std::string>();
+    Takes.Option("--config", *Config, "FILE", "Configuration whose libraries' classes are listed too");
+    return [Markdown, Config](const TArguments& Names) {
         RefuseNames(Names);
-        return PrintReference(*Markdown);
+        return PrintReference(*Markdown, *Config);
     };
 }
 

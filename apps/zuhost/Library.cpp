@@ -1,6 +1,7 @@
 #include "apps/zuhost/Library.h"
 
 #include "apps/zuhost/SetupUsers.h"
+#include "package/ScriptLibrary.h"
 #include "package/ZuTools.h"
 #include "server/records/SqlDictionary.h"
 #include "server/rights/SqlSecurity.h"
@@ -8,6 +9,7 @@
 #include "server/web/WebObjects.h"
 #include "templates/Ztstmplcache.h"
 
+#include <iterator>
 #include <utility>
 
 namespace zutools::zuhost {
@@ -39,13 +41,30 @@ TServices MakeServices(std::shared_ptr<TApplicationManager> Manager, std::shared
     return Services;
 }
 
-TLibrary::TLibrary(TServices Services, std::u16string_view Templates) {
-    StartZuTools(std::move(Services), HostClasses);
+TLibrary::TLibrary(TServices Services, std::u16string_view Templates,
+                   std::span<const server::TLibraryConfig> Added) {
+    std::vector<TScriptClass> Classes(std::begin(HostClasses), std::end(HostClasses));
+    for (const server::TLibraryConfig& Each : Added) {
+        try {
+            const TScriptLibrary& Library = LoadScriptLibrary(Each.File);
+            Classes.insert(Classes.end(), Library.Classes.begin(), Library.Classes.end());
+            if (Library.Publish != nullptr) FPublish.push_back(Library.Publish);
+        } catch (const EScriptLibrary& Error) {
+            throw EScriptLibrary(Each.Place + u": " + Error.Message());
+        }
+    }
+    StartZuTools(std::move(Services), Classes);
     ZTSTemplateCache->SetTemplateDirectory(Templates);
 }
 
 TLibrary::~TLibrary() {
     StopZuTools();
+}
+
+std::function<void(TScriptPublisher&)> TLibrary::Publisher() const {
+    return [All = FPublish](TScriptPublisher& Engine) {
+        for (const auto Publish : All) Publish(Engine);
+    };
 }
 
 } // namespace zutools::zuhost

@@ -4,9 +4,14 @@
 #pragma once
 
 #include "host/Services.h"
+#include "scripting/Pubintob.h"
+#include "server/web/Config.h"
 
+#include <functional>
 #include <memory>
+#include <span>
 #include <string_view>
+#include <vector>
 
 namespace zutools::zuhost {
 
@@ -19,11 +24,20 @@ namespace zutools::zuhost {
 /// Starts the library, and stops it.
 class TLibrary {
 public:
-    /// `Templates` is the folder of the templates; empty: the current folder.
-    TLibrary(TServices Services, std::u16string_view Templates);
+    /// `Templates` is the folder of the templates; empty: the current folder. `Added` are the application's
+    /// own libraries with classes for scripts.
+    /// @throws EScriptLibrary with the place in the configuration for one that cannot be used.
+    TLibrary(TServices Services, std::u16string_view Templates,
+             std::span<const server::TLibraryConfig> Added = {});
     ~TLibrary();
     TLibrary(const TLibrary&) = delete;
     TLibrary& operator=(const TLibrary&) = delete;
+
+    /// Publishes the added libraries' objects to an engine; for TLuaOptions::Publish, of any thread.
+    [[nodiscard]] std::function<void(TScriptPublisher&)> Publisher() const;
+
+private:
+    std::vector<void (*)(TScriptPublisher&)> FPublish;
 };
 
 } // namespace zutools::zuhost

@@ -46,6 +46,8 @@ std::u16string_view NeedsRestart(const TWebConfig& Old, const TWebConfig& New) {
                        Old.Admin.HttpAddress == New.Admin.HttpAddress &&
                        Old.Admin.HttpPort == New.Admin.HttpPort},
         {u"helper", SameHelpers()},
+        {u"library",
+         std::ranges::equal(Old.Libraries, New.Libraries, {}, &TLibraryConfig::File, &TLibraryConfig::File)},
         {u"limits.threads", A.Threads == B.Threads},
         {u"limits.queue", A.Queue == B.Queue},
         {u"limits.connections",

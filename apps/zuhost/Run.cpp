@@ -72,12 +72,13 @@ int RunScript(const TOptions& Options, TArguments Script) {
     const auto Manager =
         std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database, Config.DatabaseTimeouts);
     const TServices Services = MakeServices(Manager, std::make_shared<TShellLogger>(), Config.Strings);
-    const TLibrary Library(Services, Config.Templates);
+    const TLibrary Library(Services, Config.Templates, Config.Libraries);
     const TSessionScope Session;
     server::TLuaOptions Lua;
     Lua.Services = Services;
     Lua.Database = [&Manager] { return Manager->GetDatabase(); };
     Lua.ThreadEnd = [&Manager] { Manager->ReleaseThread(); };
+    Lua.Publish = Library.Publisher();
     server::TLuaEngine Engine(std::move(Lua));
     Engine.RunFile(File, Script);
     return ExitGood;
@@ -89,7 +90,7 @@ TJob DeclareRun(TDeclaration& Takes) {
     const auto Options = std::make_shared<TOptions>();
     Takes.Footer(Footer);
     Takes.Option("--config", Options->ConfigFile, "FILE",
-                 "Configuration of `zuhost serve`, whose templates, strings and database hold");
+                 "Configuration of `zuhost serve`, whose templates, strings, database and libraries hold");
     Takes.Option("--templates", Options->Templates, "DIR",
                  "Folder of the templates; the current one when not given");
     Takes.Option("--strings", Options->Strings, "DIR", "Folder of the language files, <language>.json each");

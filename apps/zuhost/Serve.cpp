@@ -67,8 +67,13 @@ void WarnOfLanguages(const TWebConfig& Config, const TServices& Services) {
     }
 }
 
-TLuaOptions LuaOptions(const TWebConfig& Config, const TServices& Services, TDatabaseManager& Manager) {
+/// What the configuration's libraries publish to an engine.
+using TPublisher = std::function<void(TScriptPublisher&)>;
+
+TLuaOptions LuaOptions(const TWebConfig& Config, const TServices& Services, TDatabaseManager& Manager,
+                       const TPublisher& Publisher) {
     TLuaOptions Options = WebLuaOptions(Config);
+    Options.Publish = Publisher;
     Options.Services = Services;
     Options.Database = [&Manager] { return Manager.GetDatabase(); };
     Options.ThreadEnd = [&Manager] { Manager.ReleaseThread(); };
@@ -78,9 +83,9 @@ TLuaOptions LuaOptions(const TWebConfig& Config, const TServices& Services, TDat
 /// The application's own preparations: as a module, but without a request and without an end to its work, and
 /// with SetupUsers to make the first users.
 void RunSetup(const TWebConfig& Config, const TServices& Services,
-              const std::shared_ptr<TDatabaseManager>& Manager) {
+              const std::shared_ptr<TDatabaseManager>& Manager, const TPublisher& Publisher) {
     if (Config.Setup.empty()) return;
-    TLuaOptions Options = LuaOptions(Config, Services, *Manager);
+    TLuaOptions Options = LuaOptions(Config, Services, *Manager, Publisher);
     Options.InstructionLimit = 0;
     TLuaEngine Engine(std::move(Options));
     std::optional<TSetupUsers> Users;
@@ -91,7 +96,7 @@ void RunSetup(const TWebConfig& Config, const TServices& Services,
 /// The host's own tables, the reserved filters, what the application prepares, and the filter that is to be
 /// used: by one program at a time, so that the first starts of several do it once.
 void Prepare(const TWebConfig& Config, const TServices& Services,
-             const std::shared_ptr<TDatabaseManager>& Manager) {
+             const std::shared_ptr<TDatabaseManager>& Manager, const TPublisher& Publisher) {
     std::optional<TSchemaLock> Lock;
     if (!Config.Database.empty()) {
         Lock.emplace(Manager->Connection());
@@ -99,7 +104,7 @@ void Prepare(const TWebConfig& Config, const TServices& Services,
         SeedReservedFilters(TCheckParamsDBConfig(*Manager));
         if (!Config.Filter.empty()) LoadValueFilter(*ParamsChecker, Config.Filter);
     }
-    RunSetup(Config, Services, Manager);
+    RunSetup(Config, Services, Manager, Publisher);
 }
 
 /// The application's preparations may have made users, so it is asked after them.
@@ -228,18 +233,19 @@ void Serve(const TConfigReader& Read, std::u16string_view ConfigFile) {
                                            /*Confined=*/true);
     const TServices Services = MakeServices(Manager, Logger, Config.Strings);
     WarnOfLanguages(Config, Services);
-    const TLibrary Library(Services, Config.Templates);
+    const TLibrary Library(Services, Config.Templates, Config.Libraries);
+    const TPublisher Publisher = Library.Publisher();
     ZTSTemplateCache->SetEnabled(true);
     RequireDatabaseFile(Config);
-    Prepare(Config, Services, Manager);
+    Prepare(Config, Services, Manager, Publisher);
     const auto Watch = std::make_shared<TDatabaseWatch>(Config, *Logger);
     CheckUsers(Config, Manager, *Logger);
     Manager->ReleaseThread();
 
     TWebServerHooks Hooks;
     if (!Config.Filter.empty()) Hooks.Filters.push_back(MakeValueFilter(*ParamsChecker, *Services.Localizer));
-    Hooks.MakeRunner = [Live, Services, Manager] {
-        return std::make_unique<TLuaModuleRunner>(LuaOptions(*Live->Get(), Services, *Manager));
+    Hooks.MakeRunner = [Live, Services, Manager, Publisher] {
+        return std::make_unique<TLuaModuleRunner>(LuaOptions(*Live->Get(), Services, *Manager, Publisher));
     };
     Hooks.SessionEnded = [](const TSessionState& Session) { ZURecordBlocker->DoneBySID(Session.SID); };
     Hooks.Available = [Watch] { return Watch->IsThere(); };

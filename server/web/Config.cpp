@@ -58,8 +58,11 @@ public:
         , FFolder(fs::absolute(fs::path(FName)).parent_path()) {}
 
     [[noreturn]] void Fail(const toml::source_region& Place, std::string_view What) const {
-        throw EConfigError(FName + Wide(":" + std::to_string(Place.begin.line) + ":" +
-                                        std::to_string(Place.begin.column) + ": " + std::string(What)));
+        throw EConfigError(PlaceText(Place) + Wide(": " + std::string(What)));
+    }
+    [[nodiscard]] std::u16string PlaceText(const toml::source_region& Place) const {
+        return FName +
+               Wide(":" + std::to_string(Place.begin.line) + ":" + std::to_string(Place.begin.column));
     }
 
     [[nodiscard]] const fs::path& Folder() const { return FFolder; }
@@ -492,12 +495,37 @@ THelperConfig ReadHelper(const TSection& Root, const toml::node& Node) {
     return Helper;
 }
 
-void ReadHelpers(TSection& Section, TWebConfig& Config) {
-    const toml::node* const Node = Section.FindNode("helper");
+TLibraryConfig ReadLibrary(const TSection& Root, const toml::node& Node) {
+    const toml::table* const Table = Node.as_table();
+    if (Table == nullptr) Root.WrongType("library", Node, "tables, each written [[library]]");
+    TSection Section(Root.File(), *Table, "library.");
+    const auto* const Given = Section.Text("file");
+    if (Given == nullptr || Given->get().empty()) {
+        Section.Fail(Given != nullptr ? static_cast<const toml::node&>(*Given) : Node,
+                     "\"library.file\" must name a library with classes for scripts");
+    }
+    Section.Finish();
+    constexpr std::string_view Program = "{program}/";
+    std::string_view Name = Given->get();
+    fs::path Path;
+    if (Name.starts_with(Program)) {
+        Name.remove_prefix(Program.size());
+        Path = fs::read_symlink("/proc/self/exe").parent_path() / std::u8string(Name.begin(), Name.end());
+    } else {
+        Path = Root.File().Resolve(Name);
+    }
+    return {Path.u16string(), Root.File().PlaceText(Given->source())};
+}
+
+/// A list of tables, each written [[Key]].
+template <class TItem>
+void ReadTables(TSection& Section, std::string_view Key, TItem (*Read)(const TSection&, const toml::node&),
+                std::vector<TItem>& Items) {
+    const toml::node* const Node = Section.FindNode(Key);
     if (Node == nullptr) return;
     const toml::array* const List = Node->as_array();
-    if (List == nullptr) Section.WrongType("helper", *Node, "tables, each written [[helper]]");
-    for (const toml::node& Each : *List) Config.Helpers.push_back(ReadHelper(Section, Each));
+    if (List == nullptr) Section.WrongType(Key, *Node, "tables, each written [[" + std::string(Key) + "]]");
+    for (const toml::node& Each : *List) Items.push_back(Read(Section, Each));
 }
 
 void ReadLog(TSection Section, TLogConfig& Log) {
@@ -559,7 +587,8 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
     ReadProxy(Section.Table("proxy"), Config.Proxy);
     ReadAdmin(Section.Table("admin"), Config.Admin);
     ReadLog(Section.Table("log"), Config.Log);
-    ReadHelpers(Section, Config);
+    ReadTables(Section, "helper", ReadHelper, Config.Helpers);
+    ReadTables(Section, "library", ReadLibrary, Config.Libraries);
     const TSection Routes = Section.Table("routes");
     // A misspelt "modules" is told as that, not as modules that are missing.
     Section.Finish();

@@ -85,6 +85,12 @@ struct THelperConfig {
     std::chrono::milliseconds LastRestart{30'000}; // up to this
 };
 
+/// A library with classes for scripts (package/ScriptLibrary.h).
+struct TLibraryConfig {
+    std::u16string File;  // whole path
+    std::u16string Place; // in the configuration, `file:line:column`
+};
+
 struct TLogConfig {
     TLogLevel Level = TLogLevel::Info;
     bool Json = false;   // a JSON object a line
@@ -113,6 +119,7 @@ struct TWebConfig {
     TAdminConfig Admin;
     TLogConfig Log;
     std::vector<THelperConfig> Helpers;
+    std::vector<TLibraryConfig> Libraries;
 };
 
 /// Whether a route is for users or administrators.

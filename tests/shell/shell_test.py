@@ -623,19 +623,13 @@ class HelperTest(Shell):
 
 
 class GuideTest(Shell):
-    def test_examples_of_the_guide_give_what_it_shows(self):
-        self.run_examples("docs/zuhost.md", 7)
-
-    def test_examples_of_automation_give_what_they_show(self):
-        self.run_examples("docs/automation.md", 4)
-
-    def run_examples(self, page, least):
-        guide = (REPOSITORY / page).read_text()
+    def run_examples(self, guide, fewest, **variables):
+        """A block with a file name behind its language is that file; a console block holds commands and their output."""
         (self.folder / "bin").mkdir()
         os.symlink(ZUHOST, self.folder / "bin/zuhost")
-        environment = dict(os.environ, PATH=f"{self.folder}/bin:{os.environ['PATH']}")
-        # A block with a file name behind its language is that file; a console block holds commands and their output.
-        blocks = re.findall(r"^```(\w+) ?(\S*)\n(.*?)^```$", guide, re.MULTILINE | re.DOTALL)
+        environment = dict(os.environ, PATH=f"{self.folder}/bin:{os.environ['PATH']}", **variables)
+        text = (REPOSITORY / guide).read_text()
+        blocks = re.findall(r"^```(\w+) ?(\S*)\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)
         for _, name, content in blocks:
             if name:
                 self.write(name, content)
@@ -649,7 +643,26 @@ class GuideTest(Shell):
                                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
                     self.assertEqual(result.stdout.decode(), expected)
                     commands += 1
-        self.assertGreaterEqual(commands, least)
+        self.assertGreaterEqual(commands, fewest)
+
+    def test_examples_of_the_guide_give_what_it_shows(self):
+        self.run_examples("docs/zuhost.md", 7)
+
+    def test_examples_of_automation_give_what_they_show(self):
+        self.run_examples("docs/automation.md", 4)
+
+    def test_class_is_published_in_ten_minutes(self):
+        self.run_examples("docs/scripting.md", 3, ZUTOOLS=os.environ["ZU_BUILD"])
+
+    def test_library_that_cannot_be_used_refuses_the_start(self):
+        self.write("a.toml", '[[library]]\nfile = "none.so"\n')
+        self.write("a.lua", "")
+        error = f'a.toml:2:8: library "{self.folder}/none.so": there is no such file\n'
+        for command in (["run", "--config", "a.toml", "a.lua"], ["serve", "--config", "a.toml"],
+                        ["api", "--config", "a.toml"]):
+            code, out, told = self.run_zuhost(*command)
+            self.assertEqual((code, out), (1, ""))
+            self.assertTrue(told.endswith(error), told)
 
 
 class ServeTest(Shell):

@@ -40,6 +40,9 @@ else
   part.Tag["DATE"] = page.date(order.OrderDate)
   part.Tag["CUSTOMER"] = zu.html_escape(order.Customer)
   part.Tag["CITY"] = zu.html_escape(order.City)
+  local price, days = Delivery:Price(order.Total, order.City), Delivery:Days(order.City)
+  part.Tag["DELIVERY"] = (price == 0 and page.text(view, "FREE") or page.money(price) .. " ₽") ..
+    ", " .. days .. " " .. page.text(view, "DAYS")
   part.Tag["STATUS"] = order.Status
   part.Tag["STATUSTEXT"] = page.text(view, "STATUS_" .. order.Status:upper())
   if order.Note ~= "" then

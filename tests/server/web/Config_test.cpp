@@ -219,6 +219,11 @@ TEST_F(ConfigTest, WhatIsWrongIsToldWithItsPlace) {
         {"modules = \"modules\"\n[routes]\n\"/\" = { module = \"orders.lua\", admin = true }",
          "site.toml:3:7: route \"/\" is for users and needs the key \"session.sign_in\", the path to sign in "
          "at"},
+        {"[[library]]", "site.toml:1:1: \"library.file\" must name a library with classes for scripts"},
+        {"[[library]]\nfile = \"\"",
+         "site.toml:2:8: \"library.file\" must name a library with classes for scripts"},
+        {"library = [1]",
+         "site.toml:1:12: \"library\" must be tables, each written [[library]], not a whole number"},
         {"helper = [1]",
          "site.toml:1:11: \"helper\" must be tables, each written [[helper]], not a whole number"},
         {"[[helper]]\npipe = \"p\"",
