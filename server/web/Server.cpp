@@ -241,7 +241,10 @@ struct TWebServer::TImpl {
         , Ends(std::in_place, GuardedHook(Hooks.SessionEnded, Log), Hooks.SweepThreadEnd)
         , Pool(std::in_place, Config.Limits.Threads, Config.Limits.Queue, Hooks.MakeRunner) {}
 
-    ~TImpl() { Stop(); }
+    ~TImpl() {
+        Stop();
+        Later.reset(); // looks at the pool, and no page asks it for anything any more
+    }
 
     void Start();
     bool Stop();

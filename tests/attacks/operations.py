@@ -34,6 +34,14 @@ class DatabaseTest(ServiceTest):
         self.start()
         self.assertEqual(self.ask("/mine").status, 303)
 
+    def wait_for_health(self, health, status):
+        answer = None
+        while answer != status:
+            try:
+                answer = urllib.request.urlopen(health + "/healthz").status
+            except urllib.error.HTTPError as error:
+                answer = error.code
+
     def test_a_file_is_made_for_its_owner_and_its_loss_is_noticed(self):
         self.config = '[admin]\nhttp = "127.0.0.1:0"\nsocket = "run/admin"\n'
         self.write_config()
@@ -52,18 +60,20 @@ class DatabaseTest(ServiceTest):
         database.rename(self.folder / "away.db")
         database.touch() # another one in its place
         self.wait_for_log("was deleted or replaced while it is open")
+        self.wait_for_health(health, 503)  # the log is told a moment before
         self.assertEqual(self.ask("/index").status, 503)
         with self.assertRaises(urllib.error.HTTPError) as refused:
             urllib.request.urlopen(health + "/healthz")
         self.assertEqual(refused.exception.code, 503)
         (self.folder / "away.db").rename(database)
         self.wait_for_log("is the one that is open again")
+        self.wait_for_health(health, 200)
         self.assertEqual(self.ask("/index").body, "1")
 
         metrics = urllib.request.urlopen(health + "/metrics").read().decode()
         for line in ('zuhost_requests_total{status="2xx"} 2', 'zuhost_requests_total{status="5xx"} 1',
                      'zuhost_request_seconds_bucket{le="+Inf"} 3', "zuhost_request_seconds_count 3",
-                     "zuhost_sessions 0", "zuhost_workers_busy 0", "zuhost_queue_length 0", "zuhost_record_blocks 0"):
+                     "zuhost_sessions 0", "zuhost_workers 4", "zuhost_queue_length 0", "zuhost_record_blocks 0"):
             self.assertIn("\n" + line + "\n", metrics)
         self.assertRegex(metrics, r"\nzuhost_database_statements_total [1-9]")
         self.assertRegex(metrics, r"\nzuhost_database_seconds_total 0\.0")
