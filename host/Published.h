@@ -132,7 +132,10 @@ auto From(const TKXVariant& Value) {
         if constexpr (sizeof(T) == 8) {
             return static_cast<T>(Value.AsInt64());
         } else if constexpr (sizeof(T) == 4) {
-            return static_cast<T>(std::is_signed_v<T> ? Value.AsInteger() : Value.AsLongWord());
+            if constexpr (std::is_signed_v<T>)
+                return static_cast<T>(Value.AsInteger());
+            else
+                return static_cast<T>(Value.AsLongWord());
         } else if constexpr (sizeof(T) == 2) {
             return static_cast<T>(std::is_signed_v<T> ? Value.AsSmallInt() : Value.AsWord());
         } else {
@@ -269,16 +272,17 @@ constexpr TParamInfo Parameter(std::u16string_view Name) {
             .OrdinalSigned = Type.Signed};
 }
 
+template <auto Method, TPublishedName... Names, std::size_t... Places>
+constexpr auto ParamList(std::index_sequence<Places...> /*Places*/) {
+    using TMember = TMemberOf<decltype(Method)>;
+    static_assert(sizeof...(Names) == TMember::Count, "a name for each parameter is wanted");
+    return std::array<TParamInfo, sizeof...(Names)>{
+        Parameter<typename TMember::template TArgument<Places>>(Names.Text)...};
+}
+
 /// The names are texts of template arguments, which live for the whole process.
 template <auto Method, TPublishedName... Names>
-struct TParams {
-    static constexpr auto List = []<std::size_t... Places>(std::index_sequence<Places...>) {
-        using TMember = TMemberOf<decltype(Method)>;
-        static_assert(sizeof...(Names) == TMember::Count, "a name for each parameter is wanted");
-        return std::array<TParamInfo, sizeof...(Names)>{
-            Parameter<typename TMember::template TArgument<Places>>(Names.Text)...};
-    }(std::make_index_sequence<sizeof...(Names)>());
-};
+inline constexpr auto Params = ParamList<Method, Names...>(std::make_index_sequence<sizeof...(Names)>());
 
 template <auto Getter>
 constexpr TPropInfo Property(std::u16string_view Name, void (*Set)(TObject&, const TKXVariant&),
@@ -308,7 +312,7 @@ template <auto Getter, auto Setter>
 /// A method, with the names of its parameters.
 template <auto Method, TPublishedName... ParamNames>
 [[nodiscard]] constexpr TMethodInfo PublishedMethod(std::u16string_view Name, std::u16string_view Help = {}) {
-    return {Name, TVisibility::mvPublished, published::TParams<Method, ParamNames...>::List,
+    return {Name, TVisibility::mvPublished, published::Params<Method, ParamNames...>,
             &published::Invoke<Method>, Help};
 }
 

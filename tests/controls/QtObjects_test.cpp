@@ -67,7 +67,7 @@ TKXVariant Another(const TPropInfo& Info, const TKXVariant& Now) {
         return Now.AsInteger() ^ 1;
     case TTypeKind::tkInteger:
     case TTypeKind::tkFloat:
-        return Now.AsInteger() + 3;
+        return Now.AsInteger() ^ 3; // fits at either end of the range
     default:
         return Now.AsString() + u"2";
     }
