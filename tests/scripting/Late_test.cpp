@@ -240,8 +240,8 @@ TEST(AutomationValues, TextsAndTheWayToTheHostAndBack) {
         if (IsAmount || Row.Value.Data().index() == 0) continue; // comes back as a float, as null
         EXPECT_EQ(ToAutomation(FromAutomation(Row.Value)), Row.Value) << Row.Text;
     }
-    EXPECT_THROW(AutomationText(TAutomationValue::TArray{1}), EVariantError);
-    EXPECT_THROW(AutomationText(platform::TAutomationError{1}), EVariantError);
+    EXPECT_THROW(static_cast<void>(AutomationText(TAutomationValue::TArray{1})), EVariantError);
+    EXPECT_THROW(static_cast<void>(AutomationText(platform::TAutomationError{1})), EVariantError);
 }
 
 } // namespace
