@@ -7,6 +7,7 @@
 #include "apps/zuhost/Library.h"
 #include "apps/zuhost/Reload.h"
 #include "apps/zuhost/ServeChecks.h"
+#include "apps/zuhost/ServiceManager.h"
 #include "apps/zuhost/ServiceSignals.h"
 #include "apps/zuhost/SetupUsers.h"
 #include "checking/Chekprms.h"
@@ -55,7 +56,8 @@ error unless the configuration names a file.
 
 Examples:
   zuhost serve --config orders.toml
-  zuhost serve --config orders.toml --port 8081)";
+  zuhost serve --config orders.toml --port 8081
+  zuhost serve --config orders.toml --check)";
 
 /// Keys without texts come out as they are, which is hard to tell from missing files.
 void WarnOfLanguages(const TWebConfig& Config, const TServices& Services) {
@@ -192,22 +194,46 @@ std::chrono::seconds SweepPause(std::chrono::seconds Idle) {
     return std::clamp(Idle / 4, std::chrono::seconds(1), std::chrono::seconds(15));
 }
 
+/// The same, and short against the watchdog's time.
+std::chrono::seconds WaitPause(std::chrono::seconds Idle, const TServiceManager& ServiceManager) {
+    const std::chrono::seconds Pause = SweepPause(Idle);
+    const auto Alive = std::chrono::floor<std::chrono::seconds>(ServiceManager.AlivePause());
+    return ServiceManager.AlivePause().count() == 0 ? Pause
+                                                    : std::clamp(Alive, std::chrono::seconds(1), Pause);
+}
+
+/// `serve --check`: everything that is wrong, a line each on standard error.
+int CheckOnly(const TWebConfig& Config) {
+    for (const std::u16string& Warning : Warnings(Config, false)) Complain(u"warning: " + Warning);
+    const std::vector<std::u16string> Faults = FaultsBesideConfig(Config);
+    for (const std::u16string& Fault : Faults) Complain(Fault);
+    if (!Faults.empty()) return ExitFailed;
+    WriteOut(std::string_view("ok\n"));
+    return ExitGood;
+}
+
 /// The configuration as its file says now, with what the command line says.
 using TConfigReader = std::function<TWebConfig()>;
 
 /// What a stop leaves for the last words, beyond the time of pages.
 constexpr std::chrono::milliseconds LastWords{250};
 
-void WaitForStop(const TServiceSignals& Signals, const TConfigReader& Read, TLiveConfig& Live,
-                 const TServices& Services, TDatabaseManager& Manager, TWebServer& Server,
-                 TSpdLogger& Logger) {
+void WaitForStop(const TServiceSignals& Signals, const TServiceManager& ServiceManager,
+                 const TConfigReader& Read, TLiveConfig& Live, const TServices& Services,
+                 TDatabaseManager& Manager, TWebServer& Server, TSpdLogger& Logger) {
+    const std::string Status = "serving on " + Server.Url();
+    ServiceManager.Ready(Status);
     while (true) {
-        switch (Signals.Wait(SweepPause(Live.Get()->Session.Idle))) {
+        ServiceManager.Alive();
+        switch (Signals.Wait(WaitPause(Live.Get()->Session.Idle, ServiceManager))) {
         case TServiceSignals::TAsked::Stop:
+            ServiceManager.Stopping();
             return Signals.EndWithin(std::chrono::seconds(Live.Get()->Limits.StopSeconds) + LastWords);
         case TServiceSignals::TAsked::Reload:
+            ServiceManager.Reloading();
             ReloadService(Read, Live, Services, Server, Logger);
             Manager.ReleaseThread();
+            ServiceManager.Ready(Status);
             break;
         case TServiceSignals::TAsked::ReopenLog:
             ReopenLog(Live.Get()->Log, Logger);
@@ -223,6 +249,7 @@ void WaitForStop(const TServiceSignals& Signals, const TConfigReader& Read, TLiv
 }
 
 void Serve(const TConfigReader& Read, std::u16string_view ConfigFile) {
+    const TServiceManager ServiceManager;
     const TServiceSignals Signals;
     const TWebConfig Config = Read();
     const auto Live = std::make_shared<TLiveConfig>(Config);
@@ -261,7 +288,7 @@ void Serve(const TConfigReader& Read, std::u16string_view ConfigFile) {
     auto Admin = StartAdmin(Config.Admin, ConfigFile, Server, *Logger);
     const auto Http = StartAdminHttp(Config.Admin, Server, *Logger);
     Complain(u"serving on " + Text(Server.Url()));
-    WaitForStop(Signals, Read, *Live, Services, *Manager, Server, *Logger);
+    WaitForStop(Signals, ServiceManager, Read, *Live, Services, *Manager, Server, *Logger);
 
     if (!Server.Stop()) {
         // A module that does not end cannot be taken off its thread: the process takes it along.
@@ -275,6 +302,7 @@ void Serve(const TConfigReader& Read, std::u16string_view ConfigFile) {
 struct TOptions {
     std::string ConfigFile;
     std::optional<int> Port;
+    bool Check = false;
 };
 
 } // namespace
@@ -285,6 +313,8 @@ TJob DeclareServe(TDeclaration& Takes) {
     Takes.Option("--config", Options->ConfigFile, "FILE", "Configuration; zuhost.toml when not given");
     Takes.Option("--port", Options->Port, {0, 65535}, "N",
                  "Port in place of the configured one; 0 takes any free one");
+    Takes.Flag("--check", Options->Check,
+               "Tell everything that is wrong with the configuration and what it names, and exit");
     return [Options](const TArguments& Names) {
         RefuseNames(Names);
         const std::u16string File = Options->ConfigFile.empty() ? u"zuhost.toml" : Text(Options->ConfigFile);
@@ -293,6 +323,7 @@ TJob DeclareServe(TDeclaration& Takes) {
             if (Options->Port) Config.Port = static_cast<std::uint16_t>(*Options->Port);
             return Config;
         };
+        if (Options->Check) return CheckOnly(Read());
         Serve(Read, File);
         return ExitGood;
     };

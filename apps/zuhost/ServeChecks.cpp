@@ -2,7 +2,9 @@
 
 #include "host/Exception.h"
 #include "platform/Text.h"
+#include "server/rights/SqlSecurity.h"
 #include "server/sql/SqlDatabase.h"
+#include "server/strings/JsonLocalizator.h"
 
 #include <sys/stat.h>
 
@@ -46,6 +48,41 @@ void RequireUsers(const TWebConfig& Config, bool HasUsers) {
         u"routes ask for users, and the database has none, so that everybody may do everything: make "
         u"one with `zuhost users ... add NAME --administrator`, or serve all the same with "
         u"`without_users = true` in [session]");
+}
+
+std::vector<std::u16string> FaultsBesideConfig(const TWebConfig& Config) {
+    std::vector<std::u16string> Faults;
+    const auto Try = [&](const auto& Check) {
+        try {
+            Check();
+        } catch (const std::exception& Error) {
+            Faults.push_back(MessageOf(Error));
+        }
+    };
+    Try([&] { RequireDatabaseFile(Config); });
+    const std::u16string File = DatabaseFile(Config);
+    std::error_code Ignored;
+    const bool IsMade = File.empty() || std::filesystem::exists(std::filesystem::path(File), Ignored);
+    if (!Config.Database.empty() && IsMade) {
+        Try([&] {
+            TDatabasePool Pool(Config.Database, {}, Config.DatabaseTimeouts);
+            const auto Database = [&Pool] { return static_cast<TDatabase*>(&Pool.Get()); };
+            // The setup module may make the first users.
+            const bool HasUsers =
+                Pool.Get().TableExists(u"ZuUsers") && TSqlSecurityManager(Database).IsSetUp();
+            if (Config.Setup.empty()) RequireUsers(Config, HasUsers);
+        });
+    }
+    if (!Config.Strings.empty()) {
+        Try([&] {
+            const TJsonLocalizator Strings(Config.Strings);
+            for (const std::u16string& Language : Config.Languages) {
+                if (!Strings.HasLanguage(Language))
+                    Faults.push_back(u"no texts for the language \"" + Language + u"\" in " + Config.Strings);
+            }
+        });
+    }
+    return Faults;
 }
 
 std::vector<std::u16string> Warnings(const TWebConfig& Config, bool HasDemoUsers) {

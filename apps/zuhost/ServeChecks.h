@@ -18,6 +18,10 @@ void RequireDatabaseFile(const server::TWebConfig& Config);
 /// @throws Exception when routes ask for users and there are none, unless it says `session.without_users`.
 void RequireUsers(const server::TWebConfig& Config, bool HasUsers);
 
+/// What stands in the way of serving, a sentence each, and nothing is made or changed for it: the database
+/// that cannot be reached or has no users, languages without texts. The configuration itself has been read.
+[[nodiscard]] std::vector<std::u16string> FaultsBesideConfig(const server::TWebConfig& Config);
+
 /// What is allowed and yet seldom meant, one sentence each: listening beyond loopback without `secure`, with
 /// users whose passwords are known, with a database file that others may read.
 [[nodiscard]] std::vector<std::u16string> Warnings(const server::TWebConfig& Config, bool HasDemoUsers);

@@ -57,12 +57,20 @@ public:
         : FName(Name)
         , FFolder(fs::absolute(fs::path(FName)).parent_path()) {}
 
-    [[noreturn]] void Fail(const toml::source_region& Place, std::string_view What) const {
-        throw EConfigError(PlaceText(Place) + Wide(": " + std::string(What)));
+    /// Notes a fault; reading goes on, so that all are told at once.
+    void Fail(const toml::source_region& Place, std::string_view What) const {
+        FFaults.push_back(PlaceText(Place) + Wide(": " + std::string(What)));
     }
     [[nodiscard]] std::u16string PlaceText(const toml::source_region& Place) const {
         return FName +
                Wide(":" + std::to_string(Place.begin.line) + ":" + std::to_string(Place.begin.column));
+    }
+    [[nodiscard]] bool HasFaults() const { return !FFaults.empty(); }
+    /// @throws EConfigError with a line for each fault, when there are any.
+    void Finish() const {
+        std::u16string Lines;
+        for (const std::u16string& Fault : FFaults) Lines += (Lines.empty() ? u"" : u"\n") + Fault;
+        if (!Lines.empty()) throw EConfigError(std::move(Lines));
     }
 
     [[nodiscard]] const fs::path& Folder() const { return FFolder; }
@@ -75,6 +83,7 @@ public:
 private:
     std::u16string FName;
     fs::path FFolder;
+    mutable std::vector<std::u16string> FFaults;
 };
 
 /// One table of the file. Every key that may stand in it is asked for once, then Finish refuses the others.
@@ -92,6 +101,7 @@ public:
         if (Node == nullptr) return nullptr;
         if (const auto* Value = Node->as<T>()) return Value;
         WrongType(Key, *Node, Wanted);
+        return nullptr;
     }
 
     const toml::node* FindNode(std::string_view Key) {
@@ -99,14 +109,12 @@ public:
         return FTable.get(Key);
     }
 
-    [[noreturn]] void WrongType(std::string_view Key, const toml::node& Node, std::string_view Wanted) const {
+    void WrongType(std::string_view Key, const toml::node& Node, std::string_view Wanted) const {
         Fail(Node, Quoted(FPrefix + std::string(Key)) + " must be " + std::string(Wanted) + ", not " +
                        std::string(TypeText(Node)));
     }
 
-    [[noreturn]] void Fail(const toml::node& Node, std::string_view What) const {
-        FFile.Fail(Node.source(), What);
-    }
+    void Fail(const toml::node& Node, std::string_view What) const { FFile.Fail(Node.source(), What); }
 
     template <class T>
     void Integer(std::string_view Key, T& Target, std::int64_t Least, std::int64_t Most) {
@@ -148,7 +156,10 @@ public:
     TSection Table(std::string_view Key) {
         static const toml::table Nothing;
         const toml::node* Node = FindNode(Key);
-        if (Node != nullptr && !Node->is_table()) WrongType(Key, *Node, "a table");
+        if (Node != nullptr && !Node->is_table()) {
+            WrongType(Key, *Node, "a table");
+            Node = nullptr;
+        }
         return {FFile, Node != nullptr ? *Node->as_table() : Nothing, FPrefix + std::string(Key) + "."};
     }
 
@@ -199,11 +210,11 @@ void ReadLanguages(TSection& Section, TWebConfig& Config) {
     if (const toml::node* Node = Section.FindNode("languages")) {
         const toml::array* List = Node->as_array();
         if (List == nullptr || List->empty())
-            Section.WrongType("languages", *Node, "a list of language tags");
+            return Section.WrongType("languages", *Node, "a list of language tags");
         Config.Languages.clear();
         for (const toml::node& Item : *List) {
             const auto* Tag = Item.as_string();
-            if (Tag == nullptr) Section.WrongType("languages", Item, "a list of language tags");
+            if (Tag == nullptr) return Section.WrongType("languages", Item, "a list of language tags");
             if (!IsLanguageTag(Tag->get())) {
                 Section.Fail(Item, "\"languages\": " + Quoted(Tag->get()) + " is no language tag");
             }
@@ -244,7 +255,7 @@ void ReadDatabase(TSection& Root, TWebConfig& Config) {
     if (!Node->is_table()) return ReadDatabaseUrl(Root, "database", Config);
     TSection Section = Root.Table("database");
     ReadDatabaseUrl(Section, "url", Config);
-    if (Config.Database.empty()) Section.Fail(*Node, "the key \"database.url\" is missing");
+    if (Section.FindNode("url") == nullptr) Section.Fail(*Node, "the key \"database.url\" is missing");
     Section.Boolean("create", Config.CreateDatabase);
     TSqlTimeouts& Times = Config.DatabaseTimeouts;
     ReadTimeout(Section, "connect_timeout", Times.Connect);
@@ -266,7 +277,7 @@ void ReadFilter(TSection& Section, TWebConfig& Config) {
     } else {
         Section.WrongType("filter", *Node, "a filter's name or ID");
     }
-    if (Config.Database.empty()) {
+    if (Section.Entries().get("database") == nullptr) {
         Section.Fail(*Node, "\"filter\" needs the key \"database\", where the filters are");
     }
 }
@@ -276,11 +287,14 @@ std::u16string ModuleFile(const TSection& Section, const TWebConfig& Config,
                           const toml::value<std::string>& Name) {
     const std::u16string Wanted = Wide(Name.get());
     if (Config.Modules.empty()) {
+        if (Section.File().HasFaults()) return {}; // the folder's own, most likely, which is told already
         Section.Fail(Name, "module " + Quoted(Name.get()) +
                                " needs the key \"modules\", the folder of the modules");
+        return {};
     }
     if (const std::u16string_view Reason = platform::UnsafeNameReason(Wanted); !Reason.empty()) {
         Section.Fail(Name, "module " + Quoted(Name.get()) + ": " + platform::Utf16ToUtf8(Reason));
+        return {};
     }
     std::u16string File = platform::JoinPath(Config.Modules, Wanted);
     std::error_code Ignored;
@@ -295,9 +309,9 @@ void ReadRoute(const TSection& Routes, const toml::key& Key, const toml::node& N
     const std::string_view Path = Key.str();
     const auto Decoded = DecodeUtf8(Path);
     if (!Path.starts_with('/') || !Decoded || Path.find_first_of("?#%") != std::string_view::npos) {
-        Routes.File().Fail(Key.source(),
-                           "route " + Quoted(Path) +
-                               " must be a path that begins with \"/\", without \"?\", \"#\" and \"%\"");
+        return Routes.File().Fail(
+            Key.source(), "route " + Quoted(Path) +
+                              " must be a path that begins with \"/\", without \"?\", \"#\" and \"%\"");
     }
     Route.Path = *Decoded;
     Route.Below = Route.Path.ends_with(u"/*");
@@ -317,9 +331,9 @@ void ReadRoute(const TSection& Routes, const toml::key& Key, const toml::node& N
                             " is for users and needs the key \"session.sign_in\", the path to sign in at");
         }
         Section.Finish();
-        if (Module == nullptr) Routes.Fail(Node, "route " + Quoted(Path) + " has no \"module\"");
+        if (Module == nullptr) return Routes.Fail(Node, "route " + Quoted(Path) + " has no \"module\"");
     }
-    if (Module == nullptr) Routes.WrongType(Quoted(Path), Node, "a module's name or a table");
+    if (Module == nullptr) return Routes.WrongType(Quoted(Path), Node, "a module's name or a table");
     Route.Module = Wide(Module->get());
     Route.ModuleFile = ModuleFile(Routes, Config, *Module);
     Config.Routes.push_back(std::move(Route));
@@ -389,14 +403,15 @@ void ReadProxy(TSection Section, TProxyConfig& Proxy) {
     constexpr std::string_view Wanted = "a list of addresses and networks, like \"10.0.0.0/8\"";
     if (const toml::node* Node = Section.FindNode("trusted")) {
         const toml::array* const List = Node->as_array();
-        if (List == nullptr) Section.WrongType("trusted", *Node, Wanted);
+        if (List == nullptr) return Section.WrongType("trusted", *Node, Wanted);
         for (const toml::node& Item : *List) {
             const auto* const Text = Item.as_string();
-            if (Text == nullptr) Section.WrongType("trusted", Item, Wanted);
+            if (Text == nullptr) return Section.WrongType("trusted", Item, Wanted);
             const auto Network = TNetwork::Parse(Text->get());
             if (!Network) {
                 Section.Fail(Item, "\"proxy.trusted\": " + Quoted(Text->get()) +
                                        " is neither an address nor a network with nothing behind its length");
+                continue;
             }
             Proxy.Trusted.push_back(*Network);
         }
@@ -460,7 +475,10 @@ void ReadSecurity(TSection Section, TWebConfig& Config) {
 
 THelperConfig ReadHelper(const TSection& Root, const toml::node& Node) {
     const toml::table* const Table = Node.as_table();
-    if (Table == nullptr) Root.WrongType("helper", Node, "tables, each written [[helper]]");
+    if (Table == nullptr) {
+        Root.WrongType("helper", Node, "tables, each written [[helper]]");
+        return {};
+    }
     TSection Section(Root.File(), *Table, "helper.");
     THelperConfig Helper;
     Helper.Folder = Root.File().Resolve(".").parent_path().u16string();
@@ -469,10 +487,14 @@ THelperConfig ReadHelper(const TSection& Root, const toml::node& Node) {
     if (Words == nullptr || Words->empty()) {
         Section.Fail(Command != nullptr ? *Command : Node,
                      "\"helper.command\" must be a list of texts: the program and its arguments");
+        return Helper;
     }
     for (const toml::node& Word : *Words) {
         const auto* const Text = Word.as_string();
-        if (Text == nullptr) Section.WrongType("command", Word, "a list of texts");
+        if (Text == nullptr) {
+            Section.WrongType("command", Word, "a list of texts");
+            continue;
+        }
         if (Text->get().find('\0') != std::string::npos) {
             Section.Fail(Word, "\"helper.command\": a word cannot have a zero byte in it");
         }
@@ -482,6 +504,7 @@ THelperConfig ReadHelper(const TSection& Root, const toml::node& Node) {
     if (Pipe == nullptr || platform::SplitPipePath(u"\\\\.\\pipe\\" + Wide(Pipe->get())).Name.empty()) {
         Section.Fail(Pipe != nullptr ? static_cast<const toml::node&>(*Pipe) : Node,
                      "\"helper.pipe\" must be the name of a pipe, without slashes");
+        return Helper;
     }
     Helper.Pipe = Pipe->get();
     constexpr std::int64_t Day = 86'400'000;
@@ -497,12 +520,16 @@ THelperConfig ReadHelper(const TSection& Root, const toml::node& Node) {
 
 TLibraryConfig ReadLibrary(const TSection& Root, const toml::node& Node) {
     const toml::table* const Table = Node.as_table();
-    if (Table == nullptr) Root.WrongType("library", Node, "tables, each written [[library]]");
+    if (Table == nullptr) {
+        Root.WrongType("library", Node, "tables, each written [[library]]");
+        return {};
+    }
     TSection Section(Root.File(), *Table, "library.");
     const auto* const Given = Section.Text("file");
     if (Given == nullptr || Given->get().empty()) {
         Section.Fail(Given != nullptr ? static_cast<const toml::node&>(*Given) : Node,
                      "\"library.file\" must name a library with classes for scripts");
+        return {};
     }
     Section.Finish();
     constexpr std::string_view Program = "{program}/";
@@ -524,7 +551,8 @@ void ReadTables(TSection& Section, std::string_view Key, TItem (*Read)(const TSe
     const toml::node* const Node = Section.FindNode(Key);
     if (Node == nullptr) return;
     const toml::array* const List = Node->as_array();
-    if (List == nullptr) Section.WrongType(Key, *Node, "tables, each written [[" + std::string(Key) + "]]");
+    if (List == nullptr)
+        return Section.WrongType(Key, *Node, "tables, each written [[" + std::string(Key) + "]]");
     for (const toml::node& Each : *List) Items.push_back(Read(Section, Each));
 }
 
@@ -567,6 +595,7 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
         Root = toml::parse(Text, platform::Utf16ToUtf8(FileName));
     } catch (const toml::parse_error& Error) {
         File.Fail(Error.source(), Error.description());
+        File.Finish();
     }
 
     TWebConfig Config;
@@ -594,7 +623,8 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
     Section.Finish();
     if (Setup != nullptr) Config.Setup = ModuleFile(Section, Config, *Setup);
     for (const auto& [Key, Node] : Routes.Entries()) ReadRoute(Routes, Key, Node, Config);
-    CheckSignIn(Section, Config);
+    if (!File.HasFaults()) CheckSignIn(Section, Config); // every path of it counts
+    File.Finish();
     return Config;
 }
 

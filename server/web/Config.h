@@ -18,7 +18,7 @@
 
 namespace zutools::server {
 
-/// A configuration that cannot be used: `file:line:column: what is wrong`.
+/// A configuration that cannot be used: `file:line:column: what is wrong`, a line for each fault.
 class EConfigError : public Exception {
 public:
     using Exception::Exception;
