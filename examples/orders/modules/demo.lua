@@ -3,6 +3,8 @@
 -- `zuhost users --config orders.toml remove NAME`, after `... add YOURSELF --administrator`.
 return {
   enabled = true,
+  -- Whoever is not signed in sees all orders. Users see those that their profiles let them view, whatever this says.
+  visitors = true,
   -- Editors take the orders of the city that their attribute City names; readers have no right to change anything.
   users = {
     { name = "admin", password = "demo-admin", administrator = true, about = "demo.admin" },

@@ -5,8 +5,7 @@ local record = require "record"
 local suffix = request.Language == "en" and "En" or "Ru"
 local id = page.number("id", 0, 0, math.maxinteger)
 
--- Visitors see every order, as in the list. Who signed in sees those that the profile shows.
-if session.user ~= "" and not session.may("view", "Orders", id) then
+if not page.may_view(id) then
   return record.refuse({ code = 402, message = page.string("lock.402") }, "", "/orders")
 end
 

@@ -24,7 +24,7 @@ local function say(...)
   request_lines[#request_lines + 1] = table.concat(cells, "\t")
 end
 
-if session.user ~= "" and not session.may("view", "Orders", id) then return polite(404, "MISSING") end
+if not page.may_view(id) then return polite(404, "MISSING") end
 local suffix = request.Language == "en" and "En" or "Ru"
 local order = db.select("SELECT o.ID, " .. page.order_number .. " AS Number, o.OrderDate, o.Customer" .. suffix ..
   " AS Customer, o.City" .. suffix .. " AS City, o.Total FROM Orders o" .. page.order_document .. " WHERE o.ID = :ID",

@@ -1,7 +1,11 @@
 -- The order list: search, sorting and paging, filled from the database into list.html.
+local demo = require "demo"
 local page = require "page"
 
 local rows_per_page = 20
+local most = 10000 -- orders that are counted and paged; beyond it a search leads on
+
+if session.user == "" and not demo.visitors then return response:Redirect("/signin?back=/orders") end
 
 -- What may be sorted, by the name in the address; nothing else ever reaches the statement.
 local columns = {
@@ -40,7 +44,13 @@ if query ~= "" then
   values.Pattern = pattern(query)
 end
 
-local count = db.select("SELECT count(*) AS Count" .. from .. where, values)[1].Count
+-- Counted no further than pages lead, and without the documents' table where nothing is sought in it.
+values.Most = most + 1
+local count = db.select("SELECT count(*) AS Count FROM (SELECT 1 AS One" .. (query == "" and " FROM Orders o" or from) ..
+  where .. " LIMIT :Most) Found", values)[1].Count
+values.Most = nil
+local more = count > most
+count = math.min(count, most)
 local pages = math.max(1, (count + rows_per_page - 1) // rows_per_page)
 local current = page.number("page", 1, 1, pages)
 
@@ -78,6 +88,7 @@ end
 
 -- The lines of all orders on the page in one statement, by order.
 local function items_of(orders)
+  if #orders == 0 then return {} end
   local ids = {}
   for index, order in ipairs(orders) do ids[index] = string.format("%d", order.ID) end
   local by_order = {}
@@ -167,8 +178,15 @@ else
     "{customer} AS Customer, {city} AS City, " ..
     "o.Status, o.Total" .. from .. where .. " ORDER BY " .. sortable[sort]) .. " " .. direction ..
     ", o.ID " .. direction .. " LIMIT :Limit OFFSET :Offset", values)
+  -- What a profile does not let its user view is neither shown nor counted.
+  local seen = {}
+  for _, order in ipairs(orders) do
+    if page.may_view(order.ID) then seen[#seen + 1] = order end
+  end
+  if #seen < #orders then count, more = #seen, false end
+  orders = seen
   local result = list.Part["RESULT"]
-  result.Tag["COUNT"] = count
+  result.Tag["COUNT"] = more and count .. "+" or count
   result.Tag["FIRST"] = offset + 1
   result.Tag["LAST"] = offset + #orders
   result.Tag["COLUMNS"] = header(result)

@@ -1,4 +1,6 @@
 -- What every page of the application shares: the frame, texts from templates, links, numbers and dates.
+local demo = require "demo"
+
 local page = {}
 
 local languages = { { code = "ru", text = "Русский" }, { code = "en", text = "English" } }
@@ -6,6 +8,12 @@ local languages = { { code = "ru", text = "Русский" }, { code = "en", tex
 -- An order's number, its own or that of its document, in statements with `FROM Orders o` .. page.order_document.
 page.order_number = "coalesce(o.Number, d.NumberText, '#' || o.ID)"
 page.order_document = " LEFT JOIN ZuDocuments d ON d.TableName = 'Orders' AND d.RecordID = CAST(o.ID AS TEXT)"
+
+--- Whether who asks may see an order.
+function page.may_view(id)
+  if session.user == "" then return demo.visitors end
+  return session.may("view", "Orders", id)
+end
 
 --- The value of a request parameter, "" when absent.
 function page.param(name)
