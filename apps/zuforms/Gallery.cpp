@@ -62,7 +62,7 @@ TGallery::TGallery(const QString& Store) {
     auto* Storage =
         new TQtFormStorage(this, {QStringLiteral("Outer.Sizes"), QStringLiteral("Panels.currentRow"),
                                   QStringLiteral("Tabs.currentIndex")});
-    Storage->SetIniFileName(Store);
+    Storage->setIniFileName(Store);
 }
 
 void TGallery::Open(const TPanel& Panel) {
