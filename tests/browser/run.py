@@ -4,7 +4,7 @@
 Starts `zuhost serve` on a copy of examples/orders with a fresh database and a free port, drives headless Chromium
 through it, and stops it again. Every test prints a line; the last line counts them.
 
-    run.py --zuhost PATH [--only WORD] [--forms 400]
+    run.py --zuhost PATH [--only WORD] [--forms 400] [--soak SECONDS]
 """
 
 import argparse
@@ -19,6 +19,7 @@ from selenium.webdriver.common.by import By
 
 import blocking
 import forms
+import soak
 from application import Page, Server, expect, new_browser
 
 PAGES_WITH_FORMS = 400  # --forms
@@ -225,6 +226,7 @@ def main():
     parser.add_argument("--zuhost", required=True)
     parser.add_argument("--only", default="")
     parser.add_argument("--forms", type=int, default=PAGES_WITH_FORMS, help="pages with forms to compare (400)")
+    parser.add_argument("--soak", type=float, default=0, help="afterwards, a mixed load for so long")
     options = parser.parse_args()
     globals()["PAGES_WITH_FORMS"] = options.forms
     passed = failed = 0
@@ -251,6 +253,8 @@ def main():
         for name, test in list(vars(blocking).items()):
             if name.startswith("test_"):
                 run(name, test, team)
+        if options.soak:
+            run("soak", soak.soak, server, options.soak)
     finally:
         browser.quit()
         other.quit()
