@@ -93,7 +93,7 @@ private:
 
     // The first of a name counts: registered before published, the most derived class before its bases.
     void Enter(std::u16string_view Name, TWhat What) {
-        if (!FindMember(Name)) FMembers.push_back({Name, std::move(What)});
+        if (!FindMember(Name)) FMembers.push_back({Name, What});
     }
 
     static bool IsFunction(const TMember& Member) {

@@ -75,7 +75,7 @@ void TSessionLease::Renew(const TSignedInUser& User) {
 TSessions::TSessions(TSessionLimits Limits, TClock Clock, TEndHook Ended, TEndHook Expired)
     : FClock(std::move(Clock))
     , FEnded(std::move(Ended))
-    , FExpired(Expired ? std::move(Expired) : FEnded)
+    , FExpired(Expired ? TEndHook(std::move(Expired)) : FEnded)
     , FLimits(Limits) {
     platform::FillRandom(FKey);
 }
