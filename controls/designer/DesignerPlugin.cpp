@@ -62,9 +62,9 @@ TDesignerPlugin::TDesignerPlugin(QObject* Parent)
 TDesignerPlugin::~TDesignerPlugin() = default;
 
 QList<QDesignerCustomWidgetInterface*> TDesignerPlugin::customWidgets() const {
-    QList<QDesignerCustomWidgetInterface*> Widgets;
-    for (const auto& Widget : FWidgets) Widgets += Widget.get();
-    return Widgets;
+    QList<QDesignerCustomWidgetInterface*> Result;
+    for (const auto& Widget : FWidgets) Result += Widget.get();
+    return Result;
 }
 
 } // namespace zutools
