@@ -4,7 +4,9 @@
 #include "platform/DynamicLibrary.h"
 
 #include <filesystem>
+#include <mutex>
 #include <utility>
+#include <vector>
 
 namespace zutools {
 
@@ -20,6 +22,14 @@ platform::TDynamicLibrary Load(std::u16string_view File) {
     } catch (const std::exception& Error) {
         throw EScriptLibrary(MessageOf(Error));
     }
+}
+
+// What a library showed may be in use while the process ends, so none is ever unloaded.
+void KeepToTheEnd(platform::TDynamicLibrary Module) {
+    static std::mutex Lock;
+    static auto& Kept = *new std::vector<platform::TDynamicLibrary>;
+    const std::scoped_lock Guard(Lock);
+    Kept.push_back(std::move(Module));
 }
 
 } // namespace
@@ -39,7 +49,7 @@ const TScriptLibrary& LoadScriptLibrary(std::u16string_view File) {
             Format(u"library \"%s\" was built with ZuTools %d.%d, and this is %s: build it anew",
                    {File, Major, Minor, HeaderVersion}));
     }
-    static_cast<void>(new platform::TDynamicLibrary(std::move(Module))); // stays to the end of the process
+    KeepToTheEnd(std::move(Module));
     return *Library;
 }
 
