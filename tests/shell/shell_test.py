@@ -587,7 +587,9 @@ class HelperTest(Shell):
         shutil.copytree(REPOSITORY / "examples/orders", example, ignore=shutil.ignore_patterns("*.db*"))
         log = open(self.folder / "log", "w")
         self.addCleanup(log.close)
-        self.service = subprocess.Popen([ZUHOST, "serve", "--config", example / "orders.toml", "--port", "0"], stderr=log)
+        self.service = subprocess.Popen([ZUHOST, "serve", "--config", example / "orders.toml", "--port", "0"], stderr=log,
+                                        # a pipe of its own: other tests run the example at the same time
+                                        env={**os.environ, "XDG_RUNTIME_DIR": str(self.folder)})
         self.addCleanup(self.service.wait)
         self.addCleanup(self.service.kill)
         while not (told := re.search(r"serving on http://127.0.0.1:(\d+)", (self.folder / "log").read_text())):
