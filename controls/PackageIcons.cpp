@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 namespace zutools {
 
@@ -198,13 +197,6 @@ private:
 QIcon PackageIcon(QStringView Name) {
     const auto Found = std::ranges::find(Pictures, Name, &TPicture::Name);
     return Found == Pictures.end() ? QIcon() : QIcon(new TVectorEngine(*Found));
-}
-
-QStringList PackageIconNames() {
-    QStringList Result;
-    std::ranges::transform(Pictures, std::back_inserter(Result),
-                           [](const TPicture& Picture) { return Picture.Name.toString(); });
-    return Result;
 }
 
 } // namespace zutools

@@ -3,14 +3,11 @@
 #pragma once
 
 #include <QIcon>
-#include <QStringList>
 #include <QStringView>
 
 namespace zutools {
 
 /// The picture of that name, such as "ICOWARNING" or "FILEOPEN"; without picture for any other name.
 [[nodiscard]] QIcon PackageIcon(QStringView Name);
-
-[[nodiscard]] QStringList PackageIconNames();
 
 } // namespace zutools
