@@ -4,15 +4,13 @@
 #include "controls/QtForm.h"
 #include "host/Exception.h"
 
+#include <QIcon>
 #include <QMetaMethod>
-#include <QPainter>
 #include <QStyle>
 
 namespace zutools {
 
 namespace {
-
-bool Designing = false; // one Designer in a process
 
 QString ToText(std::u16string_view Text) {
     return QStringView(Text).toString();
@@ -45,11 +43,11 @@ private:
 };
 
 TQtFormStorage::TQtFormStorage(QWidget* Form)
-    : QWidget(Form) {
-    TForm* const Owner = Designing || Form == nullptr ? nullptr : &QtForm(*Form->window());
+    : TFormComponent(Form) {
+    TForm* const Owner = Designing() || Form == nullptr ? nullptr : &QtForm(*Form->window());
     auto* const Own = new TStorage(Owner);
     FStorage = Own->Reference();
-    if (Designing) setOptions({fpState, fpPosition});
+    if (Designing()) setOptions({fpState, fpPosition});
     Own->OnSaveProperties = [this](TObject&) { Q_EMIT OnSaveProperties(); };
     Own->OnRestoreProperties = [this](TObject&) { Q_EMIT OnRestoreProperties(); };
     Own->OnNotice = [this](std::u16string_view Text) {
@@ -57,7 +55,6 @@ TQtFormStorage::TQtFormStorage(QWidget* Form)
         if (!isSignalConnected(Notice)) qWarning().noquote() << ToText(Text);
         Q_EMIT OnNotice(ToText(Text));
     };
-    if (!Designing) hide();
 }
 
 TQtFormStorage::TQtFormStorage(QWidget* Form, const QStringList& StoredProps)
@@ -127,17 +124,8 @@ void TQtFormStorage::setHost(TQtFormStorage* Value) {
     Storage().SetHost(Value == nullptr ? nullptr : &Value->Storage());
 }
 
-void TQtFormStorage::SetDesigning() {
-    Designing = true;
-}
-
-void TQtFormStorage::setVisible(bool Visible) {
-    QWidget::setVisible(Visible && Designing);
-}
-
-void TQtFormStorage::paintEvent(QPaintEvent*) {
-    QPainter Painter(this);
-    style()->standardIcon(QStyle::SP_DialogSaveButton).paint(&Painter, rect());
+QIcon TQtFormStorage::Picture() const {
+    return style()->standardIcon(QStyle::SP_DialogSaveButton);
 }
 
 } // namespace zutools

@@ -11,14 +11,14 @@
 
 #pragma once
 
+#include "controls/FormComponent.h"
 #include "persistence/Placment.h"
 
 #include <QStringList>
-#include <QWidget>
 
 namespace zutools {
 
-class TQtFormStorage : public QWidget {
+class TQtFormStorage : public TFormComponent {
     Q_OBJECT
     // In the order and with the defaults of TKXFormStorage, which tells what they are.
     Q_PROPERTY(QString IniFileName READ IniFileName WRITE setIniFileName)
@@ -66,12 +66,6 @@ public:
     /// What does the work.
     [[nodiscard]] TKXFormStorage& Storage() const;
 
-    [[nodiscard]] QSize sizeHint() const override { return {32, 32}; }
-    void setVisible(bool Visible) override;
-
-    /// From now on storages are being designed: they are seen, and keep nothing. For Designer's plug-in.
-    static void SetDesigning();
-
 Q_SIGNALS:
     void OnSaveProperties();
     void OnRestoreProperties();
@@ -79,7 +73,7 @@ Q_SIGNALS:
     void OnNotice(const QString& Text);
 
 protected:
-    void paintEvent(QPaintEvent* Event) override;
+    [[nodiscard]] QIcon Picture() const override;
 
 private:
     class TStorage;

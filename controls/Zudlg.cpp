@@ -154,14 +154,13 @@ QString ButtonKind(const QString& NameOrCaption) {
     return Kinds.contains(Name) ? Name.toUpper() : QString();
 }
 
-TZUDlg::TZUDlg(QObject* Owner)
-    : QObject(Owner)
+TZUDlg::TZUDlg(QWidget* Owner)
+    : TFormComponent(Owner)
     , FButtons{QStringLiteral("&OK"), QStringLiteral("&Cancel")} {}
 
 int TZUDlg::Show() {
     DropTrailingCaptions(FButtons);
-    auto* Parent = qobject_cast<QWidget*>(parent());
-    TDlgWindow Window(Parent ? Parent->window() : QApplication::activeWindow(), *this,
+    TDlgWindow Window(parentWidget() ? parentWidget()->window() : QApplication::activeWindow(), *this,
                       [this] { DialogShow(); });
     frm = &Window;
     Build(Window);
@@ -226,6 +225,10 @@ void TZUDlg::Build(QDialog& Window) {
     Window.setAccessibleDescription(Text->text());
     Window.setFixedSize(Layout.Window);
     Window.move(Screen.center() - QPoint(Layout.Window.width() / 2, Layout.Window.height() / 2));
+}
+
+QIcon TZUDlg::Picture() const {
+    return PackageIcon(u"ICOCONFIRMATION");
 }
 
 QPixmap TZUDlg::PictureFor(const QWidget& Window) const {

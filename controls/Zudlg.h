@@ -4,12 +4,12 @@
 
 #pragma once
 
+#include "controls/FormComponent.h"
 #include "controls/SystemSounds.h"
 
 #include <QColor>
 #include <QDialog>
 #include <QFont>
-#include <QObject>
 #include <QPixmap>
 #include <QPointer>
 #include <QStringList>
@@ -24,7 +24,7 @@ namespace zutools {
 /// any other.
 [[nodiscard]] QString ButtonKind(const QString& NameOrCaption);
 
-class TZUDlg : public QObject {
+class TZUDlg : public TFormComponent {
     Q_OBJECT
     Q_PROPERTY(QStringList Buttons READ Buttons WRITE SetButtons NOTIFY ButtonsChanged)
     Q_PROPERTY(QStringList Message READ Message WRITE SetMessage NOTIFY MessageChanged)
@@ -51,8 +51,8 @@ public:
     enum TWAV { wavNone, wavFile, wavAsterisk, wavExclamation, wavQuestion, wavDefault, wavResource };
     Q_ENUM(TWAV)
 
-    /// The window of an owner that is a widget stays behind the message box.
-    explicit TZUDlg(QObject* Owner = nullptr);
+    /// The owner's window stays behind the message box.
+    explicit TZUDlg(QWidget* Owner = nullptr);
 
     /// Shows the message box until a button is pressed; runs the event loop meanwhile.
     /// @return the index of the button; `Cancel` when the window was closed.
@@ -129,6 +129,9 @@ signals:
     void ButtonsShowGlyphChanged();
     void ButtonsCursorChanged();
     void ButtonsGlyphChanged();
+
+protected:
+    [[nodiscard]] QIcon Picture() const override;
 
 private:
     void Build(QDialog& Window);

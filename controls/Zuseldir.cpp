@@ -1,6 +1,10 @@
 #include "controls/Zuseldir.h"
 
+#include "controls/ChangedField.h"
 #include "controls/FolderDialog.h"
+
+#include <QIcon>
+#include <QStyle>
 
 #include <array>
 #include <utility>
@@ -9,20 +13,9 @@ namespace zutools {
 
 namespace {
 
-struct TFlagBit {
-    TBrowseFlag Flag;
-    unsigned Bit;
-};
-
-constexpr std::array FlagBits{
-    TFlagBit{bf_BrowseForComputer, 0x1000},
-    TFlagBit{bf_BrowseForPrinter, 0x2000},
-    TFlagBit{bf_DontGoBelowDomain, 0x2},
-    TFlagBit{bf_statustext, 0x4},
-    TFlagBit{bf_ReturnFSanceStors, 0x8},
-    TFlagBit{bf_ReturnOnlyFSDIRS, 0x1},
-    TFlagBit{bf_EditBox, 0x10},
-};
+constexpr std::array AllFlags{
+    bf_BrowseForComputer, bf_BrowseForPrinter, bf_DontGoBelowDomain, bf_statustext, bf_ReturnFSanceStors,
+    bf_ReturnOnlyFSDIRS,  bf_EditBox};
 constexpr unsigned Validate = 0x20;
 constexpr unsigned NewDialogStyle = 0x40;
 
@@ -45,17 +38,17 @@ bool TBrowseForFolder::Execute() {
     TBrowseInfo Info;
     Info.Owner = OwnerHandle;
     Info.Title = FCaption;
-    if (Root == bl_CUSTOM)
+    if (FORoot == bl_CUSTOM)
         Info.RootPath = FRoot;
-    else if (Root != bl_STANDART)
-        Info.RootFolder = SpecialFolders[static_cast<std::size_t>(Root)];
+    else if (FORoot != bl_STANDART)
+        Info.RootFolder = SpecialFolders[static_cast<std::size_t>(FORoot)];
     Info.Callback = FCallback;
-    Info.Data = FData.value_or(TBrowseData{FolderName, StatusText});
+    Info.Data = FData.value_or(TBrowseData{FFolderName, FStatusText});
     Info.Flags = FOperFlags | Validate | NewDialogStyle;
     const auto Chosen = OnBrowse ? OnBrowse(Info) : ShowFolderDialog(Info);
     if (!Chosen) return false;
-    FolderName = Chosen->Path;
-    DisplayName = Chosen->DisplayName;
+    SetFolderName(Chosen->Path);
+    SetDisplayName(Chosen->DisplayName);
     return true;
 }
 
@@ -63,25 +56,50 @@ void TBrowseForFolder::SetOperFlag(unsigned Bit, bool On) {
     FOperFlags = On ? FOperFlags | Bit : FOperFlags & ~Bit;
 }
 
-void TBrowseForFolder::SetFlags(const TBrowseFlags& Flags) {
-    for (const auto& [Flag, Bit] : FlagBits) SetOperFlag(Bit, Flags.contains(Flag));
+void TBrowseForFolder::SetFlags(TBrowseFlags Value) {
+    if (Value == GetFlags()) return;
+    for (const TBrowseFlag Flag : AllFlags) SetOperFlag(Flag, Value.testFlag(Flag));
+    emit FlagsChanged();
 }
 
 TBrowseFlags TBrowseForFolder::GetFlags() const {
     TBrowseFlags Result;
-    for (const auto& [Flag, Bit] : FlagBits)
-        if (GetOperFlag(Bit)) Result.insert(Flag);
+    for (const TBrowseFlag Flag : AllFlags) Result.setFlag(Flag, GetOperFlag(Flag));
     return Result;
+}
+
+void TBrowseForFolder::SetCaption(const QString& Text) {
+    SetField(*this, FCaption, Text, &TBrowseForFolder::CaptionChanged);
+}
+
+void TBrowseForFolder::SetDisplayName(const QString& Value) {
+    SetField(*this, FDisplayName, Value, &TBrowseForFolder::DisplayNameChanged);
+}
+
+void TBrowseForFolder::SetStatusText(const QString& Value) {
+    SetField(*this, FStatusText, Value, &TBrowseForFolder::StatusTextChanged);
+}
+
+void TBrowseForFolder::SetFolderName(const QString& Value) {
+    SetField(*this, FFolderName, Value, &TBrowseForFolder::FolderNameChanged);
+}
+
+void TBrowseForFolder::SetRoot(TBrowseLocation Value) {
+    SetField(*this, FORoot, Value, &TBrowseForFolder::RootChanged);
+}
+
+QIcon TBrowseForFolder::Picture() const {
+    return style()->standardIcon(QStyle::SP_DirOpenIcon);
 }
 
 bool ZUSelectDirectory(QWidget* OwnerWindow, const QString& Caption, QString& Directory) {
     TBrowseForFolder Browser;
-    Browser.FolderName = Directory;
+    Browser.SetFolderName(Directory);
     Browser.SetCaption(Caption);
     Browser.OwnerHandle = OwnerWindow;
     Browser.SetFlags({bf_statustext, bf_ReturnOnlyFSDIRS});
     if (!Browser.Execute()) return false;
-    Directory = Browser.FolderName;
+    Directory = Browser.FolderName();
     return true;
 }
 

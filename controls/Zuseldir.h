@@ -4,54 +4,15 @@
 
 #pragma once
 
+#include "controls/FormComponent.h"
+
 #include <QString>
-#include <QWidget>
 
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <set>
 
 namespace zutools {
-
-enum TBrowseFlag {
-    bf_BrowseForComputer,
-    bf_BrowseForPrinter,
-    bf_DontGoBelowDomain,
-    bf_statustext,
-    bf_ReturnFSanceStors,
-    bf_ReturnOnlyFSDIRS,
-    bf_EditBox
-};
-using TBrowseFlags = std::set<TBrowseFlag>;
-
-enum TBrowseLocation {
-    bl_STANDART,
-    bl_CUSTOM,
-    bl_DESKTOP,
-    bl_PROGRAMS,
-    bl_CONTROLS,
-    bl_PRINTERS,
-    bl_PERSONAL,
-    bl_FAVORITES,
-    bl_STARTUP,
-    bl_RECENT,
-    bl_SENDTO,
-    bl_BITBUCKET,
-    bl_STARTMENU,
-    bl_DESKTOPDIRECTORY,
-    bl_DRIVES,
-    bl_NETWORK,
-    bl_NETHOOD,
-    bl_FONTS,
-    bl_TEMPLATES,
-    bl_COMMON_STARTMENU,
-    bl_COMMON_PROGRAMS,
-    bl_COMMON_STARTUP,
-    bl_COMMON_DESKTOPDIRECTORY,
-    bl_APPDATA,
-    bl_PRINTHOOD
-};
 
 /// What a browser tells its callback, and what the callback may send it. The numbers are the shell's.
 inline constexpr unsigned bm_Initialized = 1;
@@ -103,8 +64,60 @@ struct TBrowsed {
 /// Shows a browser until a person chose or gave up; none: gave up.
 using TFolderBrowser = std::function<std::optional<TBrowsed>(const TBrowseInfo& Info)>;
 
-class TBrowseForFolder {
+class TBrowseForFolder : public TFormComponent {
+    Q_OBJECT
+    Q_PROPERTY(QString DisplayName READ DisplayName WRITE SetDisplayName NOTIFY DisplayNameChanged)
+    Q_PROPERTY(QString StatusText READ StatusText WRITE SetStatusText NOTIFY StatusTextChanged)
+    Q_PROPERTY(QString FolderName READ FolderName WRITE SetFolderName NOTIFY FolderNameChanged USER true)
+    Q_PROPERTY(TBrowseFlags Flags READ GetFlags WRITE SetFlags NOTIFY FlagsChanged)
+    Q_PROPERTY(TBrowseLocation Root READ Root WRITE SetRoot NOTIFY RootChanged)
+    Q_PROPERTY(QString Caption READ Caption WRITE SetCaption NOTIFY CaptionChanged)
+
 public:
+    /// Each is the shell's own bit.
+    enum TBrowseFlag {
+        bf_BrowseForComputer = 0x1000,
+        bf_BrowseForPrinter = 0x2000,
+        bf_DontGoBelowDomain = 0x2,
+        bf_statustext = 0x4,
+        bf_ReturnFSanceStors = 0x8,
+        bf_ReturnOnlyFSDIRS = 0x1,
+        bf_EditBox = 0x10
+    };
+    Q_DECLARE_FLAGS(TBrowseFlags, TBrowseFlag)
+    Q_FLAG(TBrowseFlags)
+    enum TBrowseLocation {
+        bl_STANDART,
+        bl_CUSTOM,
+        bl_DESKTOP,
+        bl_PROGRAMS,
+        bl_CONTROLS,
+        bl_PRINTERS,
+        bl_PERSONAL,
+        bl_FAVORITES,
+        bl_STARTUP,
+        bl_RECENT,
+        bl_SENDTO,
+        bl_BITBUCKET,
+        bl_STARTMENU,
+        bl_DESKTOPDIRECTORY,
+        bl_DRIVES,
+        bl_NETWORK,
+        bl_NETHOOD,
+        bl_FONTS,
+        bl_TEMPLATES,
+        bl_COMMON_STARTMENU,
+        bl_COMMON_PROGRAMS,
+        bl_COMMON_STARTUP,
+        bl_COMMON_DESKTOPDIRECTORY,
+        bl_APPDATA,
+        bl_PRINTHOOD
+    };
+    Q_ENUM(TBrowseLocation)
+
+    explicit TBrowseForFolder(QWidget* Owner = nullptr)
+        : TFormComponent(Owner) {}
+
     /// @return whether a folder was chosen; then `FolderName` and `DisplayName` tell it.
     bool Execute();
 
@@ -113,30 +126,60 @@ public:
     void SetFunction(TBrowseCallback Callback) { FCallback = std::move(Callback); }
     /// In place of the selection and the status text.
     void SetLParam(const TBrowseData& Value) { FData = Value; }
-    void SetCaption(const QString& Text) { FCaption = Text; }
-    [[nodiscard]] const QString& Caption() const { return FCaption; }
-    void SetFlags(const TBrowseFlags& Flags);
+    void SetFlags(TBrowseFlags Value);
     [[nodiscard]] TBrowseFlags GetFlags() const;
 
-    QString FolderName = QStringLiteral("C:\\"); // selected at the beginning, chosen at the end
-    QString DisplayName;
-    // The misspelling is what people have always read.
-    QString StatusText = QStringLiteral("Plase select folder");
-    TBrowseLocation Root = bl_STANDART;
+    void SetCaption(const QString& Text);
+    [[nodiscard]] const QString& Caption() const { return FCaption; }
+    /// Of the chosen folder.
+    void SetDisplayName(const QString& Value);
+    [[nodiscard]] const QString& DisplayName() const { return FDisplayName; }
+    void SetStatusText(const QString& Value);
+    [[nodiscard]] const QString& StatusText() const { return FStatusText; }
+    /// Selected at the beginning, chosen at the end.
+    void SetFolderName(const QString& Value);
+    [[nodiscard]] const QString& FolderName() const { return FFolderName; }
+    void SetRoot(TBrowseLocation Value);
+    [[nodiscard]] TBrowseLocation Root() const { return FORoot; }
+
     QWidget* OwnerHandle = nullptr;
     /// The browser that is shown; the desktop's own stands in where this is empty.
     TFolderBrowser OnBrowse;
+
+signals:
+    void DisplayNameChanged();
+    void StatusTextChanged();
+    void FolderNameChanged();
+    void FlagsChanged();
+    void RootChanged();
+    void CaptionChanged();
+
+protected:
+    [[nodiscard]] QIcon Picture() const override;
 
 private:
     void SetOperFlag(unsigned Bit, bool On);
     [[nodiscard]] bool GetOperFlag(unsigned Bit) const { return (FOperFlags & Bit) != 0; }
 
     QString FRoot;
+    QString FDisplayName;
+    // The misspelling is what people have always read.
+    QString FStatusText = QStringLiteral("Plase select folder");
+    QString FFolderName = QStringLiteral("C:\\");
+    TBrowseLocation FORoot = bl_STANDART;
     QString FCaption = QStringLiteral("Select Folder");
     TBrowseCallback FCallback = BrowseCallbackProc;
     std::optional<TBrowseData> FData;
     unsigned FOperFlags = 0;
 };
+
+Q_DECLARE_OPERATORS_FOR_FLAGS(TBrowseForFolder::TBrowseFlags)
+
+using TBrowseFlag = TBrowseForFolder::TBrowseFlag;
+using TBrowseFlags = TBrowseForFolder::TBrowseFlags;
+using TBrowseLocation = TBrowseForFolder::TBrowseLocation;
+using enum TBrowseForFolder::TBrowseFlag;
+using enum TBrowseForFolder::TBrowseLocation;
 
 /// Lets a person choose a folder; `Directory` is selected at the beginning and stays as it is without a
 /// choice.

@@ -75,7 +75,7 @@ void TGallery::Show(const TPanel& Panel) {
     FShown = Shown.Widget;
     FPlace->layout()->addWidget(FShown);
     FAbout->setText(Translated(Panel.About));
-    FSample->setPlainText(QString::fromUtf8(Panel.Sample));
+    FSample->setPlainText(SampleOf(Panel));
     FInspector->Show(*Shown.Control);
     FEvents->Listen(*Shown.Control);
     ShowStates(Shown);

@@ -26,10 +26,9 @@ struct TShown {
 };
 
 struct TPanel {
-    const char* Name;  // as --panel and --shot take it
+    const char* Name;  // as --panel and --shot take it, and of its page in docs/controls
     const char* Title; // of the class
     const char* About; // one sentence, translated
-    const char* Sample;
     TShown (*Make)(QWidget* Parent);
 };
 
@@ -37,6 +36,10 @@ struct TPanel {
 /// Null when no panel has that name.
 [[nodiscard]] const TPanel* FindPanel(const QString& Name);
 
+/// The first sample of the panel's page.
+[[nodiscard]] QString SampleOf(const TPanel& Panel);
+
+TShown MakeFolderPanel(QWidget* Parent);
 TShown MakeLogFilePanel(QWidget* Parent);
 TShown MakeMessagePanel(QWidget* Parent);
 TShown MakePathPanel(QWidget* Parent);

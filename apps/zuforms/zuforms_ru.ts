@@ -195,5 +195,29 @@
         <source>A wrong macro</source>
         <translation>Неверный макрос</translation>
     </message>
+    <message>
+        <source>A folder chosen from a tree below a root; slow folders hold up nothing.</source>
+        <translation>Папка, выбранная в дереве ниже корня; медленные папки ничего не задерживают.</translation>
+    </message>
+    <message>
+        <source>C&amp;hoose a folder</source>
+        <translation>&amp;Выбрать папку</translation>
+    </message>
+    <message>
+        <source>Whole computer</source>
+        <translation>Весь компьютер</translation>
+    </message>
+    <message>
+        <source>Own documents</source>
+        <translation>Свои документы</translation>
+    </message>
+    <message>
+        <source>Paths typed</source>
+        <translation>Ввод пути</translation>
+    </message>
+    <message>
+        <source>Tree only</source>
+        <translation>Только дерево</translation>
+    </message>
 </context>
 </TS>

@@ -1,6 +1,12 @@
 #include "controls/designer/DesignerPlugin.h"
 
 #include "controls/QtFormStorage.h"
+#include "controls/Zudlg.h"
+#include "controls/Zufpchooser.h"
+#include "controls/Zufpsel.h"
+#include "controls/Zuprogress.h"
+#include "controls/Zuseldir.h"
+#include "controls/Zuwaver.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -21,13 +27,37 @@ struct TWidget {
     QWidget* (*Make)(QWidget* Parent);
 };
 
+template <class T>
+QWidget* New(QWidget* Parent) {
+    return new T(Parent);
+}
+
 constexpr TWidget Widgets[] = {
+    {"zutools::TBrowseForFolder", "controls/Zuseldir.h", "FolderBrowser", "Lets a person choose a folder",
+     "Set Root, Caption and FolderName, then call Execute. It is seen here only.", QStyle::SP_DirOpenIcon,
+     New<TBrowseForFolder>},
     {"zutools::TQtFormStorage", "controls/QtFormStorage.h", "FormStorage",
      "Keeps the form's place and chosen properties in a settings file",
      "Name in StoredProps what is kept, \"component.property\" each, switch StoredPlacement on for the "
-     "window's "
-     "place, and Active. It is seen here only.",
-     QStyle::SP_DialogSaveButton, [](QWidget* Parent) -> QWidget* { return new TQtFormStorage(Parent); }},
+     "window's place, and Active. It is seen here only.",
+     QStyle::SP_DialogSaveButton, New<TQtFormStorage>},
+    {"zutools::TZUDlg", "controls/Zudlg.h", "Dlg", "A message box with captions of one's own",
+     "Set Message, Buttons and Icon, then call Show; it returns the index of the button. It is seen here "
+     "only.",
+     QStyle::SP_MessageBoxQuestion, New<TZUDlg>},
+    {"zutools::TZUFilePathChoser", "controls/Zufpsel.h", "LogFile",
+     "The path of a log file, with macros, and a logger's settings",
+     "FileName holds the path with its macros; ShowSizeLimit and ShowTracerParams show more of it.",
+     QStyle::SP_FileIcon, New<TZUFilePathChoser>},
+    {"zutools::TZUFPChooser", "controls/Zufpchooser.h", "Path",
+     "The path of a file or a folder, with earlier ones",
+     "ObjectType says what is chosen, InfoText is the label, HistoryList the earlier paths.",
+     QStyle::SP_DirIcon, New<TZUFPChooser>},
+    {"zutools::TZUProgress", "controls/Zuprogress.h", "Progress", "How far work is, as a cylinder that fills",
+     "It counts as QProgressBar does; colorStyle and format say how it looks.", QStyle::SP_MediaVolume,
+     New<TZUProgress>},
+    {"zutools::TZUWavePanel", "controls/Zuwaver.h", "Wave", "A strip along which a wave of colour travels",
+     "Active begins the wave; it cannot be switched off again.", QStyle::SP_BrowserReload, New<TZUWavePanel>},
 };
 
 class TEntry final : public QDesignerCustomWidgetInterface {
@@ -55,7 +85,7 @@ private:
 
 TDesignerPlugin::TDesignerPlugin(QObject* Parent)
     : QObject(Parent) {
-    TQtFormStorage::SetDesigning();
+    TFormComponent::SetDesigning();
     for (const TWidget& Widget : Widgets) FWidgets.push_back(std::make_unique<TEntry>(Widget));
 }
 

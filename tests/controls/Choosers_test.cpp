@@ -150,22 +150,22 @@ TEST(PathWorker, IsBoundedAndOutlivesItsReceiver) {
 
 TEST(Zuseldir, FlagsAndTheRecordOfTheBrowser) {
     TBrowseForFolder Browser;
-    EXPECT_EQ(Browser.FolderName, "C:\\");
-    EXPECT_EQ(Browser.StatusText, "Plase select folder");
+    EXPECT_EQ(Browser.FolderName(), "C:\\");
+    EXPECT_EQ(Browser.StatusText(), "Plase select folder");
     EXPECT_EQ(Browser.Caption(), "Select Folder");
     Browser.SetFlags({bf_EditBox, bf_ReturnOnlyFSDIRS});
-    Browser.Root = bl_DRIVES;
+    Browser.SetRoot(bl_DRIVES);
     TBrowseInfo Given;
     Browser.OnBrowse = [&Given](const TBrowseInfo& Info) -> std::optional<TBrowsed> {
         Given = Info;
         return std::nullopt;
     };
     EXPECT_FALSE(Browser.Execute());
-    EXPECT_EQ(Browser.FolderName, "C:\\");
+    EXPECT_EQ(Browser.FolderName(), "C:\\");
     EXPECT_EQ(Given.Flags, 0x10U | 0x1U | 0x20U | 0x40U);
     EXPECT_EQ(Given.RootFolder, 17);
     EXPECT_EQ(Browser.GetFlags(), (TBrowseFlags{bf_EditBox, bf_ReturnOnlyFSDIRS}));
-    Browser.Root = bl_CUSTOM;
+    Browser.SetRoot(bl_CUSTOM);
     Browser.SetRoot("/srv");
     Browser.Execute();
     EXPECT_EQ(Given.RootFolder, std::nullopt);
@@ -188,9 +188,9 @@ TEST(FolderDialog, OpensAtTheSelectionAndTakesTypedNamesThatExist) {
     const QTemporaryDir Folder;
     ASSERT_TRUE(QDir(Folder.path()).mkpath("one/two"));
     TBrowseForFolder Browser;
-    Browser.Root = bl_CUSTOM;
+    Browser.SetRoot(bl_CUSTOM);
     Browser.SetRoot(Folder.path());
-    Browser.FolderName = Folder.path() + "/one/two";
+    Browser.SetFolderName(Folder.path() + "/one/two");
     Browser.SetFlags({bf_statustext, bf_EditBox});
     QStringList Seen;
     QTimer::singleShot(0, [&] {
@@ -212,8 +212,8 @@ TEST(FolderDialog, OpensAtTheSelectionAndTakesTypedNamesThatExist) {
     });
     EXPECT_TRUE(Browser.Execute());
     EXPECT_EQ(Seen, QStringList{Folder.path() + "/one/two"});
-    EXPECT_EQ(Browser.FolderName, Folder.path() + "/one");
-    EXPECT_EQ(Browser.DisplayName, "one");
+    EXPECT_EQ(Browser.FolderName(), Folder.path() + "/one");
+    EXPECT_EQ(Browser.DisplayName(), "one");
 }
 
 TEST(FolderTree, FillsAsItIsOpenedAndReadsAnew) {

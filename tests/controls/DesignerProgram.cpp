@@ -3,11 +3,46 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QMetaProperty>
 #include <QPluginLoader>
 #include <QWidget>
+#include <QXmlStreamReader>
 #include <QtUiPlugin/QDesignerCustomWidgetCollectionInterface>
 
 #include <iostream>
+
+namespace {
+
+// Each property that the widget's own classes declare is seen, and takes what it holds.
+QString FaultOfProperties(QWidget& Widget) {
+    const QMetaObject& Meta = *Widget.metaObject();
+    const int First = QWidget::staticMetaObject.propertyCount();
+    if (Meta.propertyCount() == First) return "has no property";
+    for (int I = First; I < Meta.propertyCount(); ++I) {
+        const QMetaProperty Property = Meta.property(I);
+        const bool Seen = Property.isDesignable() && Property.read(&Widget).isValid();
+        if (!Seen || (Property.isWritable() && !Property.write(&Widget, Property.read(&Widget))))
+            return QString("hides %1").arg(Property.name());
+    }
+    return {};
+}
+
+// Why Designer would not take the widget; empty when it does.
+QString FaultOf(const QDesignerCustomWidgetInterface& Entry, QWidget& Widget) {
+    if (Entry.group() != "ZuTools" || Entry.toolTip().isEmpty() || Entry.whatsThis().isEmpty())
+        return "is not told of";
+    if (Entry.icon().isNull()) return "has no icon";
+    if (Widget.metaObject()->className() != Entry.name()) return "is of another class";
+    if (!Widget.isVisible()) return "is not seen";
+    QXmlStreamReader Xml(Entry.domXml());
+    while (Xml.readNextStartElement() && Xml.name() != u"widget") {
+    }
+    if (Xml.attributes().value("class") != Entry.name()) return "is another in its XML";
+    Widget.setObjectName(Xml.attributes().value("name").toString());
+    return FaultOfProperties(Widget);
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     const QApplication Application(argc, argv);
@@ -22,16 +57,13 @@ int main(int argc, char** argv) {
     for (QDesignerCustomWidgetInterface* const Entry : Plugin->customWidgets()) {
         QWidget* const Widget = Entry->createWidget(&Form);
         Widget->show();
-        const bool Good = Entry->group() == "ZuTools" && Entry->domXml().contains(Entry->name()) &&
-                          Widget->metaObject()->className() == Entry->name() && !Entry->icon().isNull() &&
-                          Widget->isVisible();
-        std::cout << Entry->name().toStdString() << (Good ? "" : " is not as Designer wants it") << '\n';
-        if (!Good) return 1;
-        if (Entry->name() != "zutools::TQtFormStorage") continue;
-        const QStringList Stored("Edit.text");
-        if (!Widget->setProperty("StoredProps", Stored) || Widget->property("StoredProps") != Stored)
-            return 1;
-        if (Widget->property("Active").toBool() || Widget->property("Options").toInt() != 3) return 1;
+        const QString Fault = FaultOf(*Entry, *Widget);
+        std::cout << Entry->name().toStdString() << ' ' << Fault.toStdString() << '\n';
+        if (!Fault.isEmpty()) return 1;
     }
-    return Plugin->customWidgets().isEmpty() ? 1 : 0;
+    QWidget* const Storage = Form.findChild<QWidget*>("FormStorage");
+    const QStringList Stored("Edit.text");
+    if (!Storage->setProperty("StoredProps", Stored) || Storage->property("StoredProps") != Stored) return 1;
+    if (Storage->property("Active").toBool() || Storage->property("Options").toInt() != 3) return 1;
+    return 0;
 }

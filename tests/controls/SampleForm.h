@@ -1,0 +1,28 @@
+// What stands around the samples of docs/controls: a program's own form, with what they mention of it. They
+// are compiled and never run.
+
+#pragma once
+
+#include "controls/Kxloger.h"
+
+#include <QDialog>
+#include <QStringList>
+
+namespace zutools::samples {
+
+extern TKXLoger& Loger;
+
+struct TForm : QWidget {
+    void Check() {}
+    void Save() {}
+    void Export(const QString& /*Folder*/) {}
+
+    QStringList Earlier;
+    QDialog Dialog;
+};
+
+inline QString ValueOfMacro(const QString& Macro) {
+    return Macro;
+}
+
+} // namespace zutools::samples
