@@ -1,0 +1,160 @@
+#include "controls/ParamFields.h"
+
+#include "checking/Chekprms.h"
+#include "host/Numbers.h"
+#include "platform/Text.h"
+#include "platform/TextTools.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+
+namespace zutools {
+
+namespace {
+
+constexpr std::array<std::u16string_view, 12> SecretWords{u"password", u"passwd", u"pwd",     u"passphrase",
+                                                          u"pin",      u"secret", u"secrets", u"token",
+                                                          u"пароль",   u"пин",    u"секрет",  u"passcode"};
+
+bool IsNumberOfDigits(std::u16string_view Text, std::size_t Digits) {
+    return Text.size() == Digits &&
+           std::ranges::all_of(Text, [](char16_t Digit) { return platform::IsAsciiDigit(Digit); });
+}
+
+bool IsDate(std::u16string_view Text) {
+    if (Text.size() != 10 || Text[4] != u'-' || Text[7] != u'-') return false;
+    const auto Year = Text.substr(0, 4);
+    const auto Month = Text.substr(5, 2);
+    const auto Day = Text.substr(8);
+    if (!IsNumberOfDigits(Year, 4) || !IsNumberOfDigits(Month, 2) || !IsNumberOfDigits(Day, 2)) return false;
+    const std::chrono::year_month_day Date{std::chrono::year(StrToIntDef(Year, 0)),
+                                           std::chrono::month(static_cast<unsigned>(StrToIntDef(Month, 0))),
+                                           std::chrono::day(static_cast<unsigned>(StrToIntDef(Day, 0)))};
+    return Date.ok() && Date.year() >= std::chrono::year(1);
+}
+
+bool IsColor(std::u16string_view Text) {
+    return Text.size() == 7 && Text[0] == u'#' &&
+           std::ranges::all_of(Text.substr(1), [](char16_t Digit) { return platform::HexValue(Digit) >= 0; });
+}
+
+bool IsCapital(char16_t Character) {
+    return platform::LowerAscii(Character) != Character;
+}
+
+TParamFault NumberFault(const TParamField& Field, std::u16string_view Value) {
+    const auto Number = TryStrToFloat(Value);
+    if (!Number) return {TParamFaultKind::NotNumber};
+    if (Field.Least && *Number < *Field.Least) return {TParamFaultKind::TooSmall, FloatToStr(*Field.Least)};
+    if (Field.Most && *Number > *Field.Most) return {TParamFaultKind::TooLarge, FloatToStr(*Field.Most)};
+    return {};
+}
+
+TParamFault KindFault(const TParamField& Field, std::u16string_view Value) {
+    const auto Unless = [](bool Fits, TParamFaultKind Kind) {
+        return Fits ? TParamFault() : TParamFault{Kind};
+    };
+    switch (Field.Kind) {
+    case TParamKind::Number:
+        return NumberFault(Field, Value);
+    case TParamKind::Date:
+        return Unless(IsDate(Value), TParamFaultKind::NotDate);
+    case TParamKind::Choice:
+        return Unless(std::ranges::find(Field.Choices, Value) != Field.Choices.end(),
+                      TParamFaultKind::NotChoice);
+    case TParamKind::Color:
+        return Unless(IsColor(Value), TParamFaultKind::NotColor);
+    case TParamKind::YesNo:
+        return Unless(YesOrNo(Value).has_value(), TParamFaultKind::NotYesNo);
+    case TParamKind::Text:
+    case TParamKind::File:
+    case TParamKind::Secret:
+        break;
+    }
+    return {};
+}
+
+TParamFault RuleFault(const TParamField& Field, const TParamValueChecker* Checker,
+                      std::u16string_view Value) {
+    if (Checker == nullptr || Checker->Passes(Value)) return {};
+    if (Field.Kind == TParamKind::Secret) return {TParamFaultKind::Refused};
+    try {
+        Checker->CheckValue(Value);
+    } catch (const EParamValueChecker& Error) {
+        return {TParamFaultKind::Refused, Error.Message()};
+    }
+    return {};
+}
+
+} // namespace
+
+TParamFields::TParamFields() = default;
+TParamFields::TParamFields(TParamFields&&) noexcept = default;
+TParamFields& TParamFields::operator=(TParamFields&&) noexcept = default;
+TParamFields::~TParamFields() = default;
+
+TParamFields::TParamFields(std::vector<TParamField> Fields)
+    : FFields(std::move(Fields)) {
+    for (const TParamField& Field : FFields) {
+        FByKey.try_emplace(Key(Field.Name), FCheckers.size());
+        auto& Checker = FCheckers.emplace_back();
+        if (Field.WrongValues.empty() && Field.RightValues.empty()) continue;
+        Checker = std::make_unique<TParamValueChecker>();
+        Checker->SetWrongSymbolsAsString(Field.WrongValues);
+        Checker->SetRightSymbolsAsString(Field.RightValues);
+    }
+}
+
+std::string TParamFields::Key(std::u16string_view Name) {
+    return platform::UserCollator().SortKey(Name, false);
+}
+
+const TParamField* TParamFields::FindByKey(const std::string& Key) const {
+    const auto Found = FByKey.find(Key);
+    return Found == FByKey.end() ? nullptr : &FFields[Found->second];
+}
+
+TParamKind TParamFields::Kind(std::u16string_view Name, const std::string& Key) const {
+    if (const TParamField* const Field = FindByKey(Key)) return Field->Kind;
+    return LooksSecret(Name) ? TParamKind::Secret : TParamKind::Text;
+}
+
+TParamFault TParamFields::CheckByKey(const std::string& Key, std::u16string_view Value) const {
+    const auto Found = FByKey.find(Key);
+    const TParamField* const Field = Found == FByKey.end() ? nullptr : &FFields[Found->second];
+    if (Value.empty())
+        return {Field != nullptr && Field->Required ? TParamFaultKind::ValueWanted : TParamFaultKind::None};
+    if (Value.find_first_of(u"\r\n") != Value.npos) return {TParamFaultKind::LineBreak};
+    if (Field == nullptr) return {};
+    TParamFault Fault = KindFault(*Field, Value);
+    return Fault ? Fault : RuleFault(*Field, FCheckers[Found->second].get(), Value);
+}
+
+bool LooksSecret(std::u16string_view Name) {
+    std::u16string Word;
+    const auto IsOne = [&Word] {
+        return std::ranges::find(SecretWords, platform::LowerCase(Word)) != SecretWords.end();
+    };
+    for (const char16_t Character : Name) {
+        const bool Letter = platform::IsLetterOrDigit(Character) && !platform::IsAsciiDigit(Character);
+        // "ApiToken": a capital behind a small letter begins a word.
+        const bool Begins = Letter && !Word.empty() && IsCapital(Character) && !IsCapital(Word.back());
+        if (!Letter || Begins) {
+            if (IsOne()) return true;
+            Word.clear();
+        }
+        if (Letter) Word.push_back(Character);
+    }
+    return IsOne();
+}
+
+std::optional<bool> YesOrNo(std::u16string_view Value) {
+    if (platform::EqualAsciiNoCase(Value, u"True")) return true;
+    if (platform::EqualAsciiNoCase(Value, u"False")) return false;
+    if (Value == u"1") return true;
+    if (Value == u"0") return false;
+    return std::nullopt;
+}
+
+} // namespace zutools
