@@ -51,6 +51,24 @@ QString IconName(TZUDlg::TDefaultIcons Icon) {
     return {};
 }
 
+// What a screen reader says of the icon.
+QString IconMeaning(TZUDlg::TDefaultIcons Icon) {
+    switch (Icon) {
+    case TZUDlg::icWarning:
+        return TZUDlg::tr("Warning");
+    case TZUDlg::icError:
+        return TZUDlg::tr("Error");
+    case TZUDlg::icInformation:
+        return TZUDlg::tr("Information");
+    case TZUDlg::icConfirmation:
+        return TZUDlg::tr("Question");
+    case TZUDlg::icCustom:
+    case TZUDlg::icNone:
+        break;
+    }
+    return {};
+}
+
 // The window of a message box. It answers with a button only, and to keys only that were pressed for it.
 class TDlgWindow final : public QDialog {
 public:
@@ -218,6 +236,7 @@ void TZUDlg::Build(QDialog& Window) {
     if (FIcon != icNone) {
         auto* Image = new QLabel(&Window);
         Image->setPixmap(Picture);
+        Image->setAccessibleName(IconMeaning(FIcon));
         Image->setGeometry(Mirrored(QRect(Layout.Picture, *Input.Picture)));
     }
     for (std::size_t I = 0; I < Buttons.size(); ++I) Buttons[I]->setGeometry(Mirrored(Layout.Buttons[I]));

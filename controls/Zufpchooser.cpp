@@ -249,7 +249,7 @@ void TZUFPChooser::SetInfoText(const QString& Value) {
     if (Value == InfoText()) return;
     EditLabel->setText(Value);
     EditLabel->adjustSize();
-    ValueEdit->setAccessibleName(QString(Value).remove(u'&'));
+    ValueEdit->lineEdit()->setAccessibleName(QString(Value).remove(u'&'));
     updateGeometry();
     emit InfoTextChanged();
 }

@@ -48,8 +48,10 @@ TZUFilePathChoser::TZUFilePathChoser(QWidget* Owner)
     FEdit->setAccessibleName(tr("Path of the file"));
     FCombo = new QComboBox(this);
     FCombo->setObjectName(QStringLiteral("cbFPChooser"));
-    FCombo->setAccessibleName(FEdit->accessibleName());
     FCombo->setEditable(true);
+    // Screen readers take a drop-down's text for its name; what it is for stands in the description.
+    FCombo->setAccessibleDescription(FEdit->accessibleName());
+    FCombo->lineEdit()->setAccessibleName(FEdit->accessibleName());
     FCombo->setInsertPolicy(QComboBox::NoInsert);
     FCombo->lineEdit()->installEventFilter(this);
     FCombo->hide();
@@ -77,7 +79,7 @@ TZUFilePathChoser::TZUFilePathChoser(QWidget* Owner)
     FSize->setAccessibleName(FLimit->text());
     FUnit = new QComboBox(FSizeRow);
     FUnit->addItems(UnitCaptions());
-    FUnit->setAccessibleName(tr("Unit of the size"));
+    FUnit->setAccessibleDescription(tr("Unit of the size"));
     Sizes->addWidget(FLimit);
     Sizes->addWidget(FSize, 1);
     Sizes->addWidget(FUnit);

@@ -14,6 +14,7 @@ TShown MakeProgressPanel(QWidget* Parent) {
     Columns->addLayout(Rows, 1);
     auto* Main = new TZUProgress(Page);
     Main->setObjectName(QStringLiteral("Progress"));
+    Main->setAccessibleName(Translated("Progress"));
     Main->setValue(65);
     Rows->addWidget(Main);
 

@@ -41,7 +41,7 @@
     </message>
     <message>
         <source>S&amp;how the message box</source>
-        <translation>&amp;Показать окно сообщения</translation>
+        <translation>По&amp;казать окно сообщения</translation>
     </message>
     <message>
         <source>Question</source>
@@ -218,6 +218,10 @@
     <message>
         <source>Tree only</source>
         <translation>Только дерево</translation>
+    </message>
+    <message>
+        <source>Progress</source>
+        <translation>Ход работы</translation>
     </message>
 </context>
 </TS>
