@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,11 @@ struct TServices;
 
 /// Operations on a record; the ordinals are those that rights are stored with.
 enum class TRecordRight : std::uint8_t { View = 0, Edit = 1, Delete = 2, Insert = 3 };
+
+/// "view", "edit", "delete", "insert".
+[[nodiscard]] std::u16string_view RecordRightName(TRecordRight Right);
+/// Ignores the case of A to Z.
+[[nodiscard]] std::optional<TRecordRight> RecordRightOfName(std::u16string_view Name);
 
 /// One line of a profile.
 struct TPrivilege {

@@ -92,6 +92,12 @@ void TTemplate::HandleError(std::u16string_view Msg) {
     if (FState->RaiseException) throw ETemplate(FState->LastError);
 }
 
+std::u16string TTemplate::Fault() const {
+    const TParsedTemplate* const Parsed = FState->Text.Parsed.get();
+    const auto* const Faulty = Parsed != nullptr ? Parsed->FirstFault() : nullptr;
+    return Faulty != nullptr ? FaultText(Faulty->Fault, Faulty->Name, FState->Name()) : std::u16string();
+}
+
 std::u16string TTemplate::GetDebugInfo() const {
     const TLoose* const Loose = FState->Loose();
     return Format(DebugText, {Loose != nullptr ? Loose->Body.size() : FState->Text.Part->BodyLength});
@@ -176,6 +182,7 @@ void TTemplate::ReadTemplate() {
     }
     ReplaceLanguageTags(Text);
     FState->Parse(std::move(Text), 0, {}, true);
+    LogFaults(*FState->Text.Parsed, FState->Name(), *FState->Services().Logger);
 }
 
 void TTemplate::ReplaceLanguageTags(std::u16string& Text) const {

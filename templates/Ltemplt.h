@@ -223,6 +223,9 @@ public:
 
     // --- Errors ---
 
+    /// The first mark that the text lacks, in words; empty when it has all. Copies tell it too.
+    [[nodiscard]] std::u16string Fault() const;
+
     /// Keeps `Msg` as the last error and raises it when RaiseException is set.
     void HandleError(std::u16string_view Msg);
     [[nodiscard]] bool RaiseException() const;

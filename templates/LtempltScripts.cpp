@@ -62,7 +62,25 @@ TKXVariant PropertyFunc_GetName(TObject& Target, TScriptArgs /*Args*/) {
 }
 
 void PropertyFunc_SetName(TObject& Target, TScriptArgs /*Index*/, const TKXVariant& Value) {
-    Self(Target).SetTemplateName(Value.AsString());
+    // A copy of the cache comes without errors and with a style of errors of its own. Scripts see no
+    // difference: the style that they chose stays, and a text that is cut short is an error, from the cache
+    // or not.
+    TTemplate& Template = Self(Target);
+    const bool Raise = Template.RaiseException();
+    const std::u16string Name = Value.AsString();
+    if (SameText(Name, Template.Name())) return;
+    Template.SetRaiseException(false);
+    Template.SetLastError({});
+    try {
+        Template.SetTemplateName(Name);
+    } catch (...) {
+        Template.SetRaiseException(Raise);
+        throw;
+    }
+    Template.SetRaiseException(Raise);
+    std::u16string Error = Template.LastError();
+    if (Error.empty()) Error = Template.Fault();
+    if (!Error.empty()) Template.HandleError(Error);
 }
 
 TKXVariant F_PartExist(TObject& Target, TScriptArgs Args) {

@@ -2,6 +2,7 @@
 
 #include "core/NameMatch.h"
 #include "host/Format.h"
+#include "host/Services.h"
 #include "host/StringHelpers.h"
 #include "templates/Ltemplt.h"
 #include "templates/Marks.h"
@@ -274,6 +275,14 @@ bool TPartName::IsOf(std::u16string_view Ident) const {
     // A letter and its capital need not be the same for the collation, as "\u0131" and "I" are not. A part is
     // found by its own name all the same.
     return Ident == FIdent || SameName(Ident, FName);
+}
+
+void LogFaults(const TParsedTemplate& Text, std::u16string_view TemplateName, TLogger& Logger) {
+    if (Text.FirstFault() == nullptr) return;
+    for (const TParsedTemplate::TPart& Part : Text.Parts()) {
+        if (Part.Fault != TParsedTemplate::TFault::None)
+            Logger.Log(TLogLevel::Error, FaultText(Part.Fault, Part.Name, TemplateName));
+    }
 }
 
 std::u16string FaultText(TParsedTemplate::TFault Fault, std::u16string_view PartName,

@@ -16,6 +16,8 @@
 
 namespace zutools {
 
+class TLogger;
+
 /// Column and line, both counted from 0.
 struct TCaret {
     int X = 0;
@@ -161,6 +163,9 @@ private:
     std::u16string_view FName;
     std::u16string FIdent;
 };
+
+/// Tells the log, as errors, every mark that the text of a file lacks: its pages are cut short there.
+void LogFaults(const TParsedTemplate& Text, std::u16string_view TemplateName, TLogger& Logger);
 
 /// What is wrong with a text, as templates tell it. `PartName` as written.
 [[nodiscard]] std::u16string FaultText(TParsedTemplate::TFault Fault, std::u16string_view PartName,

@@ -172,10 +172,7 @@ TZTSTemplateCache::TText TZTSTemplateCache::Load(const TKeyView& Key) const {
     TText Parsed = TParsedTemplate::Parse(std::move(Text), 0, std::move(Origin));
     // A missing mark is the error of the part that lacks it, and the copies have no errors: only the log can
     // tell it, with the file's name.
-    for (const TParsedTemplate::TPart& Part : Parsed->Parts()) {
-        if (Part.Fault == TParsedTemplate::TFault::None) continue;
-        Services().Logger->Log(TLogLevel::Warning, FaultText(Part.Fault, Part.Name, Key.Name));
-    }
+    LogFaults(*Parsed, Key.Name, *Services().Logger);
     return Parsed;
 }
 

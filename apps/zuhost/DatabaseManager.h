@@ -31,8 +31,10 @@ public:
     /// Of any table with a primary key; null without a database. The tables handed out must not outlive this.
     [[nodiscard]] std::unique_ptr<TUserTable> GetTable(std::u16string_view TableName) override {
         if (!FPool) return nullptr;
-        return server::MakeUserTable(TableName, [this] { return &FPool->Get(); });
+        return server::MakeUserTable(TableName, [this] { return &FPool->Get(); }, FGuard);
     }
+    /// What is asked before records of the tables above are opened and written. Before any is handed out.
+    void SetGuard(server::TTableGuard Guard) { FGuard = std::move(Guard); }
     [[nodiscard]] bool TransactionOpen() override { return FPool && FPool->InTransaction(); }
     /// The same as GetDatabase; only with a database.
     [[nodiscard]] server::TSqlDatabase& Connection() { return FPool->Get(); }
@@ -43,6 +45,7 @@ public:
 
 private:
     std::optional<server::TDatabasePool> FPool;
+    server::TTableGuard FGuard;
 };
 
 } // namespace zutools::zuhost

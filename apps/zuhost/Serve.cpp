@@ -258,6 +258,10 @@ void Serve(const TConfigReader& Read, std::u16string_view ConfigFile) {
     const auto Manager =
         std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database, Config.DatabaseTimeouts,
                                            /*Confined=*/true);
+    const auto Security = std::make_shared<TSqlSecurityManager>(DatabaseOf(Manager));
+    Manager->SetGuard([Live, Security](std::u16string_view Table) {
+        Security->RequireUser(Table, Live->Get()->AnonymousTables);
+    });
     const TServices Services = MakeServices(Manager, Logger, Config.Strings);
     WarnOfLanguages(Config, Services);
     const TLibrary Library(Services, Config.Templates, Config.Libraries);

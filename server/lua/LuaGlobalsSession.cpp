@@ -11,8 +11,6 @@
 #include "server/lua/LuaValues.h"
 #include "server/lua/SessionControl.h"
 
-#include <utility>
-
 namespace zutools::server {
 
 namespace {
@@ -46,14 +44,7 @@ int SignOut(lua_State* L) {
 }
 
 TRecordRight RightOf(std::u16string_view Name) {
-    static constexpr std::pair<std::u16string_view, TRecordRight> Rights[] = {
-        {u"view", TRecordRight::View},
-        {u"edit", TRecordRight::Edit},
-        {u"delete", TRecordRight::Delete},
-        {u"insert", TRecordRight::Insert},
-    };
-    for (const auto& [Known, Right] : Rights)
-        if (SameText(Known, Name)) return Right;
+    if (const auto Right = RecordRightOfName(Name)) return *Right;
     throw EIObjectError(Format(
         u"session.may: \"%s\" is no right; take \"view\", \"edit\", \"delete\" or \"insert\"", {Name}));
 }

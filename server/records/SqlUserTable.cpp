@@ -84,8 +84,9 @@ bool IsCopied(const TRecordState& State, std::size_t Index) {
 
 class TSqlUserTable final : public TUserTable {
 public:
-    TSqlUserTable(TShape Shape, TDatabaseOfThread Database)
+    TSqlUserTable(TShape Shape, TDatabaseOfThread Database, TTableGuard Guard)
         : FDatabase(std::move(Database))
+        , FGuard(std::move(Guard))
         , FName(Shape->Name) {
         FState.Shape = std::move(Shape);
     }
@@ -287,7 +288,10 @@ private:
     /// ever.
     TSqlDatabase& ConnectionOutside(std::u16string_view Verb) const {
         TSqlDatabase& Database = Connection(Verb);
-        if (!Database.InTransaction()) return Database;
+        if (!Database.InTransaction()) {
+            if (FGuard) FGuard(FName);
+            return Database;
+        }
         throw EUserTableError(Format(u"A record of %s cannot be %s inside a transaction; do it before the "
                                      u"transaction begins or after it has "
                                      u"ended, or use statements inside it",
@@ -375,6 +379,7 @@ private:
     }
 
     const TDatabaseOfThread FDatabase;
+    const TTableGuard FGuard;
     const std::u16string FName;
 
     mutable std::mutex FMutex; // guards the rest; never held while the database works
@@ -389,7 +394,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName, TDatabaseOfThread Database) {
+std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName, TDatabaseOfThread Database,
+                                          TTableGuard Guard) {
     TSqlDatabase* const Connection = SqlDatabaseOf(Database);
     if (Connection == nullptr) {
         throw EUserTableError(
@@ -402,7 +408,8 @@ std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName, TDataba
                                      u"\"zuhost users\", or statements of your own",
                                      {TableName}));
     }
-    return std::make_unique<TSqlUserTable>(KnownTableShape(*Connection, TableName), std::move(Database));
+    return std::make_unique<TSqlUserTable>(KnownTableShape(*Connection, TableName), std::move(Database),
+                                           std::move(Guard));
 }
 
 } // namespace zutools::server

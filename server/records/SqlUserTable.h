@@ -22,16 +22,21 @@
 #include "host/UserTables.h"
 #include "server/sql/SqlDatabase.h"
 
+#include <functional>
 #include <memory>
 #include <string_view>
 
 namespace zutools::server {
+
+/// Called with a table's name before a record of it is opened, begun or written, on the thread that wants to;
+/// raises to refuse.
+using TTableGuard = std::function<void(std::u16string_view Table)>;
 
 /// The table of that name, read from the catalogue; a letter case of A to Z that differs is forgiven when
 /// only one table fits. `Database` is asked at each call that needs one and must outlive the table.
 /// @throws EUserTableError when there is no database or no such table, for views, tables without primary key
 ///         and the host's own tables (IsHostTable); EDatabaseError.
 [[nodiscard]] std::unique_ptr<TUserTable> MakeUserTable(std::u16string_view TableName,
-                                                        TDatabaseOfThread Database);
+                                                        TDatabaseOfThread Database, TTableGuard Guard = {});
 
 } // namespace zutools::server

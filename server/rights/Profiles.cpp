@@ -8,24 +8,6 @@
 
 namespace zutools::server {
 
-namespace {
-
-constexpr std::u16string_view RightNames[] = {u"view", u"edit", u"delete", u"insert"};
-
-} // namespace
-
-std::u16string_view RecordRightName(TRecordRight Right) {
-    return RightNames[static_cast<std::size_t>(Right)];
-}
-
-std::optional<TRecordRight> RecordRightOfName(std::u16string_view Name) {
-    const auto* const Found =
-        std::find_if(std::begin(RightNames), std::end(RightNames),
-                     [Name](std::u16string_view Known) { return SameText(Known, Name); });
-    if (Found == std::end(RightNames)) return std::nullopt;
-    return static_cast<TRecordRight>(Found - std::begin(RightNames));
-}
-
 std::vector<std::u16string> TProfiles::List() const {
     const auto Query = OpenRights(Database(), u"SELECT Name FROM ZuProfiles ORDER BY Name");
     std::vector<std::u16string> Result;

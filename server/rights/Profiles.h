@@ -12,11 +12,6 @@
 
 namespace zutools::server {
 
-/// "view", "edit", "delete", "insert".
-[[nodiscard]] std::u16string_view RecordRightName(TRecordRight Right);
-/// Ignores the case of A to Z.
-[[nodiscard]] std::optional<TRecordRight> RecordRightOfName(std::u16string_view Name);
-
 /// Any thread may call. Changes run as those of TUsers do. Names of profiles compare exactly, names of tables
 /// ignoring the case of A to Z. Every method @throws EDatabaseError from the database and ERightsError
 /// without one.

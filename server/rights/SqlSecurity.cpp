@@ -1,5 +1,7 @@
 #include "server/rights/SqlSecurity.h"
 
+#include "host/Format.h"
+#include "host/Session.h"
 #include "host/StringHelpers.h"
 #include "server/rights/RecordFilter.h"
 
@@ -49,6 +51,19 @@ bool TSqlSecurityManager::IsSetUp() {
     TSqlDatabase* const Database = SqlDatabaseOf(FDatabase);
     if (Database == nullptr || !HasTables(*Database)) return false;
     return OpenRights(*Database, u"SELECT Name FROM ZuUsers LIMIT 1")->Step();
+}
+
+void TSqlSecurityManager::RequireUser(std::u16string_view Table,
+                                      std::span<const std::u16string> ForEverybody) {
+    const TSession* const Session = CurrentSession();
+    if (Session == nullptr || !Session->USR.empty()) return;
+    if (std::ranges::any_of(ForEverybody, [Table](const auto& Each) { return SameText(Each, Table); }))
+        return;
+    if (!IsSetUp()) return;
+    throw EUserTableError(
+        Format(u"Records of %s are for users who have signed in; the configuration may open the "
+               u"table to everybody: anonymous = [\"%s\"] in [rights]",
+               {Table, Table}));
 }
 
 TUserInfo TSqlSecurityManager::RefreshUserInfo(std::u16string_view UserName) {

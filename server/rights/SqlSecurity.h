@@ -6,6 +6,8 @@
 #include "server/rights/RightsTables.h"
 
 #include <atomic>
+#include <span>
+#include <string>
 #include <string_view>
 
 namespace zutools::server {
@@ -22,6 +24,11 @@ public:
 
     /// Whether there are users. @throws EDatabaseError.
     [[nodiscard]] bool IsSetUp();
+
+    /// Nothing for threads that serve no session, for a session with a user, for a table of `ForEverybody`
+    /// and while there are no users: what is left, a visitor, has no records. @throws EUserTableError,
+    /// EDatabaseError.
+    void RequireUser(std::u16string_view Table, std::span<const std::u16string> ForEverybody);
 
     /// One query. A disabled user is as an unknown one: no privileges. @throws EDatabaseError.
     [[nodiscard]] TUserInfo RefreshUserInfo(std::u16string_view UserName) override;

@@ -141,6 +141,20 @@ public:
         return Value;
     }
 
+    void Texts(std::string_view Key, std::vector<std::u16string>& Target) {
+        const toml::node* Node = FindNode(Key);
+        if (Node == nullptr) return;
+        const toml::array* List = Node->as_array();
+        if (List == nullptr) return WrongType(Key, *Node, "a list of texts");
+        for (const toml::node& Item : *List) {
+            if (const auto* Text = Item.as_string()) {
+                Target.push_back(Wide(Text->get()));
+            } else {
+                WrongType(Key, Item, "a list of texts");
+            }
+        }
+    }
+
     void Folder(std::string_view Key, std::u16string& Target) {
         const auto* Value = Text(Key);
         if (Value == nullptr) return;
@@ -304,6 +318,30 @@ std::u16string ModuleFile(const TSection& Section, const TWebConfig& Config,
     return File;
 }
 
+/// `right = "Orders.insert"`, `profile = "Teachers"`, `methods = ["POST"]`.
+void ReadRights(TSection& Section, TRoute& Route) {
+    if (const auto* Right = Section.Text("right")) {
+        const std::u16string Text = Wide(Right->get());
+        const std::size_t Dot = Text.rfind(u'.');
+        if (Dot != Text.npos && Dot > 0) Route.Right = RecordRightOfName(Text.substr(Dot + 1));
+        Route.RightTable = Text.substr(0, Dot);
+        if (!Route.Right) {
+            Section.Fail(*Right, "\"right\" must be a table and view, edit, delete or insert, like "
+                                 "\"Orders.insert\", not " +
+                                     Quoted(Right->get()));
+        }
+    }
+    if (const auto* Profile = Section.Text("profile")) {
+        Route.Profile = Wide(Profile->get());
+        if (Route.Profile.empty()) Section.Fail(*Profile, "\"profile\" must not be empty");
+    }
+    Section.Texts("methods", Route.Methods);
+    for (const std::u16string& Method : Route.Methods) {
+        if (Method != u"GET" && Method != u"POST")
+            Section.Fail(*Section.Entries().get("methods"), "\"methods\" must be of GET and POST");
+    }
+}
+
 void ReadRoute(const TSection& Routes, const toml::key& Key, const toml::node& Node, TWebConfig& Config) {
     TRoute Route;
     const std::string_view Path = Key.str();
@@ -325,7 +363,8 @@ void ReadRoute(const TSection& Routes, const toml::key& Key, const toml::node& N
         Section.Boolean("filter", Route.Filter);
         Section.Boolean("user", Route.User);
         Section.Boolean("admin", Route.Administrator);
-        if ((Route.User || Route.Administrator) && Config.Session.SignIn.empty()) {
+        ReadRights(Section, Route);
+        if (Route.AsksForUser() && Config.Session.SignIn.empty()) {
             Routes.Fail(Node,
                         "route " + Quoted(Path) +
                             " is for users and needs the key \"session.sign_in\", the path to sign in at");
@@ -457,7 +496,7 @@ void CheckSignIn(const TSection& Section, const TWebConfig& Config) {
     const std::u16string& Path = Config.Session.SignIn;
     if (Path.empty()) return;
     const TRoute* const Route = FindRoute(Config.Routes, Path);
-    if (Route != nullptr && !Route->User && !Route->Administrator) return;
+    if (Route != nullptr && !Route->AsksForUser()) return;
     const toml::node& Node = *Section.Entries().at_path("session.sign_in").node();
     Section.Fail(Node, "\"session.sign_in\": " + Quoted(platform::Utf16ToUtf8(Path)) +
                            (Route == nullptr ? " has no route" : " must not be for users only"));
@@ -615,6 +654,9 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
     ReadSecurity(Section.Table("security"), Config);
     ReadProxy(Section.Table("proxy"), Config.Proxy);
     ReadAdmin(Section.Table("admin"), Config.Admin);
+    TSection Rights = Section.Table("rights");
+    Rights.Texts("anonymous", Config.AnonymousTables);
+    Rights.Finish();
     ReadLog(Section.Table("log"), Config.Log);
     ReadTables(Section, "helper", ReadHelper, Config.Helpers);
     ReadTables(Section, "library", ReadLibrary, Config.Libraries);
@@ -629,8 +671,7 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
 }
 
 bool AsksForUsers(const TWebConfig& Config) {
-    return std::ranges::any_of(Config.Routes,
-                               [](const TRoute& Route) { return Route.User || Route.Administrator; });
+    return std::ranges::any_of(Config.Routes, [](const TRoute& Route) { return Route.AsksForUser(); });
 }
 
 const TRoute* FindRoute(const std::vector<TRoute>& Routes, std::u16string_view Path) {

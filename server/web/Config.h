@@ -5,6 +5,7 @@
 #pragma once
 
 #include "host/Exception.h"
+#include "host/Security.h"
 #include "host/Services.h"
 #include "server/sql/SqlEngine.h"
 #include "server/web/Proxies.h"
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,14 +28,23 @@ public:
 
 /// One path of the service and the module that answers it.
 struct TRoute {
-    std::u16string Path;        // as a request has it after decoding, without the "/*"
-    bool Below = false;         // everything below Path, not Path itself
-    std::u16string Module;      // file name as configured, below the modules folder
-    std::u16string ModuleFile;  // the whole path
-    bool FormToken = true;      // writes need the session's form token
-    bool User = false;          // for signed-in users only, others are sent to Session.SignIn
-    bool Administrator = false; // for administrators only, who are signed in
-    bool Filter = true;         // parameters pass the value filter, when there is one
+    std::u16string Path;                 // as a request has it after decoding, without the "/*"
+    bool Below = false;                  // everything below Path, not Path itself
+    std::u16string Module;               // file name as configured, below the modules folder
+    std::u16string ModuleFile;           // the whole path
+    bool FormToken = true;               // writes need the session's form token
+    bool User = false;                   // for signed-in users only, others are sent to Session.SignIn
+    bool Administrator = false;          // for administrators only, who are signed in
+    bool Filter = true;                  // parameters pass the value filter, when there is one
+    std::optional<TRecordRight> Right;   // that users must have to records of
+    std::u16string RightTable;           // this table
+    std::u16string Profile;              // that users must be of, who are no administrators; empty: any
+    std::vector<std::u16string> Methods; // that the module answers, HEAD with GET; empty: all
+
+    /// Whether it is for signed-in users.
+    [[nodiscard]] bool AsksForUser() const {
+        return User || Administrator || Right.has_value() || !Profile.empty();
+    }
 };
 
 struct TStaticConfig {
@@ -118,6 +129,7 @@ struct TWebConfig {
     TProxyConfig Proxy;
     TAdminConfig Admin;
     TLogConfig Log;
+    std::vector<std::u16string> AnonymousTables; // whose records visitors open, although there are users
     std::vector<THelperConfig> Helpers;
     std::vector<TLibraryConfig> Libraries;
 };

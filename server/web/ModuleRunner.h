@@ -18,6 +18,11 @@ public:
     /// Runs a module file to its end. Both objects die soon after.
     /// @throws EScriptError, or any other exception; the user sees a plain page, the log the message.
     virtual void Run(std::u16string_view ModuleFile, TWebRequest& Request, TWebResponse& Response) = 0;
+    /// Writes a page that no module made, in the application's own frame. False: it has none. Raises as Run.
+    virtual bool RunFrame(std::u16string_view /*Title*/, std::string_view /*Content*/,
+                          TWebRequest& /*Request*/, TWebResponse& /*Response*/) {
+        return false;
+    }
 };
 
 /// Called on each worker thread at its first page, and again when it raised.

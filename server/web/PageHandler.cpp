@@ -9,6 +9,7 @@
 #include "platform/TextTools.h"
 #include "server/lua/Escape.h"
 #include "server/lua/LuaEngine.h"
+#include "server/web/FaultPage.h"
 #include "server/web/HttpText.h"
 
 #include <algorithm>
@@ -90,6 +91,9 @@ void FillRequest(TWebRequest& Request, const TRawRequest& Raw, TFields& Fields) 
             if (Field.Name != FormTokenField) Request.Params.Add(Field.Name, Field.Value);
         }
     }
+    std::erase_if(Fields.Form, [](const TFormField& Field) { return Field.Name == FormTokenField; });
+    Request.QueryFields = std::move(Fields.Query);
+    Request.FormFields = std::move(Fields.Form);
 }
 
 TReply ReplyOf(TWebResponse& Response) {
@@ -107,23 +111,25 @@ TReply ReplyOf(TWebResponse& Response) {
     return Reply;
 }
 
+/// A decoded path as addresses have it.
+std::string EscapedPath(std::u16string_view Path) {
+    std::string Result;
+    const std::string Bytes = platform::Utf16ToUtf8(Path);
+    for (std::string_view Rest = Bytes; !Rest.empty();) {
+        const std::size_t End = std::min(Rest.find('/'), Rest.size());
+        Result += UrlEscape(Rest.substr(0, End));
+        if (End < Rest.size()) Result += '/';
+        Rest.remove_prefix(std::min(End + 1, Rest.size()));
+    }
+    return Result;
+}
+
 /// The sign-in page, told where the user wanted to go; of a request that writes, its path only.
 std::string SignInLocation(std::u16string_view SignIn, const TRawRequest& Raw) {
     constexpr std::size_t LongestBack = 2000;
-    const auto Escaped = [](std::u16string_view Path) {
-        std::string Result;
-        const std::string Bytes = platform::Utf16ToUtf8(Path);
-        for (std::string_view Rest = Bytes; !Rest.empty();) {
-            const std::size_t End = std::min(Rest.find('/'), Rest.size());
-            Result += UrlEscape(Rest.substr(0, End));
-            if (End < Rest.size()) Result += '/';
-            Rest.remove_prefix(std::min(End + 1, Rest.size()));
-        }
-        return Result;
-    };
-    std::string Back = Escaped(Raw.Path);
+    std::string Back = EscapedPath(Raw.Path);
     if (Raw.Method != "POST" && !Raw.Query.empty()) Back += "?" + Raw.Query;
-    std::string Location = Escaped(SignIn);
+    std::string Location = EscapedPath(SignIn);
     if (Back.size() <= LongestBack)
         Location += "?" + platform::Utf16ToUtf8(BackParam) + "=" + UrlEscape(Back);
     return Location;
@@ -153,17 +159,19 @@ std::u16string TPageHandler::LanguageWithoutSession(const TRawRequest& Raw) cons
 
 TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TWorker& Worker) const {
     TFields Fields;
-    if (!Fields.Read(Raw)) {
-        std::u16string LanguageID = LanguageWithoutSession(Raw);
-        return {ErrorReply(400, FLocalizer, LanguageID), {}, std::move(LanguageID), {}};
-    }
+    const bool Readable = Fields.Read(Raw);
+    if (!Readable) Fields = {};
 
     TSessionLease Lease = FSessions.Acquire(
         FindCookie(RawHeader(Raw, "Cookie"), SessionCookieName(FConfig.Session.Secure)), Raw.RemoteAddress);
     try {
         CheckUser(Lease);
     } catch (const std::exception& Error) {
-        return {Failed(Route, LanguageWithoutSession(Raw), MessageOf(Error)), Lease.State().SID, {}, {}};
+        const TFault Fault = Failed(Route, MessageOf(Error));
+        return {ErrorReply(Fault.Status, FLocalizer, LanguageWithoutSession(Raw), Fault.Note),
+                Lease.State().SID,
+                {},
+                {}};
     }
     const std::u16string* Wanted = FindField(Fields.Query, LanguageParam);
     if (Wanted != nullptr && std::ranges::find(FConfig.Languages, *Wanted) != FConfig.Languages.end()) {
@@ -172,19 +180,15 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
     const TSessionState& Session = Lease.State();
 
     TWebRequest Request;
+    Request.FormTokenGood = BringsToken(Fields, Session.FormToken);
     FillRequest(Request, Raw, Fields);
     Request.Language = Session.LanguageID.empty() ? LanguageWithoutSession(Raw) : Session.LanguageID;
     Request.FormToken = Widened(Session.FormToken);
-    Request.FormTokenGood = BringsToken(Fields, Session.FormToken);
 
     TPageResult Result{{}, {}, Request.Language, {}};
-    if (auto Reply = Barred(Route, Raw, Request, Session)) {
-        Result.Reply = std::move(*Reply);
-    } else if (Raw.Method == "POST" && Route.FormToken && !Request.FormTokenGood) {
-        Result.Reply = ErrorReply(403, FLocalizer, Request.Language);
-    } else {
+    {
         const TPageSession Page(Lease, Request, FHooks.SignIn, FGate, FConfig.Session.Idle, FLogger);
-        Result.Reply = RunModule(Route, Raw, Request, Worker);
+        Result.Reply = Answer({Raw, Route, Request, Worker, Readable}, Session);
         Result.Delay = Page.WasRefused();
     }
     if (!Lease.IsKept() && FHooks.HoldsSomething && FHooks.HoldsSomething(Session.SID)) Lease.Keep();
@@ -207,51 +211,117 @@ void TPageHandler::CheckUser(TSessionLease& Lease) const {
     Lease.Renew({});
 }
 
-std::optional<TReply> TPageHandler::Barred(const TRoute& Route, const TRawRequest& Raw,
-                                           const TWebRequest& Request, const TSessionState& Session) const {
-    if (!Route.User && !Route.Administrator) return std::nullopt;
+TReply TPageHandler::Answer(const TCall& Call, const TSessionState& Session) const {
+    if (!Call.Readable) return Sorry(Call, {400});
+    if (auto Reply = Barred(Call, Session)) return std::move(*Reply);
+    if (Call.Raw.Method == "POST" && Call.Route.FormToken && !Call.Request.FormTokenGood)
+        return Sorry(Call, {403});
+    return RunModule(Call);
+}
+
+std::optional<TReply> TPageHandler::Barred(const TCall& Call, const TSessionState& Session) const {
+    const TRoute& Route = Call.Route;
+    const std::u16string Method = Widened(Call.Raw.Method == "HEAD" ? "GET" : Call.Raw.Method);
+    if (!Route.Methods.empty() && std::ranges::find(Route.Methods, Method) == Route.Methods.end()) {
+        TReply Reply = Sorry(Call, {405});
+        std::string Allow;
+        for (const std::u16string& Each : Route.Methods)
+            Allow += (Allow.empty() ? "" : ", ") + platform::Utf16ToUtf8(Each);
+        Reply.Headers.emplace_back("Allow", std::move(Allow));
+        return Reply;
+    }
+    if (!Route.AsksForUser()) return std::nullopt;
     if (Session.USR.empty()) {
         TReply Reply;
         Reply.Status = 303;
-        Reply.Headers.emplace_back("Location", SignInLocation(FConfig.Session.SignIn, Raw));
+        Reply.Headers.emplace_back("Location", SignInLocation(FConfig.Session.SignIn, Call.Raw));
         Reply.Headers.emplace_back("Cache-Control", "no-store");
         return Reply;
     }
-    if (!Route.Administrator) return std::nullopt;
     try {
-        if (FHooks.Security->RefreshUserInfo(Session.USR).Administrator) return std::nullopt;
+        if (HasRights(Route, Session.USR)) return std::nullopt;
     } catch (const std::exception& Error) {
-        return Failed(Route, Request.Language, MessageOf(Error));
+        return Sorry(Call, Failed(Route, MessageOf(Error)));
     }
-    return ErrorReply(403, FLocalizer, Request.Language);
+    return Sorry(Call, {403, u"rights"});
 }
 
-TReply TPageHandler::Failed(const TRoute& Route, std::u16string_view LanguageID,
-                            std::u16string_view What) const {
-    const std::u16string Id = FailureId();
+bool TPageHandler::HasRights(const TRoute& Route, std::u16string_view User) const {
+    if (!Route.Administrator && !Route.Right && Route.Profile.empty()) return true;
+    const TUserInfo Info = FHooks.Security->RefreshUserInfo(User);
+    if (Info.Administrator) return true;
+    if (Route.Administrator || (!Route.Profile.empty() && Info.Profile != Route.Profile)) return false;
+    return !Route.Right ||
+           FHooks.Security->BuildTableRightsFilter(Info, Route.RightTable, *Route.Right).Granted;
+}
+
+TReply TPageHandler::Sorry(const TCall& Call, const TFault& Fault) const {
+    const TWebRequest& Request = Call.Request;
+    const std::string_view Host = RawHeader(Call.Raw, "Host");
+    const auto Words = [&](std::u16string_view Key, std::u16string_view Default) {
+        return TextOr(FLocalizer, Request.Language, Key, Default);
+    };
+    TErrorWords Why = ErrorWords(Fault.Status, FLocalizer, Request.Language, Fault.Cause);
+    TFaultPage Page;
+    Page.Title = std::move(Why.Title);
+    Page.Text = std::move(Why.Text);
+    Page.Note = Fault.Note;
+    Page.Back = PathOnHost(RawHeader(Call.Raw, "Referer"), Host);
+    if (Page.Back.empty()) Page.Back = u"/";
+    Page.Typed = Request.FormFields;
+    // A form that another host made the browser send must not get a good token by one press of a button. What
+    // was refused for its values or for want of rights is refused again.
+    const bool Again = (Fault.Status == 403 && Fault.Cause.empty()) || Fault.Status >= 500;
+    if (Again && Call.Raw.Method == "POST" && Call.Raw.Parts.empty() &&
+        SentFromHost(RawHeader(Call.Raw, "Sec-Fetch-Site"), RawHeader(Call.Raw, "Origin"), Host)) {
+        Page.Action = EscapedPath(Call.Raw.Path);
+        if (!Call.Raw.Query.empty()) Page.Action += "?" + Call.Raw.Query;
+        Page.FormToken = Request.FormToken;
+    }
+    Page.BackText = Words(u"http.back", u"Back");
+    Page.TypedText = Words(u"http.typed", u"What was typed");
+    Page.AgainText = Words(u"http.again", u"Send it again");
+    const std::string Content = FaultContent(Page);
+    if (!WorkMustEnd()) {
+        try {
+            TWebResponse Response(std::string(Host), FConfig.Limits.ResponseBytes);
+            if (Call.Worker.Runner().RunFrame(Page.Title, Content, Call.Request, Response)) {
+                Response.SetStatus(Fault.Status);
+                return ReplyOf(Response);
+            }
+        } catch (const std::exception& Error) {
+            FLogger.Log(TLogLevel::Error,
+                        u"the frame of a page that tells an error failed: " + MessageOf(Error));
+        }
+    }
+    return PlainPage(Fault.Status, Request.Language, Page.Title, Content);
+}
+
+TPageHandler::TFault TPageHandler::Failed(const TRoute& Route, std::u16string_view What) const {
+    std::u16string Id = FailureId();
     std::u16string Line = u"page error " + Id + u" in " + Route.Module + u": ";
     const bool Stopped = WorkMustEnd();
     if (Stopped)
         Line += Format(u"stopped, a page may take %d seconds (limits.page_seconds); it was at: ",
                        {static_cast<std::int64_t>(FConfig.Limits.PageSeconds)});
     FLogger.Log(TLogLevel::Error, Line + std::u16string(What));
-    return ErrorReply(Stopped ? 503 : 500, FLocalizer, LanguageID, Id);
+    return {Stopped ? 503 : 500, {}, std::move(Id)};
 }
 
-TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWebRequest& Request,
-                               TWorker& Worker) const {
+TReply TPageHandler::RunModule(const TCall& Call) const {
+    const TRoute& Route = Call.Route;
     std::u16string What;
-    TWebResponse Response(std::string(RawHeader(Raw, "Host")), FConfig.Limits.ResponseBytes);
+    TWebResponse Response(std::string(RawHeader(Call.Raw, "Host")), FConfig.Limits.ResponseBytes);
     try {
         for (const TRequestFilter& Filter : FHooks.Filters) {
             if (!Route.Filter) break;
-            if (const auto Refusal = Filter(Request)) {
+            if (const auto Refusal = Filter(Call.Request)) {
                 FLogger.Log(TLogLevel::Warning,
                             u"request refused before " + Route.Module + u": " + Refusal->Log);
-                return ErrorReply(Refusal->Status, FLocalizer, Request.Language, Refusal->Note);
+                return Sorry(Call, {Refusal->Status, {}, Refusal->Note});
             }
         }
-        Worker.Runner().Run(Route.ModuleFile, Request, Response);
+        Call.Worker.Runner().Run(Route.ModuleFile, Call.Request, Response);
         if (Response.Refused().Status == 0) return ReplyOf(Response);
     } catch (const EScriptError& Error) {
         What = Error.Message() + u"\n" + Error.Traceback();
@@ -260,9 +330,9 @@ TReply TPageHandler::RunModule(const TRoute& Route, const TRawRequest& Raw, TWeb
     }
     if (const auto& [Status, Note] = Response.Refused(); Status != 0 && !WorkMustEnd()) {
         FLogger.Log(TLogLevel::Warning, u"request refused by " + Route.Module + u": " + Note);
-        return ErrorReply(Status, FLocalizer, Request.Language, Note);
+        return Sorry(Call, {Status, {}, Note});
     }
-    return Failed(Route, Request.Language, What);
+    return Sorry(Call, Failed(Route, What));
 }
 
 } // namespace zutools::server

@@ -92,16 +92,32 @@ public:
     [[nodiscard]] std::u16string LanguageWithoutSession(const TRawRequest& Raw) const;
 
 private:
+    /// What is known of the page that is asked for.
+    struct TCall {
+        const TRawRequest& Raw;
+        const TRoute& Route;
+        TWebRequest& Request;
+        TWorker& Worker;
+        bool Readable; // the fields were
+    };
+    /// Why the page is not the module's.
+    struct TFault {
+        int Status;
+        std::u16string_view Cause{}; // of ErrorWords
+        std::u16string Note{};
+    };
+    [[nodiscard]] TReply Answer(const TCall& Call, const TSessionState& Session) const;
     /// The answer for somebody who may not see the page; nothing for the others.
-    [[nodiscard]] std::optional<TReply> Barred(const TRoute& Route, const TRawRequest& Raw,
-                                               const TWebRequest& Request,
-                                               const TSessionState& Session) const;
+    [[nodiscard]] std::optional<TReply> Barred(const TCall& Call, const TSessionState& Session) const;
+    /// Whether the rights of the user, who is signed in, are those of the route. @throws what the database
+    /// does.
+    [[nodiscard]] bool HasRights(const TRoute& Route, std::u16string_view User) const;
+    /// A page in the application's frame that says why, leads back and keeps what was typed.
+    [[nodiscard]] TReply Sorry(const TCall& Call, const TFault& Fault) const;
     /// Ends the session when its user is not the one who signed in any more.
     void CheckUser(TSessionLease& Lease) const;
-    [[nodiscard]] TReply Failed(const TRoute& Route, std::u16string_view LanguageID,
-                                std::u16string_view What) const;
-    [[nodiscard]] TReply RunModule(const TRoute& Route, const TRawRequest& Raw, TWebRequest& Request,
-                                   TWorker& Worker) const;
+    [[nodiscard]] TFault Failed(const TRoute& Route, std::u16string_view What) const;
+    [[nodiscard]] TReply RunModule(const TCall& Call) const;
 
     const TWebConfig& FConfig;
     TSessions& FSessions;

@@ -47,6 +47,24 @@ struct TReply {
     bool Close = false; // the connection ends with this answer
 };
 
+/// What an answer that no module wrote says, in words.
+struct TErrorWords {
+    std::u16string Title;
+    std::u16string Text;
+};
+
+/// The localizer's texts for the keys `http.STATUS.title` and `http.STATUS.text`, or English ones of our own.
+/// A `Cause` stands between status and word: a 403 for want of rights has `http.403.rights.text`.
+[[nodiscard]] TErrorWords ErrorWords(int Status, TLocalizatorTable& Localizer, std::u16string_view LanguageID,
+                                     std::u16string_view Cause = {});
+/// The localizer's text of a key, or `Default`.
+[[nodiscard]] std::u16string TextOr(TLocalizatorTable& Localizer, std::u16string_view LanguageID,
+                                    std::u16string_view Key, std::u16string_view Default);
+
+/// A whole page of that title around a content.
+[[nodiscard]] TReply PlainPage(int Status, std::u16string_view LanguageID, std::u16string_view Title,
+                               std::string_view Content);
+
 /// A plain page for an answer that no module wrote, free of anything from inside the service. Its texts are
 /// the localizer's for the keys `http.STATUS.title` and `http.STATUS.text`, or English ones of our own.
 /// `Note` is put below them when it is not empty.

@@ -7,6 +7,7 @@
 
 #include "core/Lparams.h"
 #include "host/ScriptObjects.h"
+#include "server/web/HttpText.h"
 
 #include <cstddef>
 #include <string>
@@ -53,6 +54,7 @@ public:
     std::u16string RemoteAddress; // of the connection
     bool FormTokenGood = false;   // the form brought the session's token; routes without the check ask it
 
+    std::vector<TFormField> QueryFields, FormFields;          // as sent, in their order; not published
     std::vector<std::pair<std::string, std::string>> Headers; // as sent, not published
     TSessionControl* Session = nullptr;                       // of the page while it runs, not published
 

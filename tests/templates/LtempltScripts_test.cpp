@@ -2,7 +2,11 @@
 // hooks.
 
 #include "core/Lparams.h"
+#include "host/Services.h"
 #include "templates/Ltemplt.h"
+#include "templates/Ztstmplcache.h"
+#include "tests/support/RecordingLogger.h"
+#include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -78,6 +82,35 @@ TEST_F(LtempltScripts, PartsAreReferencesAndPartExistNeverRaises) {
         for (const TKXVariant& Missing : {TKXVariant(u"none"), TKXVariant(), TKXVariant(7)})
             EXPECT_EQ(Get(u"PartExist", {Missing}), TKXVariant(false));
         EXPECT_EQ(Get(u"LastError"), TKXVariant(u"Error part index: 7 in template object: ."));
+    }
+}
+
+TEST_F(LtempltScripts, ANameLoadsAlikeFromTheCacheAndFromTheFile) {
+    tests::TTempFolder Folder;
+    Folder.Write(u"cut.html", "a[[!P]]b");
+    Folder.Write(u"whole.html", "w");
+    tests::TRecordingLogger Log;
+    const TServices Services{std::make_shared<TSimpleApplicationManager>(u"en"),
+                             std::make_shared<TEmptyLocalizatorTable>(),
+                             std::shared_ptr<TLogger>(&Log, [](TLogger*) {})};
+    const auto SetName = [](TTemplate& Target, std::u16string_view Name) {
+        const TKXVariant Args[] = {Name};
+        Target.SetPropertyInternal(u"Name", Args, 0);
+    };
+    for (const bool Cached : {true, false}) {
+        TZTSTemplateCache Cache(&Services);
+        Cache.SetTemplateDirectory(Folder.Path());
+        Cache.SetEnabled(Cached);
+        Log.Clear();
+        TTemplate Quiet({&Cache, &Services}), Raising({&Cache, &Services});
+        Raising.SetRaiseException(true);
+        SetName(Quiet, u"cut.html");
+        EXPECT_NE(Quiet.LastError().find(u"P"), std::u16string::npos) << Cached;
+        EXPECT_THROW(SetName(Raising, u"cut.html"), ETemplate) << Cached;
+        EXPECT_NE(Log.Text().find("cut.html"), std::string::npos) << Cached;
+        SetName(Raising, u"whole.html");
+        EXPECT_TRUE(Raising.RaiseException()) << Cached;
+        EXPECT_EQ(Raising.LastError(), u"") << Cached;
     }
 }
 

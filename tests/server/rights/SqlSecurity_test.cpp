@@ -1,4 +1,6 @@
 #include "host/Services.h"
+#include "host/Session.h"
+#include "host/ThreadContainer.h"
 #include "server/lua/LuaEngine.h"
 #include "server/rights/Profiles.h"
 #include "server/rights/RecordFilter.h"
@@ -246,6 +248,27 @@ TEST_P(Rights, AScriptAsksWhatItsUserMay) {
     )",
                    "test.lua");
     SetServices({});
+}
+
+TEST_P(Rights, VisitorsHaveNoRecordsOnceThereAreUsers) {
+    ThreadObjects().Add(SessionObjectName, std::make_unique<TSession>());
+    const std::vector<std::u16string> ForEverybody{u"feedback"};
+    const auto Opens = [&](std::u16string_view User, std::u16string_view Table) {
+        static_cast<TSession*>(ThreadObjects().Get(SessionObjectName))->USR = User;
+        try {
+            FSecurity.RequireUser(Table, ForEverybody);
+            return true;
+        } catch (const EUserTableError&) {
+            return false;
+        }
+    };
+    EXPECT_TRUE(Opens(u"", u"Orders")) << "no users";
+    AddUser(u"anna", u"");
+    EXPECT_FALSE(Opens(u"", u"Orders"));
+    EXPECT_TRUE(Opens(u"", u"Feedback"));
+    EXPECT_TRUE(Opens(u"anna", u"Orders")) << "whose rights the blocker asks";
+    ThreadObjects().Clear();
+    EXPECT_NO_THROW(FSecurity.RequireUser(u"Orders", {})) << "no session: the host's own work";
 }
 
 TEST(RightNames, GoBothWays) {

@@ -68,6 +68,10 @@ default_language = "en"
 "/hooks/*" = { module = "sub/hook.lua", form_token = false }
 "/mine" = { module = "orders.lua", user = true }
 "/all" = { module = "orders.lua", admin = true }
+"/add" = { module = "orders.lua", right = "main.Orders.Insert", profile = "Clerks", methods = ["POST"] }
+
+[rights]
+anonymous = ["Feedback"]
 
 [static]
 folder = "static"
@@ -101,7 +105,12 @@ file = "site.log"
     EXPECT_EQ(Config.Setup, Folder.File(u"modules/orders.lua"));
     EXPECT_EQ(Config.Database, u"sqlite3://" + Folder.File(u"data.db"));
     EXPECT_EQ(Config.DefaultLanguage, u"en");
-    ASSERT_EQ(Config.Routes.size(), 4U);
+    ASSERT_EQ(Config.Routes.size(), 5U);
+    const TRoute& Add = *FindRoute(Config.Routes, u"/add");
+    EXPECT_EQ(Add.Right, TRecordRight::Insert);
+    EXPECT_EQ(Add.RightTable + u"|" + Add.Profile + u"|" + Add.Methods.at(0), u"main.Orders|Clerks|POST");
+    EXPECT_TRUE(Add.AsksForUser());
+    EXPECT_EQ(Config.AnonymousTables, std::vector<std::u16string>{u"Feedback"});
     EXPECT_TRUE(FindRoute(Config.Routes, u"/mine")->User);
     EXPECT_FALSE(FindRoute(Config.Routes, u"/mine")->Administrator);
     EXPECT_TRUE(FindRoute(Config.Routes, u"/all")->Administrator);
@@ -216,6 +225,11 @@ TEST_F(ConfigTest, WhatIsWrongIsToldWithItsPlace) {
          "\"routes.\"/\".form_token\""},
         {"modules = \"modules\"\n[routes]\n\"/\" = { module = \"orders.lua\", usr = true }",
          "site.toml:3:32: unknown key \"routes.\"/\".usr\"; the nearest known one is \"routes.\"/\".user\""},
+        {"modules = \"modules\"\n[routes]\n\"/\" = { module = \"orders.lua\", right = \"Orders\" }",
+         "site.toml:3:40: \"right\" must be a table and view, edit, delete or insert, like "
+         "\"Orders.insert\", not \"Orders\""},
+        {"modules = \"modules\"\n[routes]\n\"/\" = { module = \"orders.lua\", methods = [\"PUT\"] }",
+         "site.toml:3:42: \"methods\" must be of GET and POST"},
         {"modules = \"modules\"\n[routes]\n\"/\" = { module = \"orders.lua\", admin = true }",
          "site.toml:3:7: route \"/\" is for users and needs the key \"session.sign_in\", the path to sign in "
          "at"},

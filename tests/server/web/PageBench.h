@@ -34,7 +34,8 @@ protected:
     TReply Run(std::string_view Script) {
         Route.Module = u"page" + platform::Utf8ToUtf16(std::to_string(++Number)) + u".lua";
         Route.ModuleFile = Folder.Write(Route.Module, Script);
-        Raw.Headers = {{"Host", "h"}, {"X-One", "1"}, {"Cookie", Cookie}};
+        Raw.Headers = {{"Host", "h"}, {"X-One", "1"}, {"Cookie", Cookie}, {"Referer", "http://h/list?p=2"}};
+        if (!Site.empty()) Raw.Headers.emplace_back("Sec-Fetch-Site", Site);
         TPageResult Result = Handler.Handle(Raw, Route, *Worker);
         SID = Result.SID;
         const std::string Set = HeaderOf(Result.Reply, "Set-Cookie");
@@ -81,6 +82,7 @@ protected:
     TRawRequest Raw{"GET", u"/page", {}, "127.0.0.1", {}, {}, {}};
     TRoute Route;
     std::string Cookie;
+    std::string Site; // what the browser says of the page that sent the request
     std::u16string SID;
 
 private:

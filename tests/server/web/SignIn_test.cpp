@@ -19,7 +19,14 @@ public:
         TUserInfo User;
         User.UserName = UserName;
         User.Administrator = UserName == u"Anna";
+        User.Profile = u"Clerks";
         return User;
+    }
+    TTableRights BuildTableRightsFilter(const TUserInfo&, std::u16string_view Table,
+                                        TRecordRight Right) override {
+        TTableRights Rights;
+        Rights.Granted = Table == u"Orders" && Right == TRecordRight::Edit;
+        return Rights;
     }
 };
 
@@ -192,6 +199,61 @@ TEST_F(SignInTest, BackIsAPathOnThisHostOrTheStart) {
         Raw.Query = Query;
         EXPECT_EQ(Body("response:Write(session.back)"), Back) << Query;
     }
+}
+
+TEST_F(SignInTest, RoutesAskForRightsProfilesAndMethods) {
+    const auto Status = [this](const std::function<void(TRoute&)>& Change) {
+        Route = {};
+        Change(Route);
+        return Run("response:Write('in')").Status;
+    };
+    const auto MayEdit = [](TRoute& Each) { Each.Right = TRecordRight::Edit, Each.RightTable = u"Orders"; };
+    const auto MayDelete = [](TRoute& Each) {
+        Each.Right = TRecordRight::Delete, Each.RightTable = u"Orders";
+    };
+    const auto Teachers = [](TRoute& Each) { Each.Profile = u"Teachers"; };
+    for (const auto& Change : {std::function<void(TRoute&)>(MayEdit), std::function<void(TRoute&)>(Teachers)})
+        EXPECT_EQ(Status(Change), 303) << "to sign in";
+    Route = {};
+    SignIn("boris");
+    EXPECT_EQ(Status(MayEdit), 200);
+    EXPECT_EQ(Status(MayDelete), 403);
+    EXPECT_THAT(Run("").Body, testing::AllOf(HasSubstr("no right"), Not(HasSubstr("out of date"))));
+    EXPECT_EQ(Status(Teachers), 403);
+    Route = {};
+    SignIn("anna"); // an administrator
+    EXPECT_EQ(Status(MayDelete), 200);
+    EXPECT_EQ(Status(Teachers), 200);
+    EXPECT_EQ(Status([](TRoute& Each) { Each.Methods = {u"POST"}; }), 405);
+    EXPECT_EQ(HeaderOf(Run(""), "Allow"), "POST");
+}
+
+TEST_F(SignInTest, AFormThatIsRefusedKeepsWhatWasTyped) {
+    Raw.Method = "POST";
+    Raw.Form = "note=a%3Cb&form_token=old&note=%D0%96";
+    struct TCase {
+        const char* Site;
+        const char* More;
+        bool Offered; // to be sent again
+        bool Shown;
+    };
+    for (const TCase& Case : {TCase{"same-origin", "", true, true}, TCase{"cross-site", "", false, true},
+                              TCase{"same-origin", "&Password=hush", false, true}}) {
+        Site = Case.Site;
+        const std::string Form = std::exchange(Raw.Form, Raw.Form + Case.More);
+        const TReply Reply = Run("response:Write('never')");
+        Raw.Form = Form;
+        EXPECT_EQ(Reply.Status, 403);
+        EXPECT_EQ(Reply.Body.find("name=\"note\" value=\"a&lt;b\"") != Reply.Body.npos, Case.Offered)
+            << Case.Site;
+        EXPECT_THAT(Reply.Body, testing::AllOf(HasSubstr("a&lt;b</textarea>"),
+                                               HasSubstr("href=\"/list?p=2\""), Not(HasSubstr("hush")),
+                                               Not(HasSubstr("\"old\"")), Not(HasSubstr("never"))));
+    }
+    Site = "same-origin";
+    Raw.Form = "note=x";
+    Route.FormToken = false;
+    EXPECT_THAT(Body("error('x')"), testing::AllOf(HasSubstr("value=\"x\""), HasSubstr("/list?p=2")));
 }
 
 TEST_F(SignInTest, PagesForUsersOnly) {
