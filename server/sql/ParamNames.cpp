@@ -50,11 +50,16 @@ public:
     }
 
 private:
+    /// `E'a' <line break> 'b'` is one literal, and its second half has backslash escapes too. Comments do not
+    /// count: the database gets the statement without them.
+    enum class TEscapes { None, Ended, MayGoOn };
+
     char16_t At(std::size_t Pos) const { return Pos < FText.size() ? FText[Pos] : u'\0'; }
 
     void Next() {
         const char16_t C = FText[FPos];
         if (IsBlank(C)) {
+            if ((C == u'\n' || C == u'\r') && FEscapes == TEscapes::Ended) FEscapes = TEscapes::MayGoOn;
             ++FPos;
             return;
         }
@@ -62,6 +67,7 @@ private:
         if (C == u'/' && At(FPos + 1) == u'*') return BlockComment();
         if (C == u';') {
             FStatementEnded = FSawToken;
+            FEscapes = TEscapes::None;
             ++FPos;
             return;
         }
@@ -74,8 +80,8 @@ private:
     }
 
     void Token(char16_t C) {
-        if (C == u'\'') return Literal(ContinuesEscapes());
-        FEscapesEnd = TScannedStatement::None;
+        if (C == u'\'') return Literal(FEscapes == TEscapes::MayGoOn);
+        FEscapes = TEscapes::None;
         if (StartsWord(C)) return Word();
         if (platform::IsAsciiDigit(C)) return Skip(ContinuesName);
         switch (C) {
@@ -124,7 +130,6 @@ private:
     }
 
     void BlockComment() {
-        FEscapesEnd = TScannedStatement::None; // only the other kind may stand inside a literal's break
         std::size_t Pos = FPos + 2;
         for (std::size_t Depth = 1; Depth > 0;) {
             Pos = FText.find_first_of(u"*/", Pos);
@@ -147,12 +152,6 @@ private:
         FPos = End;
     }
 
-    /// `E'a' <line break> 'b'` is one literal, and its second half has backslash escapes too.
-    bool ContinuesEscapes() const {
-        return FEscapesEnd != TScannedStatement::None &&
-               FText.substr(FEscapesEnd, FPos - FEscapesEnd).find_first_of(u"\r\n") != FText.npos;
-    }
-
     void Literal(bool Escapes) {
         for (++FPos; FPos < FText.size(); ++FPos) {
             if (Escapes && FText[FPos] == u'\\') {
@@ -163,7 +162,7 @@ private:
             }
         }
         FPos = std::min(FPos + 1, FText.size());
-        FEscapesEnd = Escapes ? FPos : TScannedStatement::None;
+        FEscapes = Escapes ? TEscapes::Ended : TEscapes::None;
     }
 
     /// A doubled quote inside stands for one; read as two quoted texts in a row, that gives the same end.
@@ -241,8 +240,7 @@ private:
     TScannedStatement FResult;
     std::unordered_map<std::u16string, std::size_t> FNameIndex;
     std::size_t FPos = 0;
-    std::size_t FEscapesEnd =
-        TScannedStatement::None; // where a literal with escapes ended, with only blanks since
+    TEscapes FEscapes = TEscapes::None;
     std::u16string_view FLastToken;
     int FDepth = 0;                            // of parentheses
     std::array<std::u16string_view, 3> FWords; // the first ones
