@@ -60,18 +60,19 @@ TAutomationPtr Item(const TAutomationPtr& Collection, const TAutomationValue& Ke
     return ExecMethod(Collection, u"item", {&Key, 1}).Object();
 }
 
+// `Tag` in capitals: so are the tags of HTML and of nothing else in a page.
 bool HasTag(const TAutomationPtr& Element, std::u16string_view Tag) {
-    return platform::EqualAsciiNoCase(AutomationText(Get(Element, u"tagName")), Tag);
+    return AutomationText(Get(Element, u"tagName")) == Tag;
 }
 
 // Two references may be two objects for one element: what is compared is how far it is from the front.
 bool IsFirstLegend(const TAutomationPtr& FieldSet, const TAutomationPtr& Child,
                    const TAutomationPtr& Control) {
-    if (!HasTag(Child, u"legend")) return false;
+    if (!HasTag(Child, u"LEGEND")) return false;
     const TAutomationPtr Children = Get(FieldSet, u"children").Object();
     for (int I = 0; I < Length(Children); ++I) {
         const TAutomationPtr Each = Item(Children, I);
-        if (!HasTag(Each, u"legend")) continue;
+        if (!HasTag(Each, u"LEGEND")) continue;
         const TAutomationValue Wanted = Control;
         const TAutomationValue Answer = ExecMethod(Each, u"contains", {&Wanted, 1});
         const bool* const Contains = Answer.As<bool>();
@@ -90,8 +91,8 @@ TSurroundings Surroundings(const TAutomationPtr& Control) {
     TAutomationPtr Below = Control;
     for (TAutomationPtr Above = Get(Control, u"parentElement").Object(); Above != nullptr;
          Above = Get(Below, u"parentElement").Object()) {
-        if (HasTag(Above, u"datalist")) Result.InDataList = true;
-        if (HasTag(Above, u"fieldset") && IsTrue(Above, u"disabled") && !IsFirstLegend(Above, Below, Control))
+        if (HasTag(Above, u"DATALIST")) Result.InDataList = true;
+        if (HasTag(Above, u"FIELDSET") && IsTrue(Above, u"disabled") && !IsFirstLegend(Above, Below, Control))
             Result.Disabled = true;
         Below = Above;
     }
@@ -104,7 +105,7 @@ std::vector<platform::THtmlOption> LateOptions(const TAutomationPtr& Select) {
     for (int I = 0; I < Length(List); ++I) {
         const TAutomationPtr Option = Item(List, I);
         const TAutomationPtr Group = Get(Option, u"parentElement").Object();
-        const bool InDisabled = HasTag(Group, u"optgroup") && IsTrue(Group, u"disabled");
+        const bool InDisabled = HasTag(Group, u"OPTGROUP") && IsTrue(Group, u"disabled");
         Options.push_back({AutomationText(Get(Option, u"value")), IsTrue(Option, u"selected"),
                            InDisabled || IsTrue(Option, u"disabled")});
     }
@@ -121,8 +122,8 @@ std::optional<std::vector<THtmlControl>> LateControls(const TAutomationPtr& Docu
     std::vector<THtmlControl> Controls;
     for (int I = 0; I < Length(Elements); ++I) {
         const TAutomationPtr Element = Item(Elements, I);
-        const bool IsSelect = HasTag(Element, u"select"), IsArea = HasTag(Element, u"textarea");
-        if (!IsSelect && !IsArea && !HasTag(Element, u"input")) continue;
+        const bool IsSelect = HasTag(Element, u"SELECT"), IsArea = HasTag(Element, u"TEXTAREA");
+        if (!IsSelect && !IsArea && !HasTag(Element, u"INPUT")) continue;
         const TSurroundings Around = Surroundings(Element);
         if (Around.InDataList) continue;
         THtmlControl Control;

@@ -213,7 +213,9 @@ constexpr TMember<TElement> ElementTable[] = {
     {u"tagName", false, nullptr,
      [](const TElement& Self, TArgs) {
          std::u16string Name = TagName(Self.Node);
-         for (char16_t& C : Name) C = UpperAscii(C);
+         // As browsers tell them: a <fieldset> inside <svg> is no field set, and its name stays small.
+         if (Self.Node.v.element.tag_namespace == GUMBO_NAMESPACE_HTML)
+             for (char16_t& C : Name) C = UpperAscii(C);
          return Answer(std::move(Name));
      }},
     {u"id", false, nullptr, [](const TElement& Self, TArgs) { return Answer(Self.Text("id")); }},

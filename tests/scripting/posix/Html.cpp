@@ -115,6 +115,8 @@ struct TFormRow {
 
 // One row for each rule; what the rules do together is compared with a browser.
 constexpr TFormRow FormRows[] = {
+    {"a field set of a drawing is none",
+     "<form><svg><fieldset disabled><title><input name=a value=1></svg></form>", "a=1|"},
     {"disabled field set, first legend",
      "<form><fieldset disabled><div><legend><input name=d></legend></div><legend>"
      "<input name=a value=1></legend><legend><input name=b></legend><input name=c></fieldset></form>",
