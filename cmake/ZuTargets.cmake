@@ -6,7 +6,7 @@ function(zu_folder NAME)
     cmake_parse_arguments(ARG "" "" "PUBLIC;SOURCES;USES" ${ARGN})
     add_library(zu_${NAME} STATIC ${ARG_SOURCES})
     target_link_libraries(zu_${NAME} PUBLIC zu_flags ${ARG_USES})
-    set_target_properties(zu_${NAME} PROPERTIES ZU_PUBLIC_HEADERS "${ARG_PUBLIC}")
+    set_target_properties(zu_${NAME} PROPERTIES ZU_PUBLIC_HEADERS "${ARG_PUBLIC}" UNITY_BUILD "${ZU_UNITY}")
 endfunction()
 
 # zu_tests(FOLDER SOURCES file... USES target...): the test program of one folder, zu_<FOLDER>_tests.

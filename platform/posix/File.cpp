@@ -2,6 +2,7 @@
 
 #include "platform/Text.h"
 #include "platform/TextRules.h"
+#include "platform/posix/DiskName.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -26,13 +27,6 @@ constexpr std::u16string_view CannotRead = u"Cannot read file";
 constexpr std::u16string_view CannotReadDirectory = u"Cannot read directory";
 
 // The name on the disk. One that cannot be there is refused here: the system would cut it at a NUL.
-std::string DiskName(std::u16string_view Path, std::u16string_view Action) {
-    TConversion<std::string> Name = Utf16ToUtf8Strict(Path);
-    if (Name.Error) throw TSystemError(Action, Path, EILSEQ);
-    if (Name.Text.find('\0') != Name.Text.npos) throw TSystemError(Action, Path, EINVAL);
-    return std::move(Name.Text);
-}
-
 struct TOpened {
     int Descriptor;
     std::uint64_t Size;

@@ -2,6 +2,8 @@
 
 #include "platform/File.h"
 #include "platform/Text.h"
+#include "platform/posix/Descriptor.h"
+#include "platform/posix/DiskName.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -21,28 +23,6 @@ constexpr std::u16string_view CannotWrite = u"Cannot write file";
 constexpr std::u16string_view CannotRename = u"Cannot rename file";
 constexpr std::u16string_view CannotMakeFolder = u"Cannot make folder";
 
-std::string DiskName(std::u16string_view Path, std::u16string_view Action) {
-    TConversion<std::string> Name = Utf16ToUtf8Strict(Path);
-    if (Name.Error || Name.Text.find('\0') != Name.Text.npos) throw TSystemError(Action, Path, EILSEQ);
-    return std::move(Name.Text);
-}
-
-// Closes with the scope.
-class TDescriptor {
-public:
-    explicit TDescriptor(int Value)
-        : FValue(Value) {}
-    ~TDescriptor() {
-        if (FValue >= 0) close(FValue);
-    }
-    TDescriptor(const TDescriptor&) = delete;
-    TDescriptor& operator=(const TDescriptor&) = delete;
-    [[nodiscard]] int Get() const { return FValue; }
-
-private:
-    int FValue;
-};
-
 std::string FolderOf(const std::string& Name) {
     const std::string Folder = std::filesystem::path(Name).parent_path().native();
     return Folder.empty() ? "." : Folder;
@@ -58,15 +38,16 @@ std::string Target(const std::string& Name) {
 // 0, or the error. A system that cannot sync folders or links such as these is none.
 int WriteAndSync(const std::string& Name, std::string_view Bytes, mode_t Mode) {
     const TDescriptor File(open(Name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, Mode));
-    if (File.Get() < 0) return errno;
-    if (fchmod(File.Get(), Mode) != 0) return errno; // what a killed process left, and the mask of new files
+    if (!File.IsOpen()) return errno;
+    if (fchmod(File.Number(), Mode) != 0)
+        return errno; // what a killed process left, and the mask of new files
     while (!Bytes.empty()) {
-        const ssize_t Written = write(File.Get(), Bytes.data(), Bytes.size());
+        const ssize_t Written = write(File.Number(), Bytes.data(), Bytes.size());
         if (Written < 0 && errno == EINTR) continue;
         if (Written < 0) return errno;
         Bytes.remove_prefix(static_cast<std::size_t>(Written));
     }
-    return fsync(File.Get()) == 0 ? 0 : errno;
+    return fsync(File.Number()) == 0 ? 0 : errno;
 }
 
 } // namespace
@@ -112,7 +93,7 @@ void ReplaceWholeFile(std::u16string_view Path, std::string_view Bytes, std::u16
         throw TSystemError(CannotWrite, Path, Code);
     }
     const TDescriptor Folder(open(FolderOf(Name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (Folder.Get() >= 0) static_cast<void>(fsync(Folder.Get())); // the file is whole either way
+    if (Folder.IsOpen()) static_cast<void>(fsync(Folder.Number())); // the file is whole either way
 }
 
 void RenameFile(std::u16string_view Path, std::u16string_view NewPath) {

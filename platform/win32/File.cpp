@@ -2,6 +2,7 @@
 
 #include "platform/Text.h"
 #include "platform/TextRules.h"
+#include "platform/win32/DiskName.h"
 #include "platform/win32/Wide.h"
 
 #include <windows.h>
@@ -20,26 +21,6 @@ constexpr std::u16string_view CannotRead = u"Cannot read file";
 constexpr std::u16string_view CannotReadDirectory = u"Cannot read directory";
 
 constexpr int DirectoryNotSupported = 336; // ERROR_DIRECTORY_NOT_SUPPORTED, which MinGW's headers lack
-
-int LastError() {
-    return static_cast<int>(GetLastError());
-}
-
-// The name for a system call. One with a NUL is refused here, the system would cut it; long ones are made
-// absolute and get the mark that lifts the limit of 260 units, which in turn asks for "\" and no "." parts.
-std::u16string DiskName(std::u16string_view Path, std::u16string_view Action) {
-    if (Path.find(u'\0') != Path.npos) throw TSystemError(Action, Path, ERROR_INVALID_NAME);
-    std::u16string Name(Path);
-    constexpr std::size_t SafeLength = 240; // the walk of a directory adds a little
-    if (Name.size() < SafeLength || Name.starts_with(u"\\\\?\\") || Name.starts_with(u"\\\\.\\")) return Name;
-    DWORD Size = GetFullPathNameW(Wide(Name.c_str()), 0, nullptr, nullptr);
-    std::u16string Full(Size, u'\0');
-    Size = GetFullPathNameW(Wide(Name.c_str()), Size, Wide(Full.data()), nullptr);
-    if (Size == 0 || Size >= Full.size() + 1) throw TSystemError(Action, Path, LastError());
-    Full.resize(Size);
-    if (Full.starts_with(u"\\\\")) return u"\\\\?\\UNC\\" + Full.substr(2);
-    return u"\\\\?\\" + Full;
-}
 
 // Where an open file or directory really stands; empty when the system does not tell. Wine does not for paths
 // of more than 260 units.
@@ -91,6 +72,21 @@ void ListOne(std::u16string_view Directory, const std::u16string& Prefix, std::v
 }
 
 } // namespace
+
+// The system would cut a name with a NUL; it takes "\\" only in long ones, and no "." parts.
+std::u16string DiskName(std::u16string_view Path, std::u16string_view Action) {
+    if (Path.find(u'\0') != Path.npos) throw TSystemError(Action, Path, ERROR_INVALID_NAME);
+    std::u16string Name(Path);
+    constexpr std::size_t SafeLength = 240; // the walk of a directory adds a little
+    if (Name.size() < SafeLength || Name.starts_with(u"\\\\?\\") || Name.starts_with(u"\\\\.\\")) return Name;
+    DWORD Size = GetFullPathNameW(Wide(Name.c_str()), 0, nullptr, nullptr);
+    std::u16string Full(Size, u'\0');
+    Size = GetFullPathNameW(Wide(Name.c_str()), Size, Wide(Full.data()), nullptr);
+    if (Size == 0 || Size >= Full.size() + 1) throw TSystemError(Action, Path, LastError());
+    Full.resize(Size);
+    if (Full.starts_with(u"\\\\")) return u"\\\\?\\UNC\\" + Full.substr(2);
+    return u"\\\\?\\" + Full;
+}
 
 std::u16string SystemErrorText(int Code) {
     // The arguments that some sentences ask for are not at hand: their "%1" stays.

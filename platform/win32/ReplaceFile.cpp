@@ -1,6 +1,7 @@
 #include "platform/ReplaceFile.h"
 
 #include "platform/File.h"
+#include "platform/win32/DiskName.h"
 #include "platform/win32/Wide.h"
 
 #include <windows.h>
@@ -15,15 +16,6 @@ constexpr std::u16string_view CannotLock = u"Cannot lock file";
 constexpr std::u16string_view CannotWrite = u"Cannot write file";
 constexpr std::u16string_view CannotRename = u"Cannot rename file";
 constexpr std::u16string_view CannotMakeFolder = u"Cannot make folder";
-
-int LastError() {
-    return static_cast<int>(GetLastError());
-}
-
-std::u16string DiskName(std::u16string_view Path, std::u16string_view Action) {
-    if (Path.find(u'\0') != Path.npos) throw TSystemError(Action, Path, ERROR_INVALID_NAME);
-    return std::u16string(Path);
-}
 
 // 0, or the error.
 int WriteAndSync(const std::u16string& Name, std::string_view Bytes) {
@@ -69,7 +61,8 @@ TFileLock::~TFileLock() {
 }
 
 void ReplaceWholeFile(std::u16string_view Path, std::string_view Bytes, std::u16string_view Backup) {
-    const std::u16string Name = DiskName(Path, CannotWrite), Fresh = Name + u".new", Kept(Backup);
+    const std::u16string Name = DiskName(Path, CannotWrite), Fresh = Name + u".new",
+                         Kept = Backup.empty() ? std::u16string() : DiskName(Backup, CannotWrite);
     int Code = WriteAndSync(Fresh, Bytes);
     if (Code == 0) {
         const bool Replaced =

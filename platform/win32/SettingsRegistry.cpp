@@ -10,9 +10,9 @@ namespace zutools::platform {
 
 namespace {
 
-constexpr std::u16string_view CannotOpen = u"Cannot open registry key";
-constexpr std::u16string_view CannotRead = u"Cannot read registry key";
-constexpr std::u16string_view CannotWrite = u"Cannot write registry key";
+constexpr std::u16string_view CannotOpenKey = u"Cannot open registry key";
+constexpr std::u16string_view CannotReadKey = u"Cannot read registry key";
+constexpr std::u16string_view CannotWriteKey = u"Cannot write registry key";
 
 // Closes with the scope; null when the key is not there.
 class TKey {
@@ -51,7 +51,7 @@ public:
                 : RegCreateKeyExW(RootOf(Root), Wide(FName.c_str()), 0, nullptr, REG_OPTION_NON_VOLATILE,
                                   KEY_READ | KEY_WRITE | DELETE, nullptr, FKey.Out(), nullptr);
         if (Access == TSettingsAccess::Read && Status == ERROR_FILE_NOT_FOUND) return;
-        Check(Status, CannotOpen, FName);
+        Check(Status, CannotOpenKey, FName);
     }
 
     std::optional<std::u16string> Read(std::u16string_view Section, std::u16string_view Key) const override {
@@ -68,7 +68,7 @@ public:
                                    &Size);
             if (Status == ERROR_FILE_NOT_FOUND || Status == ERROR_UNSUPPORTED_TYPE) return std::nullopt;
             if (Status == ERROR_MORE_DATA) continue;
-            Check(Status, CannotRead, Full(Section));
+            Check(Status, CannotReadKey, Full(Section));
             Value.resize(Size / sizeof(char16_t));
             while (Value.ends_with(u'\0')) Value.pop_back();
             return Value;
@@ -84,11 +84,11 @@ public:
         TKey Below;
         Check(RegCreateKeyExW(FKey.Get(), Wide(SectionName.c_str()), 0, nullptr, REG_OPTION_NON_VOLATILE,
                               KEY_WRITE, nullptr, Below.Out(), nullptr),
-              CannotWrite, Full(Section));
+              CannotWriteKey, Full(Section));
         Check(RegSetValueExW(Below.Get(), Wide(KeyName.c_str()), 0, REG_SZ,
                              reinterpret_cast<const BYTE*>(Text.c_str()),
                              static_cast<DWORD>((Text.size() + 1) * sizeof(char16_t))),
-              CannotWrite, Full(Section));
+              CannotWriteKey, Full(Section));
     }
 
     void EraseKey(std::u16string_view Section, std::u16string_view Key) override {
@@ -96,14 +96,14 @@ public:
         const std::u16string SectionName(Section), KeyName(Key);
         const LSTATUS Status =
             RegDeleteKeyValueW(FKey.Get(), Wide(SectionName.c_str()), Wide(KeyName.c_str()));
-        if (Status != ERROR_FILE_NOT_FOUND) Check(Status, CannotWrite, Full(Section));
+        if (Status != ERROR_FILE_NOT_FOUND) Check(Status, CannotWriteKey, Full(Section));
     }
 
     void EraseSection(std::u16string_view Section) override {
         Writable();
         const std::u16string Name(Section);
         const LSTATUS Status = RegDeleteTreeW(FKey.Get(), Wide(Name.c_str()));
-        if (Status != ERROR_FILE_NOT_FOUND) Check(Status, CannotWrite, Full(Section));
+        if (Status != ERROR_FILE_NOT_FOUND) Check(Status, CannotWriteKey, Full(Section));
     }
 
     std::vector<std::u16string> Sections() const override {

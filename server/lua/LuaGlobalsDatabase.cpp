@@ -116,7 +116,7 @@ int Select(lua_State* L) {
     return 1;
 }
 
-int Exec(lua_State* L) {
+int ExecStatement(lua_State* L) {
     const auto Query = Database(L).CreateExecQuery();
     Prepare(*Query, L);
     Query->Execute();
@@ -137,7 +137,7 @@ int Transaction(lua_State* L) {
 
 void OpenDatabase(lua_State* L) {
     const luaL_Reg Functions[] = {{"select", Border<Select>},
-                                  {"exec", Border<Exec>},
+                                  {"exec", Border<ExecStatement>},
                                   {"transaction", Border<Transaction>},
                                   {nullptr, nullptr}};
     luaL_newlib(L, Functions);

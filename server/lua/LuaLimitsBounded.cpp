@@ -390,37 +390,31 @@ int Replace(lua_State* L) {
 // ---- others
 
 /// A whole collection looks at everything that there is.
-int CollectGarbage(lua_State* L) {
+int CollectAll(lua_State* L) {
     constexpr std::uint64_t AsInstructions = 1000;
     StateOf(L).Limits.Work(L, AsInstructions);
     return CallOriginal(L);
-}
-
-void SetGuard(lua_State* L, const char* Name, lua_CFunction Guard) {
-    lua_getfield(L, -1, Name);
-    lua_pushcclosure(L, Guard, 1);
-    lua_setfield(L, -2, Name);
 }
 
 } // namespace
 
 void BoundLibraries(lua_State* L, const TLuaModules& Modules) {
     Modules.PushBase(L);
-    SetGuard(L, "collectgarbage", Border<CollectGarbage>);
+    SetLuaGuard(L, "collectgarbage", Border<CollectAll>);
     lua_pop(L, 1);
     Modules.PushLibrary(L, LUA_STRLIBNAME);
-    SetGuard(L, "rep", Border<Repeat>);
-    SetGuard(L, "find", Border<Find>);
-    SetGuard(L, "match", Border<Match>);
-    SetGuard(L, "gmatch", Border<EachMatch>);
-    SetGuard(L, "gsub", Border<Replace>);
+    SetLuaGuard(L, "rep", Border<Repeat>);
+    SetLuaGuard(L, "find", Border<Find>);
+    SetLuaGuard(L, "match", Border<Match>);
+    SetLuaGuard(L, "gmatch", Border<EachMatch>);
+    SetLuaGuard(L, "gsub", Border<Replace>);
     lua_pop(L, 1);
     Modules.PushLibrary(L, LUA_TABLIBNAME);
-    SetGuard(L, "insert", Border<Insert>);
-    SetGuard(L, "remove", Border<Remove>);
-    SetGuard(L, "move", Border<Move>);
-    SetGuard(L, "concat", Border<Concat>);
-    SetGuard(L, "sort", Border<Sort>);
+    SetLuaGuard(L, "insert", Border<Insert>);
+    SetLuaGuard(L, "remove", Border<Remove>);
+    SetLuaGuard(L, "move", Border<Move>);
+    SetLuaGuard(L, "concat", Border<Concat>);
+    SetLuaGuard(L, "sort", Border<Sort>);
     lua_pop(L, 1);
 }
 

@@ -80,4 +80,8 @@ private:
 /// Opens what web modules get of Lua's libraries (LuaModulesSandbox.cpp). Inside a protected call.
 void OpenSandbox(lua_State* L, TLuaModules& Modules);
 
+/// Puts `Guard` in the place of function `Name` of the table on the stack; it has the function as its
+/// upvalue.
+void SetLuaGuard(lua_State* L, const char* Name, lua_CFunction Guard);
+
 } // namespace zutools::server

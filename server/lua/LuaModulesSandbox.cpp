@@ -101,21 +101,21 @@ int CollectGarbage(lua_State* L) {
     }
 }
 
-void SetGuard(lua_State* L, const char* Name, lua_CFunction Guard) {
+} // namespace
+
+void SetLuaGuard(lua_State* L, const char* Name, lua_CFunction Guard) {
     lua_getfield(L, -1, Name);
     lua_pushcclosure(L, Guard, 1);
     lua_setfield(L, -2, Name);
 }
 
-} // namespace
-
 void OpenSandbox(lua_State* L, TLuaModules& Modules) {
     luaL_requiref(L, LUA_GNAME, luaopen_base, 1);
     Remove(L, {"_G", "dofile", "loadfile", "warn"});
-    SetGuard(L, "print", Border<Print>);
-    SetGuard(L, "load", Border<Load>);
-    SetGuard(L, "setmetatable", Border<SetMetatable>);
-    SetGuard(L, "collectgarbage", Border<CollectGarbage>);
+    SetLuaGuard(L, "print", Border<Print>);
+    SetLuaGuard(L, "load", Border<Load>);
+    SetLuaGuard(L, "setmetatable", Border<SetMetatable>);
+    SetLuaGuard(L, "collectgarbage", Border<CollectGarbage>);
     lua_pop(L, 1);
 
     luaL_requiref(L, LUA_STRLIBNAME, luaopen_string, 0);

@@ -1,22 +1,8 @@
 #include "server/web/AddressGate.h"
 
-#include <arpa/inet.h>
-
-#include <array>
+#include "server/web/Connections.h"
 
 namespace zutools::server {
-
-namespace {
-
-std::string NetworkOf(std::string_view Address) {
-    std::string Text(Address);
-    in6_addr Bytes{};
-    if (inet_pton(AF_INET6, Text.c_str(), &Bytes) != 1 || IN6_IS_ADDR_V4MAPPED(&Bytes)) return Text;
-    constexpr std::size_t NetworkBytes = 8;
-    return {reinterpret_cast<const char*>(Bytes.s6_addr), NetworkBytes};
-}
-
-} // namespace
 
 bool TAddressGate::TryTake(std::string_view Address) {
     const std::string Network = NetworkOf(Address);

@@ -199,15 +199,15 @@ void TAdminSocket::TImpl::Start(std::chrono::seconds Patience) {
         if (Code != MHD_REQUEST_TERMINATED_COMPLETED_OK)
             static_cast<TImpl*>(Self)->Drop(u"a question was not asked or answered to its end");
     };
-    using TAccess = MHD_Result (*)(void*, MHD_Connection*, const char*, const char*, const char*, const char*,
-                                   std::size_t*, void**);
+    using TAccessHandler = MHD_Result (*)(void*, MHD_Connection*, const char*, const char*, const char*,
+                                          const char*, std::size_t*, void**);
     using TComplete = void (*)(void*, MHD_Connection*, void**, MHD_RequestTerminationCode);
     TOpenFile Socket = Listen();
     Daemon = MHD_start_daemon(
         // A thread for each question: one that takes its time holds up no other.
         MHD_USE_THREAD_PER_CONNECTION | MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_POLL | MHD_USE_ITC, 0,
-        nullptr, nullptr, static_cast<TAccess>(Access), this, MHD_OPTION_LISTEN_SOCKET, Socket.Descriptor(),
-        MHD_OPTION_CONNECTION_LIMIT, 32U, MHD_OPTION_CONNECTION_TIMEOUT,
+        nullptr, nullptr, static_cast<TAccessHandler>(Access), this, MHD_OPTION_LISTEN_SOCKET,
+        Socket.Descriptor(), MHD_OPTION_CONNECTION_LIMIT, 32U, MHD_OPTION_CONNECTION_TIMEOUT,
         static_cast<unsigned>(Patience.count()), MHD_OPTION_NOTIFY_COMPLETED,
         static_cast<TComplete>(Complete), this, MHD_OPTION_END);
     if (Daemon == nullptr) FailSystem(u"Cannot listen on", Path);
