@@ -1,6 +1,7 @@
 #include "controls/ParamFields.h"
 
 #include "checking/Chekprms.h"
+#include "core/Lparams.h"
 #include "host/Numbers.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
@@ -129,6 +130,26 @@ TParamFault TParamFields::CheckByKey(const std::string& Key, std::u16string_view
     if (Field == nullptr) return {};
     TParamFault Fault = KindFault(*Field, Value);
     return Fault ? Fault : RuleFault(*Field, FCheckers[Found->second].get(), Value);
+}
+
+std::vector<TParamField> FieldsFor(const TParamsList& List, std::vector<TParamField> Fields) {
+    const TParamFields Known(Fields);
+    for (int Index = 0; Index < List.GetCount(); ++Index) {
+        const std::u16string Name = List.GetPLName(Index);
+        if (Known.Find(Name) == nullptr) Fields.push_back({.Name = Name, .Kind = Known.Kind(Name)});
+    }
+    return Fields;
+}
+
+void StoreAnswers(TParamsList& List, std::span<const TParamField> Fields,
+                  std::span<const std::u16string> Values) {
+    for (std::size_t I = 0; I < Fields.size(); ++I) {
+        const std::u16string Before = List.GetPLValueByName(Fields[I].Name);
+        const bool Known = List.GetPLNameIndex(Fields[I].Name) >= 0;
+        const bool Same = Before == Values[I] || (Fields[I].Kind == TParamKind::YesNo && YesOrNo(Before) &&
+                                                  YesOrNo(Before) == YesOrNo(Values[I]));
+        if (!Known || !Same) List.Add(Fields[I].Name, Values[I]);
+    }
 }
 
 bool LooksSecret(std::u16string_view Name) {

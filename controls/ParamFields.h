@@ -19,6 +19,7 @@
 
 namespace zutools {
 
+class TParamsList;
 class TParamValueChecker;
 
 /// How values read: a number as 1.5, a date as 2026-12-31, a colour as #rrggbb, yes or no as True or False
@@ -94,6 +95,13 @@ private:
     std::vector<std::unique_ptr<TParamValueChecker>> FCheckers; // one a field; null: no rule
     std::unordered_map<std::string, std::size_t> FByKey;
 };
+
+/// The fields, and behind them one for each entry of the list that has none: a text, or a secret.
+[[nodiscard]] std::vector<TParamField> FieldsFor(const TParamsList& List, std::vector<TParamField> Fields);
+/// Stores in a list the values of fields that differ from what it has; others, and its set event, hear
+/// nothing.
+void StoreAnswers(TParamsList& List, std::span<const TParamField> Fields,
+                  std::span<const std::u16string> Values);
 
 /// Whether a word of the name says so: "password", "PIN", "ApiToken", "пароль".
 [[nodiscard]] bool LooksSecret(std::u16string_view Name);

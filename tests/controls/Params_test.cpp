@@ -1,9 +1,26 @@
+#include "controls/HotKeys.h"
 #include "controls/ParamsRows.h"
+#include "controls/QtFormStorage.h"
+#include "controls/Zuaskval.h"
+#include "controls/Zuprmgrd.h"
 #include "core/Lparams.h"
-#include "host/StringHelpers.h"
 #include "platform/Text.h"
 
 #include <gmock/gmock.h>
+
+#include <QAccessible>
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QDialogButtonBox>
+#include <QKeySequenceEdit>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTableView>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
 
 #include <random>
 
@@ -266,6 +283,227 @@ TEST_F(TParamsRowsTest, ForgetsTheOldestStepsWhenTheyTakeTooMuch) {
     EXPECT_GE(Steps, 1);
     EXPECT_LE(Steps, 3);
     EXPECT_TRUE(Rows.Modified());
+}
+
+// ---- the grid and the dialog, by keys
+
+class ZuprmgrdTest : public testing::Test {
+protected:
+    ZuprmgrdTest() {
+        Form.resize(500, 300);
+        Grid.resize(500, 300);
+        Form.show();
+        Grid.setFocus();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&Form));
+    }
+    // "F2 'text' Return": keys by their names, and texts that are typed.
+    static void Press(const QString& Keys) {
+        for (const QString& Word : Keys.split(' ')) {
+            QWidget* const Focus = QApplication::focusWidget();
+            if (Word.startsWith(u'\'')) {
+                QTest::keyClicks(Focus, Word.mid(1, Word.size() - 2));
+                continue;
+            }
+            const QKeyCombination Key = QKeySequence::fromString(Word)[0];
+            QTest::keyClick(Focus, Key.key(), Key.keyboardModifiers());
+            QCoreApplication::processEvents(); // a cell takes its text when the key is over
+        }
+    }
+    QString Status() { return Grid.findChild<QLabel*>("Status")->text(); }
+
+    QWidget Form;
+    TParamsGrid& Grid = *new TParamsGrid(&Form);
+};
+
+TEST_F(ZuprmgrdTest, IsWorkedByKeysAlone) {
+    Grid.SetFields({{.Name = u"Fast", .Kind = TParamKind::YesNo},
+                    {.Name = u"Size", .Kind = TParamKind::Choice, .Choices = {u"S", u"M", u"L"}}});
+    const std::vector<std::pair<const char*, const char*>> Script{
+        {"Ins 'Port' Return F2 '80' Return", "Port=80"},
+        {"Ins 'Fast' Return F2", "Port=80\r\nFast=True"},
+        {"Ins 'Size' Return F2 Down Down Return", "Port=80\r\nFast=True\r\nSize=M"},
+        {"Alt+Up Alt+Up", "Size=M\r\nPort=80\r\nFast=True"},
+        {"Down Shift+F2 'Host' Return", "Size=M\r\nHost=80\r\nFast=True"},
+        {"Ctrl+C Del", "Size=M\r\nFast=True"},
+        {"Up Ctrl+V", "Size=M\r\nHost=80\r\nFast=True"},
+        {"Ctrl+1 Ctrl+K", "Fast=True\r\nHost=80\r\nSize=M"},
+        {"Ctrl+F 'host' Return Ctrl+A Del", "Fast=True\r\nSize=M"},
+        {"Ctrl+Z Ctrl+Z", "Size=M\r\nHost=80\r\nFast=True"},
+        {"Ctrl+Shift+Z", "Fast=True\r\nHost=80\r\nSize=M"},
+        {"Ctrl+A Ctrl+Shift+C Del", "Fast=True\r\nSize=M"}, // the filter still hides the others
+    };
+    for (const auto& [Keys, Text] : Script) {
+        Press(Keys);
+        ASSERT_EQ(Grid.Text(), Text) << Keys;
+    }
+    EXPECT_EQ(QApplication::clipboard()->text(), "Host=80");
+    Grid.SetReadOnly(true);
+    Press("Ins Del Ctrl+V Ctrl+Z F2");
+    EXPECT_EQ(Grid.Text(), Script.back().second);
+}
+
+TEST_F(ZuprmgrdTest, TellsFaultsAtTheCellAndBelow) {
+    Grid.SetFields({{.Name = u"City", .Hint = u"Where it goes", .WrongValues = u"<"},
+                    {.Name = u"Port", .Kind = TParamKind::Number, .Required = true}});
+    Grid.SetText("a=1\nCity=x<y");
+    Press("F8");
+    const QModelIndex Cell = Grid.Table().currentIndex();
+    const QString Message = "Value \"X<Y\" contain wrong symbol \"<\" at position 2.";
+    EXPECT_EQ(Cell, Grid.Table().model()->index(1, 1));
+    EXPECT_EQ(Cell.data(Qt::ToolTipRole).toString(), Message);
+    EXPECT_EQ(Cell.data(Qt::AccessibleDescriptionRole).toString(), Message);
+    EXPECT_EQ(Status(), Message + " — rows: 2, with a fault: 1, missing: Port");
+    Press("F2 'Omsk' Return Ctrl+Home Up");
+    EXPECT_EQ(Status(), "rows: 2, missing: Port");
+    EXPECT_FALSE(Grid.Valid());
+    EXPECT_EQ(Cell.siblingAtColumn(2).data().toString(), "Where it goes");
+}
+
+// Everything that an interface and those below it tell.
+QString TextsOf(QAccessibleInterface* Shown) {
+    QString Texts;
+    for (const auto Kind :
+         {QAccessible::Name, QAccessible::Description, QAccessible::Value, QAccessible::Help})
+        Texts += Shown->text(Kind) + ' ';
+    if (auto* Text = Shown->textInterface()) Texts += Text->text(0, Text->characterCount()) + ' ';
+    for (int Child = 0; Child < Shown->childCount(); ++Child)
+        if (auto* Below = Shown->child(Child)) Texts += TextsOf(Below);
+    return Texts;
+}
+
+TEST_F(ZuprmgrdTest, KeepsSecretsFromEverybody) {
+    Grid.SetFields({{.Name = u"Code", .Kind = TParamKind::Secret, .RightValues = u"0-9"}});
+    Grid.SetText("Code=Xyzzy\nDbPassword=Xyzzy\nCity=Omsk");
+    for (int Row = 0; Row < 2; ++Row)
+        for (int Role = 0; Role < Qt::UserRole; ++Role) {
+            const QString Told = Grid.Table().model()->index(Row, 1).data(Role).toString();
+            EXPECT_EQ(Role != Qt::EditRole && Told.contains("xyzzy", Qt::CaseInsensitive), false) << Role;
+        }
+    Press("Ctrl+A Ctrl+C F8 F2"); // and while it is edited
+    const QString Texts = TextsOf(QAccessible::queryAccessibleInterface(&Form));
+    EXPECT_TRUE(Texts.contains("Omsk"));
+    EXPECT_FALSE(Texts.contains("xyzzy", Qt::CaseInsensitive));
+    EXPECT_FALSE(Status().contains("xyzzy", Qt::CaseInsensitive));
+    EXPECT_EQ(QApplication::clipboard()->text(), "Code\t\r\nDbPassword\t\r\nCity\tOmsk\r\n");
+    Press("Escape");
+    EXPECT_EQ(Grid.Text(), "Code=Xyzzy\r\nDbPassword=Xyzzy\r\nCity=Omsk");
+}
+
+TEST_F(ZuprmgrdTest, KeysAreChangedKeptAndNeverGivenTwice) {
+    std::vector<QKeySequence> Keys;
+    for (const QAction* Action : Grid.Keys().Actions()) {
+        EXPECT_FALSE(Action->shortcut().isEmpty()) << Action->text().toStdString();
+        EXPECT_THAT(Keys, testing::Not(testing::Contains(Action->shortcut())));
+        Keys.push_back(Action->shortcut());
+    }
+    QStringList Told;
+    QObject::connect(&Grid, &TParamsGrid::OnComplaint, &Grid, [&](const QString& Text) { Told += Text; });
+    Grid.SetHotKeys({"insert=Ctrl+I", "rename=Ctrl+I", "unknown=F1", "choose=F2", "malformed"});
+    EXPECT_EQ(Told.size(), 2); // rename has none; edit gave F2 away
+    EXPECT_EQ(Grid.HotKeys(), QStringList({"insert=Ctrl+I", "edit=", "rename=", "choose=F2"}));
+
+    Grid.setObjectName("Grid");
+    Form.setObjectName("Form");
+    const QTemporaryDir Folder;
+    const auto Storage = [&] {
+        auto Kept = std::make_unique<TQtFormStorage>(&Form);
+        Kept->setIniFileName(Folder.filePath("keys.ini"));
+        Kept->setStoredProps({"Grid.HotKeys"});
+        return Kept;
+    };
+    Storage()->Storage().SaveProperties();
+    Grid.SetHotKeys({});
+    EXPECT_EQ(Grid.HotKeys(), QStringList());
+    Storage()->Storage().RestoreProperties();
+    EXPECT_EQ(Grid.HotKeys(), QStringList({"insert=Ctrl+I", "edit=", "rename=", "choose=F2"}));
+    Press("Ctrl+I 'x' Return");
+    EXPECT_EQ(Grid.Text(), "x=");
+
+    QAction Print("&Print");
+    Print.setShortcut(QKeySequence("Ctrl+P"));
+    Print.setParent(&Form);
+    Press("Ctrl+Shift+K");
+    auto* Dialog = Grid.findChild<QDialog*>();
+    ASSERT_NE(Dialog, nullptr);
+    auto* Ok = Dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
+    Dialog->findChild<QKeySequenceEdit*>("delete")->setKeySequence(QKeySequence("Ctrl+P"));
+    EXPECT_EQ(Dialog->findChild<QLabel*>("Conflict")->text(),
+              "Ctrl+P is the key of \"Print\" and of \"Delete rows\"");
+    EXPECT_FALSE(Ok->isEnabled());
+    Dialog->findChild<QKeySequenceEdit*>("delete")->setKeySequence(QKeySequence("Ctrl+D"));
+    Ok->click();
+    EXPECT_TRUE(Grid.HotKeys().contains("delete=Ctrl+D"));
+}
+
+TEST_F(ZuprmgrdTest, FilesComeAndGoWithoutWaiting) {
+    const QTemporaryDir Folder;
+    const QString File = Folder.filePath("list.txt");
+    QSignalSpy Done(&Grid, &TParamsGrid::FileDone);
+    QSignalSpy Told(&Grid, &TParamsGrid::OnComplaint);
+    Grid.SetText("Город=Омск\nb=2");
+    Grid.SaveFile(File);
+    EXPECT_EQ(Done.size(), 0);
+    ASSERT_TRUE(Done.wait());
+    EXPECT_FALSE(Grid.Modified());
+    Grid.SetText("other=1");
+    Grid.LoadFile(File);
+    ASSERT_TRUE(Done.wait());
+    EXPECT_EQ(Grid.Text(), "Город=Омск\r\nb=2");
+    Press("Ctrl+Z");
+    EXPECT_EQ(Grid.Text(), "other=1");
+    Grid.LoadFile(Folder.filePath("missing"));
+    ASSERT_TRUE(Told.wait());
+    Grid.Rows().SetValue(0, u"two\nlines");
+    Grid.SaveFile(File);
+    EXPECT_EQ(Told.size(), 2);
+    EXPECT_TRUE(Status().isEmpty() || Told.back()[0].toString().contains("Row 1"));
+}
+
+// Runs `Act` in the dialog that `Ask` shows.
+bool AskAnd(TParamsList& List, std::vector<TParamField> Fields,
+            const std::function<void(TAskValuesDlg&)>& Act) {
+    QTimer::singleShot(0, [&] {
+        auto* Dialog = qobject_cast<TAskValuesDlg*>(QApplication::activeModalWidget());
+        ASSERT_NE(Dialog, nullptr);
+        EXPECT_TRUE(QTest::qWaitForWindowActive(Dialog));
+        Act(*Dialog);
+        if (Dialog->isVisible()) Dialog->reject();
+    });
+    return TAskValuesDlg::Ask(List, "Connect", "Where?", std::move(Fields));
+}
+
+TEST(Zuaskval, TakesAnswersOnlyWhenAllPass) {
+    const std::vector<TParamField> Fields{
+        {.Name = u"Port", .Label = u"Po&rt", .Kind = TParamKind::Number, .Required = true, .Most = 99},
+        {.Name = u"Fast", .Kind = TParamKind::YesNo}};
+    TParamsList List;
+    List.SetAsString(u"Host=here\r\nFast=1\r\nPIN=Xyzzy");
+    int Stores = 0;
+    List.SetOnSetParamValue([&](std::u16string_view, std::u16string_view, bool&) { ++Stores; });
+    const auto Type = [](const QString& Text) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClicks(QApplication::focusWidget(), Text);
+    };
+    EXPECT_FALSE(AskAnd(List, Fields, [&](TAskValuesDlg& Dialog) {
+        EXPECT_EQ(Dialog.Why(), "Po&rt: A value is wanted");
+        Type("100");
+        EXPECT_EQ(Dialog.Why(), "Po&rt: The most is 99");
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        EXPECT_TRUE(Dialog.isVisible());
+        EXPECT_EQ(Dialog.findChild<QLabel*>("Why")->text(), Dialog.Why());
+        EXPECT_FALSE(TextsOf(QAccessible::queryAccessibleInterface(&Dialog)).contains("Xyzzy"));
+        Type("80");
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+    }));
+    EXPECT_EQ(List.GetAsString(), u"Host=here\r\nFast=1\r\nPIN=Xyzzy");
+    EXPECT_EQ(Stores, 0);
+    EXPECT_TRUE(AskAnd(List, Fields, [&](TAskValuesDlg& Dialog) {
+        Type("80");
+        EXPECT_TRUE(Dialog.Valid());
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+    }));
+    EXPECT_EQ(List.GetAsString(), u"Host=here\r\nFast=1\r\nPIN=Xyzzy\r\nPort=80");
+    EXPECT_EQ(Stores, 1);
 }
 
 } // namespace
