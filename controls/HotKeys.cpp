@@ -21,7 +21,7 @@ bool Clash(const QKeySequence& Left, const QKeySequence& Right) {
     return Left.matches(Right) != QKeySequence::NoMatch || Right.matches(Left) != QKeySequence::NoMatch;
 }
 
-QString TextOf(const QAction& Action) {
+QString ActionText(const QAction& Action) {
     return Action.text().remove(u'&').remove(QStringLiteral("…"));
 }
 
@@ -39,8 +39,8 @@ public:
         for (QAction* Action : Keys.Actions()) {
             auto* Edit = new QKeySequenceEdit(Action->shortcut(), Page);
             Edit->setObjectName(Action->objectName());
-            Edit->setAccessibleName(TextOf(*Action));
-            Form->addRow(TextOf(*Action), Edit);
+            Edit->setAccessibleName(ActionText(*Action));
+            Form->addRow(ActionText(*Action), Edit);
             connect(Edit, &QKeySequenceEdit::keySequenceChanged, this, [this] { Check(); });
             FEdits.push_back(Edit);
         }
@@ -79,11 +79,11 @@ private:
             const QAction& Action = *FKeys.Actions()[I];
             QString Other;
             for (std::size_t J = 0; J < I && Other.isEmpty(); ++J)
-                if (Clash(Key, FEdits[J]->keySequence())) Other = TextOf(*FKeys.Actions()[J]);
+                if (Clash(Key, FEdits[J]->keySequence())) Other = ActionText(*FKeys.Actions()[J]);
             if (Other.isEmpty()) Other = FKeys.OutsideHolder(Key);
             if (Other.isEmpty()) continue;
             return THotKeys::tr("%1 is the key of \"%2\" and of \"%3\"")
-                .arg(Key.toString(QKeySequence::NativeText), Other, TextOf(Action));
+                .arg(Key.toString(QKeySequence::NativeText), Other, ActionText(Action));
         }
         return {};
     }
@@ -145,13 +145,13 @@ QString THotKeys::OutsideHolder(const QKeySequence& Key) const {
         // The keys of other controls hold there.
         if (Action->shortcutContext() == Qt::WindowShortcut ||
             Action->shortcutContext() == Qt::ApplicationShortcut)
-            return TextOf(*Action);
+            return ActionText(*Action);
     }
     return {};
 }
 
 QString THotKeys::Holder(const QKeySequence& Key, const QAction* Except) const {
-    if (const QAction* Own = OwnHolder(Key, Except)) return TextOf(*Own);
+    if (const QAction* Own = OwnHolder(Key, Except)) return ActionText(*Own);
     return OutsideHolder(Key);
 }
 
@@ -180,8 +180,9 @@ QStringList THotKeys::SetChanges(const QStringList& Lines) {
     const auto Give = [&](QAction& Action, const QKeySequence& Key) {
         Given.push_back(&Action);
         if (const QAction* Other = OwnHolder(Key, &Action))
-            Conflicts += tr("%1 is the key of \"%2\" already: \"%3\" has none")
-                             .arg(Key.toString(QKeySequence::NativeText), TextOf(*Other), TextOf(Action));
+            Conflicts +=
+                tr("%1 is the key of \"%2\" already: \"%3\" has none")
+                    .arg(Key.toString(QKeySequence::NativeText), ActionText(*Other), ActionText(Action));
         else
             Action.setShortcut(Key);
     };

@@ -20,10 +20,10 @@ namespace {
 constexpr int MaskDots = 8; // whatever the length of the secret is
 constexpr QChar Dot(u'•');
 constexpr QChar LineBreakMark(u'↵');
-const QString Yes = QStringLiteral("True");
-const QString No = QStringLiteral("False");
+const QString YesText = QStringLiteral("True");
+const QString NoText = QStringLiteral("False");
 
-QString Tr(const char* Text) {
+QString ParamText(const char* Text) {
     return QCoreApplication::translate("TParams", Text);
 }
 
@@ -75,31 +75,31 @@ QString FaultText(const TParamFault& Fault) {
     case TParamFaultKind::None:
         return {};
     case TParamFaultKind::NameWanted:
-        return Tr("A name is wanted");
+        return ParamText("A name is wanted");
     case TParamFaultKind::NameUnfit:
-        return Tr("A name cannot hold \"=\" or a line break");
+        return ParamText("A name cannot hold \"=\" or a line break");
     case TParamFaultKind::NameTwice:
-        return Tr("Another row has this name; the last value counts");
+        return ParamText("Another row has this name; the last value counts");
     case TParamFaultKind::ValueWanted:
-        return Tr("A value is wanted");
+        return ParamText("A value is wanted");
     case TParamFaultKind::LineBreak:
-        return Tr("A value cannot hold a line break");
+        return ParamText("A value cannot hold a line break");
     case TParamFaultKind::NotNumber:
-        return Tr("A number is wanted, such as 12 or 1.5");
+        return ParamText("A number is wanted, such as 12 or 1.5");
     case TParamFaultKind::TooSmall:
-        return Tr("The least is %1").arg(Text);
+        return ParamText("The least is %1").arg(Text);
     case TParamFaultKind::TooLarge:
-        return Tr("The most is %1").arg(Text);
+        return ParamText("The most is %1").arg(Text);
     case TParamFaultKind::NotDate:
-        return Tr("A date is wanted: year-month-day, such as 2026-12-31");
+        return ParamText("A date is wanted: year-month-day, such as 2026-12-31");
     case TParamFaultKind::NotChoice:
-        return Tr("This is none of the choices");
+        return ParamText("This is none of the choices");
     case TParamFaultKind::NotColor:
-        return Tr("A colour is wanted, such as #1f6fd0");
+        return ParamText("A colour is wanted, such as #1f6fd0");
     case TParamFaultKind::NotYesNo:
-        return Tr("True or False is wanted");
+        return ParamText("True or False is wanted");
     case TParamFaultKind::Refused:
-        return Text.isEmpty() ? Tr("This value is not allowed") : Text;
+        return Text.isEmpty() ? ParamText("This value is not allowed") : Text;
     }
     return {};
 }
@@ -125,13 +125,14 @@ QWidget* MakeParamEditor(const TParamField* Field, TParamKind Kind, QWidget* Par
     auto* Edit = new QLineEdit(Parent);
     if (Kind == TParamKind::Secret) Edit->setEchoMode(QLineEdit::Password);
     if (Kind == TParamKind::Number) Edit->setInputMethodHints(Qt::ImhFormattedNumbersOnly);
-    if (Kind == TParamKind::Date) Edit->setPlaceholderText(Tr("YYYY-MM-DD"));
+    if (Kind == TParamKind::Date) Edit->setPlaceholderText(ParamText("YYYY-MM-DD"));
     if (Kind == TParamKind::Color) Edit->setPlaceholderText(QStringLiteral("#rrggbb"));
     return Edit;
 }
 
 QString ParamEditorText(const QWidget& Editor) {
-    if (const auto* Check = qobject_cast<const QCheckBox*>(&Editor)) return Check->isChecked() ? Yes : No;
+    if (const auto* Check = qobject_cast<const QCheckBox*>(&Editor))
+        return Check->isChecked() ? YesText : NoText;
     if (const auto* Combo = qobject_cast<const QComboBox*>(&Editor)) return Combo->currentText();
     const auto* Edit = qobject_cast<const QLineEdit*>(&Editor);
     return Edit != nullptr ? Edit->text() : QString();

@@ -18,7 +18,7 @@ namespace zutools {
 
 namespace {
 
-constexpr int CharactersWide = 50;
+constexpr int DialogCharacters = 50;
 constexpr int MostRowsSeen = 14; // more are scrolled
 
 } // namespace
@@ -68,8 +68,9 @@ void TAskValuesDlg::SetValues(const TParamsList& List, std::vector<TParamField> 
     for (const TParamField& Field : FFields.All()) AddRow(Field, ToQt(List.GetPLValueByName(Field.Name)));
     QWidget* const Page = FForm->parentWidget();
     const int LineHeight = fontMetrics().lineSpacing() * 2;
-    const QSize Wanted(std::max(Page->sizeHint().width(), fontMetrics().averageCharWidth() * CharactersWide),
-                       std::min(Page->sizeHint().height(), LineHeight * MostRowsSeen));
+    const QSize Wanted(
+        std::max(Page->sizeHint().width(), fontMetrics().averageCharWidth() * DialogCharacters),
+        std::min(Page->sizeHint().height(), LineHeight * MostRowsSeen));
     auto* const Area = Page->parentWidget()->parentWidget(); // the page stands in the area's viewport
     Area->setMinimumSize(Wanted + QSize(style()->pixelMetric(QStyle::PM_ScrollBarExtent), 0));
     if (!FAsked.empty()) FAsked.front().Editor->setFocus();

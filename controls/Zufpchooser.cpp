@@ -23,7 +23,7 @@ namespace zutools {
 
 namespace {
 
-constexpr int GlyphSide = 14;
+constexpr int ChooseGlyphSide = 14;
 constexpr int MostSuggestions = 50;
 constexpr int CharactersShown = 30;
 
@@ -197,7 +197,7 @@ void TZUFPChooser::SetControlsParams() {
         ValueEdit->SetCompletion(FObjectType == otFile ? TZUFPChooserEdit::cmFiles
                                                        : TZUFPChooserEdit::cmFolders);
     ChooseButton->setIcon(PackageIcon(u"FILEOPEN"));
-    ChooseButton->setIconSize(QSize(GlyphSide, GlyphSide));
+    ChooseButton->setIconSize(QSize(ChooseGlyphSide, ChooseGlyphSide));
     ChooseButton->setToolTip(FObjectType == otDirectory ? tr("Choose a folder") : tr("Choose a file"));
     ChooseButton->setVisible(Known);
     if (WasHidden != ChooseButton->isHidden()) CorrectControlsPositions();

@@ -34,8 +34,8 @@ namespace {
 
 constexpr int NameColumn = 0;
 constexpr int ValueColumn = 1;
-constexpr int CharactersWide = 60;
-constexpr int RowsHigh = 12;
+constexpr int GridCharacters = 60;
+constexpr int GridRows = 12;
 constexpr std::uint64_t MostOfAFile = 64U << 20;      // bytes
 constexpr qsizetype MostPasted = qsizetype{32} << 20; // UTF-16 units
 
@@ -596,8 +596,8 @@ TParamsGrid::TOrder TParamsGrid::Order() const {
 }
 
 QSize TParamsGrid::sizeHint() const {
-    return {fontMetrics().averageCharWidth() * CharactersWide,
-            fontMetrics().lineSpacing() * RowsHigh * 3 / 2};
+    return {fontMetrics().averageCharWidth() * GridCharacters,
+            fontMetrics().lineSpacing() * GridRows * 3 / 2};
 }
 
 void TParamsGrid::changeEvent(QEvent* Event) {
