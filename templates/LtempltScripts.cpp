@@ -41,8 +41,10 @@ TKXVariant PropertyFunc_GetTag(TObject& Target, TScriptArgs Args) {
 }
 
 void PropertyFunc_SetTag(TObject& Target, TScriptArgs Index, const TKXVariant& Value) {
-    const std::u16string Name = TagNameOf(Target, Index[0]);
-    Self(Target).SetTagValue(Name, Value.AsString());
+    constexpr auto Text = TVariantKind::vkString; // most are, and need no copies
+    if (Index[0].Kind() == Text && Value.Kind() == Text)
+        return Self(Target).SetTagValue(Index[0].StringView(), Value.StringView());
+    Self(Target).SetTagValue(TagNameOf(Target, Index[0]), Value.AsString());
 }
 
 TKXVariant PropertyFunc_GetPart(TObject& Target, TScriptArgs Args) {

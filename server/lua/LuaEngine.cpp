@@ -175,6 +175,10 @@ TLuaEngine::TLuaEngine(TLuaOptions Options)
     TImpl& State = *FImpl;
     State.Limits.Watch(State.L);
     Do(State, [&](lua_State* L) {
+        // A run of a module leaves little behind but its garbage: looking for it when the state has grown to
+        // four times of what is in use finds as much with half the work of Lua's usual two.
+        constexpr int Pause = 400;
+        if (State.Options.Sandboxed) lua_gc(L, LUA_GCINC, Pause, 0, 0);
         State.Objects.Open(L);
         State.Modules.Open(L, State.Options.Sandboxed);
         if (State.Limits.Any() || State.Options.Sandboxed) GuardLibraries(L, State.Modules);

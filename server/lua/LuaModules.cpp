@@ -8,17 +8,13 @@
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
-#include <system_error>
 
 namespace zutools::server {
 
 namespace {
-
-std::filesystem::path PathOf(std::u16string_view File) {
-    const std::string Utf8 = platform::Utf16ToUtf8(File);
-    return std::filesystem::path(std::u8string(Utf8.begin(), Utf8.end()));
-}
 
 // A place in the registry that can be filled later without memory.
 int NewPlace(lua_State* L) {
@@ -27,7 +23,7 @@ int NewPlace(lua_State* L) {
 }
 
 void CopyTable(lua_State* L, int From) {
-    lua_createtable(L, 0, 24);
+    lua_createtable(L, 0, 16);
     lua_pushnil(L);
     while (lua_next(L, From) != 0) {
         lua_pushvalue(L, -2);
@@ -83,6 +79,10 @@ void TLuaModules::Open(lua_State* L, bool Sandboxed) {
         PushBase(L);
         lua_pushcfunction(L, Border<Require>);
         lua_setfield(L, -2, "require");
+        lua_createtable(L, 0, 1);
+        lua_pushcfunction(L, Border<FindLibrary>);
+        lua_setfield(L, -2, "__index");
+        lua_setmetatable(L, -2);
         lua_pop(L, 1);
     } else {
         luaL_openlibs(L);
@@ -121,17 +121,6 @@ void TLuaModules::BeginRun(lua_State* L, bool FreshGlobals) {
     const int Globals = lua_gettop(L);
     lua_pushvalue(L, Globals);
     lua_setfield(L, Globals, "_G");
-    lua_rawgeti(L, LUA_REGISTRYINDEX, FLibraries);
-    const int Libraries = lua_gettop(L);
-    lua_pushnil(L);
-    while (lua_next(L, Libraries) != 0) {
-        CopyTable(L, lua_gettop(L));
-        lua_remove(L, -2);
-        lua_pushvalue(L, -2);
-        lua_insert(L, -2);
-        lua_rawset(L, Globals);
-    }
-    lua_pop(L, 1);
     lua_rawgeti(L, LUA_REGISTRYINDEX, FMeta);
     lua_setmetatable(L, Globals);
     lua_rawgeti(L, LUA_REGISTRYINDEX, FMaker);
@@ -139,6 +128,28 @@ void TLuaModules::BeginRun(lua_State* L, bool FreshGlobals) {
     lua_call(L, 1, 1);
     lua_rawseti(L, LUA_REGISTRYINDEX, FHolder);
     lua_rawseti(L, LUA_REGISTRYINDEX, FGlobals);
+}
+
+// A name that neither the run nor the engine has may be that of a library, of which the run gets a copy of
+// its own: most pages use one or two of them.
+int TLuaModules::FindLibrary(lua_State* L) {
+    const TLuaModules& Modules = StateOf(L).Modules;
+    lua_settop(L, 2);
+    lua_rawgeti(L, LUA_REGISTRYINDEX, Modules.FLibraries);
+    lua_pushvalue(L, 2);
+    if (lua_rawget(L, 3) == LUA_TNIL) return 1;
+    const void* const Library = lua_topointer(L, 4);
+    Modules.PushGlobals(L);
+    if (!lua_istable(L, 5)) return 0; // no run: nobody may get at the table itself
+    lua_rawgeti(L, LUA_REGISTRYINDEX, Modules.FLoaded);
+    if (lua_rawgetp(L, 6, Library) != LUA_TNIL) return 0; // the run had it, and dropped it
+    CopyTable(L, 4);
+    lua_pushvalue(L, -1);
+    lua_rawsetp(L, 6, Library);
+    lua_pushvalue(L, 2);
+    lua_pushvalue(L, -2);
+    lua_rawset(L, 5);
+    return 1;
 }
 
 void TLuaModules::EndRun(lua_State* L) const {
@@ -162,19 +173,20 @@ void TLuaModules::PushText(lua_State* L, std::string_view Text, std::string_view
     GiveGlobals(L);
 }
 
+std::optional<TLuaModules::TStamp> TLuaModules::StampOf(std::u16string_view File) {
+    struct stat Status;
+    if (::stat(platform::Utf16ToUtf8(File).c_str(), &Status) != 0) return std::nullopt;
+    return TStamp{Status.st_mtim.tv_sec, Status.st_mtim.tv_nsec, Status.st_size};
+}
+
 void TLuaModules::Refresh(std::u16string_view File) {
-    TStamp Stamp;
-    std::error_code TimeError, SizeError;
-    const std::filesystem::path Path = PathOf(File);
-    Stamp.Time = std::filesystem::last_write_time(Path, TimeError);
-    Stamp.Size = std::filesystem::file_size(Path, SizeError);
-    const bool Stamped = !TimeError && !SizeError;
+    const std::optional<TStamp> Stamp = StampOf(File);
     const auto Known = FModules.find(std::u16string(File));
-    if (Known != FModules.end() && Stamped && Known->second.Stamp == Stamp) return;
+    if (Known != FModules.end() && Stamp && Known->second.Stamp == Stamp) return;
     std::string Text = ReadScript(File); // later than the stamp, so a change in between is seen next time
     TModule& Module = Known != FModules.end() ? Known->second : FModules[std::u16string(File)];
     Module.Text = std::move(Text);
-    Module.Stamp = Stamped ? std::optional(Stamp) : std::nullopt;
+    Module.Stamp = Stamp;
 }
 
 void TLuaModules::PushFile(lua_State* L, std::u16string_view File) {

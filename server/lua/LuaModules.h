@@ -9,7 +9,6 @@
 #include <lua.hpp>
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -46,8 +45,9 @@ public:
 
 private:
     struct TStamp {
-        std::filesystem::file_time_type Time;
-        std::uintmax_t Size = 0;
+        std::int64_t Seconds = 0;
+        std::int64_t Nanoseconds = 0;
+        std::int64_t Size = 0;
         friend bool operator==(const TStamp&, const TStamp&) = default;
     };
     struct TModule {
@@ -55,7 +55,9 @@ private:
         std::optional<std::string> Text; // read, not compiled yet
         int Function = LUA_NOREF;
     };
+    [[nodiscard]] static std::optional<TStamp> StampOf(std::u16string_view File);
     static int Require(lua_State* L);
+    static int FindLibrary(lua_State* L);
     void GiveGlobals(lua_State* L) const;
 
     bool FSandboxed = false;
@@ -64,7 +66,7 @@ private:
     std::vector<std::u16string> FLoading; // being required, the innermost last
     // Places in Lua's registry.
     int FBase = LUA_NOREF;      // globals of the engine
-    int FLibraries = LUA_NOREF; // tables that each run gets copies of
+    int FLibraries = LUA_NOREF; // tables of which each run gets copies when it names them
     int FMeta = LUA_NOREF;      // of a run's globals
     int FGlobals = LUA_NOREF;   // of the run
     int FLoaded = LUA_NOREF;    // what the run has required

@@ -55,8 +55,8 @@ struct TIndexed {
 
 template <class T>
 T* UserdataAt(lua_State* L, int Index) {
-    if (lua_type(L, Index) != LUA_TUSERDATA || lua_rawlen(L, Index) != sizeof(T)) return nullptr;
     T* const Result = static_cast<T*>(lua_touserdata(L, Index));
+    if (Result == nullptr || lua_rawlen(L, Index) != sizeof(T)) return nullptr; // a light one has no length
     return Result->Tag == &T::TagByte ? Result : nullptr;
 }
 

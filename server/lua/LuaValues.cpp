@@ -21,7 +21,12 @@ std::u16string ToText(lua_State* L, int Index, const TValuePlace& Place) {
         throw EIObjectError(Format(u"%s: a string is wanted, not a %s",
                                    {Place.Text(), platform::Utf8ToUtf16(luaL_typename(L, Index))}));
     }
-    auto Result = platform::Utf8ToUtf16Strict(StringAt(L, Index));
+    const std::string_view Text = StringAt(L, Index);
+    constexpr std::size_t Short = 64; // most are, and need no counting beforehand
+    if (Text.size() <= Short &&
+        std::all_of(Text.begin(), Text.end(), [](char C) { return static_cast<unsigned char>(C) < 0x80; }))
+        return {Text.begin(), Text.end()};
+    auto Result = platform::Utf8ToUtf16Strict(Text);
     if (Result.Error) {
         throw EIObjectError(
             Format(u"%s: malformed UTF-8 at byte %d", {Place.Text(), Result.Error->Offset + 1}));

@@ -37,10 +37,13 @@ std::string KeyedHex(std::span<const std::byte> Key, std::string_view Text) {
     return HexText(Hash);
 }
 
-// A token: digits of its own, those of the minute that it was made in, and those that sign both.
+// A token: digits of its own, those of the minute that it was made in, and those that sign both. The hash of
+// the first two is cut into what names the session, its form token, and the signature.
 constexpr std::size_t KeyDigits = 32;
 constexpr std::size_t MinuteDigits = 8;
 constexpr std::size_t SignatureDigits = 32;
+constexpr std::size_t SidDigits = 16;
+constexpr std::size_t FormTokenDigits = 32;
 
 } // namespace
 
@@ -266,30 +269,28 @@ TSessionState TSessions::StateOfToken(std::string_view Nonce, std::uint32_t Minu
     std::array<char, MinuteDigits + 1> Digits{};
     std::snprintf(Digits.data(), Digits.size(), "%08x", static_cast<unsigned>(Minute));
     const std::string Signed = std::string(Nonce) + Digits.data();
-    const std::string Rest = KeyedHex<24>(FKey, "session " + std::string(Nonce));
+    const std::string Hash = KeyedHex<(SidDigits + FormTokenDigits + SignatureDigits) / 2>(FKey, Signed);
     TSessionState State;
-    State.SID = Widened(std::string_view(Rest).substr(0, 16));
-    State.FormToken = Rest.substr(16);
-    State.Secret = Signed + KeyedHex<SignatureDigits / 2>(FKey, "token " + Signed);
+    State.SID = Widened(std::string_view(Hash).substr(0, SidDigits));
+    State.FormToken = Hash.substr(SidDigits, FormTokenDigits);
+    State.Secret = Signed + Hash.substr(SidDigits + FormTokenDigits);
     return State;
 }
 
 std::optional<TSessionState> TSessions::ReadToken(std::string_view Secret) const {
     if (Secret.size() != KeyDigits + MinuteDigits + SignatureDigits) return std::nullopt;
-    const std::string_view Signed = Secret.substr(0, KeyDigits + MinuteDigits);
-    if (!EqualSecrets(Secret.substr(Signed.size()),
-                      KeyedHex<SignatureDigits / 2>(FKey, "token " + std::string(Signed))))
-        return std::nullopt;
-    // From here on it is a text of our own.
     std::uint32_t Made = 0;
-    const std::string_view Digits = Signed.substr(KeyDigits, MinuteDigits);
+    const std::string_view Digits = Secret.substr(KeyDigits, MinuteDigits);
     std::from_chars(Digits.data(), Digits.data() + Digits.size(), Made, 16);
+    TSessionState State = StateOfToken(Secret.substr(0, KeyDigits), Made);
+    if (!EqualSecrets(Secret, State.Secret)) return std::nullopt;
+    // From here on it is a text of our own.
     const auto Age = std::chrono::minutes(Minute() - Made);
     {
         const std::lock_guard Guard(FMutex);
         if (FLimits.Longest.count() != 0 && Age >= FLimits.Longest) return std::nullopt;
     }
-    return StateOfToken(Signed.substr(0, KeyDigits), Made);
+    return State;
 }
 
 // ---- under the lock

@@ -5,9 +5,11 @@
 #include "host/Services.h"
 #include "server/web/AccessLog.h"
 
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string_view>
+#include <thread>
 
 namespace zutools::server {
 
@@ -18,7 +20,8 @@ inline constexpr std::size_t MaxLogUnits = 16 * 1024;
 
 /// Any thread. Control characters of an entry are masked, so that no text can make a line of its own; of an
 /// entry that is longer than MaxLogUnits the rest is left out. As JSON a line is an object with time, level
-/// and message; that of a request has its facts in place of the message.
+/// and message; that of a request has its facts in place of the message. Lines of requests are written
+/// together, a tenth of a second after the first of them at the latest, and before any other line.
 class TSpdLogger : public TLogger {
 public:
     /// Appends to `File`; writes to standard error when it is empty.
@@ -37,9 +40,14 @@ public:
 private:
     struct TOutput;
     [[nodiscard]] std::shared_ptr<TOutput> Output() const;
+    void WriteInTime();
 
     mutable std::mutex FMutex;
-    std::shared_ptr<TOutput> FOutput; // guarded by FMutex; never null
+    std::condition_variable FChanged;
+    std::shared_ptr<TOutput> FOutput; // guarded by FMutex, as the next; never null
+    bool FPending = false;            // lines of requests may not be written yet
+    bool FClosed = false;
+    std::thread FWriter; // last
 };
 
 } // namespace zutools::server

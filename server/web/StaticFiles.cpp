@@ -59,6 +59,17 @@ std::string TagOf(const struct stat& Status, const std::string& Suffix) {
     return Tag;
 }
 
+/// What one packet and a few more can take goes with the head in one call; nothing for more than that, or
+/// when the file became shorter meanwhile.
+std::optional<std::string> ReadSmall(const TOpenFile& File, TByteRange Part) {
+    constexpr std::uint64_t Small = 16 * 1024;
+    if (Part.Size > Small) return std::nullopt;
+    std::string Text(static_cast<std::size_t>(Part.Size), '\0');
+    const ssize_t Got = ::pread(File.Descriptor(), Text.data(), Text.size(), static_cast<off_t>(Part.First));
+    if (Got < 0 || static_cast<std::size_t>(Got) != Text.size()) return std::nullopt;
+    return Text;
+}
+
 bool BrowserHasIt(const struct stat& Status, std::string_view Tag, std::string_view IfNoneMatch,
                   std::string_view IfModifiedSince) {
     if (!IfNoneMatch.empty()) return ETagMatches(IfNoneMatch, Tag);
@@ -100,14 +111,14 @@ std::optional<TReply> TStaticFiles::Find(std::u16string_view Path, const TFileWi
 
     const std::string File = platform::Utf16ToUtf8(Name);
     TOpenFile Opened = Open(File);
-    struct stat Status{};
+    struct stat Status = {};
     if (!IsRegular(Opened, Status)) return std::nullopt;
 
     TReply Reply;
     std::string Suffix;
     if (AcceptsGzip(Wish.AcceptEncoding)) {
         TOpenFile Packed = Open(File + ".gz");
-        struct stat PackedStatus{};
+        struct stat PackedStatus = {};
         if (IsRegular(Packed, PackedStatus) && !IsNewer(Status, PackedStatus)) {
             Opened = std::move(Packed);
             Status = PackedStatus;
@@ -142,8 +153,13 @@ std::optional<TReply> TStaticFiles::Find(std::u16string_view Path, const TFileWi
     }
     if (!Suffix.empty()) Reply.Headers.emplace_back("Content-Encoding", "gzip");
     Reply.ContentType = ContentTypeOf(Name);
-    Reply.FileOffset = Range ? Range->First : 0;
-    Reply.FileSize = Range ? Range->Size : Size;
+    const TByteRange Part = Range.value_or(TByteRange{0, Size});
+    if (auto Text = ReadSmall(Opened, Part)) {
+        Reply.Body = std::move(*Text);
+        return Reply;
+    }
+    Reply.FileOffset = Part.First;
+    Reply.FileSize = Part.Size;
     Reply.File = std::move(Opened);
     return Reply;
 }

@@ -51,13 +51,24 @@ bool TWorkerPool::Replace(const TWorker& Worker) {
 }
 
 bool TWorkerPool::TrySubmit(TJob Job) {
+    TMember* Woken = nullptr;
     {
         const std::lock_guard Guard(FMutex);
         if (FClosed || FQueue.size() >= FQueueLimit) return false;
         FQueue.push_back(std::move(Job));
+        Woken = TakeIdle();
     }
-    FChanged.notify_one();
+    if (Woken != nullptr) Woken->Wake.release();
     return true;
+}
+
+/// The worker to wake for what stands in the queue; null when nobody is asleep, or one is waking already.
+TWorkerPool::TMember* TWorkerPool::TakeIdle() {
+    if (FWaking || FIdle.empty() || FQueue.empty()) return nullptr;
+    FWaking = true;
+    TMember* const Member = FIdle.back();
+    FIdle.pop_back();
+    return Member;
 }
 
 void TWorkerPool::DropRunners() {
@@ -70,8 +81,8 @@ bool TWorkerPool::Close(std::chrono::steady_clock::time_point Deadline) {
     std::unique_lock Guard(FMutex);
     FClosed = true;
     Dropped.swap(FQueue);
-    FChanged.notify_all();
-    return FChanged.wait_until(Guard, Deadline, [this] { return FRunning == 0; });
+    for (TMember* const Member : std::exchange(FIdle, {})) Member->Wake.release();
+    return FDone.wait_until(Guard, Deadline, [this] { return FRunning == 0; });
 }
 
 TWorkerPool::TState TWorkerPool::State() const {
@@ -84,19 +95,28 @@ TWorkerPool::TState TWorkerPool::State() const {
 void TWorkerPool::Work(TMember& Member) {
     std::unique_lock Guard(FMutex);
     while (Member.State == TMember::Serves) {
-        FChanged.wait(Guard, [this] { return FClosed || !FQueue.empty(); });
         if (FClosed) break;
+        if (FQueue.empty()) {
+            FIdle.push_back(&Member);
+            Guard.unlock();
+            Member.Wake.acquire();
+            Guard.lock();
+            FWaking = false;
+            continue;
+        }
         TJob Job = std::move(FQueue.front());
         FQueue.pop_front();
         ++FRunning;
         const bool Stale = std::exchange(Member.Generation, FGeneration) != FGeneration;
+        TMember* const Next = TakeIdle();
         Guard.unlock();
+        if (Next != nullptr) Next->Wake.release();
         if (Stale) Member.Worker.DropRunner();
         Job(Member.Worker);
         Job = nullptr;
         Guard.lock();
         --FRunning;
-        if (FClosed) FChanged.notify_all();
+        if (FClosed) FDone.notify_all();
     }
     Guard.unlock();
     Member.Worker.DropRunner();

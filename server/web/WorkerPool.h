@@ -12,7 +12,9 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <semaphore>
 #include <thread>
+#include <vector>
 
 namespace zutools::server {
 
@@ -68,10 +70,12 @@ private:
         TWorker Worker;
         enum { Serves, Lost, Gone } State = Serves; // guarded by FMutex
         unsigned Generation = 0;                    // of its runner
+        std::binary_semaphore Wake{0};              // given once for each time that it stood in FIdle
         std::thread Thread;
     };
     void Add();
     void Work(TMember& Member);
+    [[nodiscard]] TMember* TakeIdle();
 
     const unsigned FSize;
     const std::size_t FQueueLimit;
@@ -79,8 +83,10 @@ private:
 
     // Guarded by FMutex.
     mutable std::mutex FMutex;
-    std::condition_variable FChanged;
+    std::condition_variable FDone; // the last job, after Close
     std::deque<TJob> FQueue;
+    std::vector<TMember*> FIdle; // asleep; whoever takes one out wakes it. The last one's memory is warmest
+    bool FWaking = false;        // one is on its way to the queue, and will wake the next
     std::size_t FRunning = 0;
     unsigned FGeneration = 0;
     bool FClosed = false;
