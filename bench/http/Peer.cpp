@@ -29,7 +29,7 @@ MHD_Response* Answer(const TServed& Served, std::string_view Path) {
                                                MHD_RESPMEM_MUST_COPY);
     }
     const int File = ::open(Served.File.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat Status{};
+    struct stat Status = {};
     if (File < 0 || ::fstat(File, &Status) != 0) return nullptr;
     return MHD_create_response_from_fd64(static_cast<std::uint64_t>(Status.st_size), File);
 }
