@@ -1,5 +1,6 @@
 # What to build, and the one set of compiler flags for all of it.
 option(ZU_SERVER "Build the complete host: Lua, SQL, HTTP and zuhost (needs Qt 6, Lua, libmicrohttpd)" ON)
+option(ZU_LUA "Build the script engine without the rest of the host (needs Lua as C++)" OFF)
 option(ZU_CONTROLS "Build the visual controls, ZuToolsControls (needs Qt 6 Widgets)" ON)
 option(ZU_TESTS "Build the tests (needs GoogleTest)" ON)
 option(ZU_BENCH "Build the benchmarks (needs Google Benchmark and the peers)" OFF)

@@ -2,6 +2,7 @@
 // when a limit was passed, since Lua looks at limits between its own instructions only.
 //
 // They do what Lua's own do, with the same results and errors, and charge their work as instructions.
+#include "platform/FindBytes.h"
 #include "server/lua/LuaModules.h"
 #include "server/lua/LuaPatterns.h"
 #include "server/lua/LuaState.h"
@@ -212,18 +213,15 @@ bool IsPlain(std::string_view Pattern) {
     return Pattern.find_first_of("^$*+?.([%-") == std::string_view::npos;
 }
 
-/// memmem of the system takes linear time.
 int FindPlain(lua_State* L, std::string_view Subject, std::string_view Wanted, std::size_t From) {
-    const void* const Found =
-        ::memmem(Subject.data() + From, Subject.size() - From, Wanted.data(), Wanted.size());
+    const std::size_t Found = platform::FindBytes(Subject.substr(From), Wanted);
     StateOf(L).Limits.Work(L, (Subject.size() - From) / 1024);
-    if (Found == nullptr) {
+    if (Found == std::string_view::npos) {
         luaL_pushfail(L);
         return 1;
     }
-    const auto Begin = static_cast<const char*>(Found) - Subject.data();
-    lua_pushinteger(L, Begin + 1);
-    lua_pushinteger(L, Begin + static_cast<std::ptrdiff_t>(Wanted.size()));
+    lua_pushinteger(L, static_cast<lua_Integer>(From + Found + 1));
+    lua_pushinteger(L, static_cast<lua_Integer>(From + Found + Wanted.size()));
     return 2;
 }
 

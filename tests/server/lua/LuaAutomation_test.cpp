@@ -13,6 +13,8 @@ using zutools::tests::TTempFolder;
 class LuaAutomation : public LuaTest {
 protected:
     LuaAutomation() { Start(); }
+    /// Windows lends its engine for pages, and Wine may have none.
+    bool HasPages() { return Error("zu.html('')").find("(0x8") == std::string::npos; }
     TTempFolder Folder;
 };
 
@@ -59,8 +61,6 @@ TEST_F(LuaAutomation, ErrorsNameWhatIsWrong) {
         {"local t = {} t[1] = t a.exec(order, 'Price', t)", "lists are nested too deep"},
         {"a.nothing()", "there is no zu.automation.nothing"},
         {"zu.com('ZuTools.NoSuchThing')", "Cannot create the automation object \"ZuTools.NoSuchThing\""},
-        {"a.form_entries(zu.html(''), 'f')", "the document has no form \"f\""},
-        {"a.form_entries(zu.html(''), 1)", "the document has no form 1"},
         {"zu.html('a\\xff')", "malformed UTF-8 at byte 2"},
     };
     for (const auto& [Script, Message] : Rows)
@@ -68,6 +68,10 @@ TEST_F(LuaAutomation, ErrorsNameWhatIsWrong) {
 }
 
 TEST_F(LuaAutomation, PagesAreRead) {
+    if (!HasPages()) GTEST_SKIP() << "no HTML engine here";
+    EXPECT_THAT(Error("zu.automation.form_entries(zu.html(''), 'f')"),
+                HasSubstr("the document has no form \"f\""));
+    EXPECT_THAT(Error("zu.automation.form_entries(zu.html(''), 1)"), HasSubstr("the document has no form 1"));
     EXPECT_EQ(Result(R"(
         local page = zu.html("<form id=f><input name=имя value='Анна'><input type=checkbox name=opt value=1 checked>" ..
                              "<input type=checkbox name=opt value=2></form>")
@@ -95,7 +99,8 @@ TEST_F(LuaAutomation, RecordingsAnswerAsTheObjectDid) {
                           Fail = function() error("no") end, Self = function() return self end }
     )";
     const std::string Head = std::string("local a = zu.automation local file = [[") + File + "]]" + Drive;
-    EXPECT_EQ(Result(Head + "thing.Value = drive(a.record(order, file))"), "z3чайnil65\t\"\\ё2");
+    EXPECT_EQ(Result(Head + "thing.Value = drive(a.record(order, file)) collectgarbage()"),
+              "z3чайnil65\t\"\\ё2");
     EXPECT_EQ(Result(Head + "local o, rest = a.replay(file) thing.Value = drive(o) .. #rest()"),
               "z3чайnil65\t\"\\ё20");
     EXPECT_EQ(Result(Head + "local o, rest = a.replay(file) a.get(o, 'Lines') thing.Value = rest()[1]"),
@@ -137,7 +142,9 @@ TEST_F(LuaAutomation, WebModulesReachNoFilesAndProgramsThroughIt) {
     for (const char* Script :
          {"zu.automation.record(zu.automation.object{}, 'x')", "zu.automation.replay('x')", "zu.com('x')"})
         EXPECT_THAT(Error(Script), HasSubstr("is not there for web modules"));
-    EXPECT_EQ(Error("zu.automation.get(zu.html('<p>'), 'title')"), "no error");
+    if (HasPages()) {
+        EXPECT_EQ(Error("zu.automation.get(zu.html('<p>'), 'title')"), "no error");
+    }
     EXPECT_NE(Error("zu.automation.get = print"), "no error");
 }
 
