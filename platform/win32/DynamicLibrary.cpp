@@ -24,6 +24,22 @@ TDynamicLibrary::TDynamicLibrary(std::u16string_view File) {
     throw std::runtime_error(Utf16ToUtf8(TSystemError(u"Cannot load library", File, Code).Message()));
 }
 
+namespace {
+
+TModuleFault LastFault() {
+    const auto Code = static_cast<int>(::GetLastError());
+    return {Code, SystemErrorText(Code)};
+}
+
+} // namespace
+
+std::optional<TDynamicLibrary> TDynamicLibrary::Search(std::u16string_view Name, TModuleFault& Fault) {
+    void* const Handle = ::LoadLibraryW(std::wstring(Name.begin(), Name.end()).c_str());
+    if (Handle != nullptr) return TDynamicLibrary(THandle{Handle});
+    Fault = LastFault();
+    return std::nullopt;
+}
+
 TDynamicLibrary::~TDynamicLibrary() {
     if (FHandle != nullptr) ::FreeLibrary(static_cast<HMODULE>(FHandle));
 }
@@ -33,6 +49,23 @@ TDynamicLibrary::TDynamicLibrary(TDynamicLibrary&& Other) noexcept
 
 void* TDynamicLibrary::Find(const char* Name) const {
     return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(FHandle), Name));
+}
+
+void* TDynamicLibrary::Find(const char* Name, TModuleFault& Fault) const {
+    void* const Address = Find(Name);
+    if (Address == nullptr) Fault = LastFault();
+    return Address;
+}
+
+std::u16string TDynamicLibrary::Path() const {
+    std::array<wchar_t, 32'768> Path{};
+    const DWORD Length =
+        ::GetModuleFileNameW(static_cast<HMODULE>(FHandle), Path.data(), static_cast<DWORD>(Path.size()));
+    return {Path.data(), Path.data() + Length};
+}
+
+std::vector<std::u16string> ModuleNames(std::u16string_view Name) {
+    return {std::u16string(Name)};
 }
 
 } // namespace zutools::platform
