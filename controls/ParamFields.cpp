@@ -3,20 +3,16 @@
 #include "checking/Chekprms.h"
 #include "core/Lparams.h"
 #include "host/Numbers.h"
+#include "host/SecretNames.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 
 namespace zutools {
 
 namespace {
-
-constexpr std::array<std::u16string_view, 12> SecretWords{u"password", u"passwd", u"pwd",     u"passphrase",
-                                                          u"pin",      u"secret", u"secrets", u"token",
-                                                          u"пароль",   u"пин",    u"секрет",  u"passcode"};
 
 bool IsNumberOfDigits(std::u16string_view Text, std::size_t Digits) {
     return Text.size() == Digits &&
@@ -38,10 +34,6 @@ bool IsDate(std::u16string_view Text) {
 bool IsColor(std::u16string_view Text) {
     return Text.size() == 7 && Text[0] == u'#' &&
            std::ranges::all_of(Text.substr(1), [](char16_t Digit) { return platform::HexValue(Digit) >= 0; });
-}
-
-bool IsCapital(char16_t Character) {
-    return platform::LowerAscii(Character) != Character;
 }
 
 TParamFault NumberFault(const TParamField& Field, std::u16string_view Value) {
@@ -150,24 +142,6 @@ void StoreAnswers(TParamsList& List, std::span<const TParamField> Fields,
                                                   YesOrNo(Before) == YesOrNo(Values[I]));
         if (!Known || !Same) List.Add(Fields[I].Name, Values[I]);
     }
-}
-
-bool LooksSecret(std::u16string_view Name) {
-    std::u16string Word;
-    const auto IsOne = [&Word] {
-        return std::ranges::find(SecretWords, platform::LowerCase(Word)) != SecretWords.end();
-    };
-    for (const char16_t Character : Name) {
-        const bool Letter = platform::IsLetterOrDigit(Character) && !platform::IsAsciiDigit(Character);
-        // "ApiToken": a capital behind a small letter begins a word.
-        const bool Begins = Letter && !Word.empty() && IsCapital(Character) && !IsCapital(Word.back());
-        if (!Letter || Begins) {
-            if (IsOne()) return true;
-            Word.clear();
-        }
-        if (Letter) Word.push_back(Character);
-    }
-    return IsOne();
 }
 
 std::optional<bool> YesOrNo(std::u16string_view Value) {

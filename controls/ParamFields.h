@@ -103,8 +103,6 @@ private:
 void StoreAnswers(TParamsList& List, std::span<const TParamField> Fields,
                   std::span<const std::u16string> Values);
 
-/// Whether a word of the name says so: "password", "PIN", "ApiToken", "пароль".
-[[nodiscard]] bool LooksSecret(std::u16string_view Name);
 /// Nothing for a text that means neither.
 [[nodiscard]] std::optional<bool> YesOrNo(std::u16string_view Value);
 

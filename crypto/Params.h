@@ -19,12 +19,11 @@ using TCryptoParams = std::vector<TCryptoParam>;
 /// name=value at the first "="; without one all of it is the name.
 [[nodiscard]] TCryptoParam SplitParam(std::u16string_view Line);
 
-/// Whether the value of a parameter of that name is for one person's eyes: a password, PIN, key, token.
-/// Letter case does not count; short words count as words of their own only, "UserPin" and "key_2", not
-/// "Spinning".
-[[nodiscard]] bool LooksSecret(std::u16string_view Name);
+/// Whether the value of a parameter of that name is secret: LooksSecret, or a key.
+[[nodiscard]] bool IsSecretParam(std::u16string_view Name);
 
-/// What stands on the screen and is told for a secret: the same for every value but the empty one.
+/// What stands on the screen and is told for a secret: the same for every value but the empty
+/// one.
 [[nodiscard]] std::u16string MaskedValue(const TCryptoParam& Param);
 
 /// What a grid shows for the engine's parameters where `Stored` are those of the same type that a person

@@ -10,6 +10,7 @@ namespace zutools::zuhost {
 [[nodiscard]] TJob DeclareApi(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareBlocks(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareCheck(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareCryptoProbe(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareFilters(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareLint(TDeclaration& Takes);
 [[nodiscard]] TJob DeclarePipeCall(TDeclaration& Takes);
@@ -42,6 +43,8 @@ inline constexpr TCommand Commands[] = {
      DeclarePipeServe},
     {"pipe-call", "[OPTIONS] NAME (REQUEST | -)", "Send a request to a named pipe and print its answer",
      DeclarePipeCall},
+    {"crypto-probe", "[OPTIONS] LIB", "Tell what a crypto engine library offers, safe from its crashes",
+     DeclareCryptoProbe},
     {"api", "[OPTIONS]", "Print the reference of what scripts can use", DeclareApi},
 };
 

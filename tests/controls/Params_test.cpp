@@ -4,6 +4,7 @@
 #include "controls/Zuaskval.h"
 #include "controls/Zuprmgrd.h"
 #include "core/Lparams.h"
+#include "host/SecretNames.h"
 #include "platform/Text.h"
 
 #include <gmock/gmock.h>

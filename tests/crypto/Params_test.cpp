@@ -17,10 +17,10 @@ TEST(CryptoParams, SecretsAreFoundByTheirNames) {
     for (const char16_t* const Name :
          {u"PIN", u"UserPin", u"pin_2", u"Private key", u"KEY", u"keys", u"PINCode", u"OldPassword1",
           u"Пароль", u"ПИН-код", u"КлючПодписи", u"client secret"})
-        EXPECT_TRUE(LooksSecret(Name)) << platform::Utf16ToUtf8(Name);
+        EXPECT_TRUE(IsSecretParam(Name)) << platform::Utf16ToUtf8(Name);
     for (const char16_t* const Name :
          {u"", u"Spinning", u"Monkey", u"Keyboard", u"Owner", u"Пинта", u"=", u"42"})
-        EXPECT_FALSE(LooksSecret(Name)) << platform::Utf16ToUtf8(Name);
+        EXPECT_FALSE(IsSecretParam(Name)) << platform::Utf16ToUtf8(Name);
     EXPECT_EQ(MaskedValue({u"PIN", u"1"}), MaskedValue({u"PIN", u"123456789"}));
     EXPECT_EQ(MaskedValue({u"PIN", u""}), u"");
     EXPECT_EQ(MaskedValue({u"Owner", u"Anna"}), u"Anna");

@@ -624,6 +624,39 @@ class HelperTest(Shell):
         self.assertIn("starts again in 100 ms", log)
 
 
+class CryptoProbeTest(Shell):
+    def probe(self, *arguments, fault="", values=""):
+        result = subprocess.run([ZUHOST, "crypto-probe", *arguments, os.environ["ZU_ENGINE"]], input=values.encode(),
+                                capture_output=True, timeout=100, env={**os.environ, "ZU_SAMPLE_FAULT": fault})
+        return result.returncode, result.stdout.decode()
+
+    def test_tells_what_an_engine_offers_and_no_secret(self):
+        code, out = self.probe("--types")
+        self.assertEqual((code, out.splitlines()[1:]), (0, ["TypeA", "TypeB", "Тип В"]))
+        code, out = self.probe()
+        self.assertEqual(code, 0)
+        self.assertIn("  Владелец=Иванов Иван\n", out)
+        self.assertNotIn("k-778", out)
+        sign = ("--type", "TypeA", "--sign", "--values")
+        self.assertEqual(self.probe(*sign, values="PIN=0\n")[0], 1)
+        code, out = self.probe(*sign, "--null", "--json", values="PIN=1234\0")
+        self.assertEqual((code, json.loads(out)["engines"][0]["sign"]["signature"]["length"]), (0, 64))
+        self.assertEqual(self.run_zuhost("crypto-probe", "--values", "x")[0], 2)
+        self.assertEqual(self.run_zuhost("crypto-probe", "nowhere.dll")[:2], (1, self.run_zuhost(
+            "crypto-probe", "nowhere.so")[1]))
+
+    def test_faults_are_told_and_the_next_type_is_asked(self):
+        # A hang is waited for as long as the bound says, the others end at once.
+        for fault, bound, said in (("crash@GetCryptoParamNumber", 60000, "crashed in GetCryptoParamNumber: "),
+                                   ("exit@InitCryptoEngine", 60000, "its process in InitCryptoEngine, with exit code 3"),
+                                   ("hang@GetCryptoParamName", 300, "within 300 ms, in GetCryptoParamName")):
+            with self.subTest(fault):
+                code, out = self.probe("--timeout", str(bound), fault=fault)
+                self.assertEqual(code, 1)
+                self.assertEqual(out.count(said), 3, out)
+        self.assertEqual(self.probe("--types", fault="noisy")[1], self.probe("--types")[1])
+
+
 class GuideTest(Shell):
     def run_examples(self, guide, fewest, **variables):
         """A block with a file name behind its language is that file; a console block holds commands and their output."""
