@@ -27,12 +27,13 @@ TSettingsError::TSettingsError(std::u16string Message)
 std::u16string SettingsRefusal(std::u16string_view Section, std::u16string_view Key,
                                std::u16string_view Value) {
     for (const std::u16string_view Text : {Section, Key, Value}) {
-        bool HasSurrogates = false;
+        // Without a way out of the loop, so that it takes many units at a time.
+        bool HasBreaks = false, HasSurrogates = false;
         for (const char16_t Unit : Text) {
-            if (Unit == u'\n' || Unit == u'\r' || Unit == u'\0')
-                return u"a line break or NUL cannot be kept in settings";
+            HasBreaks |= Unit == u'\n' || Unit == u'\r' || Unit == u'\0';
             HasSurrogates |= IsSurrogate(Unit);
         }
+        if (HasBreaks) return u"a line break or NUL cannot be kept in settings";
         if (HasSurrogates && Utf16ToUtf8Strict(Text).Error) return u"half a surrogate pair is no text";
     }
     if (std::u16string Reason = NameRefusal(Section, u"section"); !Reason.empty()) return Reason;

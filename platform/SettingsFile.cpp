@@ -63,11 +63,6 @@ TSettingsText ReadSettingsText(std::u16string_view Path) {
     return TSettingsText(ReadBytes(Path));
 }
 
-bool TSettingsFile::TNameLess::operator()(const std::u16string& Left, const std::u16string& Right) const {
-    return std::lexicographical_compare(Left.begin(), Left.end(), Right.begin(), Right.end(),
-                                        [](char16_t A, char16_t B) { return LowerAscii(A) < LowerAscii(B); });
-}
-
 TSettingsFile::TSettingsFile(std::u16string_view Path, TSettingsNotice Tell)
     : FPath(Path)
     , FTell(std::move(Tell)) {
@@ -104,18 +99,16 @@ TSettingsText TSettingsFile::Repaired(std::u16string_view Damage) const {
     return Good;
 }
 
-bool TSettingsFile::TChanges::Writes(const std::u16string& Key) const {
-    const auto Found = Keys.find(Key);
-    return Found != Keys.end() && Found->second.has_value();
+bool TSettingsFile::TChanges::Writes(std::u16string_view Key) const {
+    const auto* const Found = Keys.Find(Key);
+    return Found != nullptr && Found->has_value();
 }
 
 std::optional<std::u16string> TSettingsFile::Read(std::u16string_view Section,
                                                   std::u16string_view Key) const {
-    if (FChanges.empty()) return FText.Read(Section, Key);
-    if (const auto Changes = FChanges.find(std::u16string(Section)); Changes != FChanges.end()) {
-        const auto Changed = Changes->second.Keys.find(std::u16string(Key));
-        if (Changed != Changes->second.Keys.end()) return Changed->second;
-        if (Changes->second.Erased) return std::nullopt;
+    if (const TChanges* const Changes = FChanges.Find(Section)) {
+        if (const auto* const Changed = Changes->Keys.Find(Key)) return *Changed;
+        if (Changes->Erased) return std::nullopt;
     }
     return FText.Read(Section, Key);
 }
@@ -124,17 +117,17 @@ void TSettingsFile::Write(std::u16string_view Section, std::u16string_view Key, 
     if (const std::u16string Reason = SettingsRefusal(Section, Key, Value); !Reason.empty())
         throw TSettingsError(u"Cannot keep [" + std::u16string(Section) + u"] " + std::u16string(Key) +
                              u" in \"" + FPath + u"\": " + Reason);
-    FChanges[std::u16string(Section)].Keys.insert_or_assign(std::u16string(Key), std::u16string(Value));
+    FChanges[Section].Keys[Key] = Value;
 }
 
 void TSettingsFile::EraseKey(std::u16string_view Section, std::u16string_view Key) {
-    FChanges[std::u16string(Section)].Keys.insert_or_assign(std::u16string(Key), std::nullopt);
+    FChanges[Section].Keys[Key] = std::nullopt;
 }
 
 void TSettingsFile::EraseSection(std::u16string_view Section) {
-    TChanges& Changes = FChanges[std::u16string(Section)];
+    TChanges& Changes = FChanges[Section];
     Changes.Erased = true;
-    Changes.Keys.clear();
+    Changes.Keys.Clear();
 }
 
 // A section that is erased and written anew keeps its place, its comments, and every key whose value is the
@@ -171,14 +164,14 @@ std::vector<std::u16string> TSettingsFile::Keys(std::u16string_view Section) con
 }
 
 void TSettingsFile::Flush() {
-    if (FChanges.empty()) return;
+    if (FChanges.Empty()) return;
     const TFileLock Lock(FPath, LockLimit);
     Refresh();
     Apply(FText); // once more in another try: the changes stay until they are kept
     std::string Bytes = FText.Bytes();
     if (Bytes != FBytes) ReplaceWholeFile(FPath, Bytes, BackupOf(FPath));
     FBytes = std::move(Bytes);
-    FChanges.clear();
+    FChanges.Clear();
 }
 
 } // namespace zutools::platform

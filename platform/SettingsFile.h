@@ -6,10 +6,9 @@
 
 #pragma once
 
+#include "platform/NameTable.h"
 #include "platform/Settings.h"
 #include "platform/SettingsText.h"
-
-#include <map>
 
 namespace zutools::platform {
 
@@ -34,14 +33,10 @@ public:
     void Flush() override;
 
 private:
-    // Names that differ in the case of ASCII letters are one.
-    struct TNameLess {
-        bool operator()(const std::u16string& Left, const std::u16string& Right) const;
-    };
     struct TChanges {
         bool Erased = false; // what was there before goes, but for the keys below
-        std::map<std::u16string, std::optional<std::u16string>, TNameLess> Keys; // no value: erased
-        [[nodiscard]] bool Writes(const std::u16string& Key) const;
+        TNamedValues<std::optional<std::u16string>> Keys{}; // no value: erased
+        [[nodiscard]] bool Writes(std::u16string_view Key) const;
     };
     void Take(std::string Bytes);
     [[nodiscard]] TSettingsText Repaired(std::u16string_view Damage) const;
@@ -49,9 +44,9 @@ private:
 
     std::u16string FPath;
     TSettingsNotice FTell;
-    std::string FBytes;  // of the file, as it was read or written last
-    TSettingsText FText; // of these bytes, or with changes that could not be kept yet
-    std::map<std::u16string, TChanges, TNameLess> FChanges;
+    std::string FBytes;              // of the file, as it was read or written last
+    TSettingsText FText;             // of these bytes, or with changes that could not be kept yet
+    TNamedValues<TChanges> FChanges; // by section
 };
 
 /// The file's text, or an empty one when it is not there. @throws as the constructor of TSettingsFile.

@@ -5,7 +5,6 @@
 #include "platform/TextTools.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 namespace zutools::platform {
@@ -26,25 +25,6 @@ constexpr std::u16string_view NoText = u"bytes that are no text in the file's en
 
 bool IsBlank(char Byte) {
     return Byte == ' ' || (Byte >= '\t' && Byte <= '\r');
-}
-
-// Names that differ in the case of ASCII letters have one hash.
-std::uint32_t HashOfName(std::uint32_t Section, std::string_view Name) {
-    constexpr std::uint64_t Multiplier = 0x9E3779B97F4A7C15U, SmallLetters = 0x2020202020202020U;
-    std::uint64_t Hash = (std::uint64_t{Section} + 1) * Multiplier;
-    while (!Name.empty()) {
-        std::uint64_t Bytes = 0;
-        const std::size_t Size = std::min(Name.size(), sizeof Bytes);
-        std::memcpy(&Bytes, Name.data(), Size);
-        Hash = (Hash ^ (Bytes | SmallLetters)) * Multiplier;
-        Hash ^= Hash >> 32;
-        Name.remove_prefix(Size);
-    }
-    return static_cast<std::uint32_t>(Hash);
-}
-
-bool SameName(std::string_view Left, std::string_view Right) {
-    return Left == Right || EqualAsciiNoCase(Left, Right);
 }
 
 std::uint32_t ToOffset(std::size_t Offset) {
@@ -120,20 +100,31 @@ void AppendUnits(std::string& Out, std::string_view Text, bool BigEndian) {
     }
 }
 
-bool IsAscii(std::u16string_view Text) {
-    return std::all_of(Text.begin(), Text.end(), [](char16_t Unit) { return Unit < 0x80; });
-}
+// The loops below have no way out, so that they take many characters at a time.
 
 bool IsAscii(std::string_view Text) {
-    // Without a way out of the loop, so that it takes many bytes at a time.
     unsigned char All = 0;
     for (const char Byte : Text) All |= static_cast<unsigned char>(Byte);
+    return All < 0x80;
+}
+
+// Puts a text of ASCII characters at `To`; whether it is one.
+bool NarrowAscii(std::u16string_view Text, char* To) {
+    char16_t All = 0;
+    for (const char16_t Unit : Text) {
+        All |= Unit;
+        *To++ = static_cast<char>(Unit);
+    }
     return All < 0x80;
 }
 
 bool HasEqualQuotes(std::string_view Value) {
     return Value.size() >= 2 && Value.front() == Value.back() &&
            (Value.front() == '"' || Value.front() == '\'');
+}
+
+std::string_view Unquoted(std::string_view Value) {
+    return HasEqualQuotes(Value) ? Value.substr(1, Value.size() - 2) : Value;
 }
 
 // A value as it stands in the file: quotes keep what reading would take away.
@@ -179,8 +170,7 @@ void TSettingsText::Parse() {
     FLines.reserve(LineCount);
     FOrder.reserve(LineCount);
     FSections.assign(1, {});
-    FNames.assign(64, {});
-    FNameCount = 0;
+    FSectionNames = {};
     for (std::size_t At = 0; At < Text.size();) {
         const std::size_t End = std::min(Text.find('\n', At), Text.size() - 1) + 1;
         const auto Id = static_cast<TLineId>(FLines.size());
@@ -243,12 +233,13 @@ void TSettingsText::ReadSection(std::uint32_t Section) const {
     const TLineId Begin = Section == 0 ? 0 : Known.Header + 1;
     const TLineId End =
         Section + 1 < FSections.size() ? std::min(FSections[Section + 1].Header, FLoaded) : FLoaded;
+    if (Section != 0) Known.Keys.Reserve(End - Begin);
     for (TLineId Id = Begin; Id < End; ++Id) {
         TLine& Line = FLines[Id];
         if (Line.Kind != TKind::Unread) continue;
         Line = Parsed(Line.Text);
         Line.Section = Section;
-        if (Line.Kind == TKind::Key && Section != 0) Enter(Id);
+        if (Line.Kind == TKind::Key) EnterKey(Id);
     }
 }
 
@@ -261,50 +252,22 @@ void TSettingsText::EnterSection(TLineId Id) {
     FLastSection.reset();
     FLines[Id].Section = ToOffset(FSections.size());
     FSections.push_back({.Header = Id});
-    Enter(Id);
+    const std::string_view Name = FLines[Id].Name();
+    FSectionNames.FindOrEnter(HashOfName(Name), Id, IsNamed(Name));
 }
 
-// Sections stand in the table as names in no section.
-std::uint32_t TSettingsText::HashOf(const TLine& Line) {
-    return HashOfName(Line.Kind == TKind::Section ? 0 : Line.Section, Line.Name());
-}
-
-// Enters a section or key, unless one of its name is there.
-void TSettingsText::Enter(TLineId Id) const {
-    if ((FNameCount + 1) * 4 > FNames.size() * 3) Grow();
+// Enters a key, unless its section has one of its name. Keys before the first section are never read.
+void TSettingsText::EnterKey(TLineId Id) const {
     const TLine& Line = FLines[Id];
-    const std::uint32_t Hash = HashOf(Line);
-    for (std::size_t Place = Hash;; ++Place) {
-        TName& Known = FNames[Place & (FNames.size() - 1)];
-        if (Known.Line == 0) {
-            Known = {Hash, Id + 1};
-            ++FNameCount;
-            return;
-        }
-        if (Known.Hash != Hash) continue;
-        const TLine& Other = FLines[Known.Line - 1];
-        if (Other.Kind == Line.Kind && (Line.Kind == TKind::Section || Other.Section == Line.Section) &&
-            SameName(Other.Name(), Line.Name()))
-            return;
-    }
-}
-
-void TSettingsText::Grow() const {
-    const std::vector<TName> Old = std::exchange(FNames, std::vector<TName>(FNames.size() * 4));
-    for (const TName& Name : Old) {
-        if (Name.Line == 0) continue;
-        std::size_t Place = Name.Hash;
-        while (FNames[Place & (FNames.size() - 1)].Line != 0) ++Place;
-        FNames[Place & (FNames.size() - 1)] = Name;
-    }
+    if (Line.Section == 0) return;
+    FSections[Line.Section].Keys.FindOrEnter(HashOfName(Line.Name()), Id, IsNamed(Line.Name()));
 }
 
 // After lines were erased: later ones of their names may be the first now.
 void TSettingsText::Reindex() {
     FLastSection.reset();
     FSections.assign(1, {.Read = true});
-    FNames.assign(FNames.size(), {});
-    FNameCount = 0;
+    FSectionNames = {};
     for (const TLineId Id : FOrder) {
         if (FLines[Id].Kind == TKind::Section) {
             EnterSection(Id);
@@ -312,36 +275,37 @@ void TSettingsText::Reindex() {
             continue;
         }
         FLines[Id].Section = ToOffset(FSections.size() - 1);
-        if (FLines[Id].Kind == TKind::Key && FLines[Id].Section != 0) Enter(Id);
-    }
-}
-
-template <class TIs>
-std::optional<TSettingsText::TLineId> TSettingsText::FindLine(std::uint32_t Hash, TIs Is) const {
-    for (std::size_t Place = Hash;; ++Place) {
-        const TName& Known = FNames[Place & (FNames.size() - 1)];
-        if (Known.Line == 0) return std::nullopt;
-        if (Known.Hash == Hash && Is(FLines[Known.Line - 1])) return Known.Line - 1;
+        if (FLines[Id].Kind == TKind::Key) EnterKey(Id);
     }
 }
 
 std::optional<std::uint32_t> TSettingsText::FindSection(std::string_view Name) const {
-    const std::optional<TLineId> Id = FindLine(HashOfName(0, Name), [Name](const TLine& Line) {
-        return Line.Kind == TKind::Section && SameName(Line.Name(), Name);
-    });
+    const std::optional<TLineId> Id = FSectionNames.Find(HashOfName(Name), IsNamed(Name));
     return Id ? std::optional(FLines[*Id].Section) : std::nullopt;
 }
 
 std::optional<TSettingsText::TLineId> TSettingsText::FindKey(std::uint32_t Section,
                                                              std::string_view Key) const {
     ReadSection(Section);
-    return FindLine(HashOfName(Section, Key), [Section, Key](const TLine& Line) {
-        return Line.Kind == TKind::Key && Line.Section == Section && SameName(Line.Name(), Key);
-    });
+    return FSections[Section].Keys.Find(HashOfName(Key), IsNamed(Key));
+}
+
+std::optional<TSettingsText::TLineId> TSettingsText::FindKey(std::uint32_t Section,
+                                                             std::u16string_view Key) const {
+    if (!IsAscii(Key)) {
+        const std::optional<std::string> Name = Encoded(Key);
+        return Name ? FindKey(Section, *Name) : std::nullopt;
+    }
+    // The same bytes in every encoding.
+    ReadSection(Section);
+    return FSections[Section].Keys.Find(HashOfName(Key),
+                                        [this, Key](TLineId Id) { return SameName(FLines[Id].Name(), Key); });
 }
 
 std::optional<std::uint32_t> TSettingsText::SectionOf(std::u16string_view Name) const {
-    if (FLastSection && FLastSection->first == Name) return FLastSection->second;
+    if (FLastSection &&
+        std::equal(Name.begin(), Name.end(), FLastSection->first.begin(), FLastSection->first.end()))
+        return FLastSection->second;
     const std::optional<std::string> Encoding = Encoded(Name);
     const std::optional<std::uint32_t> Found = Encoding ? FindSection(*Encoding) : std::nullopt;
     FLastSection.emplace(Name, Found);
@@ -352,24 +316,12 @@ std::optional<TSettingsText::TLineId> TSettingsText::Find(std::u16string_view Se
                                                           std::u16string_view Key) const {
     const std::optional<std::uint32_t> Found = SectionOf(Section);
     if (!Found) return std::nullopt;
-    // Names are ASCII as a rule, and the same bytes in every encoding then.
-    std::array<char, 64> Short;
-    if (Key.size() <= Short.size() && IsAscii(Key)) {
-        std::transform(Key.begin(), Key.end(), Short.begin(),
-                       [](char16_t Unit) { return static_cast<char>(Unit); });
-        return FindKey(*Found, {Short.data(), Key.size()});
-    }
-    const std::optional<std::string> Name = Encoded(Key);
-    return Name ? FindKey(*Found, *Name) : std::nullopt;
+    return FindKey(*Found, Key);
 }
 
 std::optional<std::string> TSettingsText::Encoded(std::u16string_view Text) const {
-    if (IsAscii(Text)) {
-        std::string Bytes(Text.size(), '\0');
-        std::transform(Text.begin(), Text.end(), Bytes.begin(),
-                       [](char16_t Unit) { return static_cast<char>(Unit); });
-        return Bytes;
-    }
+    std::string Ascii(Text.size(), '\0');
+    if (NarrowAscii(Text, Ascii.data())) return Ascii;
     TConversion<std::string> Bytes =
         FEncoding == TEncoding::Ansi ? Utf16ToCodePage(Text, AnsiCodePage()) : Utf16ToUtf8Strict(Text);
     if (Bytes.Error) return std::nullopt;
@@ -377,7 +329,7 @@ std::optional<std::string> TSettingsText::Encoded(std::u16string_view Text) cons
 }
 
 std::optional<std::u16string> TSettingsText::Decoded(std::string_view Bytes) const {
-    if (FAscii) return std::u16string(Bytes.begin(), Bytes.end());
+    if (FAscii) return std::optional<std::u16string>(std::in_place, Bytes.begin(), Bytes.end());
     TConversion<std::u16string> Text =
         FEncoding == TEncoding::Ansi ? CodePageToUtf16(Bytes, AnsiCodePage()) : Utf8ToUtf16Strict(Bytes);
     if (Text.Error) return std::nullopt;
@@ -421,13 +373,14 @@ std::string TSettingsText::Bytes() const {
 std::optional<std::u16string> TSettingsText::Read(std::u16string_view Section,
                                                   std::u16string_view Key) const {
     const std::optional<TLineId> Id = Find(Section, Key);
-    return Id ? ValueOf(*Id) : std::nullopt;
+    return Id ? Decoded(Unquoted(FLines[*Id].Value())) : std::nullopt;
 }
 
-std::optional<std::u16string> TSettingsText::ValueOf(TLineId Id) const {
-    std::string_view Value = FLines[Id].Value();
-    if (HasEqualQuotes(Value)) Value = Value.substr(1, Value.size() - 2);
-    return Decoded(Value);
+bool TSettingsText::HasValue(TLineId Id, std::u16string_view Value) const {
+    const std::string_view Bytes = Unquoted(FLines[Id].Value());
+    if (!FAscii) return Decoded(Bytes) == Value;
+    return std::equal(Bytes.begin(), Bytes.end(), Value.begin(), Value.end(),
+                      [](char Byte, char16_t Unit) { return static_cast<unsigned char>(Byte) == Unit; });
 }
 
 std::vector<std::u16string> TSettingsText::Sections() const {
@@ -486,7 +439,7 @@ void TSettingsText::Write(std::u16string_view Section, std::u16string_view Key, 
         throw TSettingsError(Message.append(Section).append(u"] ").append(Key).append(u": ").append(Reason));
     }
     const std::optional<TLineId> Present = Find(Section, Key);
-    if (Present && ValueOf(*Present) == Value) return;
+    if (Present && HasValue(*Present, Value)) return;
     // A file without a mark must not turn from ASCII into something that others would have to guess.
     const bool NeedsMark =
         FEncoding == TEncoding::Utf8 && FAscii && !(IsAscii(Section) && IsAscii(Key) && IsAscii(Value));
@@ -500,36 +453,40 @@ void TSettingsText::Write(std::u16string_view Section, std::u16string_view Key, 
         KeyName = Encoded(Key);
         Text = Encoded(Value);
     }
-    const std::string Kept = Quoted(*Text);
+    const std::string InFile = Quoted(*Text);
     const std::optional<std::uint32_t> Known = FindSection(*SectionName);
-    if (!Known) {
-        AppendSection(*SectionName, *KeyName + '=' + Kept);
-        return;
-    }
+    if (!Known) return AppendSection(*SectionName, *KeyName, InFile);
     const std::optional<TLineId> Id = FindKey(*Known, *KeyName);
-    if (!Id) {
-        InsertKey(*Known, *KeyName + '=' + Kept);
-        return;
-    }
-    SetValue(*Id, Kept);
+    if (!Id) return InsertKey(*Known, *KeyName, InFile);
+    SetValue(*Id, InFile);
+}
+
+// A text of these pieces, for a line. Many go into one string.
+std::string_view TSettingsText::Kept(std::initializer_list<std::string_view> Pieces) {
+    constexpr std::size_t Room = 4096;
+    std::size_t Size = 0;
+    for (const std::string_view Piece : Pieces) Size += Piece.size();
+    if (FTexts.size() == 1 || FTexts.back().capacity() - FTexts.back().size() < Size)
+        FTexts.emplace_back().reserve(std::max(Size, Room));
+    std::string& Text = FTexts.back();
+    const std::size_t Begin = Text.size();
+    for (const std::string_view Piece : Pieces) Text += Piece;
+    return std::string_view(Text).substr(Begin);
 }
 
 // `Value` in the place of the key's, as it shall stand in the file.
 void TSettingsText::SetValue(TLineId Id, std::string_view Value) {
     FAscii = FAscii && IsAscii(Value);
     TLine& Line = FLines[Id];
-    std::string& Text = FTexts.emplace_back();
-    Text.reserve(Line.Text.size() + Value.size());
-    Text.append(Line.Text.substr(0, Line.ValueBegin)).append(Value).append(Line.Text.substr(Line.ValueEnd));
-    Line.Text = Text;
+    Line.Text = Kept({Line.Text.substr(0, Line.ValueBegin), Value, Line.Text.substr(Line.ValueEnd)});
     Line.ValueEnd = Line.ValueBegin + ToOffset(Value.size());
 }
 
 // A new line, of no section yet, and not among FOrder.
-TSettingsText::TLineId TSettingsText::AddLine(std::string Text) {
-    FAscii = FAscii && IsAscii(std::string_view(Text));
-    FTexts.push_back(std::move(Text));
-    FLines.push_back(Parsed(FTexts.back()));
+TSettingsText::TLineId TSettingsText::AddLine(std::initializer_list<std::string_view> Pieces) {
+    const std::string_view Text = Kept(Pieces);
+    FAscii = FAscii && IsAscii(Text);
+    FLines.push_back(Parsed(Text));
     return static_cast<TLineId>(FLines.size() - 1);
 }
 
@@ -546,35 +503,34 @@ void TSettingsText::EndLastLine() {
     if (FOrder.empty()) return;
     TLine& Last = FLines[FOrder.back()];
     if (Last.Text.ends_with('\n')) return;
-    FTexts.push_back(std::string(Last.Text) + NewLine());
-    Last.Text = FTexts.back(); // its parts are where they were
+    Last.Text = Kept({Last.Text, NewLine()}); // its parts are where they were
 }
 
 // Behind the last line of the section that says something: comments in front of the next one stay with it.
-void TSettingsText::InsertKey(std::uint32_t Section, std::string Line) {
+void TSettingsText::InsertKey(std::uint32_t Section, std::string_view Key, std::string_view Value) {
     const auto Last = std::find_if(FOrder.rbegin(), FOrder.rend(), [this, Section](TLineId Id) {
         const TLine& Known = FLines[Id];
         return Known.Section == Section && Known.Kind != TKind::Blank && Known.Kind != TKind::Comment;
     });
     const auto Place = Last.base() - FOrder.begin();
     if (Last == FOrder.rbegin()) EndLastLine();
-    const TLineId Id = AddLine(std::move(Line.append(NewLine())));
+    const TLineId Id = AddLine({Key, "=", Value, NewLine()});
     FLines[Id].Section = Section;
     FOrder.insert(FOrder.begin() + Place, Id);
-    Enter(Id);
+    EnterKey(Id);
 }
 
-void TSettingsText::AppendSection(std::string_view Name, std::string_view Line) {
+void TSettingsText::AppendSection(std::string_view Name, std::string_view Key, std::string_view Value) {
     const std::string End = NewLine();
     EndLastLine();
-    const TLineId Header = AddLine("[" + std::string(Name) + "]" + End);
+    const TLineId Header = AddLine({"[", Name, "]", End});
     FOrder.push_back(Header);
     EnterSection(Header);
     FSections.back().Read = true;
-    const TLineId Key = AddLine(std::string(Line) + End);
-    FOrder.push_back(Key);
-    FLines[Key].Section = FLines[Header].Section;
-    Enter(Key);
+    const TLineId Line = AddLine({Key, "=", Value, End});
+    FOrder.push_back(Line);
+    FLines[Line].Section = FLines[Header].Section;
+    EnterKey(Line);
 }
 
 void TSettingsText::ToMarkedUtf8() {

@@ -9,9 +9,12 @@
 
 #pragma once
 
+#include "platform/NameTable.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -73,7 +76,8 @@ private:
     using TLineId = std::uint32_t;
     struct TSection {
         TLineId Header = 0;
-        bool Read = false; // whether its lines are, and its keys in FNames
+        bool Read = false; // whether its lines are, and its keys among `Keys`
+        TNameTable Keys{}; // the first line of each key
     };
 
     void Load(std::string Bytes);
@@ -82,17 +86,17 @@ private:
     void ReadSection(std::uint32_t Section) const;
     void ReadAllSections() const;
     void EnterSection(TLineId Id);
-    void Enter(TLineId Id) const;
-    void Grow() const;
+    void EnterKey(TLineId Id) const;
     void Reindex();
-    [[nodiscard]] static std::uint32_t HashOf(const TLine& Line);
     [[nodiscard]] std::optional<std::uint32_t> FindSection(std::string_view Name) const;
     [[nodiscard]] std::optional<std::uint32_t> SectionOf(std::u16string_view Name) const;
     [[nodiscard]] std::optional<TLineId> FindKey(std::uint32_t Section, std::string_view Key) const;
+    [[nodiscard]] std::optional<TLineId> FindKey(std::uint32_t Section, std::u16string_view Key) const;
     [[nodiscard]] std::optional<TLineId> Find(std::u16string_view Section, std::u16string_view Key) const;
-    template <class TIs>
-    [[nodiscard]] std::optional<TLineId> FindLine(std::uint32_t Hash, TIs Is) const;
-    [[nodiscard]] std::optional<std::u16string> ValueOf(TLineId Id) const;
+    [[nodiscard]] auto IsNamed(std::string_view Name) const {
+        return [this, Name](TLineId Id) { return SameName(FLines[Id].Name(), Name); };
+    }
+    [[nodiscard]] bool HasValue(TLineId Id, std::u16string_view Value) const;
     [[nodiscard]] std::optional<std::string> Encoded(std::u16string_view Text) const;
     [[nodiscard]] std::optional<std::u16string> Decoded(std::string_view Bytes) const;
     [[nodiscard]] std::string NewLine() const;
@@ -100,26 +104,23 @@ private:
     void ToMarkedUtf8();
     void EndLastLine();
     void SetValue(TLineId Id, std::string_view Value);
-    TLineId AddLine(std::string Text);
-    void InsertKey(std::uint32_t Section, std::string Line);
-    void AppendSection(std::string_view Name, std::string_view Line);
+    [[nodiscard]] std::string_view Kept(std::initializer_list<std::string_view> Pieces);
+    TLineId AddLine(std::initializer_list<std::string_view> Pieces);
+    void InsertKey(std::uint32_t Section, std::string_view Key, std::string_view Value);
+    void AppendSection(std::string_view Name, std::string_view Key, std::string_view Value);
     template <class TPredicate>
     void EraseLines(TPredicate Erased);
 
     // The text as it was loaded, without the mark (UTF-16 as UTF-8 that may hold lone surrogates), and behind
-    // it the text of each changed line. A deque, since lines look into its strings.
+    // it the texts of changed lines. A deque of strings that never grow beyond their room: lines look into
+    // them.
     std::deque<std::string> FTexts;
     // A section's lines are read when somebody asks for one of its keys: a form asks for one section.
     mutable std::vector<TLine> FLines;       // by id; erased ones stay
     std::vector<TLineId> FOrder;             // the lines of the file
     TLineId FLoaded = 0;                     // that many were loaded, in order; the others were added
     mutable std::vector<TSection> FSections; // the first stands for the lines before any
-    struct TName {
-        std::uint32_t Hash = 0;
-        TLineId Line = 0; // its id + 1; 0 for an empty place
-    };
-    mutable std::vector<TName> FNames; // hash table, a power of two: the first line of each section and key
-    mutable std::size_t FNameCount = 0;
+    TNameTable FSectionNames;                // the header of the first section of each name
     // The section that was asked for last: a form asks for one only. None when sections may have changed.
     mutable std::optional<std::pair<std::u16string, std::optional<std::uint32_t>>> FLastSection;
     std::string FTail; // half a UTF-16 unit at the end

@@ -6,6 +6,7 @@
 #include "platform/posix/DiskName.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <thread>
 
@@ -31,6 +32,7 @@ std::string FolderOf(const std::string& Name) {
 // The file that a link leads to, so that the link stays.
 std::string Target(const std::string& Name) {
     std::error_code Error;
+    if (!std::filesystem::is_symlink(Name, Error)) return Name; // links on the way to it lead to it anyhow
     const std::filesystem::path Real = std::filesystem::canonical(Name, Error);
     return Error ? Name : Real.native();
 }
@@ -48,6 +50,21 @@ int WriteAndSync(const std::string& Name, std::string_view Bytes, mode_t Mode) {
         Bytes.remove_prefix(static_cast<std::size_t>(Written));
     }
     return fsync(File.Number()) == 0 ? 0 : errno;
+}
+
+// Puts `Fresh` in the place of `Name`, whose file is called `Kept` then, unless that is empty. 0, or the
+// error.
+int PutInPlace(const std::string& Fresh, const std::string& Name, const std::string& Kept) {
+    if (!Kept.empty()) {
+        if (renameat2(AT_FDCWD, Fresh.c_str(), AT_FDCWD, Name.c_str(), RENAME_EXCHANGE) == 0) {
+            if (rename(Fresh.c_str(), Kept.c_str()) != 0) unlink(Fresh.c_str());
+            return 0;
+        }
+        // A file system that exchanges nothing may know second names. One without them keeps no old file.
+        unlink(Kept.c_str());
+        static_cast<void>(link(Name.c_str(), Kept.c_str()) == 0);
+    }
+    return rename(Fresh.c_str(), Name.c_str()) == 0 ? 0 : errno;
 }
 
 } // namespace
@@ -81,13 +98,7 @@ void ReplaceWholeFile(std::u16string_view Path, std::string_view Bytes, std::u16
     struct stat Old = {};
     const bool HasOld = stat(Name.c_str(), &Old) == 0;
     int Code = WriteAndSync(Fresh, Bytes, HasOld ? Old.st_mode & 07777 : S_IRUSR | S_IWUSR);
-    if (Code == 0 && HasOld && !Backup.empty()) {
-        // A second name for the old file; a file system without them keeps none.
-        const std::string Kept = DiskName(Backup, CannotWrite);
-        unlink(Kept.c_str());
-        static_cast<void>(link(Name.c_str(), Kept.c_str()) == 0);
-    }
-    if (Code == 0 && rename(Fresh.c_str(), Name.c_str()) != 0) Code = errno;
+    if (Code == 0) Code = PutInPlace(Fresh, Name, HasOld ? DiskName(Backup, CannotWrite) : std::string());
     if (Code != 0) {
         unlink(Fresh.c_str());
         throw TSystemError(CannotWrite, Path, Code);

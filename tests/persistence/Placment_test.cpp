@@ -74,9 +74,9 @@ TEST_F(FormStorage, WritesTheKeysOfAPlacement) {
     FStorage.SaveProperties();
     EXPECT_EQ(
         platform::TReadFile(FFolder.File(u"x.prm")).ReadAll(),
-        "[Form1]\r\nActiveControl=Edit1\r\nFlags=2\r\nMinMaxPos=1,2,3,4\r\nMinMaxPos(1920x1080)=1,2,3,4\r\n"
-        "NormPos=10,20,310,220\r\nNormPos(1920x1080)=10,20,310,220\r\nPixelsPerInch=96\r\nShowCmd=3\r\n"
-        "Visible=1\r\n");
+        "[Form1]\r\nFlags=2\r\nShowCmd=3\r\nPixelsPerInch=96\r\nMinMaxPos(1920x1080)=1,2,3,4\r\nMinMaxPos=1,"
+        "2,3,4\r\n"
+        "NormPos(1920x1080)=10,20,310,220\r\nNormPos=10,20,310,220\r\nActiveControl=Edit1\r\nVisible=1\r\n");
     FApplication.Main = &FForm;
     FApplication.Minimized = true;
     FForm.Style = TFormStyle::fsMDIChild;
