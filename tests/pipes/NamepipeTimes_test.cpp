@@ -1,10 +1,12 @@
 // The client's arithmetic of time and its rarest messages, over pipes whose every result and clock are told.
 
 #include "pipes/Namepipe.h"
-#include "tests/pipes/MemoryPipes.h"
+#include "platform/MessagePipe.h"
 #include "tests/support/Raised.h"
 
 #include <gmock/gmock.h>
+
+#include <deque>
 
 namespace zutools::tests {
 
@@ -20,7 +22,7 @@ struct TTold {
 };
 
 /// Counts 10 ticks a microsecond. The calls of an exchange take their results from `Told` in order.
-class TToldPipes final : public TMemoryPipes {
+class TToldPipes final : public TMessagePipes {
 public:
     TPipeHandle Open(std::u16string_view, bool Overlapped, TPipeCode& Code) override {
         Log += Overlapped ? "Open,limited " : "Open ";
@@ -55,6 +57,22 @@ public:
         if (Handle != TPipeHandle::None) Log += "Close ";
     }
     std::int64_t Counter() const override { return Ticks; }
+    std::int64_t CounterFrequency() const override { return 10'000'000; }
+    std::unique_ptr<TPipeOperation> NewOperation() override {
+        struct TOperation final : TPipeOperation {
+            void Reset() override {}
+        };
+        return std::make_unique<TOperation>();
+    }
+    // A client asks for nothing of these.
+    std::unique_ptr<TPipeEvent> NewEvent() override { return nullptr; }
+    TPipeHandle Create(std::u16string_view, const TPipeSettings&, TPipeCode&) override { return {}; }
+    std::shared_ptr<void> Hold(TPipeHandle) override { return nullptr; }
+    TPipeCode Connect(TPipeHandle, TPipeOperation&) override { return {}; }
+    TPipeResult Write(TPipeHandle, std::span<const std::byte>, std::span<const std::byte>,
+                      TPipeOperation&) override {
+        return {};
+    }
 
     std::deque<TPipeCode> Opens;
     TPipeCode WaitCode = TPipeCode::Success;

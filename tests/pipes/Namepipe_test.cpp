@@ -1,6 +1,5 @@
-// What client and server do with each other, over the pipes of this system and over pipes in memory.
+// What client and server do with each other, over the pipes of this system.
 
-#include "tests/pipes/MemoryPipes.h"
 #include "tests/pipes/PipeBench.h"
 #include "tests/support/Raised.h"
 
@@ -13,10 +12,9 @@ namespace zutools::tests {
 
 namespace {
 
-using platform::TMessagePipes;
 using testing::HasSubstr;
 
-class NamePipes : public testing::TestWithParam<bool> {
+class NamePipes : public testing::Test {
 protected:
     static void SetUpTestSuite() { UseOwnPipeFolder(); }
 
@@ -33,27 +31,15 @@ protected:
         Opened.PipeName = Name;
         return Raised<ENamedPipeClientException>([&] { return Opened.Establish(), 0; });
     }
-    /// Time of somebody who waits that long: passed by hand in memory.
-    [[nodiscard]] std::future<void> Passing(std::uint32_t Milliseconds) {
-        return std::async(std::launch::async, [this, Milliseconds] {
-            if (InMemory) Memory.Pass(Milliseconds);
-        });
-    }
     [[nodiscard]] std::string Path() const {
         return "\\\\.\\pipe\\" + std::string(Server.PipeName.begin(), Server.PipeName.end());
     }
 
-    const bool InMemory = GetParam();
-    platform::TMemoryPipes Memory;
-    TMessagePipes& Pipes = InMemory ? static_cast<TMessagePipes&>(Memory) : platform::SystemPipes();
-    TBenchServer Server{2, Pipes};
-    TNamedPipeClient Client{Pipes};
+    TBenchServer Server{2};
+    TNamedPipeClient Client;
 };
 
-INSTANTIATE_TEST_SUITE_P(Pipes, NamePipes, testing::Bool(),
-                         [](const auto& Each) { return std::string(Each.param ? "memory" : "system"); });
-
-TEST_P(NamePipes, AnswersOfEverySizeAreWhole) {
+TEST_F(NamePipes, AnswersOfEverySizeAreWhole) {
     Client.SetAnswerWaitTimeout(1000);
     EXPECT_FALSE(Client.Connected()) << "a limit opens nothing";
     Start();
@@ -78,7 +64,7 @@ TEST_P(NamePipes, AnswersOfEverySizeAreWhole) {
 }
 
 // With both kinds of callbacks: what is dropped is followed by a request on a fresh connection.
-TEST_P(NamePipes, RequestsThatAreServedAndThoseThatAreDropped) {
+TEST_F(NamePipes, RequestsThatAreServedAndThoseThatAreDropped) {
     constexpr std::size_t Longest = 70'000;
     const std::pair<std::string, bool> Rows[] = {
         {"x", true},
@@ -120,8 +106,8 @@ TEST_P(NamePipes, RequestsThatAreServedAndThoseThatAreDropped) {
     }
 }
 
-TEST_P(NamePipes, WhyAPipeCannotBeOpened) {
-    TBenchServer None(0, Pipes);
+TEST_F(NamePipes, WhyAPipeCannotBeOpened) {
+    TBenchServer None(0);
     None.StartListen();
     Server.SetMessageCallback(TReceiveMessageCallbackA());
     Server.StartListen();
@@ -142,12 +128,11 @@ TEST_P(NamePipes, WhyAPipeCannotBeOpened) {
     EXPECT_FALSE(Server.Listen);
 }
 
-TEST_P(NamePipes, ABusyPipeIsWaitedForOnce) {
+TEST_F(NamePipes, ABusyPipeIsWaitedForOnce) {
     Server.MaxClients = 1;
     Start();
-    TNamedPipeClient Second(Pipes);
+    TNamedPipeClient Second;
     Second.Timeout = 20;
-    const auto Waited = Passing(20);
     EXPECT_EQ(OpeningFailure(Second, Server.PipeName),
               "Timeout waiting the pipe '" + Path() + "' to connect.");
     EXPECT_FALSE(Second.Connected());
@@ -158,7 +143,7 @@ TEST_P(NamePipes, ABusyPipeIsWaitedForOnce) {
     EXPECT_EQ(AnswerOf(Second, "now"), "now");
 }
 
-TEST_P(NamePipes, ALateAnswerIsATimeOutAndNobodyElsesAnswer) {
+TEST_F(NamePipes, ALateAnswerIsATimeOutAndNobodyElsesAnswer) {
     std::promise<void> Late;
     Server.SetMessageCallback(
         [Wait = Late.get_future().share()](const std::string& Request, std::string& Answer) {
@@ -167,7 +152,6 @@ TEST_P(NamePipes, ALateAnswerIsATimeOutAndNobodyElsesAnswer) {
         });
     Start();
     SetLimit(Client, 30);
-    const auto Waited = Passing(30);
     EXPECT_EQ(Failure("late"), "Transact pipe (" + Path() + ") timeout (30 ms).");
     SetLimit(Client, 60'000);
     Connect(Client);
@@ -175,7 +159,7 @@ TEST_P(NamePipes, ALateAnswerIsATimeOutAndNobodyElsesAnswer) {
     for (const char* const Request : {"a", "b", "c"}) EXPECT_EQ(Ask(Request), Request);
 }
 
-TEST_P(NamePipes, StoppingWaitsForACallbackThatRuns) {
+TEST_F(NamePipes, StoppingWaitsForACallbackThatRuns) {
     std::promise<void> Begun, Go;
     std::atomic<bool> Returned = false;
     Server.SetMessageCallback(
@@ -200,7 +184,7 @@ TEST_P(NamePipes, StoppingWaitsForACallbackThatRuns) {
 
 // Eight clients take turns at four instances, a thousand connections in all. Then the server stops under
 // them.
-TEST_P(NamePipes, MoreClientsThanInstancesComeAndGoUntilTheServerStops) {
+TEST_F(NamePipes, MoreClientsThanInstancesComeAndGoUntilTheServerStops) {
     Server.MaxClients = 4;
     Start();
     Client.Close();
@@ -209,7 +193,7 @@ TEST_P(NamePipes, MoreClientsThanInstancesComeAndGoUntilTheServerStops) {
     std::vector<std::future<void>> Clients;
     for (unsigned Seed = 0; Seed < 8; ++Seed) {
         Clients.push_back(std::async(std::launch::async, [&, Seed] {
-            TNamedPipeClient Own(Pipes);
+            TNamedPipeClient Own;
             Own.PipeName = Server.PipeName;
             const auto Request = Pattern<std::string>(3000, Seed);
             while (Same && Server.Listen) {

@@ -36,8 +36,7 @@ template <class TData>
 /// A server with a name of its own. "size N" is answered with N bytes of Pattern, anything else with itself.
 class TBenchServer : public TNamedPipeServer {
 public:
-    explicit TBenchServer(std::int32_t Clients = 2, platform::TMessagePipes& Pipes = platform::SystemPipes())
-        : TNamedPipeServer(Pipes) {
+    explicit TBenchServer(std::int32_t Clients = 2) {
         PipeName = NewPipeName();
         MaxClients = Clients;
         SetMessageCallback([](const std::string& Request, std::string& Answer) {
