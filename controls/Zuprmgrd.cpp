@@ -109,7 +109,9 @@ TParamsGrid::TParamsGrid(QWidget* Owner)
     FTable->setContextMenuPolicy(Qt::CustomContextMenu);
     FTable->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     FTable->verticalHeader()->hide();
+    SetRowHeight();
     FTable->horizontalHeader()->setStretchLastSection(true);
+    FTable->horizontalHeader()->setDefaultSectionSize(fontMetrics().averageCharWidth() * GridCharacters / 3);
     FTable->horizontalHeader()->setSectionsClickable(true);
     FTable->horizontalHeader()->setSortIndicatorShown(false);
     FFilterEdit->setObjectName(QStringLiteral("Filter"));
@@ -122,9 +124,12 @@ TParamsGrid::TParamsGrid(QWidget* Owner)
     auto* MenuButton = new QToolButton(FTop);
     MenuButton->setObjectName(QStringLiteral("Menu"));
     MenuButton->setText(tr("Actions"));
-    MenuButton->setMenu(FMenu);
-    MenuButton->setPopupMode(QToolButton::InstantPopup);
+    MenuButton->setArrowType(Qt::DownArrow);
+    MenuButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     MenuButton->setFocusPolicy(Qt::StrongFocus);
+    // Not with the button's own menu: pressing is an action of screen readers then.
+    connect(MenuButton, &QToolButton::clicked, FMenu,
+            [this, MenuButton] { FMenu->popup(MenuButton->mapToGlobal(MenuButton->rect().bottomLeft())); });
 
     auto* TopRow = new QHBoxLayout(FTop);
     TopRow->setContentsMargins({});
@@ -600,9 +605,17 @@ QSize TParamsGrid::sizeHint() const {
             fontMetrics().lineSpacing() * GridRows * 3 / 2};
 }
 
+void TParamsGrid::SetRowHeight() {
+    QHeaderView* const Rows = FTable->verticalHeader();
+    Rows->setMinimumSectionSize(fontMetrics().height());
+    Rows->setDefaultSectionSize(fontMetrics().height() * 3 / 2);
+}
+
 void TParamsGrid::changeEvent(QEvent* Event) {
     QWidget::changeEvent(Event);
-    if (Event->type() == QEvent::FontChange) updateGeometry();
+    if (Event->type() != QEvent::FontChange) return;
+    SetRowHeight();
+    updateGeometry();
 }
 
 } // namespace zutools

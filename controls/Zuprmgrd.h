@@ -120,6 +120,7 @@ private:
     void CloseEditor();
     void Complain(const QString& Text);
     void ShowStatus();
+    void SetRowHeight();
     void UpdateActions();
     void EnableActions();
     void ShowOrder();

@@ -26,14 +26,15 @@ QStringList Languages() {
     return {QStringLiteral("ru"), QStringLiteral("en")};
 }
 
-void UseLanguage(QApplication& Application, const QString& Wanted) {
+void UseLanguage(QCoreApplication& Application, const QString& Wanted) {
     const QString Own =
         QLocale().language() == QLocale::Russian ? QStringLiteral("ru") : QStringLiteral("en");
     const QLocale Locale(Wanted.isEmpty() ? Own : Wanted);
     QLocale::setDefault(Locale);
     const auto Install = [&](const QString& Name, const QString& Folder) {
         auto* Texts = new QTranslator(&Application);
-        if (Texts->load(Locale, Name, QStringLiteral("_"), Folder)) QApplication::installTranslator(Texts);
+        if (Texts->load(Locale, Name, QStringLiteral("_"), Folder))
+            QCoreApplication::installTranslator(Texts);
     };
     Install(QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
     Install(QStringLiteral("zutools_controls"), QStringLiteral(":/i18n"));

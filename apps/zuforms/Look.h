@@ -11,6 +11,6 @@ void UseDarkColors(QApplication& Application);
 /// The languages that there are texts in.
 [[nodiscard]] QStringList Languages();
 /// Texts in one of them; empty is the desktop's.
-void UseLanguage(QApplication& Application, const QString& Wanted);
+void UseLanguage(QCoreApplication& Application, const QString& Wanted);
 
 } // namespace zutools::zuforms

@@ -5,6 +5,7 @@
 #include "apps/zuforms/Gallery.h"
 #include "apps/zuforms/Look.h"
 #include "apps/zuforms/Panel.h"
+#include "apps/zuforms/Script.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -55,7 +56,8 @@ void AddOptions(QCommandLineParser& Parser) {
     Parser.setApplicationDescription(QStringLiteral(
         "The controls of ZuTools, alive: their states, properties, events and a sample of each.\n\n"
         "  zuforms --panel wave\n"
-        "  zuforms --shot progress progress.png --dark --scale 2"));
+        "  zuforms --shot progress progress.png --dark --scale 2\n"
+        "  zuforms --script ask.lua"));
     Parser.addHelpOption();
     Parser.addOptions({
         {QStringLiteral("language"), QStringLiteral("Texts in that language: ru or en."),
@@ -68,6 +70,11 @@ void AddOptions(QCommandLineParser& Parser) {
         {QStringLiteral("shot"),
          QStringLiteral("A picture of that panel as PNG, without a display: --shot PANEL FILE.png."),
          QStringLiteral("PANEL")},
+        {QStringLiteral("script"),
+         QStringLiteral(
+             "Run that Lua script in place of the gallery; what stands behind it is the script's. It "
+             "asks with zu.ask_values, on the terminal where there is no display."),
+         QStringLiteral("FILE.lua")},
         {QStringLiteral("size"), QStringLiteral("Of the picture, such as 640x480."), QStringLiteral("WxH")},
         {QStringLiteral("dark"), QStringLiteral("Light texts on a dark ground.")},
         {QStringLiteral("scale"), QStringLiteral("Pixels a point, 1 to 4."), QStringLiteral("N")},
@@ -81,6 +88,8 @@ void AddOptions(QCommandLineParser& Parser) {
 struct TWish {
     const TPanel* Panel = nullptr; // null: the first
     QString Picture;               // empty: the gallery itself
+    QString Script;                // in its place; empty: none
+    QStringList ScriptArguments;
     QSize Size;
     QString Language;
     QString Store;
@@ -105,7 +114,10 @@ std::variant<TWish, TExit> Understand(const QStringList& Arguments) {
     const QStringList Files = Parser.positionalArguments();
     if (Shot && Files.size() != 1)
         return Refuse(WrongUsage, QStringLiteral("--shot PANEL FILE.png: one file is wanted"));
-    if (!Shot && !Files.isEmpty())
+    const bool Script = Parser.isSet(QStringLiteral("script"));
+    if (Script && Shot)
+        return Refuse(WrongUsage, QStringLiteral("--script and --shot: one of them is wanted"));
+    if (!Shot && !Script && !Files.isEmpty())
         return Refuse(WrongUsage, QStringLiteral("%1: unknown argument").arg(Files.first()));
 
     TWish Wish;
@@ -131,6 +143,10 @@ std::variant<TWish, TExit> Understand(const QStringList& Arguments) {
         return Refuse(WrongUsage, QStringLiteral("--language %1: %2 is wanted")
                                       .arg(Wish.Language, Languages().join(QStringLiteral(" or "))));
     if (Shot) Wish.Picture = Files.first();
+    if (Script) {
+        Wish.Script = Parser.value(QStringLiteral("script"));
+        Wish.ScriptArguments = Files;
+    }
     Wish.Store = Parser.isSet(QStringLiteral("store")) ? Parser.value(QStringLiteral("store"))
                                                        : QStringLiteral("zuforms.ini");
     Wish.Dark = Parser.isSet(QStringLiteral("dark"));
@@ -142,6 +158,8 @@ int Fulfil(QApplication& Application, const TWish& Wish) {
     UseLanguage(Application, Wish.Language);
     if (Wish.Dark) UseDarkColors(Application);
     if (Wish.RightToLeft) QApplication::setLayoutDirection(Qt::RightToLeft);
+    if (!Wish.Script.isEmpty())
+        return RunScript(Wish.Script, Wish.ScriptArguments, TAskedOn::Screen) ? Good : Failed;
     if (!Wish.Picture.isEmpty()) return TakePicture(*Wish.Panel, Wish.Picture, Wish.Size);
     TGallery Gallery(Wish.Store);
     if (Wish.Panel) Gallery.Open(*Wish.Panel);
@@ -166,6 +184,11 @@ int Run(int argc, char** argv) {
         if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
         QApplication::setStyle(QStringLiteral("Fusion"));
     } else if (!HasDisplay()) {
+        if (!Wish.Script.isEmpty()) {
+            QCoreApplication Application(argc, argv);
+            UseLanguage(Application, Wish.Language);
+            return RunScript(Wish.Script, Wish.ScriptArguments, TAskedOn::Terminal) ? Good : Failed;
+        }
         return Refuse(
             Failed, QStringLiteral("there is no display for the gallery; --shot takes pictures without one"));
     }

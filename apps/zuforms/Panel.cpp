@@ -11,6 +11,9 @@ namespace zutools::zuforms {
 namespace {
 
 constexpr std::array AllPanels{
+    TPanel{"ask", "TAskValuesDlg",
+           QT_TRANSLATE_NOOP("zuforms", "Asks for named values; OK is possible when all of them pass."),
+           MakeAskPanel},
     TPanel{"folder", "TBrowseForFolder",
            QT_TRANSLATE_NOOP("zuforms",
                              "A folder chosen from a tree below a root; slow folders hold up nothing."),
@@ -22,6 +25,11 @@ constexpr std::array AllPanels{
     TPanel{"message", "TZUDlg",
            QT_TRANSLATE_NOOP("zuforms", "A message box with captions of one's own; Ctrl+C copies its text."),
            MakeMessagePanel},
+    TPanel{
+        "params", "TParamsGrid",
+        QT_TRANSLATE_NOOP(
+            "zuforms", "A grid that edits a parameter list, with checks, a filter and keys for all of it."),
+        MakeParamsPanel},
     TPanel{"path", "TZUFPChooser",
            QT_TRANSLATE_NOOP("zuforms", "A field for the path of a file or a folder, with earlier paths."),
            MakePathPanel},

@@ -39,9 +39,11 @@ struct TPanel {
 /// The first sample of the panel's page.
 [[nodiscard]] QString SampleOf(const TPanel& Panel);
 
+TShown MakeAskPanel(QWidget* Parent);
 TShown MakeFolderPanel(QWidget* Parent);
 TShown MakeLogFilePanel(QWidget* Parent);
 TShown MakeMessagePanel(QWidget* Parent);
+TShown MakeParamsPanel(QWidget* Parent);
 TShown MakePathPanel(QWidget* Parent);
 TShown MakeProgressPanel(QWidget* Parent);
 TShown MakeWavePanel(QWidget* Parent);

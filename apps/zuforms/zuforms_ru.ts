@@ -223,5 +223,61 @@
         <source>Progress</source>
         <translation>Ход работы</translation>
     </message>
+    <message>
+        <source>Where the service runs</source>
+        <translation>Где работает служба</translation>
+    </message>
+    <message>
+        <source>From 1 to 65535</source>
+        <translation>От 1 до 65535</translation>
+    </message>
+    <message>
+        <source>Without &lt; and &gt;</source>
+        <translation>Без &lt; и &gt;</translation>
+    </message>
+    <message>
+        <source>A service</source>
+        <translation>Служба</translation>
+    </message>
+    <message>
+        <source>With faults</source>
+        <translation>С ошибками</translation>
+    </message>
+    <message>
+        <source>10,000 rows</source>
+        <translation>10 000 строк</translation>
+    </message>
+    <message>
+        <source>Sorted by name</source>
+        <translation>По имени</translation>
+    </message>
+    <message>
+        <source>&amp;Ask for values</source>
+        <translation>Спросить &amp;значения</translation>
+    </message>
+    <message>
+        <source>Connect</source>
+        <translation>Подключение</translation>
+    </message>
+    <message>
+        <source>Which service do you want?</source>
+        <translation>Какая служба нужна?</translation>
+    </message>
+    <message>
+        <source>All pass</source>
+        <translation>Всё верно</translation>
+    </message>
+    <message>
+        <source>The input ended; nothing was changed.</source>
+        <translation>Ввод закончился; ничего не изменено.</translation>
+    </message>
+    <message>
+        <source>Asks for named values; OK is possible when all of them pass.</source>
+        <translation>Спрашивает именованные значения; ОК возможно, когда все они верны.</translation>
+    </message>
+    <message>
+        <source>A grid that edits a parameter list, with checks, a filter and keys for all of it.</source>
+        <translation>Таблица для правки списка параметров: проверки, фильтр и клавиши для всего.</translation>
+    </message>
 </context>
 </TS>

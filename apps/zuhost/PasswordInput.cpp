@@ -3,11 +3,10 @@
 #include "apps/zuhost/Shell.h"
 #include "host/Exception.h"
 #include "platform/File.h"
+#include "platform/Terminal.h"
 #include "platform/Text.h"
 #include "server/rights/Passwords.h"
 
-#include <signal.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -19,36 +18,6 @@ namespace zutools::zuhost {
 namespace {
 
 constexpr std::size_t MaxBytes = server::TPasswordText::MaxBytes;
-
-/// The terminal shows nothing while it lives. Signals that end or stop the program wait until it shows again.
-class TNoEcho {
-public:
-    TNoEcho() {
-        sigset_t Signals;
-        sigemptyset(&Signals);
-        for (const int Signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP}) sigaddset(&Signals, Signal);
-        sigprocmask(SIG_BLOCK, &Signals, &FSignals);
-        if (tcgetattr(STDIN_FILENO, &FBefore) == 0) {
-            termios Silent = FBefore;
-            Silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-            FSilent = tcsetattr(STDIN_FILENO, TCSAFLUSH, &Silent) == 0;
-        }
-        if (FSilent) return;
-        sigprocmask(SIG_SETMASK, &FSignals, nullptr);
-        throw Exception(u"the terminal shows what is typed; give the password on standard input");
-    }
-    ~TNoEcho() {
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &FBefore);
-        sigprocmask(SIG_SETMASK, &FSignals, nullptr);
-    }
-    TNoEcho(const TNoEcho&) = delete;
-    TNoEcho& operator=(const TNoEcho&) = delete;
-
-private:
-    sigset_t FSignals{};
-    termios FBefore{};
-    bool FSilent = false;
-};
 
 /// Bytes of standard input, wiped at their end.
 class TInput {
@@ -97,7 +66,7 @@ void Ask(std::u16string_view Question) {
 void AskOnce(std::u16string_view Question, TTypedPassword& Password) {
     TInput Input;
     {
-        const TNoEcho NoEcho;
+        const platform::TNoEcho NoEcho;
         Ask(Question);
         Input.Read(true);
         Ask(u"\n"); // the one that was typed is not shown
@@ -112,7 +81,7 @@ TTypedPassword::~TTypedPassword() {
 }
 
 void ReadPassword(std::u16string_view User, TTypedPassword& Password) {
-    if (isatty(STDIN_FILENO) == 0) {
+    if (!platform::InputIsTerminal()) {
         TInput Input;
         Input.Read(false);
         Input.Take(Password.Text);

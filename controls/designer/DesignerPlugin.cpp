@@ -4,6 +4,7 @@
 #include "controls/Zudlg.h"
 #include "controls/Zufpchooser.h"
 #include "controls/Zufpsel.h"
+#include "controls/Zuprmgrd.h"
 #include "controls/Zuprogress.h"
 #include "controls/Zuseldir.h"
 #include "controls/Zuwaver.h"
@@ -36,6 +37,9 @@ constexpr TWidget Widgets[] = {
     {"zutools::TBrowseForFolder", "controls/Zuseldir.h", "FolderBrowser", "Lets a person choose a folder",
      "Set Root, Caption and FolderName, then call Execute. It is seen here only.", QStyle::SP_DirOpenIcon,
      New<TBrowseForFolder>},
+    {"zutools::TParamsGrid", "controls/Zuprmgrd.h", "ParamsGrid", "A grid that edits a parameter list",
+     "Text is the list's text form; name HotKeys in StoredProps, and changed keys are kept.",
+     QStyle::SP_FileDialogDetailedView, New<TParamsGrid>},
     {"zutools::TQtFormStorage", "controls/QtFormStorage.h", "FormStorage",
      "Keeps the form's place and chosen properties in a settings file",
      "Name in StoredProps what is kept, \"component.property\" each, switch StoredPlacement on for the "

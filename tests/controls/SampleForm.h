@@ -4,6 +4,9 @@
 #pragma once
 
 #include "controls/Kxloger.h"
+#include "controls/ParamsRows.h"
+#include "controls/QtFormStorage.h"
+#include "core/Lparams.h"
 
 #include <QDialog>
 #include <QStringList>
@@ -18,6 +21,7 @@ struct TForm : QWidget {
     void Export(const QString& /*Folder*/) {}
 
     QStringList Earlier;
+    TParamsList Settings;
     QDialog Dialog;
 };
 

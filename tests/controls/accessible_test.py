@@ -144,11 +144,13 @@ class Gallery:
 
 # Of each panel: what stands in it as (role, name), and what of it is looked at closer.
 PANELS = {
+    "ask": [("push button", "Ask for values")],
     "folder": [("push button", "Choose a folder")],
     "logfile": [("text", "Path of the file"), ("push button", "Choose the file"), ("push button", "Open..."),
                 ("check box", "Ограничение на размер файла"), ("combo box", "Unit of the size"),
                 ("spin button", "Ограничение на размер файла"), ("text", "ID трассировки:")],
     "message": [("push button", "Show the message box"), ("push button", "Question")],
+    "params": [("table", "Parameters"), ("text", "Filter"), ("push button", "Actions")],
     "path": [("combo box", "File to import:"), ("push button", "Choose")],
     "progress": [("progress bar", "Progress"), ("progress bar", "csGreen"), ("progress bar", "Standing")],
     "wave": [("progress bar", "Loading orders")],
