@@ -99,20 +99,20 @@ void TAskValuesDlg::AddRow(const TParamField& Field, const QString& Value) {
                         [Editor](const QString& Chosen) { SetParamEditorText(*Editor, Chosen); });
         });
     }
-    auto* Mark = new QLabel(Row);
+    auto* Warning = new QLabel(Row);
     const int Side = style()->pixelMetric(QStyle::PM_SmallIconSize);
-    Mark->setPixmap(PackageIcon(u"ICOWARNING").pixmap(Side, Side));
-    QSizePolicy Keeps = Mark->sizePolicy();
+    Warning->setPixmap(PackageIcon(u"ICOWARNING").pixmap(Side, Side));
+    QSizePolicy Keeps = Warning->sizePolicy();
     Keeps.setRetainSizeWhenHidden(true); // nothing jumps while somebody types
-    Mark->setSizePolicy(Keeps);
-    Cells->addWidget(Mark);
+    Warning->setSizePolicy(Keeps);
+    Cells->addWidget(Warning);
     // "&" is a letter here; the mark says what is required, below the dialog says it in words.
     auto* Caption = new QLabel(QString(Label).replace(u'&', QStringLiteral("&&")) +
                                (Field.Required ? QStringLiteral(" *") : QString()));
     Caption->setTextFormat(Qt::PlainText);
     Caption->setBuddy(Editor);
     FForm->addRow(Caption, Row);
-    FAsked.push_back({Editor, Mark});
+    FAsked.push_back({Editor, Warning});
     WhenParamEdited(*Editor, [this] { Check(); });
 }
 

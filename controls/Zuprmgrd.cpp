@@ -46,9 +46,9 @@ constexpr std::string_view Utf16BigMark = "\xFE\xFF";
 std::u16string FromUtf16(std::string_view Bytes, bool LowFirst) {
     std::u16string Text;
     for (std::size_t At = 0; At + 1 < Bytes.size(); At += 2) {
-        const auto First = static_cast<unsigned char>(Bytes[At]);
-        const auto Second = static_cast<unsigned char>(Bytes[At + 1]);
-        Text.push_back(static_cast<char16_t>(LowFirst ? First | Second << 8 : First << 8 | Second));
+        const auto One = static_cast<unsigned char>(Bytes[At]);
+        const auto Other = static_cast<unsigned char>(Bytes[At + 1]);
+        Text.push_back(static_cast<char16_t>(LowFirst ? One | Other << 8 : One << 8 | Other));
     }
     return Text;
 }
