@@ -49,6 +49,19 @@ TChooserLayout LayOutChooser(const TChooserParts& Parts) {
     return Result;
 }
 
+QRect Anchored(QRect Control, TAnchoredSides Sides, QSize Before, QSize Now) {
+    const QSize Grown = Now - Before;
+    const auto MoveOf = [](bool Near, bool Far, int By) {
+        if (Near) return 0;
+        return Far ? By : By / 2;
+    };
+    Control.translate(MoveOf(Sides.Left, Sides.Right, Grown.width()),
+                      MoveOf(Sides.Top, Sides.Bottom, Grown.height()));
+    if (Sides.Left && Sides.Right) Control.setWidth(Control.width() + Grown.width());
+    if (Sides.Top && Sides.Bottom) Control.setHeight(Control.height() + Grown.height());
+    return Control;
+}
+
 int ChooserHeight(const TChooserParts& Parts) {
     if (Beside(Parts.Position)) return Parts.EditHeight;
     return Parts.EditHeight + Parts.Label.height() + Parts.LabelSpacing;

@@ -32,4 +32,13 @@ struct TChooserLayout {
 /// The height that the parts need.
 [[nodiscard]] int ChooserHeight(const TChooserParts& Parts);
 
+/// The sides of the parent that a side of a control keeps its distance from.
+struct TAnchoredSides {
+    bool Left, Top, Right, Bottom;
+};
+
+/// Where a control stands when its parent's size changed: anchored on both sides it stretches, on none it
+/// keeps to the middle.
+[[nodiscard]] QRect Anchored(QRect Control, TAnchoredSides Sides, QSize Before, QSize Now);
+
 } // namespace zutools

@@ -25,11 +25,11 @@ struct TPiece {
     }
     [[nodiscard]] QPainterPath Outline() const {
         QPainterPath Path;
-        Path.setFillRule(Qt::WindingFill);
-        Path.addEllipse(FarEnd());
-        Path.addRect(Body.adjusted(End, 0, -End, 0));
-        Path.addEllipse(NearEnd());
-        return Path.simplified();
+        Path.arcMoveTo(FarEnd(), 90);
+        Path.arcTo(FarEnd(), 90, 180);
+        Path.arcTo(NearEnd(), 270, 180);
+        Path.closeSubpath();
+        return Path;
     }
 };
 

@@ -12,9 +12,9 @@ namespace {
 constexpr std::int64_t LeastTime = 1000; // milliseconds of work before anything is told
 constexpr double SmoothingTime = 5000;   // milliseconds after which the pace before weighs a third
 
-constexpr std::int64_t Second = 1000;
-constexpr std::int64_t Minute = 60 * Second;
-constexpr std::int64_t Hour = 60 * Minute;
+constexpr std::int64_t OneSecond = 1000;
+constexpr std::int64_t OneMinute = 60 * OneSecond;
+constexpr std::int64_t OneHour = 60 * OneMinute;
 
 } // namespace
 
@@ -45,10 +45,10 @@ std::optional<std::int64_t> TTimeLeft::Estimate(std::int64_t Now) const {
 QString TimeLeftText(std::int64_t Milliseconds) {
     const auto Tr = [](const char* Text) { return QCoreApplication::translate("TZUProgress", Text); };
     const auto Rounded = [&](std::int64_t Unit) { return QString::number((Milliseconds + Unit / 2) / Unit); };
-    if (Milliseconds < 5 * Second) return Tr("a few seconds left");
-    if (Milliseconds < 90 * Second) return Tr("about %1 s left").arg(Rounded(Second));
-    if (Milliseconds < 90 * Minute) return Tr("about %1 min left").arg(Rounded(Minute));
-    return Tr("about %1 h left").arg(Rounded(Hour));
+    if (Milliseconds < 5 * OneSecond) return Tr("a few seconds left");
+    if (Milliseconds < 90 * OneSecond) return Tr("about %1 s left").arg(Rounded(OneSecond));
+    if (Milliseconds < 90 * OneMinute) return Tr("about %1 min left").arg(Rounded(OneMinute));
+    return Tr("about %1 h left").arg(Rounded(OneHour));
 }
 
 } // namespace zutools

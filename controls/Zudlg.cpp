@@ -27,6 +27,7 @@ namespace {
 constexpr int PictureSide = 32;
 constexpr int GlyphSide = 16;
 constexpr int LeastButtonsMinWidth = 20;
+constexpr int MostButtonWidth = 1 << 20; // of a button, whatever was set
 const QString ButtonPrefix = QStringLiteral("btn");
 constexpr qsizetype ButtonNumberDigits = 5;
 
@@ -209,7 +210,7 @@ void TZUDlg::Build(QDialog& Window) {
         static_cast<TDlgWindow&>(Window).Guard(*Buttons.back());
         Input.GlyphWidths.push_back(Buttons.back()->icon().isNull() ? 0 : Buttons.back()->iconSize().width());
     }
-    Input.ButtonsMinWidth = fButtonsMinWidth;
+    Input.ButtonsMinWidth = std::min(fButtonsMinWidth, MostButtonWidth);
     Input.ButtonsSameWidth = fButtonsSameWidth;
     const QRect Screen = Window.screen()->geometry();
     Input.ScreenWidth = Screen.width();

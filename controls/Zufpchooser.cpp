@@ -1,6 +1,8 @@
 #include "controls/Zufpchooser.h"
 
 #include "controls/ChangedField.h"
+#include "controls/DesktopFiles.h"
+#include "controls/FormComponent.h"
 #include "controls/PackageIcons.h"
 #include "controls/PathWorker.h"
 
@@ -8,15 +10,16 @@
 #include <QCompleter>
 #include <QDragEnterEvent>
 #include <QDropEvent>
-#include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QMimeData>
 #include <QStringListModel>
 #include <QStyle>
 #include <QToolButton>
 
+#include <algorithm>
 #include <utility>
 
 namespace zutools {
@@ -26,17 +29,17 @@ namespace {
 constexpr int ChooseGlyphSide = 14;
 constexpr int MostSuggestions = 50;
 constexpr int CharactersShown = 30;
+constexpr int MostMargin = 1 << 20; // of a margin, whatever was set
 
-bool ChooseFile(QWidget* Window, const QString& Title, QString& Path) {
-    const QString Chosen = QFileDialog::getOpenFileName(Window, Title, Path);
-    if (!Chosen.isEmpty()) Path = Chosen;
-    return !Chosen.isEmpty();
+int BoundedMargin(int Pixels) {
+    return std::clamp(Pixels, -MostMargin, MostMargin);
 }
 
-bool ChooseFolder(QWidget* Window, const QString& Title, QString& Path) {
-    const QString Chosen = QFileDialog::getExistingDirectory(Window, Title, Path);
-    if (!Chosen.isEmpty()) Path = Chosen;
-    return !Chosen.isEmpty();
+template <TFileAsk What>
+bool ChooseByDesktop(QWidget* Window, const QString& Title, QString& Path) {
+    const auto Chosen = AskForFile(Window, What, Title, Path);
+    if (Chosen) Path = *Chosen;
+    return Chosen.has_value();
 }
 
 // The one local file that is dragged; empty for anything else.
@@ -137,9 +140,11 @@ void TZUFPChooserEdit::dropEvent(QDropEvent* Event) {
 
 TZUFPChooser::TZUFPChooser(QWidget* Owner)
     : QWidget(Owner)
-    , OnChooseFile(ChooseFile)
-    , KX_SelectDirectory(ChooseFolder) {
+    , OnChooseFile(ChooseByDesktop<TFileAsk::Open>)
+    , KX_SelectDirectory(ChooseByDesktop<TFileAsk::Folder>) {
     CreateControls();
+    WatchParent();
+    connect(this, &QObject::objectNameChanged, this, &TZUFPChooser::Renamed);
 }
 
 void TZUFPChooser::CreateControls() {
@@ -154,7 +159,8 @@ void TZUFPChooser::CreateControls() {
     ChooseButton->setAccessibleName(tr("Choose"));
     EditLabel->setBuddy(ValueEdit);
     setFocusProxy(ValueEdit);
-    connect(ChooseButton, &QToolButton::clicked, this, &TZUFPChooser::Choose);
+    // Queued: a screen reader that presses a tool button waits until its slots are through.
+    connect(ChooseButton, &QToolButton::clicked, this, &TZUFPChooser::Choose, Qt::QueuedConnection);
     connect(ValueEdit, &QComboBox::editTextChanged, this, &TZUFPChooser::onChange);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     SetControlsParams();
@@ -165,9 +171,9 @@ void TZUFPChooser::CreateControls() {
 TChooserParts TZUFPChooser::Parts() const {
     const int EditHeight = ValueEdit->sizeHint().height();
     return {static_cast<zutools::TLabelPosition>(FLabelPosition),
-            FLabelSpacing,
-            FHorzIndent,
-            FVertIndent,
+            BoundedMargin(FLabelSpacing),
+            BoundedMargin(FHorzIndent),
+            BoundedMargin(FVertIndent),
             size(),
             EditLabel->sizeHint(),
             EditHeight,
@@ -191,16 +197,53 @@ void TZUFPChooser::CorrectControlsPositions() {
 void TZUFPChooser::SetControlsParams() {
     const bool WasHidden = ChooseButton->isHidden();
     const bool Known = FObjectType == otFile || FObjectType == otDirectory;
-    if (!Known)
+    if (!Known || TFormComponent::Designing())
         ValueEdit->SetCompletion(TZUFPChooserEdit::cmNone);
     else
         ValueEdit->SetCompletion(FObjectType == otFile ? TZUFPChooserEdit::cmFiles
                                                        : TZUFPChooserEdit::cmFolders);
-    ChooseButton->setIcon(PackageIcon(u"FILEOPEN"));
+    if (!TFormComponent::Designing()) ChooseButton->setIcon(PackageIcon(u"FILEOPEN"));
     ChooseButton->setIconSize(QSize(ChooseGlyphSide, ChooseGlyphSide));
     ChooseButton->setToolTip(FObjectType == otDirectory ? tr("Choose a folder") : tr("Choose a file"));
     ChooseButton->setVisible(Known);
     if (WasHidden != ChooseButton->isHidden()) CorrectControlsPositions();
+}
+
+void TZUFPChooser::Renamed(const QString& Name) {
+    const QString Before = std::exchange(FName, Name);
+    if (!TFormComponent::Designing()) return;
+    const auto WasName = [&Before](const QString& Text) {
+        return Text.compare(Before, Qt::CaseInsensitive) == 0;
+    };
+    if (InfoText().isEmpty() || WasName(InfoText())) SetInfoText(Name);
+    if (!Text().isEmpty() && WasName(Text())) SetText(Name);
+}
+
+void TZUFPChooser::SetAnchors(TAnchors Value) {
+    SetField(*this, FAnchors, Value, &TZUFPChooser::AnchorsChanged);
+}
+
+void TZUFPChooser::WatchParent() {
+    if (FParent == parentWidget()) return;
+    if (FParent) FParent->removeEventFilter(this);
+    FParent = parentWidget();
+    if (FParent) FParent->installEventFilter(this);
+}
+
+bool TZUFPChooser::event(QEvent* Event) {
+    if (Event->type() == QEvent::ParentChange) WatchParent();
+    return QWidget::event(Event);
+}
+
+bool TZUFPChooser::eventFilter(QObject* Watched, QEvent* Event) {
+    if (Watched == FParent && Event->type() == QEvent::Resize && !FParent->layout()) {
+        const auto& Resize = *static_cast<QResizeEvent*>(Event);
+        const auto Has = [this](TAnchorKind Side) { return FAnchors.testFlag(Side); };
+        if (Resize.oldSize().isValid())
+            setGeometry(Anchored(geometry(), {Has(akLeft), Has(akTop), Has(akRight), Has(akBottom)},
+                                 Resize.oldSize(), Resize.size()));
+    }
+    return QWidget::eventFilter(Watched, Event);
 }
 
 bool TZUFPChooser::Choose() {
@@ -286,11 +329,12 @@ void TZUFPChooser::SetOpenDialogCaption(const QString& Value) {
 }
 
 QSize TZUFPChooser::sizeHint() const {
-    return {fontMetrics().averageCharWidth() * CharactersShown, ChooserHeight(Parts()) + FVertIndent};
+    return {fontMetrics().averageCharWidth() * CharactersShown,
+            ChooserHeight(Parts()) + BoundedMargin(FVertIndent)};
 }
 
 QSize TZUFPChooser::minimumSizeHint() const {
-    return {3 * ValueEdit->sizeHint().height() + 2 * FHorzIndent, sizeHint().height()};
+    return {3 * ValueEdit->sizeHint().height() + 2 * BoundedMargin(FHorzIndent), sizeHint().height()};
 }
 
 void TZUFPChooser::resizeEvent(QResizeEvent* Event) {

@@ -8,6 +8,7 @@
 #include "controls/ChooserLayout.h"
 
 #include <QComboBox>
+#include <QPointer>
 #include <QWidget>
 
 #include <functional>
@@ -54,6 +55,7 @@ private:
 class TZUFPChooser : public QWidget {
     Q_OBJECT
     Q_PROPERTY(Qt::Alignment Alignment READ Alignment WRITE SetAlignment NOTIFY AlignmentChanged)
+    Q_PROPERTY(TAnchors Anchors READ Anchors WRITE SetAnchors NOTIFY AnchorsChanged)
     Q_PROPERTY(
         TLabelPosition LabelPosition READ LabelPosition WRITE SetLabelPosition NOTIFY LabelPositionChanged)
     Q_PROPERTY(int LabelSpacing READ LabelSpacing WRITE SetLabelSpacing NOTIFY LabelSpacingChanged)
@@ -71,6 +73,9 @@ public:
     Q_ENUM(TZUFPChooserObjectType)
     enum TLabelPosition { lpAbove, lpBelow, lpLeft, lpRight };
     Q_ENUM(TLabelPosition)
+    enum TAnchorKind { akLeft = 1, akTop = 2, akRight = 4, akBottom = 8 };
+    Q_DECLARE_FLAGS(TAnchors, TAnchorKind)
+    Q_FLAG(TAnchors)
 
     explicit TZUFPChooser(QWidget* Owner = nullptr);
 
@@ -79,6 +84,12 @@ public:
 
     void SetAlignment(Qt::Alignment Value); // of the label's text
     [[nodiscard]] Qt::Alignment Alignment() const;
+    /// The sides of the parent that the chooser keeps its distance from, where no layout places it.
+    void SetAnchors(TAnchors Value);
+    [[nodiscard]] TAnchors Anchors() const { return FAnchors; }
+    /// Sets the objectName. On a form that is being designed a label and a text that were the name follow it,
+    /// and so does an empty label.
+    void SetName(const QString& Value) { setObjectName(Value); }
     /// Takes effect at the next layout: when the size, an indent or the kind of object changes.
     void SetLabelPosition(TLabelPosition Value);
     [[nodiscard]] TLabelPosition LabelPosition() const { return FLabelPosition; }
@@ -113,6 +124,7 @@ public:
 
 signals:
     void AlignmentChanged();
+    void AnchorsChanged();
     void LabelPositionChanged();
     void LabelSpacingChanged();
     void InfoTextChanged();
@@ -126,13 +138,20 @@ signals:
 protected:
     void resizeEvent(QResizeEvent* Event) override;
     void changeEvent(QEvent* Event) override;
+    bool event(QEvent* Event) override;
+    bool eventFilter(QObject* Watched, QEvent* Event) override;
 
 private:
     void CreateControls();
+    void Renamed(const QString& Name);
+    void WatchParent();
     void SetControlsParams();
     void CorrectControlsPositions();
     [[nodiscard]] TChooserParts Parts() const;
 
+    TAnchors FAnchors{akLeft, akTop};
+    QPointer<QWidget> FParent; // whose size is watched
+    QString FName;             // the objectName until it changes
     TLabelPosition FLabelPosition = lpAbove;
     int FLabelSpacing = 3;
     TZUFPChooserObjectType FObjectType = otFile;
@@ -144,5 +163,7 @@ private:
     TZUFPChooserEdit* ValueEdit = nullptr;
     QToolButton* ChooseButton = nullptr;
 };
+
+Q_DECLARE_OPERATORS_FOR_FLAGS(TZUFPChooser::TAnchors)
 
 } // namespace zutools

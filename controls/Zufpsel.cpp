@@ -1,13 +1,12 @@
 #include "controls/Zufpsel.h"
 
 #include "controls/ChangedField.h"
+#include "controls/DesktopFiles.h"
 #include "controls/TracerPanel.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QContextMenuEvent>
-#include <QDesktopServices>
-#include <QFileDialog>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -16,7 +15,6 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSpinBox>
-#include <QUrl>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -145,9 +143,13 @@ void TZUFilePathChoser::PathOnChange() {
                          .arg(Fault->Name)
                    : tr("Character %1: no macro is called \"%2\"").arg(Fault->At + 1).arg(Fault->Name);
     }
-    FPreview->setText(Told);
-    FPreview->setVisible(!Told.isEmpty());
+    Tell(Told);
     emit FileNameChanged();
+}
+
+void TZUFilePathChoser::Tell(const QString& Text) {
+    FPreview->setText(Text);
+    FPreview->setVisible(!Text.isEmpty());
 }
 
 bool TZUFilePathChoser::eventFilter(QObject* Watched, QEvent* Event) {
@@ -170,10 +172,9 @@ void TZUFilePathChoser::OfferMacros() {
 }
 
 bool TZUFilePathChoser::ChooseFileHandler(QString& Path) {
-    const QString Chosen =
-        QFileDialog::getSaveFileName(window(), {}, Path, {}, nullptr, QFileDialog::DontConfirmOverwrite);
-    if (!Chosen.isEmpty()) Path = Chosen;
-    return !Chosen.isEmpty();
+    const auto Chosen = AskForFile(window(), TFileAsk::Save, {}, Path);
+    if (Chosen) Path = *Chosen;
+    return Chosen.has_value();
 }
 
 bool TZUFilePathChoser::Choose() {
@@ -184,12 +185,19 @@ bool TZUFilePathChoser::Choose() {
     return true;
 }
 
-void TZUFilePathChoser::OpenData() const {
-    QDesktopServices::openUrl(QUrl::fromLocalFile(ExpandMacros(GetEditText()).Path));
+void TZUFilePathChoser::OpenData() {
+    Open(ExpandMacros(GetEditText()).Path);
 }
 
-void TZUFilePathChoser::ExploreData() const {
-    QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(ExpandMacros(GetEditText()).Path).path()));
+void TZUFilePathChoser::ExploreData() {
+    Open(QFileInfo(ExpandMacros(GetEditText()).Path).path());
+}
+
+void TZUFilePathChoser::Open(const QString& Path) {
+    OpenByDesktop(*this, Path, [this](const QString& Why) {
+        Tell(Why);
+        emit OpenFailed(Why);
+    });
 }
 
 void TZUFilePathChoser::UpdateMaxFileSize(std::int64_t Size, bool AutoUnit) {

@@ -122,9 +122,10 @@ public:
 
     /// Lets a person choose the file. @return whether one was chosen.
     bool Choose();
-    /// Opens the file, or its folder, with the desktop's program for it.
-    void OpenData() const;
-    void ExploreData() const;
+    /// Opens the file, or its folder, with the desktop's program for it. Why it could not stands below the
+    /// path.
+    void OpenData();
+    void ExploreData();
 
     /// The path with the values of its macros; "" where nothing is expanded.
     [[nodiscard]] QString Preview() const;
@@ -132,6 +133,8 @@ public:
     TCustomChoosedEvent OnChoose; // empty: the desktop's file dialog
 
 signals:
+    /// `OpenData` or `ExploreData` could not, and why.
+    void OpenFailed(const QString& Why);
     void FileNameChanged();
     void MaxFileSizeChanged();
     void FileSizeUnitChanged();
@@ -143,6 +146,8 @@ protected:
 
 private:
     void PathOnChange();
+    void Tell(const QString& Text);
+    void Open(const QString& Path);
     void OfferMacros();
     void UpdateMaxFileSize(std::int64_t Size, bool AutoUnit);
     [[nodiscard]] bool ChooseFileHandler(QString& Path);

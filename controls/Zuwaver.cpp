@@ -124,7 +124,9 @@ QSize TZUWavePanel::minimumSizeHint() const {
 void TZUWavePanel::paintEvent(QPaintEvent* /*Event*/) {
     QPainter Painter(this);
     FWave.Paint(width(), height(), [&](int Left, int Top, int Right, int Bottom, TColorRef Color) {
-        Painter.fillRect(Left, Top, Right - Left, Bottom - Top, ColorOf(Color));
+        const QRect Band(QPoint(std::max(Left, 0), std::max(Top, 0)),
+                         QPoint(std::min(Right, width()) - 1, std::min(Bottom, height()) - 1));
+        if (Band.isValid()) Painter.fillRect(Band, ColorOf(Color));
     });
     if (!FCaption.isEmpty()) PaintCaption(Painter);
     if (!FTimer.isActive()) MoveWhileSeen();

@@ -162,8 +162,8 @@ int Fulfil(QApplication& Application, const TWish& Wish) {
         return RunScript(Wish.Script, Wish.ScriptArguments, TAskedOn::Screen) ? Good : Failed;
     if (!Wish.Picture.isEmpty()) return TakePicture(*Wish.Panel, Wish.Picture, Wish.Size);
     TGallery Gallery(Wish.Store);
+    Gallery.show(); // which brings back the panel of the last time
     if (Wish.Panel) Gallery.Open(*Wish.Panel);
-    Gallery.show();
     return QApplication::exec();
 }
 

@@ -398,4 +398,19 @@
         <translation>ГГГГ-ММ-ДД</translation>
     </message>
 </context>
+<context>
+    <name>zutools::DesktopFiles</name>
+    <message>
+        <source>%1 is not there</source>
+        <translation>%1 не найден</translation>
+    </message>
+    <message>
+        <source>No program here opens %1</source>
+        <translation>Нет программы, которая открывает %1</translation>
+    </message>
+    <message>
+        <source>%1 cannot be opened: earlier files still do not answer</source>
+        <translation>%1 открыть нельзя: прежние файлы ещё не отвечают</translation>
+    </message>
+</context>
 </TS>

@@ -54,6 +54,36 @@ TEST(ChooserLayout, PlacesLabelEditAndButton) {
     EXPECT_EQ(ChooserHeight(Cases[2].Parts), 22);
 }
 
+TEST(Zufpchooser, KeepsItsDistanceFromAnchors) {
+    using TAnchors = TZUFPChooser::TAnchors;
+    constexpr auto Left = TZUFPChooser::akLeft;
+    constexpr auto Top = TZUFPChooser::akTop;
+    constexpr auto Right = TZUFPChooser::akRight;
+    constexpr auto Bottom = TZUFPChooser::akBottom;
+    struct TCase {
+        TAnchors Anchors;
+        QRect Place; // in a parent that grew from 200 x 100 to 240 x 130
+    };
+    for (const auto& [Anchors, Place] : std::vector<TCase>{{{Left, Top}, {10, 20, 150, 50}},
+                                                           {{Left, Top, Right}, {10, 20, 190, 50}},
+                                                           {{Right, Bottom}, {50, 50, 150, 50}},
+                                                           {{Top, Bottom}, {30, 20, 150, 80}},
+                                                           {{}, {30, 35, 150, 50}}}) {
+        QWidget Other;
+        QWidget Form;
+        Form.resize(200, 100);
+        TZUFPChooser Chooser(&Other);
+        Chooser.setParent(&Form);
+        Chooser.setGeometry(10, 20, 150, 50);
+        Chooser.SetAnchors(Anchors);
+        Form.show();
+        Chooser.show();
+        Other.resize(500, 500);
+        Form.resize(240, 130);
+        EXPECT_EQ(Chooser.geometry(), Place) << Anchors.toInt();
+    }
+}
+
 TEST(KeptOnPurpose, ALabelPositionMovesNothingUntilTheNextLayout) {
     TZUFPChooser Chooser;
     Chooser.SetInfoText("&File");

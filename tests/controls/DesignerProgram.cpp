@@ -39,6 +39,9 @@ QString FaultOf(const QDesignerCustomWidgetInterface& Entry, QWidget& Widget) {
     }
     if (Xml.attributes().value("class") != Entry.name()) return "is another in its XML";
     Widget.setObjectName(Xml.attributes().value("name").toString());
+    // A label is called as its control is, until somebody calls it otherwise.
+    if (Widget.property("InfoText").isValid() && Widget.property("InfoText") != Widget.objectName())
+        return "is not labelled by its name";
     return FaultOfProperties(Widget);
 }
 

@@ -3,6 +3,7 @@
 //
 //     form_program SETTINGS.ini
 //     show                     -> shown X Y WIDTH HEIGHT STATE SCREEN
+//     where                    -> the same, as it is by now
 //     move X Y | resize W H | maximize | minimize | normal | fill | arrange      -> the same
 //     text NAME VALUE          -> text VALUE
 //     picture FILE.png         -> picture
@@ -95,7 +96,12 @@ bool Arranged(TOrderForm& Form, const std::string& Order, std::istream& Words) {
     int X = 0, Y = 0;
     if (Order == "show") {
         Form.show();
-        return Await([&] { return Form.windowHandle()->isExposed() || Form.isMinimized(); });
+        // The place is told of the frame's corner: a window manager's frame comes after the window.
+        const bool Framed = QGuiApplication::platformName() == "xcb";
+        return Await([&] {
+            const bool HasFrame = !Framed || Form.frameGeometry() != Form.geometry();
+            return (Form.windowHandle()->isExposed() && HasFrame) || Form.isMinimized();
+        });
     }
     if (Order == "move" && Words >> X >> Y) {
         Form.move(X, Y);
@@ -162,6 +168,10 @@ std::string Answer(TOrderForm& Form, const std::string& Line) {
     if (Order == "close") {
         Form.close();
         return Form.isVisible() ? "open" : "closed";
+    }
+    if (Order == "where") {
+        QCoreApplication::processEvents();
+        return Place(Form);
     }
     return Arranged(Form, Order, Words) ? Place(Form) : "timeout";
 }

@@ -5,7 +5,9 @@
 
 #include <QComboBox>
 #include <QLabel>
+#include <QSignalSpy>
 #include <QSpinBox>
+#include <QTemporaryDir>
 #include <QTest>
 
 namespace zutools::tests {
@@ -51,6 +53,32 @@ TEST(PathMacros, TheFirstFaultIsTold) {
         EXPECT_EQ(Fault ? Fault->At : -1, At) << Path;
         EXPECT_EQ(Fault && Fault->Unclosed, Unclosed) << Path;
     }
+}
+
+TEST(Zufpsel, OpensByTheDesktopsProgramOrTellsWhyNot) {
+    const QTemporaryDir Folder;
+    const QString Program = Folder.filePath("xdg-open");
+    QFile Script(Program);
+    ASSERT_TRUE(Script.open(QIODevice::WriteOnly));
+    Script.write("#!/bin/sh\nprintf '%s' \"$1\" >\"$0.part\" && mv \"$0.part\" \"$0.told\"\n");
+    Script.close();
+    ASSERT_TRUE(Script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    const QByteArray Before = qgetenv("PATH");
+    qputenv("PATH", Folder.path().toLocal8Bit() + ':' + Before);
+    TZUFilePathChoser Chooser;
+    QSignalSpy Failed(&Chooser, &TZUFilePathChoser::OpenFailed);
+    Chooser.SetFileName(Folder.filePath("gone.log"));
+    Chooser.OpenData();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return Failed.size() == 1; }));
+    EXPECT_EQ(Failed[0][0].toString(), Folder.filePath("gone.log") + " is not there");
+    EXPECT_EQ(Chooser.findChild<QLabel*>("Preview")->text(), Failed[0][0].toString());
+    Chooser.ExploreData();
+    QFile Told(Program + ".told");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return Told.exists(); }));
+    ASSERT_TRUE(Told.open(QIODevice::ReadOnly));
+    EXPECT_EQ(Told.readAll(), Folder.path().toLocal8Bit());
+    EXPECT_EQ(Failed.size(), 1);
+    qputenv("PATH", Before);
 }
 
 TEST(Zufpsel, SizesInUnits) {

@@ -114,8 +114,9 @@ class Gallery:
     """zuforms on one panel, and its tree."""
 
     def __init__(self, panel, folder, environment, language="en"):
+        chosen = ["--panel", panel] if panel else []
         self.process = subprocess.Popen(
-            [os.environ["ZUFORMS"], "--panel", panel, "--language", language, "--store", str(folder / "zuforms.ini")],
+            [os.environ["ZUFORMS"], *chosen, "--language", language, "--store", str(folder / "zuforms.ini")],
             env={**os.environ, **environment, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"})
 
     def __enter__(self):
@@ -169,10 +170,13 @@ class AccessibleTest(unittest.TestCase):
         cls.addClassCleanup(bus.close)
         cls.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.address
         os.environ.update(cls.environment)
-        global Atspi, GLib  # they look for their bus when they are loaded
+        global Atspi, Gio, GLib, PORTAL  # they look for their bus when they are loaded
         import gi
         gi.require_version("Atspi", "2.0")
-        from gi.repository import Atspi, GLib
+        from gi.repository import Atspi, Gio, GLib
+        PORTAL = Gio.DBusNodeInfo.new_for_xml("""<node><interface name="org.freedesktop.portal.FileChooser">
+            <method name="OpenFile"><arg type="s" direction="in"/><arg type="s" direction="in"/>
+            <arg type="a{sv}" direction="in"/><arg type="o" direction="out"/></method></interface></node>""")
         Atspi.init()
         Atspi.set_timeout(LIMIT * 1000, LIMIT * 1000)
 
@@ -209,6 +213,16 @@ class AccessibleTest(unittest.TestCase):
                         for role, name in PANELS.get(panel, []):
                             gallery.find(role, name)
 
+    def test_the_panel_comes_back_unless_another_is_asked_for(self):
+        store = self.folder / "zuforms.ini"
+        panels = subprocess.run([os.environ["ZUFORMS"], "--list"], capture_output=True, text=True, check=True).stdout
+        store.write_text(f"[Gallery]\nPanels_currentRow={panels.split().index('progress')}\n")
+        self.addCleanup(store.unlink)
+        with self.gallery(None) as gallery:
+            gallery.find("progress bar", "csGreen")
+        with self.gallery("wave") as gallery:
+            gallery.find("progress bar", "Loading orders")
+
     def test_values_follow(self):
         with self.gallery("progress") as gallery:
             self.assertEqual(gallery.find("progress bar", "Progress").value, (0, 65, 100))
@@ -233,6 +247,32 @@ class AccessibleTest(unittest.TestCase):
                     self.assertIn("Order 1042 was changed by somebody else.", box.description)
                 box.find("push button", closer).act("Press")
                 gallery.gone(*inside)
+
+    def test_the_portals_dialog_is_asked(self):
+        bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+        asked = []
+
+        def answer(_connection, sender, _path, _interface, method, arguments, call):
+            _window, title, options = arguments.unpack()
+            asked.append((method, title, bytes(options.get("current_folder", b""))))
+            handle = f"/org/freedesktop/portal/desktop/request/{sender[1:].replace('.', '_')}/{options['handle_token']}"
+            call.return_value(GLib.Variant("(o)", (handle,)))
+            code, uris = answers.pop(0)
+            bus.emit_signal(sender, handle, "org.freedesktop.portal.Request", "Response",
+                            GLib.Variant("(ua{sv})", (code, {"uris": GLib.Variant("as", uris)})))
+
+        answers = [(1, []), (0, ["file:///srv/orders%202026.csv"])]
+        registered = bus.register_object("/org/freedesktop/portal/desktop", PORTAL.interfaces[0], answer)
+        self.addCleanup(bus.unregister_object, registered)
+        owned = Gio.bus_own_name_on_connection(bus, "org.freedesktop.portal.Desktop", Gio.BusNameOwnerFlags.NONE)
+        self.addCleanup(Gio.bus_unown_name, owned)
+        with self.gallery("path") as gallery:
+            for wanted in "/home/anna/orders-2026.csv", "/srv/orders 2026.csv":
+                before = len(asked)
+                gallery.find("push button", "Choose").act("Press")
+                until(lambda: len(asked) > before, "the portal is asked")
+                until(lambda: gallery.find("combo box", "File to import:").name == wanted, wanted)
+        self.assertEqual(asked, [("OpenFile", "", b"/home/anna\0")] * 2)
 
 
 if __name__ == "__main__":
