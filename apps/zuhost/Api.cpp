@@ -146,13 +146,25 @@ struct TEntry {
     return Result;
 }
 
+/// A cell of a Markdown table.
+[[nodiscard]] std::u16string InCell(std::u16string_view Text) {
+    std::u16string Result;
+    for (const char16_t C : Text) Result += C == u'|' ? std::u16string(u"\\|") : std::u16string(1, C);
+    return Result;
+}
+
 [[nodiscard]] std::u16string Functions(bool Markdown) {
-    std::u16string Result = Markdown ? u"## Functions\n\n`zu.automation` is told in automation.md.\n\n"
-                                       u"| Name | Arguments | What it is |\n|---|---|---|\n"
+    std::u16string Result = Markdown ? u"## Functions\n\n`zu.page` and texts are told in pages.md, `zu.form` "
+                                       u"in forms.md, `zu.automation` in "
+                                       u"automation.md. What stands\nbehind `-->` is the example's value.\n\n"
+                                       u"| Name | Arguments | What it is | Example |\n|---|---|---|---|\n"
                                      : u"Functions\n";
-    for (const server::TLibraryName& Each : server::AutomationNames()) {
+    for (const server::TLibraryName& Each : server::LibraryNames()) {
         const std::u16string Name(Each.Name), Arguments(Each.Arguments), Help(Each.Help);
-        Result += Markdown ? u"| `" + Name + u"` | " + Arguments + u" | " + Help + u" |\n"
+        const std::u16string Example =
+            Each.Example.empty() ? std::u16string() : u"`` " + InCell(Each.Example) + u" ``";
+        Result += Markdown ? u"| `" + Name + u"` | " + InCell(Arguments) + u" | " + Help + u" | " + Example +
+                                 u" |\n"
                            : u"  " + Name + u"(" + Arguments + u")  " + Help + u"\n";
     }
     return Result;

@@ -13,6 +13,8 @@ namespace zutools::zuhost {
 [[nodiscard]] TJob DeclareCryptoProbe(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareFilters(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareLint(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareMigrate(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareNew(TDeclaration& Takes);
 [[nodiscard]] TJob DeclarePipeCall(TDeclaration& Takes);
 [[nodiscard]] TJob DeclarePipeServe(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareRender(TDeclaration& Takes);
@@ -20,14 +22,18 @@ namespace zutools::zuhost {
 [[nodiscard]] TJob DeclareServe(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareSessions(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareSettings(TDeclaration& Takes);
+[[nodiscard]] TJob DeclareTest(TDeclaration& Takes);
 [[nodiscard]] TJob DeclareUsers(TDeclaration& Takes);
 
 /// In the order of the help; a new command is one line here and its declaration above.
 inline constexpr TCommand Commands[] = {
+    {"new", "NAME", "Write a small application to begin with", DeclareNew},
     {"render", "[OPTIONS] NAME [name=value ...]", "Fill a template and print the result", DeclareRender},
     {"run", "[OPTIONS] SCRIPT.lua [ARG ...]", "Run a Lua script with the library's objects", DeclareRun},
     {"serve", "[OPTIONS]", "Answer web requests with script modules", DeclareServe},
+    {"test", "[OPTIONS] DIR", "Run an application's tests, each on a database of its own", DeclareTest},
     {"check", "[--wrong RULE] [--right RULE] VALUE", "Check a value against a rule", DeclareCheck},
+    {"migrate", "[OPTIONS]", "Bring the application's tables up to date", DeclareMigrate},
     {"filters", "--database URL [OPTIONS] ACTION ...", "List and change the value filters in a database",
      DeclareFilters},
     {"users", "--database URL|--config FILE [OPTIONS] ACTION ...",

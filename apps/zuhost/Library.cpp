@@ -18,10 +18,8 @@ namespace {
 
 // What scripts see beside the library's own classes: a new class is one line here.
 constexpr TScriptClass HostClasses[] = {
-    &TSetupUsers::StaticClass,
-    &server::TWebFiles::StaticClass,
-    &server::TWebRequest::StaticClass,
-    &server::TWebResponse::StaticClass,
+    &TSetupUsers::StaticClass,         &server::TWebFiles::StaticClass,    &server::TWebParams::StaticClass,
+    &server::TWebRequest::StaticClass, &server::TWebResponse::StaticClass,
 };
 
 } // namespace

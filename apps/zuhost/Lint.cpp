@@ -181,9 +181,41 @@ private:
     bool FFirst = true;
 };
 
+/// The keys of `zu.text("key"` and `zu.text "key"` in modules that a language lacks; how many. Keys that are
+/// put together at run time are not seen.
+std::size_t TellMissingModuleTexts(std::u16string_view Folder, const TJsonLocalizator& Strings) {
+    std::size_t Missing = 0;
+    for (const std::u16string& Name : platform::ListFiles(Folder)) {
+        if (!Name.ends_with(u".lua")) continue;
+        const std::string Source = platform::TReadFile(Folder, Name).ReadAll();
+        constexpr std::string_view Call = "zu.text";
+        for (std::size_t At = Source.find(Call); At != Source.npos; At = Source.find(Call, At + 1)) {
+            const std::size_t Open = Source.find_first_not_of(" (", At + Call.size());
+            if (Open == Source.npos || (Source[Open] != '"' && Source[Open] != '\'')) continue;
+            const std::size_t Close = Source.find_first_of(Source[Open] == '"' ? "\"\n" : "'\n", Open + 1);
+            if (Close == Source.npos || Source[Close] == '\n') continue;
+            const std::size_t Behind = Source.find_first_not_of(' ', Close + 1);
+            if (Behind != Source.npos && Source[Behind] == '.') continue; // ("key." .. name)
+            const std::u16string Key = Text(Source.substr(Open + 1, Close - Open - 1));
+            for (const std::u16string& Language : Strings.Languages()) {
+                if (Strings.Find(Key, Language) != nullptr) continue;
+                const auto Line =
+                    1 + std::count(Source.begin(), Source.begin() + static_cast<std::ptrdiff_t>(At), '\n');
+                WriteOut(platform::Utf16ToUtf8(platform::Masked(platform::JoinPath(Folder, Name)) + u":" +
+                                               Number(static_cast<std::size_t>(Line)) + u": language key " +
+                                               QuoteLintName(Key) + u" is missing in language " +
+                                               QuoteLintName(Language) + u"\n"));
+                ++Missing;
+            }
+        }
+    }
+    return Missing;
+}
+
 struct TOptions {
     std::string Templates;
     std::string Strings;
+    std::string Modules;
     bool Quiet = false;
     bool Json = false;
 };
@@ -227,6 +259,10 @@ int Lint(const TOptions& Options, const TArguments& Given) {
         Writer.Write(Path, Report);
     }
     Writer.Finish();
+    if (!Options.Modules.empty()) {
+        if (!Strings) throw EUsage("--modules needs --strings");
+        if (TellMissingModuleTexts(Text(Options.Modules), *Strings) > 0) Good = false;
+    }
     return Good ? ExitGood : ExitFailed;
 }
 
@@ -239,9 +275,12 @@ TJob DeclareLint(TDeclaration& Takes) {
                  "Folder of the templates; the current one when not given");
     Takes.Option("--strings", Options->Strings, "DIR",
                  "Folder of the language files; keys are looked up in each of them");
+    Takes.Option("--modules", Options->Modules, "DIR",
+                 "Folder of the Lua modules, whose zu.text keys are looked up too; needs --strings");
     Takes.Flag("--quiet", Options->Quiet, "Print the problems only");
     Takes.Flag("--json", Options->Json, "Print one JSON array, an object a file");
     Takes.Exclude("--json", "--quiet");
+    Takes.Exclude("--json", "--modules");
     return [Options](const TArguments& Names) { return Lint(*Options, Names); };
 }
 

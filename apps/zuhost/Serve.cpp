@@ -1,37 +1,25 @@
 // zuhost serve: the web host from its configuration file to its end by a signal.
 
 #include "apps/zuhost/AdminAnswer.h"
+#include "apps/zuhost/Application.h"
 #include "apps/zuhost/Commands.h"
-#include "apps/zuhost/DatabaseManager.h"
+#include "apps/zuhost/Dev.h"
 #include "apps/zuhost/HelperProcess.h"
-#include "apps/zuhost/Library.h"
 #include "apps/zuhost/Reload.h"
 #include "apps/zuhost/ServeChecks.h"
 #include "apps/zuhost/ServiceManager.h"
 #include "apps/zuhost/ServiceSignals.h"
-#include "apps/zuhost/SetupUsers.h"
-#include "checking/Chekprms.h"
-#include "checking/Dbchprms.h"
-#include "checking/Presets.h"
 #include "host/Exception.h"
 #include "platform/Text.h"
 #include "recordlock/Zurecblk.h"
-#include "server/lua/LuaEngine.h"
-#include "server/rights/SqlSecurity.h"
-#include "server/rights/Users.h"
-#include "server/sql/Schema.h"
 #include "server/sql/SqlWork.h"
-#include "server/strings/JsonLocalizator.h"
 #include "server/web/AdminHttp.h"
 #include "server/web/AdminSocket.h"
 #include "server/web/Config.h"
-#include "server/web/LuaModuleRunner.h"
 #include "server/web/Metrics.h"
 #include "server/web/Server.h"
 #include "server/web/Sockets.h"
 #include "server/web/SpdLogger.h"
-#include "server/web/ValueFilter.h"
-#include "templates/Ztstmplcache.h"
 
 #include <algorithm>
 #include <chrono>
@@ -57,85 +45,8 @@ error unless the configuration names a file.
 Examples:
   zuhost serve --config orders.toml
   zuhost serve --config orders.toml --port 8081
-  zuhost serve --config orders.toml --check)";
-
-/// Keys without texts come out as they are, which is hard to tell from missing files.
-void WarnOfLanguages(const TWebConfig& Config, const TServices& Services) {
-    const auto* const Strings = dynamic_cast<const TJsonLocalizator*>(Services.Localizer.get());
-    if (Strings == nullptr) return;
-    for (const std::u16string& Language : Config.Languages) {
-        if (Strings->HasLanguage(Language)) continue;
-        Services.Logger->Log(TLogLevel::Warning, u"no strings for the language \"" + Language + u"\"");
-    }
-}
-
-/// What the configuration's libraries publish to an engine.
-using TPublisher = std::function<void(TScriptPublisher&)>;
-
-TLuaOptions LuaOptions(const TWebConfig& Config, const TServices& Services, TDatabaseManager& Manager,
-                       const TPublisher& Publisher) {
-    TLuaOptions Options = WebLuaOptions(Config);
-    Options.Publish = Publisher;
-    Options.Services = Services;
-    Options.Database = [&Manager] { return Manager.GetDatabase(); };
-    Options.ThreadEnd = [&Manager] { Manager.ReleaseThread(); };
-    return Options;
-}
-
-/// The application's own preparations: as a module, but without a request and without an end to its work, and
-/// with SetupUsers to make the first users.
-void RunSetup(const TWebConfig& Config, const TServices& Services,
-              const std::shared_ptr<TDatabaseManager>& Manager, const TPublisher& Publisher) {
-    if (Config.Setup.empty()) return;
-    TLuaOptions Options = LuaOptions(Config, Services, *Manager, Publisher);
-    Options.InstructionLimit = 0;
-    TLuaEngine Engine(std::move(Options));
-    std::optional<TSetupUsers> Users;
-    if (!Config.Database.empty()) Engine.SetGlobal("SetupUsers", Users.emplace(DatabaseOf(Manager)));
-    Engine.RunModule(Config.Setup);
-}
-
-/// The host's own tables, the reserved filters, what the application prepares, and the filter that is to be
-/// used: by one program at a time, so that the first starts of several do it once.
-void Prepare(const TWebConfig& Config, const TServices& Services,
-             const std::shared_ptr<TDatabaseManager>& Manager, const TPublisher& Publisher) {
-    std::optional<TSchemaLock> Lock;
-    if (!Config.Database.empty()) {
-        Lock.emplace(Manager->Connection());
-        UpgradeSchema(*Lock);
-        SeedReservedFilters(TCheckParamsDBConfig(*Manager));
-        if (!Config.Filter.empty()) LoadValueFilter(*ParamsChecker, Config.Filter);
-    }
-    RunSetup(Config, Services, Manager, Publisher);
-}
-
-/// The application's preparations may have made users, so it is asked after them.
-void CheckUsers(const TWebConfig& Config, const std::shared_ptr<TDatabaseManager>& Manager, TLogger& Logger) {
-    const bool HasUsers = !Config.Database.empty() && TSqlSecurityManager(DatabaseOf(Manager)).IsSetUp();
-    RequireUsers(Config, HasUsers);
-    if (!Config.Database.empty() && !HasUsers) {
-        Logger.Log(TLogLevel::Warning,
-                   u"the database has no users, so everybody may do everything with its records; "
-                   u"make users with `zuhost users`");
-    }
-    for (const std::u16string& Warning : Warnings(Config, HasUsers && HasSetupUsers(DatabaseOf(Manager))))
-        Logger.Log(TLogLevel::Warning, Warning);
-}
-
-/// Passwords are those of the users in the database.
-void AddUsers(TWebServerHooks& Hooks, const TWebConfig& Config,
-              const std::shared_ptr<TDatabaseManager>& Manager) {
-    if (Config.Database.empty()) return;
-    // Pages wait for their hashes: some workers are always left for others.
-    const unsigned Places = std::max(1U, Config.Limits.Threads / 2);
-    const auto Users = std::make_shared<TUsers>(DatabaseOf(Manager), platform::SystemClock(),
-                                                THashCost::Interactive(), Places);
-    Hooks.SignIn = [Users](std::u16string_view User, std::u16string_view Password, TSignedInUser& Who) {
-        return Users->SignIn(User, Password, Who);
-    };
-    Hooks.UserStamp = [Users](std::u16string_view User) { return Users->SessionStamp(User); };
-    Hooks.SweepThreadEnd = [Manager] { Manager->ReleaseThread(); };
-}
+  zuhost serve --config orders.toml --check
+  zuhost serve --config orders.toml --dev)";
 
 /// A service without the endpoint still serves.
 std::unique_ptr<TAdminSocket> StartAdmin(const TAdminConfig& Admin, std::u16string_view ConfigFile,
@@ -218,14 +129,20 @@ using TConfigReader = std::function<TWebConfig()>;
 /// What a stop leaves for the last words, beyond the time of pages.
 constexpr std::chrono::milliseconds LastWords{250};
 
+/// Called between two looks for signals, while somebody works on the application; empty for a service.
+using TDevLook = std::function<void()>;
+
 void WaitForStop(const TServiceSignals& Signals, const TServiceManager& ServiceManager,
-                 const TConfigReader& Read, TLiveConfig& Live, const TServices& Services,
-                 TDatabaseManager& Manager, TWebServer& Server, TSpdLogger& Logger) {
+                 const TConfigReader& Read, const TDevLook& DevLook, TLiveConfig& Live,
+                 const TServices& Services, TDatabaseManager& Manager, TWebServer& Server,
+                 TSpdLogger& Logger) {
     const std::string Status = "serving on " + Server.Url();
     ServiceManager.Ready(Status);
     while (true) {
         ServiceManager.Alive();
-        switch (Signals.Wait(WaitPause(Live.Get()->Session.Idle, ServiceManager))) {
+        if (DevLook) DevLook();
+        constexpr std::chrono::seconds DevPause{1};
+        switch (Signals.Wait(DevLook ? DevPause : WaitPause(Live.Get()->Session.Idle, ServiceManager))) {
         case TServiceSignals::TAsked::Stop:
             ServiceManager.Stopping();
             return Signals.EndWithin(std::chrono::seconds(Live.Get()->Limits.StopSeconds) + LastWords);
@@ -248,43 +165,27 @@ void WaitForStop(const TServiceSignals& Signals, const TServiceManager& ServiceM
     }
 }
 
-void Serve(const TConfigReader& Read, std::u16string_view ConfigFile) {
+void Serve(const TConfigReader& Read, std::u16string_view ConfigFile, bool Dev) {
     const TServiceManager ServiceManager;
     const TServiceSignals Signals;
     const TWebConfig Config = Read();
-    const auto Live = std::make_shared<TLiveConfig>(Config);
     const auto Logger = std::make_shared<TSpdLogger>(Config.Log.Level, Config.Log.File,
                                                      Config.Log.Json ? TLogFormat::Json : TLogFormat::Text);
-    const auto Manager =
-        std::make_shared<TDatabaseManager>(Config.DefaultLanguage, Config.Database, Config.DatabaseTimeouts,
-                                           /*Confined=*/true);
-    const auto Security = std::make_shared<TSqlSecurityManager>(DatabaseOf(Manager));
-    Manager->SetGuard([Live, Security](std::u16string_view Table) {
-        Security->RequireUser(Table, Live->Get()->AnonymousTables);
-    });
-    const TServices Services = MakeServices(Manager, Logger, Config.Strings);
-    WarnOfLanguages(Config, Services);
-    const TLibrary Library(Services, Config.Templates, Config.Libraries);
-    const TPublisher Publisher = Library.Publisher();
-    ZTSTemplateCache->SetEnabled(true);
-    RequireDatabaseFile(Config);
-    Prepare(Config, Services, Manager, Publisher);
+    if (Dev) RequireLoopback(Config);
+    const auto Recent = Dev ? std::make_shared<TRecentLog>(Logger) : nullptr;
+    const std::shared_ptr<TLogger> Log = Dev ? std::shared_ptr<TLogger>(Recent) : Logger;
+    const TApplication Application(Config, Log);
+    if (Dev) CheckApplication(Config, *Log);
     const auto Watch = std::make_shared<TDatabaseWatch>(Config, *Logger);
-    CheckUsers(Config, Manager, *Logger);
-    Manager->ReleaseThread();
+    Application.CheckUsers();
+    const TServices& Services = Application.Services;
 
-    TWebServerHooks Hooks;
-    if (!Config.Filter.empty()) Hooks.Filters.push_back(MakeValueFilter(*ParamsChecker, *Services.Localizer));
-    Hooks.MakeRunner = [Live, Services, Manager, Publisher] {
-        return std::make_unique<TLuaModuleRunner>(LuaOptions(*Live->Get(), Services, *Manager, Publisher));
-    };
-    Hooks.SessionEnded = [](const TSessionState& Session) { ZURecordBlocker->DoneBySID(Session.SID); };
+    TWebServerHooks Hooks = Application.Hooks();
     Hooks.Available = [Watch] { return Watch->IsThere(); };
     Hooks.Access = [Logger](const TAccess& Access) { Logger->LogAccess(Access); };
-    Hooks.HoldsSomething = [](std::u16string_view SID) { return ZURecordBlocker->HasBlocks(SID); };
-    AddUsers(Hooks, Config, Manager);
-    Hooks.Security = Services.Security;
-    TWebServer Server(Config, std::move(Hooks), *Logger, *Services.Localizer);
+    if (Dev) Hooks.RecentLog = [Recent] { return Recent->Lines(); };
+    TWebServer Server(Config, std::move(Hooks), *Log, *Services.Localizer);
+    if (Dev) Server.LoadSessions(ReadDevSessions(ConfigFile));
     Server.Start();
     std::vector<std::unique_ptr<THelperProcess>> Helpers;
     for (const THelperConfig& Each : Config.Helpers)
@@ -292,8 +193,19 @@ void Serve(const TConfigReader& Read, std::u16string_view ConfigFile) {
     auto Admin = StartAdmin(Config.Admin, ConfigFile, Server, *Logger);
     const auto Http = StartAdminHttp(Config.Admin, Server, *Logger);
     Complain(u"serving on " + Text(Server.Url()));
-    WaitForStop(Signals, ServiceManager, Read, *Live, Services, *Manager, Server, *Logger);
+    TDevLook DevLook;
+    if (Dev) {
+        DevLook = [&, Stamp = SourceStamp(Config, ConfigFile)]() mutable {
+            const std::uint64_t Now = SourceStamp(*Application.Live->Get(), ConfigFile);
+            if (std::exchange(Stamp, Now) == Now) return;
+            ReloadService(Read, *Application.Live, Services, Server, *Logger);
+            CheckApplication(*Application.Live->Get(), *Log);
+        };
+    }
+    WaitForStop(Signals, ServiceManager, Read, DevLook, *Application.Live, Services, *Application.Manager,
+                Server, *Logger);
 
+    if (Dev) WriteDevSessions(ConfigFile, Server.SaveSessions());
     if (!Server.Stop()) {
         // A module that does not end cannot be taken off its thread: the process takes it along.
         Logger->Log(TLogLevel::Warning, u"stopped while a page was still being made");
@@ -307,6 +219,7 @@ struct TOptions {
     std::string ConfigFile;
     std::optional<int> Port;
     bool Check = false;
+    bool Dev = false;
 };
 
 } // namespace
@@ -319,6 +232,10 @@ TJob DeclareServe(TDeclaration& Takes) {
                  "Port in place of the configured one; 0 takes any free one");
     Takes.Flag("--check", Options->Check,
                "Tell everything that is wrong with the configuration and what it names, and exit");
+    Takes.Flag("--dev", Options->Dev,
+               "For work on the application, on this machine only: errors with their sources and the log on "
+               "the page, "
+               "changes taken over at once, sessions that survive a restart");
     return [Options](const TArguments& Names) {
         RefuseNames(Names);
         const std::u16string File = Options->ConfigFile.empty() ? u"zuhost.toml" : Text(Options->ConfigFile);
@@ -328,7 +245,7 @@ TJob DeclareServe(TDeclaration& Takes) {
             return Config;
         };
         if (Options->Check) return CheckOnly(Read());
-        Serve(Read, File);
+        Serve(Read, File, Options->Dev);
         return ExitGood;
     };
 }

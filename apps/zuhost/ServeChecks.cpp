@@ -23,11 +23,11 @@ std::u16string DatabaseFile(const TWebConfig& Config) {
     return File == u":memory:" ? std::u16string() : File;
 }
 
+} // namespace
+
 bool IsLoopback(const std::string& Address) {
     return Address.starts_with("127.") || Address == "::1";
 }
-
-} // namespace
 
 void RequireDatabaseFile(const TWebConfig& Config) {
     const std::u16string File = DatabaseFile(Config);

@@ -11,6 +11,9 @@
 
 namespace zutools::zuhost {
 
+/// Whether only this machine reaches the address.
+[[nodiscard]] bool IsLoopback(const std::string& Address);
+
 /// A database that ought to be there is not made anew, empty and open to everybody.
 /// @throws Exception when the SQLite file is missing although routes ask for users, unless the configuration
 /// says `database.create`.

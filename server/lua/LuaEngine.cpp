@@ -189,6 +189,8 @@ TLuaEngine::TLuaEngine(TLuaOptions Options)
         OpenZu(L);
         OpenDatabase(L);
         if (State.Options.Session) OpenSession(L);
+        AddMethods(L);
+        LoadPrelude(L);
         return 0;
     });
     for (const TClassInfo* Class : ScriptRegistry().Classes()) {
@@ -247,6 +249,30 @@ void TLuaEngine::RunModule(std::u16string_view File) {
         FImpl->Modules.PushFile(L, File);
         return 0;
     });
+}
+
+void TLuaEngine::CheckFile(std::u16string_view File) {
+    const std::string Text = ReadScript(File);
+    const std::string Name = FImpl->ChunkNames.ForLua(platform::Utf16ToUtf8(File));
+    Do(*FImpl, [&](lua_State* L) {
+        if (luaL_loadbufferx(L, Text.data(), Text.size(), Name.c_str(), "t") != LUA_OK) lua_error(L);
+        return 0;
+    });
+}
+
+bool TLuaEngine::CallOwn(const char* Function, const std::vector<std::string>& Args) {
+    const TRunning Running(FImpl->Running);
+    bool Result = false;
+    Run(*FImpl, Function, true, [&](lua_State* L) {
+        lua_getfield(L, LUA_REGISTRYINDEX, HostTableName);
+        lua_getfield(L, -1, Function);
+        for (const std::string& Arg : Args) PushString(L, Arg);
+        lua_call(L, static_cast<int>(Args.size()), 1);
+        Result = lua_toboolean(L, -1) != 0;
+        lua_pushcfunction(L, Border<DoNothing>);
+        return 0;
+    });
+    return Result;
 }
 
 void TLuaEngine::LoadFunction(std::u16string_view File) {

@@ -44,6 +44,13 @@ private:
 
 class TSessionControl;
 
+/// What pages of a service have in common.
+struct TPageOptions {
+    std::u16string Frame;                  // template around each page; empty: none
+    std::u16string SignIn;                 // path of the page where users sign in
+    std::vector<std::u16string> Languages; // that there are
+};
+
 struct TLuaOptions {
     /// For web modules: no os.execute, io, debug, native modules; no reading of files by load, dofile or
     /// loadfile, `require` finds Lua files in ModuleDirectory only, `print` goes to the log, and no run sees
@@ -61,8 +68,10 @@ struct TLuaOptions {
     std::size_t MemoryLimit = 0;
     /// Who may do what, and where `print` of web modules goes; those of the process when not given.
     TServices Services = zutools::Services();
-    /// For `db`.
+    TPageOptions Pages;
+    /// For `db`, and what `db.kind` tells of it.
     TDatabaseOfThread Database;
+    std::string DatabaseKind;
     /// Called at the end of each thread that `zu.as_session` made, to release what is kept by thread (the
     /// database connection); may be empty.
     std::function<void()> ThreadEnd;
@@ -103,6 +112,11 @@ public:
     /// that it sets do not stay for the next run.
     /// @throws as RunFile.
     void RunModule(std::u16string_view File);
+    /// Calls a function that the library itself wrote in Lua (prelude/), by its name in their shared table,
+    /// with texts and gives whether it returned true. Globals as in a module. @throws as RunFile.
+    bool CallOwn(const char* Function, const std::vector<std::string>& Args);
+    /// Compiles a script file and forgets it. @throws EScriptError for what is wrong in it.
+    void CheckFile(std::u16string_view File);
     /// Runs a text; `ChunkName` stands in messages.
     /// @throws as RunFile.
     void RunText(std::string_view Text, std::string_view ChunkName);

@@ -212,6 +212,8 @@ void OpenZu(lua_State* L) {
     PushPipeClient(L);
     lua_setfield(L, -2, "pipe_client");
     AddAutomation(L);
+    AddPages(L);
+    AddFormats(L);
     StateOf(L).Modules.AddLibrary(L, "zu");
 }
 

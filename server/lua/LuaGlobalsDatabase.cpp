@@ -1,4 +1,5 @@
 // `db`: statements on the calling thread's database, with named parameters.
+#include "host/DatabaseFault.h"
 #include "host/Exception.h"
 #include "host/Format.h"
 #include "host/Queries.h"
@@ -133,16 +134,40 @@ int Transaction(lua_State* L) {
     return lua_gettop(L);
 }
 
+/// Why the thread's last statement or record was refused: {kind=, table=, column=}; nil when it was not, or
+/// for another reason.
+int LastError(lua_State* L) {
+    const TDatabaseFault* const Fault = LastDatabaseFault();
+    if (Fault == nullptr) return 0;
+    static constexpr const char* Kinds[] = {"unique", "reference", "check", "required", "changed", "busy"};
+    lua_createtable(L, 0, 3);
+    lua_pushstring(L, Kinds[static_cast<std::size_t>(Fault->Kind)]);
+    lua_setfield(L, -2, "kind");
+    for (const auto& [Name, Text] :
+         {std::pair("table", &Fault->Table), std::pair("column", &Fault->Column)}) {
+        if (Text->empty()) continue;
+        PushText(L, *Text, {u"", u"db.last_error", 0});
+        lua_setfield(L, -2, Name);
+    }
+    return 1;
+}
+
+int ClearError(lua_State*) {
+    ClearDatabaseFault();
+    return 0;
+}
+
 } // namespace
 
 void OpenDatabase(lua_State* L) {
-    const luaL_Reg Functions[] = {{"select", Border<Select>},
-                                  {"exec", Border<ExecStatement>},
-                                  {"transaction", Border<Transaction>},
-                                  {nullptr, nullptr}};
+    const luaL_Reg Functions[] = {{"select", Border<Select>},           {"exec", Border<ExecStatement>},
+                                  {"transaction", Border<Transaction>}, {"last_error", Border<LastError>},
+                                  {"clear_error", Border<ClearError>},  {nullptr, nullptr}};
     luaL_newlib(L, Functions);
     lua_pushlightuserdata(L, nullptr);
     lua_setfield(L, -2, "null");
+    PushString(L, StateOf(L).Options.DatabaseKind);
+    lua_setfield(L, -2, "kind");
     StateOf(L).Modules.AddLibrary(L, "db");
 }
 

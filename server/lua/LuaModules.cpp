@@ -109,6 +109,18 @@ void TLuaModules::PushLibrary(lua_State* L, const char* Name) const {
     lua_remove(L, -2);
 }
 
+void TLuaModules::PushAllLibraries(lua_State* L) const {
+    if (FSandboxed) {
+        lua_rawgeti(L, LUA_REGISTRYINDEX, FLibraries);
+        CopyTable(L, lua_gettop(L));
+        lua_remove(L, -2);
+    } else {
+        lua_newtable(L);
+    }
+    lua_rawgeti(L, LUA_REGISTRYINDEX, FMeta);
+    lua_setmetatable(L, -2);
+}
+
 void TLuaModules::BeginRun(lua_State* L, bool FreshGlobals) {
     FFresh = FreshGlobals || FSandboxed;
     lua_newtable(L);

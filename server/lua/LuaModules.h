@@ -25,6 +25,8 @@ public:
     void AddLibrary(lua_State* L, const char* Name);
     /// Pushes such a table as it stands in the engine.
     void PushLibrary(lua_State* L, const char* Name) const;
+    /// Pushes a table of all such tables, whose misses fall to the engine's globals.
+    void PushAllLibraries(lua_State* L) const;
     /// Pushes the table of the engine's globals.
     void PushBase(lua_State* L) const { lua_rawgeti(L, LUA_REGISTRYINDEX, FBase); }
 

@@ -567,6 +567,13 @@ TClassCache& TObjectBridge::ClassOf(lua_State* L, const TClassInfo& Info, const 
     return Class;
 }
 
+void TObjectBridge::SetMethod(lua_State* L, const TClassInfo& Info, const char* Name) {
+    lua_rawgeti(L, LUA_REGISTRYINDEX, ClassOf(L, Info).Names);
+    lua_insert(L, -2);
+    lua_setfield(L, -2, Name);
+    lua_pop(L, 1);
+}
+
 void TObjectBridge::EndOwned(lua_State* L) {
     while (!Owning.empty()) server::EndOwned(L, *static_cast<THandle*>(*Owning.begin()));
 }

@@ -68,6 +68,10 @@ public:
     /// lives until the next call. @throws EIObjectError when the key is no name.
     void PushMeaning(lua_State* L, TClassCache& Class, int Key);
 
+    /// Pops a function and makes it a method of a class beside its registered names: one that takes values
+    /// which are no text.
+    void SetMethod(lua_State* L, const TClassInfo& Info, const char* Name);
+
     /// Ends the objects that scripts own; their handles stay, as those of objects that are gone.
     void EndOwned(lua_State* L);
 

@@ -3,6 +3,7 @@
 #include "host/Format.h"
 #include "platform/Text.h"
 #include "server/lua/LuaState.h"
+#include "server/lua/SessionControl.h"
 
 #include <algorithm>
 #include <limits>
@@ -102,6 +103,15 @@ void PushVariant(lua_State* L, const TKXVariant& Value, int Owner, const TValueP
     }
     TObject* const Object = Value.AsObject();
     if (Object == nullptr) return lua_pushnil(L);
+    if (&Object->ClassInfo() == &TTextList::StaticClass()) {
+        lua_newtable(L);
+        lua_Integer Number = 0;
+        for (const std::u16string& Text : static_cast<const TTextList&>(*Object).Items) {
+            PushText(L, Text, Place);
+            lua_rawseti(L, -2, ++Number);
+        }
+        return;
+    }
     PushObject(L, *Object, Owner);
 }
 

@@ -1,5 +1,6 @@
 #include "server/records/RecordRows.h"
 
+#include "host/DatabaseFault.h"
 #include "host/Format.h"
 #include "host/Numbers.h"
 #include "host/RecordId.h"
@@ -203,6 +204,7 @@ std::u16string IDOfRow(const TTableShape& Shape, const TRow& Row) {
 void RequireUnchanged(TSqlDatabase& Database, const TTableShape& Shape, const TRow& Read) {
     const auto Row = LoadByKey(Database, Shape, Read, true);
     if (!Row) {
+        NoteDatabaseFault({TDatabaseFaultKind::Changed, Shape.Name, {}});
         throw ERecordChanged(
             Format(u"The record %s of %s was deleted, or its key was changed, by somebody else. "
                    u"Nothing was written",
@@ -215,6 +217,7 @@ void RequireUnchanged(TSqlDatabase& Database, const TTableShape& Shape, const TR
         Changed += Shape.Columns[Index].Name;
     }
     if (Changed.empty()) return;
+    NoteDatabaseFault({TDatabaseFaultKind::Changed, Shape.Name, Changed.substr(0, Changed.find(u','))});
     throw ERecordChanged(Format(
         u"The record %s of %s was changed by somebody else since it was opened: %s. Nothing was written; "
         u"open the record again and repeat the change",

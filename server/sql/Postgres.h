@@ -11,6 +11,7 @@ namespace zutools::server {
 inline constexpr TSqlWords PostgresWords{
     .Name = u"PostgreSQL",
     .Scheme = u"postgresql",
+    .Kind = u"postgresql",
     .UrlForm = u"postgresql://user@host:port/name, for example postgresql://zu@127.0.0.1:5432/orders",
     .LockRows = u" FOR UPDATE",
     .SkipLocked = u" FOR UPDATE SKIP LOCKED",

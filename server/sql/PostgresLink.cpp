@@ -4,6 +4,7 @@
 // a BEGIN travels in front of the first statement of its transaction. We wait for the answer ourselves, so
 // that a server that is frozen or out of reach costs no more than its time.
 
+#include "host/DatabaseFault.h"
 #include "host/WorkClock.h"
 #include "platform/Text.h"
 #include "server/sql/Engine.h"
@@ -329,9 +330,33 @@ private:
         return Status == PGRES_TUPLES_OK || Status == PGRES_COMMAND_OK || Status == PGRES_EMPTY_QUERY;
     }
 
+    void NoteFault(const PGresult* Result) const {
+        static constexpr std::pair<std::string_view, TDatabaseFaultKind> Kinds[] = {
+            {"23505", TDatabaseFaultKind::Unique}, {"23503", TDatabaseFaultKind::Reference},
+            {"23514", TDatabaseFaultKind::Check},  {"23502", TDatabaseFaultKind::Required},
+            {"55P03", TDatabaseFaultKind::Busy},   {"40P01", TDatabaseFaultKind::Busy},
+            {"40001", TDatabaseFaultKind::Busy}};
+        const auto* const Known =
+            std::ranges::find(Kinds, FLastState, &std::pair<std::string_view, TDatabaseFaultKind>::first);
+        if (Known == std::end(Kinds)) return;
+        const auto Field = [Result](int Code) {
+            const char* const Text = PQresultErrorField(Result, Code);
+            return std::string_view(Text != nullptr ? Text : "");
+        };
+        std::string_view Column = Field(PG_DIAG_COLUMN_NAME);
+        // Of a key only the detail names the columns: "Key (number, kind)=(...) already exists."
+        const std::string_view Detail = Field(PG_DIAG_MESSAGE_DETAIL);
+        const std::size_t Open = Detail.find('('), Close = Detail.find_first_of(",)", Open);
+        if (Column.empty() && Known->second == TDatabaseFaultKind::Unique && Close != Detail.npos)
+            Column = Detail.substr(Open + 1, Close - Open - 1);
+        NoteDatabaseFault(
+            {Known->second, platform::Utf8ToUtf16(Field(PG_DIAG_TABLE_NAME)), platform::Utf8ToUtf16(Column)});
+    }
+
     [[noreturn]] void Refuse(const PGresult* Result) {
         const char* const State = PQresultErrorField(Result, PG_DIAG_SQLSTATE);
         FLastState = State != nullptr ? State : "";
+        NoteFault(Result);
         std::u16string Text = ErrorText(Result);
         if (Text.empty()) Text = Wide(PQerrorMessage(FConnection));
         if (FLastState == LockNotAvailable) {

@@ -113,20 +113,6 @@ void Execute(TSqlDatabase& Database, std::u16string_view Statement) {
     Query->Execute();
 }
 
-/// With the engine's words in place of {NumberedKey} and {BigInteger}.
-std::u16string InWordsOf(const TSqlEngine& Engine, std::u16string_view Step) {
-    const TSqlWords& Words = Engine.Words();
-    const std::pair<std::u16string_view, std::u16string_view> Places[] = {
-        {u"{NumberedKey}", Words.NumberedKey}, {u"{BigInteger}", Words.BigInteger}};
-    std::u16string Text(Step);
-    for (const auto& [Place, Word] : Places) {
-        for (std::size_t At = Text.find(Place); At != Text.npos; At = Text.find(Place, At)) {
-            Text.replace(At, Place.size(), Word);
-        }
-    }
-    return Text;
-}
-
 void RefuseNewer(TSqlDatabase& Database, int Version, int Known) {
     if (Version <= Known) return;
     throw EDatabaseError(
@@ -153,6 +139,19 @@ void Run(TSqlDatabase& Database, const TMigration& Migration) {
 
 } // namespace
 
+std::u16string InWordsOf(const TSqlEngine& Engine, std::u16string_view Step) {
+    const TSqlWords& Words = Engine.Words();
+    const std::pair<std::u16string_view, std::u16string_view> Places[] = {
+        {u"{NumberedKey}", Words.NumberedKey}, {u"{BigInteger}", Words.BigInteger}};
+    std::u16string Text(Step);
+    for (const auto& [Place, Word] : Places) {
+        for (std::size_t At = Text.find(Place); At != Text.npos; At = Text.find(Place, At)) {
+            Text.replace(At, Place.size(), Word);
+        }
+    }
+    return Text;
+}
+
 std::span<const TMigration> HostMigrations() {
     return Migrations;
 }
@@ -160,7 +159,8 @@ std::span<const TMigration> HostMigrations() {
 bool IsHostTable(std::u16string_view Table) {
     constexpr std::u16string_view Names[] = {u"ZuDocumentKinds",  u"ZuDocuments",  u"ZuDocumentJournal",
                                              u"ZuProfiles",       u"ZuPrivileges", u"ZuUsers",
-                                             u"ZuUserAttributes", u"ZuSignIns",    u"ZuSchemaVersion"};
+                                             u"ZuUserAttributes", u"ZuSignIns",    u"ZuSchemaVersion",
+                                             u"ZuAppMigrations"};
     return std::ranges::any_of(Names, [Table](std::u16string_view Name) { return SameText(Name, Table); });
 }
 

@@ -52,6 +52,9 @@ int UpgradeSchema(const TSchemaLock& Lock, std::span<const TMigration> Migration
 /// The same under a lock of its own.
 int UpgradeSchema(TSqlDatabase& Database, std::span<const TMigration> Migrations = HostMigrations());
 
+/// A statement with the engine's words in place of {NumberedKey} and {BigInteger}.
+[[nodiscard]] std::u16string InWordsOf(const TSqlEngine& Engine, std::u16string_view Statement);
+
 /// One of the host's tables that hold users, rights, documents and the schema's own version, ignoring the
 /// case of A to Z: the application does not open them as records, whatever rights its users have.
 [[nodiscard]] bool IsHostTable(std::u16string_view Table);

@@ -56,6 +56,7 @@ struct TSqlTimeouts {
 struct TSqlWords {
     std::u16string_view Name;        // for people
     std::u16string_view Scheme;      // of its URLs
+    std::u16string_view Kind;        // for scripts
     std::u16string_view UrlForm;     // with an example
     std::u16string_view LockRows;    // behind a SELECT in a transaction: keeps its rows from others
     std::u16string_view SkipLocked;  // the same, passing over rows that others keep

@@ -1,5 +1,6 @@
 // SQLite: a file, through Qt's driver.
 
+#include "host/DatabaseFault.h"
 #include "host/WorkClock.h"
 #include "platform/File.h"
 #include "platform/Text.h"
@@ -39,6 +40,7 @@ constexpr std::u16string_view InMemory = u":memory:";
 constexpr TSqlWords Sqlite{
     .Name = u"SQLite",
     .Scheme = u"sqlite3",
+    .Kind = u"sqlite",
     .UrlForm = u"sqlite3://FILE, for example sqlite3://data/orders.db",
     .LockRows = u"", // a transaction is the only writer from its start
     .SkipLocked = u"",
@@ -229,6 +231,7 @@ public:
         if (Text.find_first_not_of(u" \n") == Text.npos || Text == u"not an error")
             Text = FromQt(Error.driverText());
         Text = InOneLine(std::move(Text));
+        NoteFault(Error.nativeErrorCode().toInt(), Text);
         if (Error.nativeErrorCode().toInt() == SQLITE_AUTH) {
             Text += u": statements of a service reach its own database only (no ATTACH, no VACUUM, no PRAGMA "
                     u"that sets something)";
@@ -242,6 +245,35 @@ public:
     }
 
 private:
+    /// Extended codes; the text of those for columns ends in "TABLE.COLUMN, TABLE.COLUMN".
+    static void NoteFault(int Code, std::u16string_view Text) {
+        TDatabaseFault Fault;
+        switch (Code) {
+        case SQLITE_CONSTRAINT_UNIQUE:
+        case SQLITE_CONSTRAINT_PRIMARYKEY:
+            Fault.Kind = TDatabaseFaultKind::Unique;
+            break;
+        case SQLITE_CONSTRAINT_NOTNULL:
+            Fault.Kind = TDatabaseFaultKind::Required;
+            break;
+        case SQLITE_CONSTRAINT_FOREIGNKEY:
+            return NoteDatabaseFault({TDatabaseFaultKind::Reference, {}, {}});
+        case SQLITE_CONSTRAINT_CHECK:
+            return NoteDatabaseFault({TDatabaseFaultKind::Check, {}, {}});
+        default:
+            if ((Code & 0xFF) == SQLITE_BUSY) NoteDatabaseFault({TDatabaseFaultKind::Busy, {}, {}});
+            return;
+        }
+        const std::size_t Start = Text.find(u": ");
+        if (Start != Text.npos) {
+            const std::u16string_view Name = Text.substr(Start + 2, Text.find(u',', Start) - Start - 2);
+            const std::size_t Dot = std::min(Name.find(u'.'), Name.size());
+            Fault.Table = Name.substr(0, Dot);
+            if (Dot < Name.size()) Fault.Column = Name.substr(Dot + 1);
+        }
+        NoteDatabaseFault(std::move(Fault));
+    }
+
     [[nodiscard]] static bool IsBusy(const QSqlError& Error) {
         constexpr int Busy = 5;
         return (Error.nativeErrorCode().toInt() & 0xFF) == Busy;

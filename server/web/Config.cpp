@@ -318,6 +318,18 @@ std::u16string ModuleFile(const TSection& Section, const TWebConfig& Config,
     return File;
 }
 
+void ReadFrame(TSection& Section, TWebConfig& Config) {
+    const auto* Frame = Section.Text("frame");
+    if (Frame == nullptr) return;
+    Config.Frame = Wide(Frame->get());
+    std::error_code Ignored;
+    if (!platform::UnsafeNameReason(Config.Frame).empty() || Config.Templates.empty() ||
+        !fs::is_regular_file(fs::path(platform::JoinPath(Config.Templates, Config.Frame)), Ignored)) {
+        Section.Fail(*Frame, "\"frame\": there is no template " + Quoted(Frame->get()) +
+                                 " in the folder \"templates\"");
+    }
+}
+
 /// `right = "Orders.insert"`, `profile = "Teachers"`, `methods = ["POST"]`.
 void ReadRights(TSection& Section, TRoute& Route) {
     if (const auto* Right = Section.Text("right")) {
@@ -363,6 +375,8 @@ void ReadRoute(const TSection& Routes, const toml::key& Key, const toml::node& N
         Section.Boolean("filter", Route.Filter);
         Section.Boolean("user", Route.User);
         Section.Boolean("admin", Route.Administrator);
+        Section.Boolean("form", Route.Form);
+        if (Route.Form) Route.FormToken = Route.Filter = false;
         ReadRights(Section, Route);
         if (Route.AsksForUser() && Config.Session.SignIn.empty()) {
             Routes.Fail(Node,
@@ -644,6 +658,8 @@ TWebConfig ParseWebConfig(std::string_view Text, std::u16string_view FileName) {
     Section.Folder("templates", Config.Templates);
     Section.Folder("strings", Config.Strings);
     Section.Folder("modules", Config.Modules);
+    Section.Folder("migrations", Config.Migrations);
+    ReadFrame(Section, Config);
     const auto* Setup = Section.Text("setup");
     ReadDatabase(Section, Config);
     ReadFilter(Section, Config);

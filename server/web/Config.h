@@ -28,14 +28,15 @@ public:
 
 /// One path of the service and the module that answers it.
 struct TRoute {
-    std::u16string Path;                 // as a request has it after decoding, without the "/*"
-    bool Below = false;                  // everything below Path, not Path itself
-    std::u16string Module;               // file name as configured, below the modules folder
-    std::u16string ModuleFile;           // the whole path
-    bool FormToken = true;               // writes need the session's form token
-    bool User = false;                   // for signed-in users only, others are sent to Session.SignIn
-    bool Administrator = false;          // for administrators only, who are signed in
-    bool Filter = true;                  // parameters pass the value filter, when there is one
+    std::u16string Path;        // as a request has it after decoding, without the "/*"
+    bool Below = false;         // everything below Path, not Path itself
+    std::u16string Module;      // file name as configured, below the modules folder
+    std::u16string ModuleFile;  // the whole path
+    bool FormToken = true;      // writes need the session's form token
+    bool User = false;          // for signed-in users only, others are sent to Session.SignIn
+    bool Administrator = false; // for administrators only, who are signed in
+    bool Filter = true;         // parameters pass the value filter, when there is one
+    bool Form = false; // its module answers with zu.form, which looks at token, user and values itself
     std::optional<TRecordRight> Right;   // that users must have to records of
     std::u16string RightTable;           // this table
     std::u16string Profile;              // that users must be of, who are no administrators; empty: any
@@ -114,8 +115,10 @@ struct TWebConfig {
     std::u16string Templates;  // folders are whole paths; empty when not configured
     std::u16string Strings;
     std::u16string Modules;
-    std::u16string Setup;    // module file run once before serving; whole path, may be empty
-    std::u16string Database; // URL, its file as a whole path; empty: there is none
+    std::u16string Frame;      // template around the pages; empty: none
+    std::u16string Migrations; // folder of NNN-name.sql; empty: none
+    std::u16string Setup;      // module file run once before serving; whole path, may be empty
+    std::u16string Database;   // URL, its file as a whole path; empty: there is none
     TSqlTimeouts DatabaseTimeouts;
     bool CreateDatabase = false; // a SQLite file that is missing is made even when routes ask for users
     std::u16string Filter; // name or ID of the value filter in the database; empty: values are not checked

@@ -1,9 +1,11 @@
 #include "server/web/FaultPage.h"
 
+#include "platform/File.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace zutools::server {
 
@@ -26,7 +28,49 @@ std::string_view BehindHost(std::string_view Address, std::string_view Host) {
     return Address.substr(Host.size());
 }
 
+/// The lines around one of a file in the folder; empty for any other file.
+std::string SourceLines(std::string_view Name, std::size_t Line, std::string_view Modules) {
+    if (Modules.empty() || !Name.starts_with(Modules) || Name.find("/../") != Name.npos) return {};
+    std::string Text;
+    try {
+        Text = platform::TReadFile(platform::Utf8ToUtf16(Name)).ReadAll();
+    } catch (const std::exception&) {
+        return {};
+    }
+    std::string Html;
+    std::string_view Rest = Text;
+    for (std::size_t Number = 1; !Rest.empty() && Number <= Line + 3; ++Number) {
+        const std::string_view Each = CutNext(Rest, '\n');
+        if (Number + 3 < Line) continue;
+        const std::string Shown = (Number == Line ? "> " : "  ") + std::to_string(Number) + "  " +
+                                  platform::HtmlEscape(Each) + "\n";
+        Html += Number == Line ? "<mark>" + Shown + "</mark>" : Shown;
+    }
+    return "<pre class=\"source\">" + Html + "</pre>\n";
+}
+
 } // namespace
+
+std::string FaultDetail(std::u16string_view What, std::u16string_view Modules,
+                        const std::vector<std::u16string>& Log) {
+    std::string Html = "<section class=\"dev\">\n<h2>Traceback</h2>\n";
+    const std::string Folder = platform::Utf16ToUtf8(Modules);
+    const std::string Text = platform::Utf16ToUtf8(What);
+    for (std::string_view Rest = Text; !Rest.empty();) {
+        const std::string_view Line = CutNext(Rest, '\n');
+        Html += "<p><code>" + platform::HtmlEscape(Line) + "</code></p>\n";
+        // "FILE.lua:12: ..."
+        const std::size_t Start = std::min(Line.find_first_not_of("\t "), Line.size());
+        const std::size_t Colon = Line.find(".lua:", Start);
+        if (Colon == Line.npos) continue;
+        std::size_t Number = 0;
+        std::from_chars(Line.data() + Colon + 5, Line.data() + Line.size(), Number);
+        Html += SourceLines(Line.substr(Start, Colon + 4 - Start), Number, Folder);
+    }
+    Html += "<h2>Log</h2>\n<pre class=\"log\">";
+    for (const std::u16string& Line : Log) Html += HtmlText(Line) + "\n";
+    return Html + "</pre>\n</section>\n";
+}
 
 std::string FaultContent(const TFaultPage& Page) {
     std::string Html =

@@ -25,6 +25,11 @@ struct TFaultPage {
 /// The page's content as HTML. Secrets are not repeated, nor is a form that held one offered again.
 [[nodiscard]] std::string FaultContent(const TFaultPage& Page);
 
+/// What whoever works on the application wants to see: the message and its traceback with the lines of the
+/// modules around each place, and the last lines of the log, as HTML.
+[[nodiscard]] std::string FaultDetail(std::u16string_view What, std::u16string_view Modules,
+                                      const std::vector<std::u16string>& Log);
+
 /// The path and query of a Referer header's address when it is on this host, else empty.
 [[nodiscard]] std::u16string PathOnHost(std::string_view Referer, std::string_view Host);
 

@@ -23,8 +23,11 @@ public:
 
     /// The module finds its page under the globals `request` and `response`.
     void Run(std::u16string_view ModuleFile, TWebRequest& Request, TWebResponse& Response) override;
+    bool RunFrame(std::u16string_view Title, std::string_view Content, TWebRequest& Request,
+                  TWebResponse& Response) override;
 
 private:
+    void Show(TWebRequest& Request, TWebResponse& Response);
     const std::function<void()> FThreadEnd;
     TSessionControl* FSession = nullptr; // of the page that runs
     std::optional<TLuaEngine> FEngine;

@@ -43,7 +43,7 @@ struct TFields {
 
     [[nodiscard]] bool Read(const TRawRequest& Raw) {
         auto QueryFields = ParseFormFields(Raw.Query);
-        auto FormFields = ParseFormFields(Raw.Form);
+        auto FormFields = ParseFormFields(Raw.Json ? std::string_view() : Raw.Form);
         if (!QueryFields || !FormFields) return false;
         Query = std::move(*QueryFields);
         Form = std::move(*FormFields);
@@ -92,8 +92,8 @@ void FillRequest(TWebRequest& Request, const TRawRequest& Raw, TFields& Fields) 
         }
     }
     std::erase_if(Fields.Form, [](const TFormField& Field) { return Field.Name == FormTokenField; });
-    Request.QueryFields = std::move(Fields.Query);
-    Request.FormFields = std::move(Fields.Form);
+    Request.Params.QueryFields = std::move(Fields.Query);
+    Request.Params.FormFields = std::move(Fields.Form);
 }
 
 TReply ReplyOf(TWebResponse& Response) {
@@ -159,7 +159,8 @@ std::u16string TPageHandler::LanguageWithoutSession(const TRawRequest& Raw) cons
 
 TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TWorker& Worker) const {
     TFields Fields;
-    const bool Readable = Fields.Read(Raw);
+    auto Body = DecodeUtf8(Raw.Form);
+    const bool Readable = Body && Fields.Read(Raw);
     if (!Readable) Fields = {};
 
     TSessionLease Lease = FSessions.Acquire(
@@ -180,7 +181,9 @@ TPageResult TPageHandler::Handle(const TRawRequest& Raw, const TRoute& Route, TW
     const TSessionState& Session = Lease.State();
 
     TWebRequest Request;
-    Request.FormTokenGood = BringsToken(Fields, Session.FormToken);
+    if (Readable) Request.Body = std::move(*Body);
+    Request.FormTokenGood = BringsToken(Fields, Session.FormToken) ||
+                            EqualSecrets(RawHeader(Raw, FormTokenHeader), Session.FormToken);
     FillRequest(Request, Raw, Fields);
     Request.Language = Session.LanguageID.empty() ? LanguageWithoutSession(Raw) : Session.LanguageID;
     Request.FormToken = Widened(Session.FormToken);
@@ -231,6 +234,8 @@ std::optional<TReply> TPageHandler::Barred(const TCall& Call, const TSessionStat
         return Reply;
     }
     if (!Route.AsksForUser()) return std::nullopt;
+    // The form itself tells whose session is over, and keeps what he typed.
+    if (Session.USR.empty() && Route.Form && Call.Raw.Method == "POST") return std::nullopt;
     if (Session.USR.empty()) {
         TReply Reply;
         Reply.Status = 303;
@@ -268,7 +273,7 @@ TReply TPageHandler::Sorry(const TCall& Call, const TFault& Fault) const {
     Page.Note = Fault.Note;
     Page.Back = PathOnHost(RawHeader(Call.Raw, "Referer"), Host);
     if (Page.Back.empty()) Page.Back = u"/";
-    Page.Typed = Request.FormFields;
+    Page.Typed = Request.Params.FormFields;
     // A form that another host made the browser send must not get a good token by one press of a button. What
     // was refused for its values or for want of rights is refused again.
     const bool Again = (Fault.Status == 403 && Fault.Cause.empty()) || Fault.Status >= 500;
@@ -281,7 +286,7 @@ TReply TPageHandler::Sorry(const TCall& Call, const TFault& Fault) const {
     Page.BackText = Words(u"http.back", u"Back");
     Page.TypedText = Words(u"http.typed", u"What was typed");
     Page.AgainText = Words(u"http.again", u"Send it again");
-    const std::string Content = FaultContent(Page);
+    const std::string Content = FaultContent(Page) + Fault.Detail;
     if (!WorkMustEnd()) {
         try {
             TWebResponse Response(std::string(Host), FConfig.Limits.ResponseBytes);
@@ -305,7 +310,9 @@ TPageHandler::TFault TPageHandler::Failed(const TRoute& Route, std::u16string_vi
         Line += Format(u"stopped, a page may take %d seconds (limits.page_seconds); it was at: ",
                        {static_cast<std::int64_t>(FConfig.Limits.PageSeconds)});
     FLogger.Log(TLogLevel::Error, Line + std::u16string(What));
-    return {Stopped ? 503 : 500, {}, std::move(Id)};
+    TFault Fault{Stopped ? 503 : 500, {}, std::move(Id)};
+    if (FHooks.RecentLog) Fault.Detail = FaultDetail(What, FConfig.Modules, FHooks.RecentLog());
+    return Fault;
 }
 
 TReply TPageHandler::RunModule(const TCall& Call) const {

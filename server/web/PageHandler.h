@@ -29,6 +29,8 @@ namespace zutools::server {
 }
 /// The form field that writes must bring.
 inline constexpr std::u16string_view FormTokenField = u"form_token";
+/// The header that scripts of pages may send it in.
+inline constexpr std::string_view FormTokenHeader = "X-Form-Token";
 /// The query parameter that switches the session's language.
 inline constexpr std::u16string_view LanguageParam = u"lang";
 
@@ -39,9 +41,10 @@ struct TRawRequest {
     std::string Query;   // escaped
     std::string RemoteAddress;
     std::vector<std::pair<std::string, std::string>> Headers;
-    std::string Form;            // body of a urlencoded form
+    std::string Form;            // body of a urlencoded form, or of JSON
     std::vector<TRawPart> Parts; // of a multipart form
     bool Https = false;          // a trusted proxy says that the client came by it
+    bool Json = false;           // Form is
 };
 
 /// The value of the first header of that name; empty when it was not sent.
@@ -68,6 +71,9 @@ struct TPageHooks {
     /// Whether something is kept for a session that has to be dropped at its end.
     std::function<bool(std::u16string_view SID)> HoldsSomething;
     std::shared_ptr<TSecurityManager> Security = Services().Security; // who is an administrator
+    /// For whoever works on the application: the last lines of the log. When it is given, a page that failed
+    /// shows them, with the traceback, the sources and the request.
+    std::function<std::vector<std::u16string>()> RecentLog{};
 };
 
 /// An answer and what the log tells about it.
@@ -105,6 +111,7 @@ private:
         int Status;
         std::u16string_view Cause{}; // of ErrorWords
         std::u16string Note{};
+        std::string Detail{}; // HTML below it
     };
     [[nodiscard]] TReply Answer(const TCall& Call, const TSessionState& Session) const;
     /// The answer for somebody who may not see the page; nothing for the others.

@@ -65,6 +65,18 @@ std::u16string TPageSession::Back() const {
     return IsLocalPath(Wanted) ? Wanted : u"/";
 }
 
+std::optional<std::u16string> TPageSession::Value(std::u16string_view Name) const {
+    const auto& Values = FLease.State().Values;
+    const auto Found = Values.find(Name);
+    return Found == Values.end() ? std::nullopt : std::optional(Found->second);
+}
+
+void TPageSession::SetValue(std::u16string_view Name, std::optional<std::u16string> Value) {
+    CheckThread();
+    if (!FLease.SetValue(Name, std::move(Value)))
+        throw EIObjectError(u"session.values: a session may hold 16384 characters of values");
+}
+
 void TPageSession::CheckThread() const {
     if (CurrentSession() == FSession) return;
     throw EIObjectError(u"session: only the page itself signs in and out, not zu.as_session");

@@ -39,6 +39,9 @@ public:
     [[nodiscard]] TSignInResult SignIn(std::u16string_view User, std::u16string_view Password) override;
     void SignOut() override;
     [[nodiscard]] std::u16string Back() const override;
+    [[nodiscard]] std::u16string FormToken() const override { return FRequest.FormToken; }
+    [[nodiscard]] std::optional<std::u16string> Value(std::u16string_view Name) const override;
+    void SetValue(std::u16string_view Name, std::optional<std::u16string> Value) override;
     [[nodiscard]] std::chrono::seconds Idle() const override { return FIdle; }
     /// Whether somebody was not let in.
     [[nodiscard]] bool WasRefused() const { return FRefused; }

@@ -285,6 +285,14 @@ void TWebServer::SweepSessions() {
     FImpl->Ends->AddWork([this] { FImpl->Sweep(); });
 }
 
+std::string TWebServer::SaveSessions() const {
+    return FImpl->Sessions.Save();
+}
+
+void TWebServer::LoadSessions(std::string_view Text) {
+    FImpl->Sessions.Load(Text);
+}
+
 std::vector<TSessionInfo> TWebServer::ListSessions() const {
     return FImpl->Sessions.List();
 }

@@ -75,6 +75,9 @@ public:
     /// ones.
     void SweepSessions();
     [[nodiscard]] std::vector<TSessionInfo> ListSessions() const;
+    /// As TSessions has them; Load before Start.
+    [[nodiscard]] std::string SaveSessions() const;
+    void LoadSessions(std::string_view Text);
     /// How many sessions were ended.
     std::size_t EndSessions(const std::function<bool(const TSessionState&)>& Which);
 

@@ -128,7 +128,8 @@ void TWebServer::TImpl::BeginBody(TExchange& Exchange) {
         Exchange.Multipart = std::make_unique<TMultipartReader>(Exchange.Connection);
         Exchange.KeepBody = true;
     } else {
-        Exchange.KeepBody = Type == "application/x-www-form-urlencoded";
+        Exchange.Raw.Json = Type == "application/json";
+        Exchange.KeepBody = Exchange.Raw.Json || Type == "application/x-www-form-urlencoded";
     }
 }
 

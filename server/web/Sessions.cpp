@@ -1,6 +1,8 @@
 #include "server/web/Sessions.h"
 
 #include "platform/Random.h"
+#include "platform/Text.h"
+#include "server/lua/Escape.h"
 #include "server/web/HttpText.h"
 
 #include <sodium.h>
@@ -63,6 +65,20 @@ void TSessionLease::SetLanguage(std::u16string_view LanguageID) {
     Keep();
     FState.LanguageID = LanguageID;
     FOwner->SetLanguage(*FPlace, LanguageID);
+}
+
+bool TSessionLease::SetValue(std::u16string_view Name, std::optional<std::u16string> Value) {
+    constexpr std::size_t Most = 16'384;
+    std::size_t Size = Value ? Name.size() + Value->size() : 0;
+    for (const auto& [Each, Text] : FState.Values)
+        if (Each != Name) Size += Each.size() + Text.size();
+    if (Size > Most) return false;
+    if (!Value && !FState.Values.contains(Name)) return true;
+    Keep();
+    FOwner->SetValue(*FPlace, Name, Value);
+    FState.Values.erase(std::u16string(Name));
+    if (Value) FState.Values.emplace(Name, std::move(*Value));
+    return true;
 }
 
 void TSessionLease::Keep() {
@@ -146,6 +162,59 @@ std::size_t TSessions::End(const std::function<bool(const TSessionState&)>& Whic
     return EndEach([&](const TEntry& Entry) { return Which(Entry.State); });
 }
 
+std::string TSessions::Save() const {
+    const std::lock_guard Guard(FMutex);
+    std::string Text = "key=" + HexText(FKey) + "\n";
+    const auto Add = [&Text](std::string_view Name, std::u16string_view Value) {
+        Text.append(Name).append("=").append(UrlEscape(platform::Utf16ToUtf8(Value))).append("&");
+    };
+    for (const TEntries* const List : {&FSignedIn, &FAnonymous}) {
+        for (const TEntry& Entry : *List) {
+            const TSessionState& State = Entry.State;
+            Add("secret", Widened(State.Secret));
+            Add("sid", State.SID);
+            Add("token", Widened(State.FormToken));
+            Add("user", State.USR);
+            Add("stamp", Widened(std::to_string(State.UserStamp)));
+            Add("language", State.LanguageID);
+            for (const auto& [Name, Value] : State.Values)
+                Add("v." + UrlEscape(platform::Utf16ToUtf8(Name)), Value);
+            Text.back() = '\n';
+        }
+    }
+    return Text;
+}
+
+void TSessions::Load(std::string_view Text) {
+    const std::lock_guard Guard(FMutex);
+    while (!Text.empty()) {
+        const auto Fields = ParseFormFields(CutNext(Text, '\n'));
+        TSessionState State;
+        for (const TFormField& Field : Fields.value_or(std::vector<TFormField>())) {
+            const std::string Value = platform::Utf16ToUtf8(Field.Value);
+            if (Field.Name == u"key" && Value.size() == 2 * FKey.size()) {
+                for (std::size_t Index = 0; Index < FKey.size(); ++Index) {
+                    unsigned Byte = 0;
+                    std::from_chars(Value.data() + 2 * Index, Value.data() + 2 * Index + 2, Byte, 16);
+                    FKey[Index] = static_cast<std::byte>(Byte);
+                }
+            }
+            if (Field.Name == u"secret") State.Secret = Value;
+            if (Field.Name == u"sid") State.SID = Field.Value;
+            if (Field.Name == u"token") State.FormToken = Value;
+            if (Field.Name == u"user") State.USR = Field.Value;
+            if (Field.Name == u"stamp")
+                std::from_chars(Value.data(), Value.data() + Value.size(), State.UserStamp);
+            if (Field.Name == u"language") State.LanguageID = Field.Value;
+            if (Field.Name.starts_with(u"v.")) State.Values.emplace(Field.Name.substr(2), Field.Value);
+        }
+        if (State.Secret.size() < KeyDigits || State.FormToken.empty() ||
+            FByKey.contains(State.Secret.substr(0, KeyDigits)))
+            continue;
+        --Insert(std::move(State), {})->InUse;
+    }
+}
+
 std::size_t TSessions::Count() const {
     const std::lock_guard Guard(FMutex);
     return FByKey.size();
@@ -195,6 +264,16 @@ void TSessions::Release(std::optional<TPlace> Place) {
 void TSessions::SetLanguage(TPlace Place, std::u16string_view LanguageID) {
     const std::lock_guard Guard(FMutex);
     Place->State.LanguageID = LanguageID;
+}
+
+void TSessions::SetValue(TPlace Place, std::u16string_view Name, const std::optional<std::u16string>& Value) {
+    const std::lock_guard Guard(FMutex);
+    auto& Values = Place->State.Values;
+    if (Value) {
+        Values.insert_or_assign(std::u16string(Name), *Value);
+    } else if (const auto Found = Values.find(Name); Found != Values.end()) {
+        Values.erase(Found);
+    }
 }
 
 TSessions::TPlace TSessions::Keep(const TSessionState& State, std::string_view RemoteAddress) {

@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -42,7 +43,8 @@ struct TSessionState {
     std::u16string USR;         // user name, empty before sign-in
     std::int64_t UserStamp = 0; // of the user at sign-in (TSignedInUser)
     std::u16string LanguageID;  // chosen by the user; empty when nothing was chosen
-    bool New = false;           // made or changed just now: the browser needs the cookie
+    std::map<std::u16string, std::u16string, std::less<>> Values{}; // what pages keep for it
+    bool New = false; // made or changed just now: the browser needs the cookie
 };
 
 struct TSessionLimits {
@@ -87,6 +89,11 @@ public:
     /// Ends every entry that `Which` is true of; it is called under the lock. How many there were.
     std::size_t End(const std::function<bool(const TSessionState&)>& Which);
 
+    /// Everything as a text, secrets included, for another process to go on from; Load passes over what is
+    /// malformed. Times begin anew.
+    [[nodiscard]] std::string Save() const;
+    void Load(std::string_view Text);
+
     /// Entries; visitors who are nobody are not counted.
     [[nodiscard]] std::size_t Count() const;
     [[nodiscard]] std::vector<TSessionInfo> List() const;
@@ -111,6 +118,7 @@ private:
     // For leases; `Place` is empty for a token.
     void Release(std::optional<TPlace> Place);
     void SetLanguage(TPlace Place, std::u16string_view LanguageID);
+    void SetValue(TPlace Place, std::u16string_view Name, const std::optional<std::u16string>& Value);
     [[nodiscard]] TPlace Keep(const TSessionState& State, std::string_view RemoteAddress);
     [[nodiscard]] std::optional<TPlace> Renew(std::optional<TPlace> Place, TSessionState& State,
                                               const TSignedInUser& User, std::string_view RemoteAddress);
@@ -139,7 +147,7 @@ private:
     const TClock FClock;
     const TEndHook FEnded;
     const TEndHook FExpired;
-    std::array<std::byte, 32> FKey{}; // of the process: signs tokens
+    std::array<std::byte, 32> FKey{}; // of the process: signs tokens; changed by Load only
 
     // Guarded by FMutex.
     mutable std::mutex FMutex;
@@ -161,6 +169,9 @@ public:
     [[nodiscard]] const TSessionState& State() const { return FState; }
     /// Keeps the user's choice for the pages to come, and so the session.
     void SetLanguage(std::u16string_view LanguageID);
+    /// Keeps a text for the pages to come, and so the session; nothing takes it out. False, with nothing
+    /// done, when all of them would be longer than a session may hold.
+    bool SetValue(std::u16string_view Name, std::optional<std::u16string> Value);
     /// Whether the session has an entry, so that its end is told.
     [[nodiscard]] bool IsKept() const { return FPlace.has_value(); }
     /// Gives it one, which counts and ends like any other.

@@ -4,6 +4,7 @@
 #include "host/Format.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
+#include "server/lua/Escape.h"
 #include "server/web/HttpText.h"
 
 #include <algorithm>
@@ -103,6 +104,24 @@ constexpr TScriptMember FilesNames[] = {
         nullptr, u"its bytes as Base64"),
 };
 
+constexpr TScriptMember ParamsNames[] = {
+    ScriptProperty(
+        u"Values", 1,
+        [](TObject& Target, TScriptArgs Args) {
+            auto& Params = static_cast<TWebParams&>(Target);
+            const std::u16string Name = Args[0].AsString();
+            Params.Found.Items.clear();
+            // The form wins, as for Value.
+            for (const auto* Fields : {&Params.FormFields, &Params.QueryFields}) {
+                for (const TFormField& Field : *Fields)
+                    if (EqualAsciiNoCase(Field.Name, Name)) Params.Found.Items.push_back(Field.Value);
+                if (!Params.Found.Items.empty()) break;
+            }
+            return PointerAsLVar(&Params.Found);
+        },
+        nullptr, u"a table of all values of a name, in their order; empty when it was not sent"),
+};
+
 constexpr TScriptMember RequestNames[] = {
     ScriptProperty(
         u"Params", 0,
@@ -112,6 +131,8 @@ constexpr TScriptMember RequestNames[] = {
         u"Files", 0,
         [](TObject& Target, TScriptArgs) { return PointerAsLVar(&static_cast<TWebRequest&>(Target).Files); },
         nullptr, u"the TWebFiles that came with the form"),
+    ScriptProperty(u"Body", 0, TextField<&TWebRequest::Body>, nullptr,
+                   u"what was sent, as text: JSON for zu.parse_json, or a form that holds no files"),
     ScriptProperty(u"Method", 0, TextField<&TWebRequest::Method>, nullptr, u"GET, HEAD or POST"),
     ScriptProperty(u"Path", 0, TextField<&TWebRequest::Path>, nullptr, u"what was asked for, decoded"),
     ScriptProperty(u"Language", 0, TextField<&TWebRequest::Language>, nullptr,
@@ -197,6 +218,18 @@ const TClassInfo& TWebFiles::ClassInfo() const {
     return StaticClass();
 }
 
+const TClassInfo& TWebParams::StaticClass() {
+    static constexpr TClassInfo Info{.Name = u"TWebParams",
+                                     .Parent = &TParamsList::StaticClass,
+                                     .Script = ParamsNames,
+                                     .Help = u"The fields of a request."};
+    return Info;
+}
+
+const TClassInfo& TWebParams::ClassInfo() const {
+    return StaticClass();
+}
+
 const TClassInfo& TWebRequest::StaticClass() {
     static constexpr TClassInfo Info{
         .Name = u"TWebRequest",
@@ -240,6 +273,18 @@ void TWebResponse::Write(std::u16string_view Text) {
         throw EIObjectError(Format(u"Write: the page is larger than %d bytes.", {FMaxBytes}));
     }
     FBody += Encoded.Text;
+}
+
+void TWebResponse::SendBytes(std::string Bytes, std::u16string_view FileName,
+                             std::u16string_view ContentType) {
+    if (Bytes.size() > FMaxBytes)
+        throw EIObjectError(Format(u"File: the answer is larger than %d bytes.", {FMaxBytes}));
+    SetContentType(ContentType);
+    if (!FileName.empty()) {
+        SetHeader(u"Content-Disposition",
+                  u"attachment; filename*=UTF-8''" + Widened(UrlEscape(platform::Utf16ToUtf8(FileName))));
+    }
+    FBody = std::move(Bytes);
 }
 
 void TWebResponse::SetStatus(int Value) {

@@ -7,6 +7,7 @@
 
 #include "core/Lparams.h"
 #include "host/ScriptObjects.h"
+#include "server/lua/SessionControl.h"
 #include "server/web/HttpText.h"
 
 #include <cstddef>
@@ -16,8 +17,6 @@
 #include <vector>
 
 namespace zutools::server {
-
-class TSessionControl;
 
 /// One uploaded file, in memory.
 struct TWebFile {
@@ -38,6 +37,16 @@ public:
     std::vector<TWebFile> Items;
 };
 
+/// The fields of a request; of several of one name the last one is the value, and Values has all.
+class TWebParams : public TParamsList {
+public:
+    static const TClassInfo& StaticClass();
+    [[nodiscard]] const TClassInfo& ClassInfo() const override;
+
+    std::vector<TFormField> QueryFields, FormFields; // as sent, in their order
+    TTextList Found;                                 // the answer of the last Values
+};
+
 /// Script names: the fields below, and the function Header(name): a header's value, "" when it was not sent.
 /// The Cookie header is never shown: it holds the session's secret.
 class TWebRequest : public TIObject {
@@ -45,7 +54,7 @@ public:
     static const TClassInfo& StaticClass();
     [[nodiscard]] const TClassInfo& ClassInfo() const override;
 
-    TParamsList Params;           // of the query, then of the form, which wins; without the form token
+    TWebParams Params;            // of the query, then of the form, which wins; without the form token
     TWebFiles Files;              // uploaded with the form
     std::u16string Method;        // GET, HEAD or POST
     std::u16string Path;          // decoded
@@ -54,7 +63,7 @@ public:
     std::u16string RemoteAddress; // of the connection
     bool FormTokenGood = false;   // the form brought the session's token; routes without the check ask it
 
-    std::vector<TFormField> QueryFields, FormFields;          // as sent, in their order; not published
+    std::u16string Body;                                      // of a form that is no upload, or of JSON
     std::vector<std::pair<std::string, std::string>> Headers; // as sent, not published
     TSessionControl* Session = nullptr;                       // of the page while it runs, not published
 
@@ -64,7 +73,7 @@ public:
 
 /// Script names: Write(text), .Status, .ContentType, Redirect(url), RedirectOutside(url), SetHeader(name,
 /// value), Refuse(status, note).
-class TWebResponse : public TIObject {
+class TWebResponse : public TIObject, public TByteAnswer {
 public:
     /// `Host` is the request's Host header; a body of more than `MaxBytes` is refused.
     TWebResponse(std::string Host, std::size_t MaxBytes)
@@ -77,6 +86,7 @@ public:
     /// Appends text, as UTF-8. @throws EIObjectError for an unpaired surrogate or a body that grows too
     /// large.
     void Write(std::u16string_view Text);
+    void SendBytes(std::string Bytes, std::u16string_view FileName, std::u16string_view ContentType) override;
     /// 200 to 599. @throws EIObjectError.
     void SetStatus(int Value);
     [[nodiscard]] int Status() const { return FStatus; }

@@ -389,6 +389,31 @@ class ApiTest(Shell):
             self.assertIn("\n" + words, "\n".join(" ".join(line.split()) for line in template.splitlines()))
 
 
+class NewTest(Shell):
+    def test_a_new_application_passes_its_tests_and_migrates(self):
+        code, out, error = self.run_zuhost("new", "desk")
+        self.assertEqual((code, error), (0, ""))
+        self.assertIn("zuhost test .", out)
+        code, out, error = self.run_zuhost("test", "desk")
+        self.assertEqual((code, error, out.count("  ok  ")), (0, "", 4), out)
+        self.write("desk/tests/bad.lua", "test('fails', function(client) check.equal(client:get('/none').status, 200) end)")
+        code, out, error = self.run_zuhost("test", "desk", "--only", "fails")
+        self.assertEqual(code, 1)
+        self.assertIn("found 404, wanted 200", out)
+        self.assertIn("1 test failed", error)
+        config = ["--config", "desk/desk.toml"]
+        self.expect(["migrate", *config, "--list"], 0, "001-loans.sql  to be run\n")
+        self.expect(["migrate", *config], 0, "001-loans.sql  run\n")
+        self.expect(["migrate", *config], 0)
+        self.assertEqual(self.run_zuhost("lint", "--quiet", "--templates", "desk/templates")[0], 0)
+        self.write("desk/modules/more.lua", 'zu.text("loans.new") zu.text("none") zu.text("a." .. b)')
+        code, out, error = self.run_zuhost("lint", "--quiet", "--templates", "desk/templates", "--strings", "desk/strings",
+                                           "--modules", "desk/modules")
+        self.assertEqual((code, out.count('language key "none" is missing'), out.count("missing")), (1, 2, 2), out)
+        self.assertEqual(self.run_zuhost("new", "desk")[0], 1)
+        self.assertEqual(self.run_zuhost("new", "../Desk")[0], 2)
+
+
 class UsersTest(Shell):
     def users(self, *arguments, typed=None):
         result = subprocess.run([ZUHOST, "users", "--database", "sqlite3://users.db", *arguments], cwd=self.folder,

@@ -1,6 +1,10 @@
 #include "checking/Presets.h"
-#include "server/sql/Schema.h"
+#include "host/DatabaseFault.h"
+#include "host/StringHelpers.h"
+#include "platform/Text.h"
+#include "server/sql/Migrations.h"
 #include "tests/server/sql/TestDatabases.h"
+#include "tests/support/TempFolder.h"
 
 #include <vector>
 
@@ -50,6 +54,51 @@ TEST_P(Schema, RunsWhatIsMissing) {
     EXPECT_EQ(UpgradeSchema(Db(), Good), 1);
     EXPECT_EQ(One(Db(), u"SELECT ID + Whose FROM Second"), TKXVariant(std::int64_t{9'000'000'001}));
     EXPECT_EQ(One(Db(), u"SELECT COUNT(*) FROM ZuSchemaVersion WHERE AppliedAt IS NOT NULL").AsInteger(), 2);
+}
+
+TEST_P(Schema, TheApplicationsMigrationsRunOnceAndStayAsTheyWere) {
+    tests::TTempFolder Folder;
+    const auto Run = [&] { return RunAppMigrations(TSchemaLock(Db()), Folder.Path()); };
+    Folder.Write(u"001-tables.sql",
+                 "-- first; of all\nCREATE TABLE Things (ID {NumberedKey}, Name VARCHAR(20) UNIQUE);\n"
+                 "INSERT INTO Things (Name) VALUES ('a;b');");
+    Folder.Write(u"010-more.sql", "CREATE TABLE Parts (Thing {BigInteger} NOT NULL REFERENCES Things (ID))");
+    EXPECT_EQ(Run(), 2);
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(One(Db(), u"SELECT Name FROM Things"), TKXVariant(u"a;b"));
+    Folder.Write(u"011-bad.sql", "CREATE TABLE Fine (ID INTEGER);\n\nINSERT INTO Nowhere VALUES (1)");
+    ExpectRefusal([&] { Run(); }, {"011-bad.sql:3: "});
+    EXPECT_FALSE(Db().TableExists(u"Fine"));
+    Folder.Write(u"011-bad.sql", "INSERT INTO Things (Name) VALUES ('c')");
+    EXPECT_EQ(Run(), 1);
+    Folder.Write(u"010-more.sql", "CREATE TABLE Other (ID INTEGER)");
+    ExpectRefusal([&] { Run(); }, {"010-more.sql was changed after it was run"});
+    struct TFaultCase {
+        std::u16string_view Statement;
+        TDatabaseFaultKind Kind;
+        std::u16string_view Column;
+    };
+    for (const TFaultCase& Case :
+         {TFaultCase{u"INSERT INTO Things (Name) VALUES ('c')", TDatabaseFaultKind::Unique, u"name"},
+          {u"INSERT INTO Parts VALUES (7)", TDatabaseFaultKind::Reference, u""},
+          {u"INSERT INTO Parts VALUES (NULL)", TDatabaseFaultKind::Required, u"thing"}}) {
+        ClearDatabaseFault();
+        EXPECT_NE(Refusal([&] { Exec(Db(), Case.Statement); }), "nothing raised");
+        const TDatabaseFault* const Fault = LastDatabaseFault();
+        ASSERT_NE(Fault, nullptr);
+        EXPECT_EQ(Fault->Kind, Case.Kind);
+        EXPECT_TRUE(SameText(Fault->Column, Case.Column)) << platform::Utf16ToUtf8(Fault->Column);
+    }
+}
+
+TEST(SplitSql, AtSemicolonsOutsideOfTextsCommentsAndBodies) {
+    const auto Pieces = SplitSql(u"a ';' \"x;y\"; -- c;\n\n b /* ; */ $t$ ; $t$ $1;;\n-- end");
+    ASSERT_EQ(Pieces.size(), 2U);
+    EXPECT_EQ(Pieces[0].Text, u"a ';' \"x;y\"");
+    EXPECT_EQ(Pieces[1].Text, u"b /* ; */ $t$ ; $t$ $1");
+    EXPECT_EQ(Pieces[1].Line, 3);
+    for (const std::u16string_view Open : {u"'", u"\"x", u"--", u"/*", u"$$ ;"})
+        EXPECT_LE(SplitSql(Open).size(), 1U);
 }
 
 TEST_P(Schema, FailedMigrationLeavesNoTrace) {

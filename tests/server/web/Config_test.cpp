@@ -144,6 +144,8 @@ TEST_F(ConfigTest, TheDocumentedExampleHoldsTheDefaults) {
         const std::size_t Quote = Example.rfind('"', End);
         Folder.Write(u"modules/" + platform::Utf8ToUtf16(Example.substr(Quote + 1, End + 3 - Quote)), "");
     }
+    Folder.Write(u"templates/frame.html", "");
+    Folder.Write(u"migrations/001-x.sql", "");
     const TWebConfig Written = Parse(Example);
     EXPECT_FALSE(Written.Routes.empty());
     const TWebConfig Default;

@@ -1,5 +1,6 @@
 // Modules in Lua behind the page handler: what scripts see of the request and the response.
 
+#include "templates/Ztstmplcache.h"
 #include "tests/server/web/PageBench.h"
 
 using namespace zutools;
@@ -112,6 +113,72 @@ TEST_F(LuaPagesTest, NothingThatAScriptKeptIsThereInTheNextPage) {
 
 TEST_F(LuaPagesTest, ModulesAreShutIn) {
     EXPECT_EQ(Body("response:Write(tostring(io) .. tostring(os.execute) .. tostring(debug))"), "nilnilnil");
+}
+
+TEST_F(LuaPagesTest, AllValuesOfANameBodiesAndBytes) {
+    Route.FormToken = false;
+    Raw.Method = "POST";
+    Raw.Query = "n=0&m=9";
+    Raw.Form = "n=1&N=%D0%96";
+    EXPECT_EQ(
+        Body("response:Write(table.concat(request.Params.Values['n'], ',') .. #request.Params.Values['x'] .. "
+             "request.Params.Values['m'][1] .. request.Body)"),
+        "1,Ж09n=1&N=%D0%96");
+    Raw.Json = true;
+    Raw.Form = R"({"a":[1,"Ж"]})";
+    EXPECT_EQ(Body("response:Write(zu.parse_json(request.Body).a[2] .. request.Params.Count)"), "Ж2");
+    const TReply File = Run("response:File('\\xFF\\0x', 'счёт 1.bin', 'application/pdf')");
+    EXPECT_EQ(File.Body, std::string("\xFF\0x", 3));
+    EXPECT_EQ(File.ContentType, "application/pdf");
+    EXPECT_THAT(HeaderOf(File, "Content-Disposition"), HasSubstr("filename*=UTF-8''%D1%81%D1%87"));
+    const TReply Json = Run("response:Json { a = 1 }");
+    EXPECT_EQ(Json.ContentType + Json.Body, "application/json{\"a\":1}");
+    Raw.Form = "\xFF";
+    EXPECT_EQ(Run("").Status, 400);
+}
+
+TEST_F(LuaPagesTest, SessionsKeepValuesAndAFlashIsShownOnce) {
+    EXPECT_EQ(Body("session.values.n = 1.5 session.values.t = 'Ж' session.values.b = true session.flash('a') "
+                   "session.flash('b') response:Write(#session.take_flash() .. session.values.t)"),
+              "2Ж");
+    EXPECT_EQ(Body("session.flash('later') response:Write(tostring(session.values.n) .. "
+                   "tostring(session.values.b))"),
+              "1.5true");
+    EXPECT_EQ(Body("response:Write(session.take_flash()[1] .. #session.take_flash())"), "later0");
+    EXPECT_EQ(Body("session.values.t = nil response:Write(tostring(session.values.t))"), "nil");
+    EXPECT_EQ(Run("session.values.x = ('x'):rep(20000)").Status, 500);
+    EXPECT_EQ(Run("session.values.x = {}").Status, 500);
+    Cookie.clear();
+    EXPECT_EQ(Body("response:Write(tostring(session.values.n))"), "nil") << "another session";
+}
+
+TEST_F(LuaPagesTest, PagesAndFaultsStandInTheFrame) {
+    RegisterLtemplt(ScriptRegistry());
+    ZTSTemplateCache = std::make_unique<TZTSTemplateCache>();
+    ZTSTemplateCache->SetTemplateDirectory(Folder.Path());
+    Folder.Write(
+        u"frame.html",
+        "<title>[[TITLE]]</title>[[LANGUAGES]][[!LANGUAGES]]<a href=\"[[URL]]\"[[CURRENT]]>[[TEXT]]</a>"
+        "[[/]][[FLASH]][[!FLASH]]<b>[[TEXT]]</b>[[/]][[SIGNED_OUT]][[!SIGNED_OUT]]out[[/]]<main>[[CONTENT]]</"
+        "main>");
+    Folder.Write(u"page.html", "[[!TITLE]]A &amp; B[[/]]<p>[[X]]</p><i>[[FORM_TOKEN]]</i>");
+    Config.Frame = u"frame.html";
+    Config.Languages = {u"en", u"ru"};
+    Worker = std::make_unique<TWorker>(Factory);
+    const std::string Page = Body("session.flash('hi') zu.page('page.html', { X = '<' })");
+    EXPECT_EQ(Logger.Text(), "");
+    EXPECT_THAT(Page, HasSubstr("<title>A &amp; B</title><a href=\"/page?q=%D0%96&amp;n=1&amp;lang=en\" "
+                                "aria-current=\"true\">en</a>"));
+    EXPECT_THAT(Page, testing::ContainsRegex("<b>hi</b>out<main><p>&lt;</p><i>[0-9a-f]{32}</i></main>"));
+    EXPECT_EQ(Body("zu.page('page.html', {}, false)").find("<title>"), std::string::npos);
+    EXPECT_THAT(Body("zu.page('page.html', {}, { TITLE = 'T' })"), HasSubstr("<title>T</title>"));
+    const TReply Fault = Run("error('x')");
+    EXPECT_EQ(Fault.Status, 500);
+    EXPECT_THAT(Fault.Body, testing::AllOf(HasSubstr("<title>Something went wrong</title>"),
+                                           HasSubstr("<main><div class=\"fault\">")));
+    Worker.reset();
+    ZTSTemplateCache.reset();
+    UnregisterLtemplt(ScriptRegistry());
 }
 
 } // namespace

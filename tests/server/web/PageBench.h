@@ -87,8 +87,8 @@ protected:
 
 private:
     static constexpr TScriptClass PageClasses[] = {&TParamsList::StaticClass, &TSession::StaticClass,
-                                                   &TWebFiles::StaticClass, &TWebRequest::StaticClass,
-                                                   &TWebResponse::StaticClass};
+                                                   &TWebFiles::StaticClass,   &TWebParams::StaticClass,
+                                                   &TWebRequest::StaticClass, &TWebResponse::StaticClass};
     int Number = 0;
 };
 

@@ -279,4 +279,23 @@ TEST(Sessions, ManyThreadsShareTheTable) {
     EXPECT_LE(Sessions.Count(), 50U);
 }
 
+TEST_F(SessionsTest, AnotherProcessGoesOnFromWhatWasSaved) {
+    std::string Signed, Visitor;
+    {
+        TSessionLease Lease = Sessions.Acquire("");
+        Lease.Renew({u"Анна", 7});
+        EXPECT_TRUE(Lease.SetValue(u"a=b&\n", u"sЖ"));
+        Signed = Lease.State().Secret;
+        Visitor = Sessions.Acquire("").State().Secret;
+    }
+    TSessions Next({std::chrono::minutes(20), 10});
+    Next.Load("no line of ours\nsecret=short&token=1\n" + Sessions.Save());
+    const TSessionLease Lease = Next.Acquire(Signed);
+    EXPECT_EQ(Lease.State().USR, u"Анна");
+    EXPECT_EQ(Lease.State().UserStamp, 7);
+    EXPECT_EQ(Lease.State().Values.at(u"a=b&\n"), u"sЖ");
+    EXPECT_EQ(Next.Acquire(Visitor).State().Secret, Visitor);
+    EXPECT_EQ(Next.Count(), 1U);
+}
+
 } // namespace

@@ -1,0 +1,2 @@
+-- Asks, then deletes a loan.
+require("loan_form"):delete(request.Params.Value["id"])

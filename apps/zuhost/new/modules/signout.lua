@@ -1,0 +1,2 @@
+session.sign_out()
+response:Redirect("/")
