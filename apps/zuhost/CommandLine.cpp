@@ -110,7 +110,8 @@ bool Parse(CLI::App& App, TArguments Options) {
 
 template <class T>
 CLI::Option* AddOptional(CLI::App& App, const char* Name, std::optional<T>& Value, const char* Help) {
-    return App.add_option_function<T>(Name, [&Value](const T& Given) { Value = Given; }, Help);
+    const std::function<void(const T&)> Take = [&Value](const T& Given) { Value = Given; };
+    return App.add_option_function<T>(Name, Take, Help);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "apps/zuhost/Commands.h"
 #include "apps/zuhost/DatabaseManager.h"
+#include "apps/zuhost/ServeChecks.h"
 
 #include "checking/Dbchprms.h"
 #include "checking/Presets.h"
@@ -56,6 +57,7 @@ struct TOptions {
     std::string Describe;
     std::string Name;
     std::optional<int> ID;
+    bool Create = false;
     bool Json = false;
 };
 
@@ -210,6 +212,7 @@ int RunFilters(const TOptions& Options, const TArguments& Words) {
     if (Words.empty()) throw EUsage("the action is missing");
     if (Options.Database.empty()) throw EUsage("--database is missing");
 
+    if (!Options.Create) RequireDatabaseFile(Text(Options.Database));
     TDatabaseManager Manager(u"en", Text(Options.Database));
     server::UpgradeSchema(Manager.Connection());
     const TCheckParamsDBConfig Filters(Manager);
@@ -252,6 +255,7 @@ TJob DeclareFilters(TDeclaration& Takes) {
     Takes.Footer(Footer);
     Takes.Option("--database", Options->Database, "URL",
                  "sqlite3://FILE or postgresql://user@host:port/name");
+    Takes.Flag("--create", Options->Create, "make the SQLite file when it is not there");
     Takes.Option("--wrong", Options->Wrong, "RULE", "set-rule: what must not occur in a value");
     Takes.Option("--right", Options->Right, "RULE", "set-rule: what must occur, or alone is allowed");
     Takes.Option("--describe", Options->Describe, "TEXT", "add: the filter's description");

@@ -17,10 +17,15 @@ namespace {
 using namespace zutools::server;
 
 /// The path of a SQLite database; empty for others.
-std::u16string DatabaseFile(const TWebConfig& Config) {
-    if (Config.Database.empty()) return {};
-    std::u16string File = ParseDatabaseUrl(Config.Database).File;
+std::u16string DatabaseFile(std::u16string_view Url) {
+    if (Url.empty()) return {};
+    std::u16string File = ParseDatabaseUrl(Url).File;
     return File == u":memory:" ? std::u16string() : File;
+}
+
+bool IsThere(std::u16string_view File) {
+    std::error_code Ignored;
+    return std::filesystem::exists(std::filesystem::path(File), Ignored);
 }
 
 } // namespace
@@ -30,16 +35,19 @@ bool IsLoopback(const std::string& Address) {
 }
 
 void RequireDatabaseFile(const TWebConfig& Config) {
-    const std::u16string File = DatabaseFile(Config);
-    std::error_code Ignored;
-    if (File.empty() || Config.CreateDatabase || !AsksForUsers(Config) ||
-        std::filesystem::exists(std::filesystem::path(File), Ignored)) {
-        return;
-    }
+    const std::u16string File = DatabaseFile(Config.Database);
+    if (File.empty() || Config.CreateDatabase || !AsksForUsers(Config) || IsThere(File)) return;
     throw Exception(
         u"there is no database " + File +
         u", and routes ask for its users: put it back, make it with `zuhost users`, or let the service "
         u"make it with `create = true` in [database]");
+}
+
+void RequireDatabaseFile(std::u16string_view Url) {
+    const std::u16string File = DatabaseFile(Url);
+    if (File.empty() || IsThere(File)) return;
+    throw Exception(u"there is no database " + File +
+                    u": correct the path, or make a new database there with --create");
 }
 
 void RequireUsers(const TWebConfig& Config, bool HasUsers) {
@@ -60,9 +68,8 @@ std::vector<std::u16string> FaultsBesideConfig(const TWebConfig& Config) {
         }
     };
     Try([&] { RequireDatabaseFile(Config); });
-    const std::u16string File = DatabaseFile(Config);
-    std::error_code Ignored;
-    const bool IsMade = File.empty() || std::filesystem::exists(std::filesystem::path(File), Ignored);
+    const std::u16string File = DatabaseFile(Config.Database);
+    const bool IsMade = File.empty() || IsThere(File);
     if (!Config.Database.empty() && IsMade) {
         Try([&] {
             TDatabasePool Pool(Config.Database, {}, Config.DatabaseTimeouts);
@@ -100,8 +107,8 @@ std::vector<std::u16string> Warnings(const TWebConfig& Config, bool HasDemoUsers
                              u"`zuhost users`");
         }
     }
-    struct stat Status{};
-    const std::u16string File = DatabaseFile(Config);
+    struct stat Status = {};
+    const std::u16string File = DatabaseFile(Config.Database);
     if (!File.empty() && ::stat(platform::Utf16ToUtf8(File).c_str(), &Status) == 0 &&
         (Status.st_mode & (S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH)) != 0) {
         Result.push_back(u"other users of this machine may read or write the database " + File +
@@ -111,7 +118,7 @@ std::vector<std::u16string> Warnings(const TWebConfig& Config, bool HasDemoUsers
 }
 
 TDatabaseWatch::TDatabaseWatch(const TWebConfig& Config, TLogger& Logger)
-    : FFile(DatabaseFile(Config))
+    : FFile(DatabaseFile(Config.Database))
     , FLogger(Logger)
     , FFirst(Look()) {}
 
@@ -130,7 +137,7 @@ bool TDatabaseWatch::IsThere() {
 }
 
 TDatabaseWatch::TIdentity TDatabaseWatch::Look() const {
-    struct stat Status{};
+    struct stat Status = {};
     if (FFile.empty() || ::stat(platform::Utf16ToUtf8(FFile).c_str(), &Status) != 0) return {};
     return {static_cast<std::uint64_t>(Status.st_dev), static_cast<std::uint64_t>(Status.st_ino)};
 }

@@ -18,6 +18,9 @@ namespace zutools::zuhost {
 /// @throws Exception when the SQLite file is missing although routes ask for users, unless the configuration
 /// says `database.create`.
 void RequireDatabaseFile(const server::TWebConfig& Config);
+/// @throws Exception when the URL names a SQLite file that is not there, which a slip of the pen would make;
+/// EDatabaseError for a malformed URL.
+void RequireDatabaseFile(std::u16string_view Url);
 /// @throws Exception when routes ask for users and there are none, unless it says `session.without_users`.
 void RequireUsers(const server::TWebConfig& Config, bool HasUsers);
 

@@ -3,6 +3,7 @@
 #include "apps/zuhost/Commands.h"
 #include "apps/zuhost/DatabaseManager.h"
 #include "apps/zuhost/PasswordInput.h"
+#include "apps/zuhost/ServeChecks.h"
 #include "apps/zuhost/SetupUsers.h"
 
 #include "host/Exception.h"
@@ -47,7 +48,7 @@ table; OPERATION is view, edit, delete, insert or all. As long as a database has
 user, everybody may do everything. The tables are made when there are none.
 
 Examples:
-  zuhost users --database sqlite3://orders.db grant Clerks Orders view
+  zuhost users --database sqlite3://orders.db --create grant Clerks Orders view
   zuhost users --database sqlite3://orders.db grant Clerks Orders edit \
       --filter "Department = :Department"
   zuhost users --database sqlite3://orders.db add anna --profile Clerks
@@ -58,6 +59,7 @@ struct TOptions {
     std::string ConfigFile;
     std::string Profile;
     std::string Filter;
+    bool Create = false;
     bool Administrator = false;
     bool Json = false;
 };
@@ -259,6 +261,8 @@ int RunUsers(const TOptions& Options, const TArguments& Words) {
                                                           : LoadWebConfig(Text(Options.ConfigFile)).Database;
     if (Url.empty())
         throw Exception(u"the configuration \"" + Text(Options.ConfigFile) + u"\" names no database");
+    // A service's configuration says where its database is to be; an argument may be a slip of the pen.
+    if (!Options.Create && Options.ConfigFile.empty()) RequireDatabaseFile(Url);
     TDatabaseManager Manager(u"en", Url);
     UpgradeSchema(Manager.Connection());
     RunAction(Words, Options, [&Manager] { return &Manager.Connection(); });
@@ -272,6 +276,7 @@ TJob DeclareUsers(TDeclaration& Takes) {
     Takes.Footer(Footer);
     Takes.Option("--database", Options->Database, "URL",
                  "sqlite3://FILE or postgresql://user@host:port/name");
+    Takes.Flag("--create", Options->Create, "make the SQLite file of --database when it is not there");
     Takes.Option("--config", Options->ConfigFile, "FILE", "take the database of a service's configuration");
     Takes.Option("--profile", Options->Profile, "PROFILE", "add: the user's profile");
     Takes.Flag("--administrator", Options->Administrator, "add: the user may do everything");

@@ -58,7 +58,7 @@ TOpenFile NewSocket(std::u16string_view Path) {
 void MakePrivateFolder(const std::string& Folder) {
     const std::u16string Name = platform::Utf8ToUtf16(Folder);
     if (::mkdir(Folder.c_str(), 0700) != 0 && errno != EEXIST) FailSystem(u"Cannot make the folder", Name);
-    struct stat Status{};
+    struct stat Status = {};
     if (::lstat(Folder.c_str(), &Status) != 0) FailSystem(u"Cannot look at the folder", Name);
     if (!S_ISDIR(Status.st_mode) || Status.st_uid != ::geteuid() || (Status.st_mode & 077U) != 0) {
         throw EAdminSocket(

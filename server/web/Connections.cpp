@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <utility>
@@ -18,6 +19,17 @@ std::string NetworkOf(std::string_view Address) {
     if (IN6_IS_ADDR_V4MAPPED(&Bytes)) return {First, sizeof Bytes};
     return {First, NetworkBytes};
 }
+
+namespace {
+
+/// Whether the other side said that nothing comes any more, and all that came before was read. Where that
+/// arrives together with the beginning of a request, the network library waits on. Does not block.
+bool HasLeft(int Socket) {
+    char Next = 0;
+    return ::recv(Socket, &Next, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
+}
+
+} // namespace
 
 TConnections::TConnections(const TConnectionLimits& Limits, TEnd End)
     : FLimits(Limits)
@@ -57,6 +69,7 @@ void TConnections::Enter(TPlace Place, TConnectionPhase Phase, TMoment Now) {
     List.splice(List.end(), ListOf(Place->Phase), Place);
     Place->Phase = Phase;
     Place->First = false;
+    Place->LeftAlone = false;
     Place->Since = Now;
 }
 
@@ -78,6 +91,13 @@ void TConnections::Sweep(TMoment Now) {
             }
             Entry = Next;
         }
+    }
+    TEntries& Waiting = ListOf(TConnectionPhase::Waiting);
+    for (auto Entry = Waiting.begin(); Entry != Waiting.end();) {
+        const auto Next = std::next(Entry);
+        const bool SeenBefore = std::exchange(Entry->LeftAlone, HasLeft(Entry->Socket));
+        if (SeenBefore && Entry->LeftAlone) Give(Entry);
+        Entry = Next;
     }
 }
 

@@ -61,7 +61,8 @@ public:
     /// The socket is about to be closed.
     void Close(TPlace Place);
 
-    /// Ends what is over its time.
+    /// Ends what is over its time, and whose other side was gone at the sweep before this one, too: whoever
+    /// sent a whole request with his last word gets his answer.
     void Sweep(TMoment Now);
     /// Sweeps once a second on a thread of its own, until destruction, and calls `Then` each time.
     void StartSweeping(std::function<void()> Then = {});
@@ -81,8 +82,9 @@ private:
         int Socket = -1;
         std::string Network; // empty: not limited
         TConnectionPhase Phase = TConnectionPhase::Waiting;
-        bool First = true; // no request has come yet
-        bool Over = false; // shut down already
+        bool First = true;      // no request has come yet
+        bool Over = false;      // shut down already
+        bool LeftAlone = false; // the other side was gone at the last sweep, between requests
         TMoment Since;
     };
 

@@ -58,7 +58,10 @@ def client(address, number, until, counts):
                 ask(connection, "POST", "/signin", urllib.parse.urlencode(fields),
                     {"Content-Type": "application/x-www-form-urlencoded"})
         except (http.client.HTTPException, OSError):
+            # Turned away at the door: what the raw sockets below left behind is still being made for nobody, and the
+            # address has as many connections as it may. Knocking on at once is no load but a storm.
             counts["cut off"] = counts.get("cut off", 0) + 1
+            time.sleep(0.1)
         finally:
             connection.close()
         with socket.create_connection((host, int(port)), timeout=60) as raw:

@@ -95,7 +95,9 @@ class UsageTest(Shell):
         self.write("a.txt", "{{k}}")
         filters = ["filters", "--database=sqlite3://f.db"]
         for arguments, code, out, error in (
-                ([*filters, "add", "10", "x"], 0, "", ""),
+                ([*filters, "add", "10", "x"], 1, "",
+                 "zuhost: there is no database f.db: correct the path, or make a new database there with --create\n"),
+                ([*filters, "--create", "add", "10", "x"], 0, "", ""),
                 ([*filters, "set-rule", "10", "p", "--wrong=", "--right=0-9"], 0, "", ""),
                 ([*filters, "show", "10"], 0, "10\tx\t\n\np\n  wrong: \n  right: 0-9\n", ""),
                 (["check", "--wrong=", "--right", "0-9", "12"], 0, "ok\n", ""),
@@ -297,7 +299,7 @@ class RunTest(Shell):
 
 class FiltersTest(Shell):
     def filters(self, *arguments):
-        return self.run_zuhost("filters", "--database", "sqlite3://app.db", *arguments)
+        return self.run_zuhost("filters", "--database", "sqlite3://app.db", "--create", *arguments)
 
     def test_a_filter_from_its_making_to_its_end(self):
         missing = 'zuhost: filter 10 has no rule for "x"; it has rules for: "a, b", "c"\n'
@@ -416,7 +418,7 @@ class NewTest(Shell):
 
 class UsersTest(Shell):
     def users(self, *arguments, typed=None):
-        result = subprocess.run([ZUHOST, "users", "--database", "sqlite3://users.db", *arguments], cwd=self.folder,
+        result = subprocess.run([ZUHOST, "users", "--database", "sqlite3://users.db", "--create", *arguments], cwd=self.folder,
                                 input=typed, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=100)
         return result.returncode, result.stdout.decode()
 
@@ -459,7 +461,7 @@ class UsersTest(Shell):
             child, terminal = pty.fork()
             if child == 0:
                 os.chdir(self.folder)
-                os.execv(ZUHOST, [ZUHOST, "users", "--database", "sqlite3://users.db", "add", "anna"])
+                os.execv(ZUHOST, [ZUHOST, "users", "--database", "sqlite3://users.db", "--create", "add", "anna"])
             shown = b""
             try:
                 for line in lines:

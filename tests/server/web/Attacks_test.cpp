@@ -3,8 +3,13 @@
 #include "server/web/Connections.h"
 #include "tests/server/web/ServerTest.h"
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <array>
+#include <map>
 #include <set>
+#include <string>
 
 using namespace zutools;
 using namespace zutools::server;
@@ -103,15 +108,16 @@ TEST_F(HostAttacks, OneAddressHasItsShare) {
 // ---- The table of connections, with a clock of its own
 
 TEST(HostAttacksConnections, TheSlowGoInTheirOrderAndTheBusyStay) {
+    constexpr int Nobodys = 100'000; // from here on no descriptor is open
     std::vector<int> Ended;
     TConnections Connections(
         {4, 3, std::chrono::seconds(10), std::chrono::seconds(30), std::chrono::seconds(60)},
-        [&](int Socket) { Ended.push_back(Socket); });
+        [&](int Socket) { Ended.push_back(Socket - Nobodys); });
     const TConnections::TMoment Start{};
     const auto At = [&](int Seconds) { return Start + std::chrono::seconds(Seconds); };
     std::map<int, TConnections::TPlace> Places;
     const auto Open = [&](int Socket, const char* Address, int Seconds, bool Limited = true) {
-        Places[Socket] = Connections.Open(Socket, Address, Limited, At(Seconds));
+        Places[Socket] = Connections.Open(Socket + Nobodys, Address, Limited, At(Seconds));
     };
     const auto Ends = [&](std::vector<int> Wanted) {
         EXPECT_EQ(std::exchange(Ended, {}), Wanted);
@@ -151,6 +157,32 @@ TEST(HostAttacksConnections, TheSlowGoInTheirOrderAndTheBusyStay) {
     }
     EXPECT_EQ(Connections.Count(), 1U);
     EXPECT_EQ(Connections.Ended().Slow, 3U);
+}
+
+// Half a head and a farewell in one packet held a place until the time for heads was over.
+TEST(HostAttacksConnections, WhoLeavesBetweenRequestsLeavesNoPlaceBehind) {
+    std::set<int> Ended;
+    const std::chrono::seconds Long{1000};
+    TConnections Connections({9, 9, Long, Long, Long}, [&](int Socket) { Ended.insert(Socket); });
+    std::map<std::string, std::array<int, 2>> Pairs;
+    const std::string Busy = "left while his page is made";
+    for (const std::string& Who :
+         {std::string("left"), std::string("left with words unread"), Busy, std::string("stays")}) {
+        std::array<int, 2>& Pair = Pairs[Who];
+        ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, Pair.data()), 0);
+        const auto Place = Connections.Open(Pair[0], "10.0.0.1", true, {});
+        if (Who == Busy) Connections.Enter(Place, TConnectionPhase::Page, {});
+    }
+    ASSERT_EQ(::write(Pairs["left with words unread"][1], "GET", 3), 3);
+    for (const auto& [Who, Pair] : Pairs) {
+        if (Who != "stays") ::close(Pair[1]);
+    }
+    Connections.Sweep({});
+    EXPECT_TRUE(Ended.empty()); // what came with the last word may be on its way into a page
+    Connections.Sweep({});
+    EXPECT_EQ(Ended, std::set{Pairs["left"][0]});
+    ::close(Pairs["stays"][1]);
+    for (const auto& [Who, Pair] : Pairs) ::close(Pair[0]);
 }
 
 } // namespace

@@ -43,4 +43,34 @@ TEST(ValueFilter, IsTheOneThatItsSettingFits) {
     SetServices({});
 }
 
+// A value may be of megabytes, and its words those of the message.
+TEST(ValueFilter, ALogHoldsTheBeginningOfARefusedValueOnly) {
+    TParamsChecker Checker;
+    Checker.Clear();
+    Checker.AddParams(u"q", u"<", u"");
+    TEmptyLocalizatorTable Texts;
+    const TRequestFilter Filter = MakeValueFilter(Checker, Texts);
+    const std::u16string Long = u"<" + std::u16string(2'000'000, u'x');
+    const std::pair<std::u16string, std::u16string> Rows[] = {
+        {u"good", u""},
+        {u"<b>", u"value \"<b>\""},
+        {u"<\x1B\n\u202E", u"value \"<???\""},
+        {u"<\" contain \"", u"value \"<\" contain \"\""},
+        {Long.substr(0, 100), u"value \"" + Long.substr(0, 100) + u"\""},
+        {Long.substr(0, 101), u"value \"" + Long.substr(0, 100) + u"...\" (101 units)"},
+        {Long, u"value \"" + Long.substr(0, 100) + u"...\" (2000001 units)"},
+    };
+    for (const auto& [Value, Logged] : Rows) {
+        TWebRequest Request;
+        Request.Params.Add(u"q", Value);
+        const auto Refusal = Filter(Request);
+        ASSERT_EQ(Refusal.has_value(), !Logged.empty());
+        if (!Refusal) continue;
+        EXPECT_EQ(Refusal->Status, 400);
+        EXPECT_EQ(Refusal->Note, u"The value of this field cannot be accepted: q");
+        EXPECT_EQ(Refusal->Log,
+                  u"parameter \"q\", " + Logged + u" contain wrong symbol \"<\" at position 1.");
+    }
+}
+
 } // namespace
