@@ -4,6 +4,7 @@
 #include "platform/File.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
+#include "server/sql/Schema.h"
 
 #include <QByteArray>
 #include <QCryptographicHash>
@@ -64,12 +65,6 @@ std::map<int, TAppMigration> FilesOf(std::u16string_view Folder) {
             throw EDatabaseError(Format(u"%s and %s have the same number", {Place->second.Name, File.Name}));
     }
     return Files;
-}
-
-void Execute(TSqlDatabase& Database, std::u16string_view Statement) {
-    const auto Query = Database.CreateExecQuery();
-    Query->SetSQL(Statement);
-    Query->Execute();
 }
 
 /// Past a quoted text, a comment or a $tag$ body that begins at `At`; `At` where none does.
@@ -150,7 +145,7 @@ std::vector<TAppMigration> ListAppMigrations(TSqlDatabase& Database, std::u16str
 
 int RunAppMigrations(const TSchemaLock& Lock, std::u16string_view Folder) {
     TSqlDatabase& Database = Lock.Database();
-    Execute(Database, MakeTable);
+    ExecuteStatement(Database, MakeTable);
     int Count = 0;
     for (const TAppMigration& File : ListAppMigrations(Database, Folder)) {
         if (!File.AppliedAt.empty()) continue;
@@ -158,7 +153,7 @@ int RunAppMigrations(const TSchemaLock& Lock, std::u16string_view Folder) {
         const std::u16string Text = InWordsOf(Database.Engine(), File.Text);
         for (const TSqlPiece& Piece : SplitSql(Text)) {
             try {
-                Execute(Database, Piece.Text);
+                ExecuteStatement(Database, Piece.Text);
             } catch (const EDatabaseError& Error) {
                 throw EDatabaseError(Format(u"%s:%d: %s", {File.Name, Piece.Line, Error.Message()}));
             }

@@ -107,12 +107,6 @@ constexpr std::u16string_view MakeVersionTable = u"CREATE TABLE IF NOT EXISTS Zu
                                                  u"Purpose TEXT NOT NULL, "
                                                  u"AppliedAt TIMESTAMP DEFAULT CURRENT_TIMESTAMP NOT NULL)";
 
-void Execute(TSqlDatabase& Database, std::u16string_view Statement) {
-    const auto Query = Database.CreateExecQuery();
-    Query->SetSQL(Statement);
-    Query->Execute();
-}
-
 void RefuseNewer(TSqlDatabase& Database, int Version, int Known) {
     if (Version <= Known) return;
     throw EDatabaseError(
@@ -124,7 +118,7 @@ void RefuseNewer(TSqlDatabase& Database, int Version, int Known) {
 void Run(TSqlDatabase& Database, const TMigration& Migration) {
     try {
         for (const std::u16string_view Step : Migration.Steps)
-            Execute(Database, InWordsOf(Database.Engine(), Step));
+            ExecuteStatement(Database, InWordsOf(Database.Engine(), Step));
         const auto Query = Database.CreateExecQuery();
         Query->SetSQL(u"INSERT INTO ZuSchemaVersion (Version, Purpose) VALUES (:Version, :Purpose)");
         Query->SetInteger(u"Version", Migration.Number);
@@ -138,6 +132,12 @@ void Run(TSqlDatabase& Database, const TMigration& Migration) {
 }
 
 } // namespace
+
+void ExecuteStatement(TSqlDatabase& Database, std::u16string_view Statement) {
+    const auto Query = Database.CreateExecQuery();
+    Query->SetSQL(Statement);
+    Query->Execute();
+}
 
 std::u16string InWordsOf(const TSqlEngine& Engine, std::u16string_view Step) {
     const TSqlWords& Words = Engine.Words();
@@ -207,7 +207,7 @@ int UpgradeSchema(const TSchemaLock& Lock, std::span<const TMigration> Wanted) {
     RefuseNewer(Database, Before, Known);
     for (int Version = Before; Version < Known; ++Version) {
         TTransaction Transaction(Database);
-        Execute(Database, MakeVersionTable);
+        ExecuteStatement(Database, MakeVersionTable);
         Run(Database, Wanted[static_cast<std::size_t>(Version)]);
         Transaction.Commit();
     }

@@ -55,6 +55,9 @@ int UpgradeSchema(TSqlDatabase& Database, std::span<const TMigration> Migrations
 /// A statement with the engine's words in place of {NumberedKey} and {BigInteger}.
 [[nodiscard]] std::u16string InWordsOf(const TSqlEngine& Engine, std::u16string_view Statement);
 
+/// Runs one statement without parameters. @throws EDatabaseError when the database refuses it.
+void ExecuteStatement(TSqlDatabase& Database, std::u16string_view Statement);
+
 /// One of the host's tables that hold users, rights, documents and the schema's own version, ignoring the
 /// case of A to Z: the application does not open them as records, whatever rights its users have.
 [[nodiscard]] bool IsHostTable(std::u16string_view Table);
