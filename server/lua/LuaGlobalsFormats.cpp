@@ -2,6 +2,7 @@
 
 #include "host/Exception.h"
 #include "host/Format.h"
+#include "platform/LanguageFormat.h"
 #include "platform/Text.h"
 #include "platform/TextTools.h"
 #include "server/lua/LuaGlobals.h"
@@ -9,9 +10,6 @@
 #include "server/lua/LuaValues.h"
 
 #include <nlohmann/json.hpp>
-#include <unicode/udat.h>
-#include <unicode/udatpg.h>
-#include <unicode/unum.h>
 
 #include <algorithm>
 #include <array>
@@ -19,8 +17,7 @@
 #include <chrono>
 #include <cmath>
 #include <map>
-#include <memory>
-#include <vector>
+#include <optional>
 
 namespace zutools::server {
 
@@ -141,45 +138,8 @@ std::string LanguageOf(lua_State* L, int Index) {
     return Manager != nullptr ? platform::Utf16ToUtf8(Manager->GetSessionLanguageID()) : "en";
 }
 
-void Require(UErrorCode Status, std::u16string_view Function) {
-    if (U_SUCCESS(Status)) return;
-    const std::string_view Name = u_errorName(Status);
-    throw EIObjectError(Format(u"%s: %s", {Function, std::u16string(Name.begin(), Name.end())}));
-}
-
-struct TCloseNumbers {
-    void operator()(void** Format) const { unum_close(Format); }
-};
-struct TCloseDates {
-    void operator()(void** Format) const { udat_close(Format); }
-};
-using TNumbers = std::unique_ptr<void*, TCloseNumbers>;
-using TDates = std::unique_ptr<void*, TCloseDates>;
-
-/// Made once for a thread and language: that takes longer than to write a number.
-UNumberFormat* NumbersOf(const std::string& Language) {
-    thread_local std::map<std::string, TNumbers, std::less<>> Kept;
-    TNumbers& Numbers = Kept[Language];
-    if (Numbers == nullptr) {
-        UErrorCode Status = U_ZERO_ERROR;
-        Numbers.reset(unum_open(UNUM_DECIMAL, nullptr, 0, Language.c_str(), nullptr, &Status));
-        Require(Status, u"zu.number");
-        unum_setAttribute(Numbers.get(), UNUM_LENIENT_PARSE, 0);
-    }
-    return Numbers.get();
-}
-
-/// (number or text of digits, least and most digits behind the comma)
 void PushNumber(lua_State* L, const std::string& Language, std::string_view Digits, int Least, int Most) {
-    UNumberFormat* const Numbers = NumbersOf(Language);
-    unum_setAttribute(Numbers, UNUM_MIN_FRACTION_DIGITS, Least);
-    unum_setAttribute(Numbers, UNUM_MAX_FRACTION_DIGITS, Most);
-    std::array<char16_t, 400> Text{};
-    UErrorCode Status = U_ZERO_ERROR;
-    const int Length = unum_formatDecimal(Numbers, Digits.data(), static_cast<int>(Digits.size()),
-                                          Text.data(), static_cast<int>(Text.size()), nullptr, &Status);
-    Require(Status, u"zu.number");
-    PushText(L, {Text.data(), static_cast<std::size_t>(Length)}, {u"", u"zu.number", 0});
+    PushText(L, platform::FormatDecimal(Language, Digits, Least, Most), {u"", u"zu.number", 0});
 }
 
 /// (number [, digits behind the comma [, language]])
@@ -226,11 +186,10 @@ int ParseNumber(lua_State* L) {
     std::ranges::replace(Text, u'\u2212', u'-');
     // Nobody types 1e9 and means it.
     if (Text.size() > 100 || std::ranges::any_of(Text, platform::IsAsciiLetter<char16_t>)) return NoNumber(L);
-    UNumberFormat* const Numbers = NumbersOf(Language);
-    UErrorCode Status = U_ZERO_ERROR;
-    std::int32_t End = 0;
-    double Value = unum_parseDouble(Numbers, Text.data(), static_cast<int>(Text.size()), &End, &Status);
-    if (U_FAILURE(Status) || static_cast<std::size_t>(End) != Text.size() || Text.empty()) {
+    double Value = 0;
+    if (const std::optional<double> Parsed = platform::ParseDecimal(Language, Text)) {
+        Value = *Parsed;
+    } else {
         const std::string Plain = platform::Utf16ToUtf8(Text);
         if (!IsPlainNumber(Plain)) return NoNumber(L);
         Value = std::strtod(Plain.c_str(), nullptr);
@@ -244,32 +203,6 @@ int ParseNumber(lua_State* L) {
     return 1;
 }
 
-UDateFormat* DatesOf(const std::string& Language, std::u16string_view Skeleton) {
-    thread_local std::map<std::pair<std::string, std::u16string>, TDates> Kept;
-    TDates& Dates = Kept[{Language, std::u16string(Skeleton)}];
-    if (Dates == nullptr) {
-        UErrorCode Status = U_ZERO_ERROR;
-        UDateTimePatternGenerator* const Patterns = udatpg_open(Language.c_str(), &Status);
-        std::array<char16_t, 100> Pattern{};
-        const int Length = udatpg_getBestPattern(Patterns, Skeleton.data(), static_cast<int>(Skeleton.size()),
-                                                 Pattern.data(), static_cast<int>(Pattern.size()), &Status);
-        udatpg_close(Patterns);
-        Dates.reset(udat_open(UDAT_PATTERN, UDAT_PATTERN, Language.c_str(), u"UTC", 3, Pattern.data(), Length,
-                              &Status));
-        Require(Status, u"zu.date");
-    }
-    return Dates.get();
-}
-
-std::u16string DateText(const std::string& Language, std::u16string_view Skeleton, double Moment) {
-    std::array<char16_t, 200> Text{};
-    UErrorCode Status = U_ZERO_ERROR;
-    const int Length = udat_format(DatesOf(Language, Skeleton), Moment, Text.data(),
-                                   static_cast<int>(Text.size()), nullptr, &Status);
-    Require(Status, u"zu.date");
-    return {Text.data(), static_cast<std::size_t>(Length)};
-}
-
 /// (`YYYY-MM-DD` or `YYYY-MM-DD HH:MM:SS` [, "day", "long" or "minute" [, language]]); a text that is no date
 /// stays.
 int Date(lua_State* L) {
@@ -281,16 +214,18 @@ int Date(lua_State* L) {
     int Year = 0, Month = 0, Day = 0, Hour = 0, Minute = 0;
     const int Found =
         std::sscanf(Given.c_str(), "%4d-%2d-%2d%*1[ T]%2d:%2d", &Year, &Month, &Day, &Hour, &Minute);
-    if (Found < 3 || Month < 1 || Month > 12 || Day < 1 || Day > 31) {
+    using namespace std::chrono;
+    const year_month_day Calendar(year(Year), month(static_cast<unsigned>(Month)),
+                                  day(static_cast<unsigned>(Day)));
+    if (Found < 3 || !Calendar.ok() || Hour > 23 || Minute > 59) {
         lua_settop(L, 1);
         return 1;
     }
-    using namespace std::chrono;
-    const sys_days Days = year(Year) / month(static_cast<unsigned>(Month)) / day(static_cast<unsigned>(Day));
-    const double Moment = static_cast<double>(
-        duration_cast<milliseconds>((Days + hours(Hour) + minutes(Minute)).time_since_epoch()).count());
-    std::u16string Text = DateText(Language, Style == 1 ? u"yMMMMd" : u"yMMdd", Moment);
-    if (Style == 2) Text += u" " + DateText(Language, u"HHmm", Moment);
+    const sys_time<minutes> Moment = sys_days(Calendar) + hours(Hour) + minutes(Minute);
+    using platform::TDateStyle;
+    std::u16string Text =
+        platform::FormatDate(Language, Moment, Style == 1 ? TDateStyle::Long : TDateStyle::Day);
+    if (Style == 2) Text += u" " + platform::FormatDate(Language, Moment, TDateStyle::Time);
     PushText(L, Text, {u"", u"zu.date", 0});
     return 1;
 }

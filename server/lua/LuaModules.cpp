@@ -8,8 +8,6 @@
 #include "server/lua/LuaState.h"
 #include "server/lua/LuaValues.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 
 namespace zutools::server {
@@ -185,14 +183,8 @@ void TLuaModules::PushText(lua_State* L, std::string_view Text, std::string_view
     GiveGlobals(L);
 }
 
-std::optional<TLuaModules::TStamp> TLuaModules::StampOf(std::u16string_view File) {
-    struct stat Status;
-    if (::stat(platform::Utf16ToUtf8(File).c_str(), &Status) != 0) return std::nullopt;
-    return TStamp{Status.st_mtim.tv_sec, Status.st_mtim.tv_nsec, Status.st_size};
-}
-
 void TLuaModules::Refresh(std::u16string_view File) {
-    const std::optional<TStamp> Stamp = StampOf(File);
+    const std::optional<platform::TFileStamp> Stamp = platform::FileStamp(File);
     const auto Known = FModules.find(std::u16string(File));
     if (Known != FModules.end() && Stamp && Known->second.Stamp == Stamp) return;
     std::string Text = ReadScript(File); // later than the stamp, so a change in between is seen next time

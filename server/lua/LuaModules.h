@@ -6,6 +6,8 @@
 
 #pragma once
 
+#include "platform/FileStamp.h"
+
 #include <lua.hpp>
 
 #include <cstdint>
@@ -46,18 +48,11 @@ public:
     void PushFile(lua_State* L, std::u16string_view File);
 
 private:
-    struct TStamp {
-        std::int64_t Seconds = 0;
-        std::int64_t Nanoseconds = 0;
-        std::int64_t Size = 0;
-        friend bool operator==(const TStamp&, const TStamp&) = default;
-    };
     struct TModule {
-        std::optional<TStamp> Stamp;
+        std::optional<platform::TFileStamp> Stamp;
         std::optional<std::string> Text; // read, not compiled yet
         int Function = LUA_NOREF;
     };
-    [[nodiscard]] static std::optional<TStamp> StampOf(std::u16string_view File);
     static int Require(lua_State* L);
     static int FindLibrary(lua_State* L);
     void GiveGlobals(lua_State* L) const;
