@@ -3,6 +3,7 @@
 #include "controls/ChangedField.h"
 #include "controls/CryptoGrid.h"
 #include "controls/EngineProbe.h"
+#include "controls/FormComponent.h"
 #include "controls/PathWorker.h"
 #include "controls/SecretClipboard.h"
 #include "crypto/EngineTasks.h"
@@ -216,6 +217,7 @@ void TCryptoParamsEditor::SetCryptoEngineType(const QString& Value) {
 
 void TCryptoParamsEditor::Ask(const TEngineTask& Task,
                               std::function<void(const TEngineAnswer& Answer)> Then) {
+    if (TFormComponent::Designing()) return; // no library runs in Designer
     FStatus->clear();
     if (!FProbeInOwnProcess) {
         FProbe->GiveUp();

@@ -33,6 +33,7 @@ class TParamsRows;
 
 class TParamsGrid : public QWidget {
     Q_OBJECT
+    Q_CLASSINFO("secrets", "Text")
     Q_PROPERTY(QString Text READ Text WRITE SetText NOTIFY Edited STORED false USER true)
     Q_PROPERTY(bool ReadOnly READ ReadOnly WRITE SetReadOnly NOTIFY ReadOnlyChanged)
     Q_PROPERTY(bool HintsVisible READ HintsVisible WRITE SetHintsVisible NOTIFY HintsVisibleChanged)

@@ -45,7 +45,7 @@ TGallery::TGallery(const QString& Store) {
     FEvents = new TEventLog(Tabs);
     Tabs->setObjectName(QStringLiteral("Tabs"));
     Tabs->addTab(FInspector, Translated("&Properties"));
-    Tabs->addTab(FSample, Translated("&Sample"));
+    Tabs->addTab(FSample, Translated("Sa&mple"));
     Tabs->addTab(FEvents, Translated("&Events"));
     Rows->addWidget(FAbout);
     Rows->addWidget(FPlace, 1);

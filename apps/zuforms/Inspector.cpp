@@ -40,6 +40,14 @@ QStringList NamesOf(const QMetaProperty& Property) {
     return Result;
 }
 
+QStringList SecretsOf(const QMetaObject& Meta) {
+    QStringList Result;
+    for (int I = 0; I < Meta.classInfoCount(); ++I)
+        if (qstrcmp(Meta.classInfo(I).name(), "secrets") == 0)
+            Result += QString::fromLatin1(Meta.classInfo(I).value()).split(u',');
+    return Result;
+}
+
 // Enumerations are chosen from a list.
 class TDelegate final : public QStyledItemDelegate {
 public:
@@ -64,11 +72,16 @@ TPropertyModel::TPropertyModel(QObject& Control, QObject* Owner)
     const int First = Control.isWidgetType() ? QWidget::staticMetaObject.propertyCount()
                                              : QObject::staticMetaObject.propertyCount();
     const QMetaMethod ToldHere = staticMetaObject.method(staticMetaObject.indexOfSlot("ReadAgain()"));
+    const QStringList Secrets = SecretsOf(Meta);
     for (int I = First; I < Meta.propertyCount(); ++I) {
-        FProperties.push_back(Meta.property(I));
-        if (FProperties.back().hasNotifySignal())
-            connect(&Control, FProperties.back().notifySignal(), this, ToldHere);
+        const QMetaProperty Property = Meta.property(I);
+        FProperties.push_back({Property, Secrets.contains(QLatin1String(Property.name()))});
+        if (Property.hasNotifySignal()) connect(&Control, Property.notifySignal(), this, ToldHere);
     }
+}
+
+const TPropertyModel::TProperty& TPropertyModel::PropertyAt(const QModelIndex& Index) const {
+    return FProperties[static_cast<std::size_t>(Index.row())];
 }
 
 int TPropertyModel::rowCount(const QModelIndex& Parent) const {
@@ -80,12 +93,13 @@ int TPropertyModel::columnCount(const QModelIndex& Parent) const {
 }
 
 QVariant TPropertyModel::data(const QModelIndex& Index, int Role) const {
-    const QMetaProperty& Property = FProperties[static_cast<std::size_t>(Index.row())];
+    const auto& [Property, IsSecret] = PropertyAt(Index);
     if (Index.column() == 0)
         return Role == Qt::DisplayRole ? QString::fromLatin1(Property.name()) : QVariant();
     if (Role == NamesRole) return NamesOf(Property);
     if (Role != Qt::DisplayRole && Role != Qt::EditRole) return {};
-    return Readable(Property, Property.read(&FControl));
+    const QVariant Value = Readable(Property, Property.read(&FControl));
+    return IsSecret && !Value.toString().isEmpty() ? QString(8, u'•') : Value;
 }
 
 QVariant TPropertyModel::headerData(int Section, Qt::Orientation Orientation, int Role) const {
@@ -95,15 +109,15 @@ QVariant TPropertyModel::headerData(int Section, Qt::Orientation Orientation, in
 
 Qt::ItemFlags TPropertyModel::flags(const QModelIndex& Index) const {
     const Qt::ItemFlags Flags = QAbstractTableModel::flags(Index);
-    const bool Editable =
-        Index.column() == 1 && FProperties[static_cast<std::size_t>(Index.row())].isWritable();
+    const auto& [Property, IsSecret] = PropertyAt(Index);
+    const bool Editable = Index.column() == 1 && Property.isWritable() && !IsSecret;
     return Editable ? Flags | Qt::ItemIsEditable : Flags;
 }
 
 bool TPropertyModel::setData(const QModelIndex& Index, const QVariant& Value, int Role) {
     if (Role != Qt::EditRole) return false;
-    const QMetaProperty& Property = FProperties[static_cast<std::size_t>(Index.row())];
-    return Property.write(&FControl, FromReadable(Property, Value));
+    const auto& [Property, IsSecret] = PropertyAt(Index);
+    return !IsSecret && Property.write(&FControl, FromReadable(Property, Value));
 }
 
 void TPropertyModel::ReadAgain() {

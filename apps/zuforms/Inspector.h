@@ -14,7 +14,8 @@ class TPropertyModel : public QAbstractTableModel {
     Q_OBJECT
 
 public:
-    /// The properties that the control's own classes declare, without those that every widget has.
+    /// The properties that the control's own classes declare, without those that every widget has. Those that
+    /// a class names by Q_CLASSINFO("secrets", "Name,Name") are masked, and not written here.
     TPropertyModel(QObject& Control, QObject* Owner);
 
     [[nodiscard]] int rowCount(const QModelIndex& Parent = {}) const override;
@@ -28,8 +29,14 @@ public slots:
     void ReadAgain();
 
 private:
+    struct TProperty {
+        QMetaProperty Meta;
+        bool IsSecret;
+    };
+    [[nodiscard]] const TProperty& PropertyAt(const QModelIndex& Index) const;
+
     QObject& FControl;
-    std::vector<QMetaProperty> FProperties;
+    std::vector<TProperty> FProperties;
 };
 
 class TInspector : public QTableView {

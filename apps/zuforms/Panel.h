@@ -40,6 +40,7 @@ struct TPanel {
 [[nodiscard]] QString SampleOf(const TPanel& Panel);
 
 TShown MakeAskPanel(QWidget* Parent);
+TShown MakeCryptoPanel(QWidget* Parent);
 TShown MakeFolderPanel(QWidget* Parent);
 TShown MakeLogFilePanel(QWidget* Parent);
 TShown MakeMessagePanel(QWidget* Parent);

@@ -144,7 +144,7 @@
         <translation>&amp;Свойства</translation>
     </message>
     <message>
-        <source>&amp;Sample</source>
+        <source>Sa&amp;mple</source>
         <translation>&amp;Пример</translation>
     </message>
     <message>
@@ -278,6 +278,38 @@
     <message>
         <source>A grid that edits a parameter list, with checks, a filter and keys for all of it.</source>
         <translation>Таблица для правки списка параметров: проверки, фильтр и клавиши для всего.</translation>
+    </message>
+    <message>
+        <source>The parameters of a crypto engine, with a sign test; secrets are masked.</source>
+        <translation>Параметры криптосистемы и проверка подписи; секреты скрыты.</translation>
+    </message>
+    <message>
+        <source>The sample engine CryptCore2x was not built: it needs libsodium. Put the path of another engine into LibName, then ask it.</source>
+        <translation>Учебная криптосистема CryptCore2x не собрана: для неё нужна libsodium. Укажите в LibName путь к другой и спросите её.</translation>
+    </message>
+    <message>
+        <source>Ask the engine</source>
+        <translation>Спросить криптосистему</translation>
+    </message>
+    <message>
+        <source>For the orders</source>
+        <translation>Для заказов</translation>
+    </message>
+    <message>
+        <source>With a private key</source>
+        <translation>С закрытым ключом</translation>
+    </message>
+    <message>
+        <source>With a PIN</source>
+        <translation>С ПИН-кодом</translation>
+    </message>
+    <message>
+        <source>In its own process</source>
+        <translation>В своём процессе</translation>
+    </message>
+    <message>
+        <source>An engine that crashes there</source>
+        <translation>Криптосистема падает там</translation>
     </message>
 </context>
 </TS>

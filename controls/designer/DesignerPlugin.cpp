@@ -1,5 +1,6 @@
 #include "controls/designer/DesignerPlugin.h"
 
+#include "controls/Crprmsed.h"
 #include "controls/QtFormStorage.h"
 #include "controls/Zudlg.h"
 #include "controls/Zufpchooser.h"
@@ -37,6 +38,12 @@ constexpr TWidget Widgets[] = {
     {"zutools::TBrowseForFolder", "controls/Zuseldir.h", "FolderBrowser", "Lets a person choose a folder",
      "Set Root, Caption and FolderName, then call Execute. It is seen here only.", QStyle::SP_DirOpenIcon,
      New<TBrowseForFolder>},
+    {"zutools::TCryptoParamsEditor", "controls/Crprmsed.h", "CryptoParams",
+     "The parameters of a crypto engine, and a sign test",
+     "LibName is the engine library, ProbeInOwnProcess keeps its faults away from the form. No engine is "
+     "loaded "
+     "here.",
+     QStyle::SP_DialogApplyButton, New<TCryptoParamsEditor>},
     {"zutools::TParamsGrid", "controls/Zuprmgrd.h", "ParamsGrid", "A grid that edits a parameter list",
      "Text is the list's text form; name HotKeys in StoredProps, and changed keys are kept.",
      QStyle::SP_FileDialogDetailedView, New<TParamsGrid>},

@@ -413,4 +413,78 @@
         <translation>%1 открыть нельзя: прежние файлы ещё не отвечают</translation>
     </message>
 </context>
+<context>
+    <name>zutools::TCryptoParamsEditor</name>
+    <message>
+        <source>Show the secret</source>
+        <translation>Показать секрет</translation>
+    </message>
+    <message>
+        <source>Parameters of the engine</source>
+        <translation>Параметры криптосистемы</translation>
+    </message>
+    <message>
+        <source>&amp;Undo</source>
+        <translation>&amp;Отменить</translation>
+    </message>
+    <message>
+        <source>&amp;Redo</source>
+        <translation>&amp;Повторить</translation>
+    </message>
+    <message>
+        <source>&amp;Copy the value</source>
+        <translation>&amp;Копировать значение</translation>
+    </message>
+    <message>
+        <source>Asking the engine …</source>
+        <translation>Криптосистема отвечает …</translation>
+    </message>
+    <message>
+        <source>Signature: %1 bytes in %2 ms</source>
+        <translation>Подпись: %1 байт за %2 мс</translation>
+    </message>
+    <message>
+        <source>No signature: the engine tells a length of %1 bytes of %2</source>
+        <translation>Подписи нет: криптосистема сообщает длину %1 байт из %2</translation>
+    </message>
+    <message>
+        <source>The file &quot;%1&quot; cannot be read: %2</source>
+        <translation>Файл «%1» не читается: %2</translation>
+    </message>
+    <message>
+        <source>Too many files do not answer</source>
+        <translation>Слишком много файлов не отвечает</translation>
+    </message>
+    <message>
+        <source>The engine type becomes %1.</source>
+        <translation>Тип криптосистемы станет %1.</translation>
+    </message>
+    <message>
+        <source>Values that change: %1. Unknown names: %2. Lines left out: %3.</source>
+        <translation>Изменится значений: %1. Неизвестных имён: %2. Пропущено строк: %3.</translation>
+    </message>
+    <message>
+        <source>Values that change</source>
+        <translation>Изменяемые значения</translation>
+    </message>
+    <message>
+        <source>Now</source>
+        <translation>Сейчас</translation>
+    </message>
+    <message>
+        <source>Then</source>
+        <translation>Станет</translation>
+    </message>
+</context>
+<context>
+    <name>zutools::TEngineProbe</name>
+    <message>
+        <source>The probe &quot;%1&quot; cannot be started</source>
+        <translation>Проверочную программу «%1» запустить не удалось</translation>
+    </message>
+    <message>
+        <source>The probe ended without an answer</source>
+        <translation>Проверочная программа закончилась без ответа</translation>
+    </message>
+</context>
 </TS>

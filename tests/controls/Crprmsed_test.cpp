@@ -121,6 +121,26 @@ TEST_F(CrprmsedTest, StoredValuesComeBackAndUnknownTypesStay) {
     EXPECT_EQ(Other.GetCryptoParams(), QStringList{"A=1"});
 }
 
+TEST_F(CrprmsedTest, KeptOnPurposeAnEmptyGridEmptiesCryptoParams) {
+    Editor.SetCryptoParams({"Container=own"});
+    EXPECT_EQ(Editor.CryptoParams().size(), 1); // what a form stores is not lost
+    EXPECT_EQ(Editor.GetCryptoParams(), QStringList());
+    EXPECT_EQ(Editor.CryptoParams(), QStringList());
+    Editor.FillCryptoControls();
+    EXPECT_EQ(Shown(1), "main");
+}
+
+TEST_F(CrprmsedTest, KeptOnPurposeALoadedLibraryStaysUntilFreeLib) {
+    Editor.FillCryptoControls();
+    Editor.SetLibName("nowhere.dll");
+    Editor.SetCryptoParams({});
+    EXPECT_EQ(Shown(1), "main");
+    EXPECT_EQ(Box(false), "");
+    Editor.FreeLib();
+    Editor.FillCryptoParams();
+    EXPECT_TRUE(Box().startsWith("Error|Error loading DLL '"));
+}
+
 TEST_F(CrprmsedTest, EveryErrorIsShownOnceAndKept) {
     Editor.SetLibName("nowhere.dll");
     Editor.FillCryptoControls();

@@ -2,6 +2,7 @@
 // a property. Exit 0 when all of it went well.
 
 #include <QApplication>
+#include <QComboBox>
 #include <QIcon>
 #include <QMetaProperty>
 #include <QPluginLoader>
@@ -68,5 +69,10 @@ int main(int argc, char** argv) {
     const QStringList Stored("Edit.text");
     if (!Storage->setProperty("StoredProps", Stored) || Storage->property("StoredProps") != Stored) return 1;
     if (Storage->property("Active").toBool() || Storage->property("Options").toInt() != 3) return 1;
-    return 0;
+    // No engine is asked here; one that is not there would leave the type alone in the drop-down.
+    QWidget* const Crypto = Form.findChild<QWidget*>("CryptoParams");
+    Crypto->setProperty("LibName", "no-such-engine");
+    Crypto->setProperty("CryptoEngineType", "TypeA");
+    Crypto->setProperty("InitCryptoControlsOnCreate", true);
+    return Crypto->findChild<QComboBox*>()->count();
 }
