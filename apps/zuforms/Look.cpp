@@ -7,7 +7,9 @@
 
 namespace zutools::zuforms {
 
-void UseDarkColors(QApplication& Application) {
+namespace {
+
+QPalette DarkColors() {
     QPalette Dark(QColor(0x35, 0x37, 0x3a), QColor(0x2b, 0x2d, 0x30));
     Dark.setColor(QPalette::Base, QColor(0x1e, 0x1f, 0x22));
     Dark.setColor(QPalette::AlternateBase, QColor(0x26, 0x28, 0x2b));
@@ -19,7 +21,31 @@ void UseDarkColors(QApplication& Application) {
         Dark.setColor(QPalette::Disabled, Role, QColor(0x80, 0x84, 0x8a));
     }
     Dark.setColor(QPalette::PlaceholderText, QColor(0x9a, 0x9e, 0xa5));
-    Application.setPalette(Dark);
+    return Dark;
+}
+
+// As desktops have them for people who need them: white on black, what is chosen black on yellow.
+QPalette ContrastColors() {
+    QPalette Colors(Qt::white, Qt::black, Qt::white, Qt::white, Qt::white, Qt::white, Qt::white, Qt::black,
+                    Qt::black);
+    Colors.setColor(QPalette::AlternateBase, QColor(0x1a, 0x1a, 0x1a));
+    Colors.setColor(QPalette::Highlight, Qt::yellow);
+    Colors.setColor(QPalette::HighlightedText, Qt::black);
+    Colors.setColor(QPalette::Button, QColor(0x20, 0x20, 0x20));
+    Colors.setColor(QPalette::ToolTipBase, Qt::black);
+    Colors.setColor(QPalette::ToolTipText, Qt::white);
+    for (const auto Role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        Colors.setColor(QPalette::Disabled, Role, QColor(0x3f, 0xf2, 0x3f));
+    Colors.setColor(QPalette::PlaceholderText, QColor(0xd0, 0xd0, 0xd0));
+    Colors.setColor(QPalette::Link, Qt::yellow);
+    return Colors;
+}
+
+} // namespace
+
+void UseColors(QApplication& Application, TColors Colors) {
+    if (Colors == TColors::Dark) Application.setPalette(DarkColors());
+    if (Colors == TColors::Contrast) Application.setPalette(ContrastColors());
 }
 
 QStringList Languages() {

@@ -6,7 +6,9 @@
 
 namespace zutools::zuforms {
 
-void UseDarkColors(QApplication& Application);
+/// Whose colours the gallery has.
+enum class TColors { Desktop, Dark, Contrast };
+void UseColors(QApplication& Application, TColors Colors);
 
 /// The languages that there are texts in.
 [[nodiscard]] QStringList Languages();

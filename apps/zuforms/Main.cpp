@@ -77,6 +77,7 @@ void AddOptions(QCommandLineParser& Parser) {
          QStringLiteral("FILE.lua")},
         {QStringLiteral("size"), QStringLiteral("Of the picture, such as 640x480."), QStringLiteral("WxH")},
         {QStringLiteral("dark"), QStringLiteral("Light texts on a dark ground.")},
+        {QStringLiteral("contrast"), QStringLiteral("White texts on black, as for weak eyes.")},
         {QStringLiteral("scale"), QStringLiteral("Pixels a point, 1 to 4."), QStringLiteral("N")},
         {QStringLiteral("rtl"), QStringLiteral("From right to left.")},
     });
@@ -93,7 +94,7 @@ struct TWish {
     QSize Size;
     QString Language;
     QString Store;
-    bool Dark = false;
+    TColors Colors = TColors::Desktop;
     bool RightToLeft = false;
 };
 
@@ -149,14 +150,19 @@ std::variant<TWish, TExit> Understand(const QStringList& Arguments) {
     }
     Wish.Store = Parser.isSet(QStringLiteral("store")) ? Parser.value(QStringLiteral("store"))
                                                        : QStringLiteral("zuforms.ini");
-    Wish.Dark = Parser.isSet(QStringLiteral("dark"));
+    const bool Dark = Parser.isSet(QStringLiteral("dark"));
+    const bool Contrast = Parser.isSet(QStringLiteral("contrast"));
+    if (Dark && Contrast)
+        return Refuse(WrongUsage, QStringLiteral("--dark and --contrast: one of them is wanted"));
+    if (Dark) Wish.Colors = TColors::Dark;
+    if (Contrast) Wish.Colors = TColors::Contrast;
     Wish.RightToLeft = Parser.isSet(QStringLiteral("rtl"));
     return Wish;
 }
 
 int Fulfil(QApplication& Application, const TWish& Wish) {
     UseLanguage(Application, Wish.Language);
-    if (Wish.Dark) UseDarkColors(Application);
+    UseColors(Application, Wish.Colors);
     if (Wish.RightToLeft) QApplication::setLayoutDirection(Qt::RightToLeft);
     if (!Wish.Script.isEmpty())
         return RunScript(Wish.Script, Wish.ScriptArguments, TAskedOn::Screen) ? Good : Failed;
