@@ -108,9 +108,10 @@ void AddUsers(TWebServerHooks& Hooks, const TWebConfig& Config,
 /// Visitors have no records once there are users. The configuration is asked each time: it may be read anew.
 void GuardTables(TDatabaseManager& Manager, const std::shared_ptr<TSecurityManager>& Users,
                  const std::shared_ptr<TLiveConfig>& Live) {
-    const auto Security = std::dynamic_pointer_cast<TSqlSecurityManager>(Users);
-    Manager.SetGuard([Live, Security](std::u16string_view Table) {
-        Security->RequireUser(Table, Live->Get()->AnonymousTables);
+    // Weak: the users ask their database of this manager. Without them nothing opens.
+    const std::weak_ptr<TSqlSecurityManager> Known = std::dynamic_pointer_cast<TSqlSecurityManager>(Users);
+    Manager.SetGuard([Live, Known](std::u16string_view Table) {
+        std::shared_ptr<TSqlSecurityManager>(Known)->RequireUser(Table, Live->Get()->AnonymousTables);
     });
 }
 
