@@ -99,7 +99,8 @@ bool Arranged(TOrderForm& Form, const std::string& Order, std::istream& Words) {
         // The place is told of the frame's corner: a window manager's frame comes after the window.
         const bool Framed = QGuiApplication::platformName() == "xcb";
         return Await([&] {
-            const bool HasFrame = !Framed || Form.frameGeometry() != Form.geometry();
+            // A widget that is asked for its frame too early goes on with none.
+            const bool HasFrame = !Framed || !Form.windowHandle()->frameMargins().isNull();
             return (Form.windowHandle()->isExposed() && HasFrame) || Form.isMinimized();
         });
     }
@@ -123,8 +124,12 @@ bool Arranged(TOrderForm& Form, const std::string& Order, std::istream& Words) {
     if (Order == "normal") {
         const bool WasLarge = Form.isMaximized();
         Form.showNormal();
-        return Await(
-            [&] { return StateOf(Form) == std::string("normal") && (!WasLarge || Form.size() != Before); });
+        return Await([&] {
+            if (Form.isMinimized())
+                Form.showNormal(); // a window manager that was late has minimized it again
+            return Form.windowHandle()->isExposed() && StateOf(Form) == std::string("normal") &&
+                   (!WasLarge || Form.size() != Before);
+        });
     }
     if (Order == "fill") {
         const char* const Goods[] = {"Paper", "Ink", "Envelopes", "Pencils", "Lamp", "Chair"};

@@ -45,11 +45,12 @@ class Form:
         assert answer[:1] == ["shown"], (line, answer)
         return (*map(int, answer[1:5]), *answer[5:7])
 
-    def comes_to(self, wanted):
-        """The place as soon as it is the wanted one, or as it is in the end: the window manager has its time."""
+    def comes_to(self, wanted, again="where"):
+        """The place as soon as it is the wanted one, or as it is in the end: the window manager has its time. `again` is
+        ordered until then: a move is lost when the frame comes after it."""
         end = time.monotonic() + LIMIT
         while (place := self.place("where"))[:len(wanted)] != wanted and time.monotonic() < end:
-            pass
+            self.place(again)
         return place[:len(wanted)]
 
 
@@ -116,7 +117,7 @@ class DesktopTest(WithFolder):
             self.assertEqual(form.order("close"), "closed")
             self.assertEqual(form.place("show")[2:4], placed[2:4])  # of the same process
             form.place("move 210 140")
-            self.assertEqual(form.comes_to(placed), placed)
+            self.assertEqual(form.comes_to(placed, "move 210 140"), placed)
             form.order("close")
         for _ in range(3):  # and of others: it does not wander by its frame
             with self.form() as form:
@@ -137,7 +138,7 @@ class DesktopTest(WithFolder):
                     self.assertGreater(again[2], placed[2])
                 form.place("normal")
                 form.place("move 210 140")
-                self.assertEqual(form.comes_to(placed), placed, state)
+                self.assertEqual(form.comes_to(placed, "move 210 140"), placed, state)
                 form.order("close")
 
     def test_the_crypto_editor_is_worked_by_keys(self):
