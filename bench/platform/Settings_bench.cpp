@@ -131,16 +131,16 @@ int main() {
         OurKeys.push_back(Utf8ToUtf16("Component" + std::to_string(Key) + "_Width"));
         TheirKeys += QStringView(OurKeys.back()).toString();
     }
-    const auto Save = [&] {
-        TSettingsFile File(Ours);
+    const auto SaveTo = [&](const std::u16string& Path) {
+        TSettingsFile File(Path);
         ++Value;
         for (int Key = 0; Key < 200; ++Key)
             File.Write(u"Form1", OurKeys[static_cast<std::size_t>(Key)],
                        Utf8ToUtf16(std::to_string(Key + Value)));
         File.Flush();
     };
-    const auto SaveTheirs = [&] {
-        QSettings Settings(Theirs, QSettings::IniFormat);
+    const auto SaveTheirsTo = [&](const QString& Path) {
+        QSettings Settings(Path, QSettings::IniFormat);
         Settings.beginGroup("Form1");
         for (int Key = 0; Key < 200; ++Key) Settings.setValue(TheirKeys[Key], Key + Value);
         Settings.sync();
@@ -154,25 +154,33 @@ int main() {
         Settings.beginGroup("Form1");
         for (const QString& Key : TheirKeys) Use(Settings.value(Key).toString().isNull() ? Large : Plain);
     };
+    const auto Save = [&] { SaveTo(Ours); };
+    const auto SaveTheirs = [&] { SaveTheirsTo(Theirs); };
     Save();
     SaveTheirs();
     // What a program that starts does: Qt keeps what it read of a file for the next time in the same program.
-    std::vector<std::u16string> OurCopies;
-    QStringList TheirCopies;
+    std::vector<std::u16string> OurCopies, FirstOfOurs;
+    QStringList TheirCopies, FirstOfTheirs;
     for (int Round = 0; Round < Rounds; ++Round) {
         const std::string Copy = Folder + "/copy" + std::to_string(Round);
         std::filesystem::copy_file(Folder + "/ours.ini", Copy + "-ours.ini");
         std::filesystem::copy_file(Folder + "/theirs.ini", Copy + "-theirs.ini");
         OurCopies.push_back(Utf8ToUtf16(Copy + "-ours.ini"));
         TheirCopies += QString::fromStdString(Copy + "-theirs.ini");
+        std::filesystem::copy_file(Folder + "/ours.ini", Copy + "-first-ours.ini");
+        std::filesystem::copy_file(Folder + "/theirs.ini", Copy + "-first-theirs.ini");
+        FirstOfOurs.push_back(Utf8ToUtf16(Copy + "-first-ours.ini"));
+        FirstOfTheirs += QString::fromStdString(Copy + "-first-theirs.ini");
     }
-    std::size_t OurRound = 0;
-    qsizetype TheirRound = 0;
+    std::size_t OurRound = 0, OurSave = 0;
+    qsizetype TheirRound = 0, TheirSave = 0;
     const std::vector<double> Form = Medians(
         Save, SaveTheirs, [&] { Load(OurCopies[OurRound++]); },
-        [&] { LoadTheirs(TheirCopies[TheirRound++]); }, [&] { Load(Ours); }, [&] { LoadTheirs(Theirs); });
-    Row("save", Form[0], Form[1], "QSettings");
-    Row("load", Form[2], Form[3], "QSettings");
+        [&] { LoadTheirs(TheirCopies[TheirRound++]); }, [&] { Load(Ours); }, [&] { LoadTheirs(Theirs); },
+        [&] { SaveTo(FirstOfOurs[OurSave++]); }, [&] { SaveTheirsTo(FirstOfTheirs[TheirSave++]); });
+    Row("save, the first of a program", Form[6], Form[7], "QSettings");
+    Row("save again in the same program", Form[0], Form[1], "QSettings, which kept what it read");
+    Row("load, the first of a program", Form[2], Form[3], "QSettings");
     Row("load again in the same program", Form[4], Form[5], "QSettings, which kept it");
     std::filesystem::remove_all(Folder);
     return 0;

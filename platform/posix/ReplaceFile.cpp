@@ -52,12 +52,18 @@ int WriteAndSync(const std::string& Name, std::string_view Bytes, mode_t Mode) {
     return fsync(File.Number()) == 0 ? 0 : errno;
 }
 
+bool Exchange(const std::string& Left, const std::string& Right) {
+    return renameat2(AT_FDCWD, Left.c_str(), AT_FDCWD, Right.c_str(), RENAME_EXCHANGE) == 0;
+}
+
 // Puts `Fresh` in the place of `Name`, whose file is called `Kept` then, unless that is empty. 0, or the
 // error.
 int PutInPlace(const std::string& Fresh, const std::string& Name, const std::string& Kept) {
     if (!Kept.empty()) {
-        if (renameat2(AT_FDCWD, Fresh.c_str(), AT_FDCWD, Name.c_str(), RENAME_EXCHANGE) == 0) {
-            if (rename(Fresh.c_str(), Kept.c_str()) != 0) unlink(Fresh.c_str());
+        if (Exchange(Fresh, Name)) {
+            // Not renamed over the copy before: ext4 writes out what it renames over another file, synced or
+            // not.
+            if (Exchange(Fresh, Kept) || rename(Fresh.c_str(), Kept.c_str()) != 0) unlink(Fresh.c_str());
             return 0;
         }
         // A file system that exchanges nothing may know second names. One without them keeps no old file.
