@@ -54,12 +54,15 @@ TShown MakeFolderPanel(QWidget* Parent) {
     Layout->addWidget(Show, 0, Qt::AlignCenter);
 
     const auto From = [Browser](TBrowseLocation Root) { return [Browser, Root] { Browser->SetRoot(Root); }; };
+    const auto With = [Browser](TBrowseFlags Flags) {
+        return [Browser, Flags] { Browser->SetFlags(Flags); };
+    };
     return {Page,
             Browser,
             {{Translated("Whole computer"), From(bl_DRIVES)},
              {Translated("Own documents"), From(bl_PERSONAL)},
-             {Translated("Paths typed"), [Browser] { Browser->SetFlags({bf_statustext, bf_EditBox}); }},
-             {Translated("Tree only"), [Browser] { Browser->SetFlags({}); }}},
+             {Translated("Paths typed"), With(bf_statustext | bf_EditBox)},
+             {Translated("Tree only"), With({})}},
             [Browser] { return PictureOf(*Browser); }};
 }
 

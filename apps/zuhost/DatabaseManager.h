@@ -31,7 +31,8 @@ public:
     /// Of any table with a primary key; null without a database. The tables handed out must not outlive this.
     [[nodiscard]] std::unique_ptr<TUserTable> GetTable(std::u16string_view TableName) override {
         if (!FPool) return nullptr;
-        return server::MakeUserTable(TableName, [this] { return &FPool->Get(); }, FGuard);
+        const auto Database = [this] { return &FPool->Get(); };
+        return server::MakeUserTable(TableName, Database, FGuard);
     }
     /// What is asked before records of the tables above are opened and written. Before any is handed out.
     void SetGuard(server::TTableGuard Guard) { FGuard = std::move(Guard); }

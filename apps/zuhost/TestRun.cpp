@@ -196,10 +196,18 @@ private:
     static constexpr std::size_t MostLines = 200;
 };
 
-fs::path ConfigOf(const fs::path& Folder) {
+/// Sorted; none in a folder that is not there.
+std::vector<fs::path> FilesIn(const fs::path& Folder, std::string_view Extension) {
     std::vector<fs::path> Found;
+    if (!fs::is_directory(Folder)) return Found;
     for (const auto& Each : fs::directory_iterator(Folder))
-        if (Each.path().extension() == ".toml") Found.push_back(Each.path());
+        if (Each.path().extension() == Extension) Found.push_back(Each.path());
+    std::ranges::sort(Found);
+    return Found;
+}
+
+fs::path ConfigOf(const fs::path& Folder) {
+    const std::vector<fs::path> Found = FilesIn(Folder, ".toml");
     if (Found.size() == 1) return Found.front();
     throw EUsage(Found.empty() ? "there is no *.toml in " + Folder.string()
                                : "there are several *.toml in " + Folder.string() + ": take --config");
@@ -243,14 +251,10 @@ int Test(const TOptions& Options, const TArguments& Names) {
     if (!std::ranges::all_of(Options.Only, [](char C) { return C != '\'' && C != '\\' && C != '\n'; }))
         throw EUsage("--only takes a part of a test's name, without quotes");
     const fs::path Folder(Names.front());
+    if (!fs::is_directory(Folder)) throw EUsage("there is no folder " + Folder.string());
     const fs::path Config = Options.Config.empty() ? ConfigOf(Folder) : fs::path(Options.Config);
-    std::vector<fs::path> Files;
-    if (fs::is_directory(Folder / "tests")) {
-        for (const auto& Each : fs::directory_iterator(Folder / "tests"))
-            if (Each.path().extension() == ".lua") Files.push_back(Each.path());
-    }
+    const std::vector<fs::path> Files = FilesIn(Folder / "tests", ".lua");
     if (Files.empty()) throw EUsage("there are no tests/*.lua in " + Folder.string());
-    std::ranges::sort(Files);
     int Failed = 0;
     for (const fs::path& File : Files) {
         WriteOut(File.filename().u16string() + u"\n");
